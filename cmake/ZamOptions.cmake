@@ -1,0 +1,32 @@
+# Compiler settings that every target shares.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+# Programs and libraries lie as they do when installed, so that zam finds its modules in either place.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(ZAM_DEFINITION_DIR ${PROJECT_BINARY_DIR}/share/zam/modules)
+
+option(ZAM_WARNINGS_AS_ERRORS "Stop at compiler warnings" OFF)
+set(ZAM_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
+
+# Every operation is the one written: no contraction, no reassociation, so that results are the same everywhere.
+add_library(zam_options INTERFACE)
+target_compile_options(zam_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(ZAM_WARNINGS_AS_ERRORS)
+  target_compile_options(zam_options INTERFACE -Werror)
+endif()
+if(ZAM_SANITIZE)
+  target_compile_options(zam_options INTERFACE -fsanitize=${ZAM_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=undefined)
+  target_link_options(zam_options INTERFACE -fsanitize=${ZAM_SANITIZE})
+endif()
+target_include_directories(zam_options INTERFACE ${PROJECT_SOURCE_DIR})

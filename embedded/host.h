@@ -1,0 +1,139 @@
+// The embedded host as its owner sees it: what the runner, the tests and the benchmarks do with it beyond the contract.
+//
+// There is one host a process; all calls are made from one thread. Contract operations and the functions here may be
+// mixed freely. Objects form a tree below root(); a network's module instances are groups directly below it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/types.h"
+
+#define ZAM_HOST_CXX_API ZAM_CONTRACT_EXPORT
+
+namespace zam::host {
+
+// --- Objects ---
+
+enum class Kind {
+    none,   // a handle that names nothing
+    group,  // sub-objects only: instances, transforms (mat, xlate, center), colour tables, datamaps
+    integer,
+    real,
+    text,
+    pointer,
+    array,    // typed values
+    texts,    // array of texts, entries may be empty
+    objects,  // array of objects, reached as "name[i]"
+    field,
+    time_step,  // coordinates or node data of one step of a field
+    cell_set,
+    unset,  // exists, has no value yet: reading it fails, setting gives it the value's kind
+};
+
+/// Forgets every object, registration, switch and record. Arrays still outstanding stay in the account.
+ZAM_HOST_CXX_API void reset();
+
+ZAM_HOST_CXX_API OMobj_id root();
+
+/// Makes an object below `parent`; an object of that name there is replaced in place (its handle stays valid, so
+/// references to it go on working). `element_kind` is for Kind::objects.
+ZAM_HOST_CXX_API OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_kind = Kind::field);
+
+/// Ends an object and everything below it. References to it become references to nothing.
+ZAM_HOST_CXX_API void destroy(OMobj_id object);
+
+/// Kind of the object itself; a reference has the kind of what it finally refers to, none when that is nothing.
+ZAM_HOST_CXX_API Kind kind(OMobj_id object);
+ZAM_HOST_CXX_API bool is_reference(OMobj_id object);
+
+ZAM_HOST_CXX_API std::string name(OMobj_id object);
+/// Names from the root down, joined with dots: "reader.out", "capture.out[2]".
+ZAM_HOST_CXX_API std::string path(OMobj_id object);
+/// Sub-objects in the order in which they were made; elements of an array of objects.
+ZAM_HOST_CXX_API std::vector<OMobj_id> children(OMobj_id object);
+/// As OMfind_str_subobj. A field has the sub-objects `coordinates` (reals `min` and `max` over all components) and
+/// `xform` (arrays `mat`, `xlate`, `center`).
+ZAM_HOST_CXX_API OMobj_id find(OMobj_id from, std::string_view path);
+
+/// Entry of an array of texts.
+ZAM_HOST_CXX_API std::optional<std::string> text_at(OMobj_id object, xp_long index);
+
+/// Sets an array to a copy of `count` values of `type`.
+ZAM_HOST_CXX_API void set_values(OMobj_id object, int type, const void* values, xp_long count);
+
+// --- Fields, beyond the contract ---
+
+ZAM_HOST_CXX_API void set_grid_type(OMobj_id field, int grid_type);
+/// Whether positions are explicit coordinates that have been set.
+ZAM_HOST_CXX_API bool has_coordinates(OMobj_id field);
+/// 0 for a field without time steps.
+ZAM_HOST_CXX_API int time_nsteps(OMobj_id field);
+ZAM_HOST_CXX_API std::vector<float> time_values(OMobj_id field);
+/// The three arrays of a field's transform; empty spans leave a part as it is.
+ZAM_HOST_CXX_API void set_field_xform(OMobj_id field, std::span<const float> mat, std::span<const float> xlate,
+                                      std::span<const float> center);
+
+// --- Change stamps ---
+
+/// The moment now; the `seq` to hand to the next update of a module that runs now. Grows with every change.
+ZAM_HOST_CXX_API int now();
+/// Latest change of the object, of everything below it and of what any of these refer to.
+ZAM_HOST_CXX_API int stamp(OMobj_id object);
+/// Marks an object as changed without changing it, as setting a trigger does.
+ZAM_HOST_CXX_API void touch(OMobj_id object);
+
+// --- Records of what modules say ---
+
+struct Record {
+    enum class What { report, status } what;
+    std::string module;  // who was running
+    std::string call;    // "ERRverror", "ERRerror", "ERRout_of_memory" or "OMstatus_check"
+    std::string label;
+    int flags = 0;
+    std::string text;       // as formatted, line ends kept
+    bool has_text = false;  // a status without text has none
+    int percent = 0;
+    int range_low = 0, range_high = 100;  // the current stretch of the whole
+};
+
+/// Receives every record as it happens; null stops that.
+ZAM_HOST_CXX_API void set_recorder(std::function<void(const Record&)> recorder);
+/// Name that records carry from now on; set around each call of a module.
+ZAM_HOST_CXX_API void set_current_module(std::string_view name);
+/// What OMstatus_check tells modules as the user's interrupt request.
+ZAM_HOST_CXX_API void set_interrupt(bool requested);
+
+// --- Account of arrays, and failures on demand ---
+
+struct Account {
+    std::int64_t allocations = 0;          // calls of ARRalloc_f
+    std::int64_t outstanding_arrays = 0;   // allocated, neither freed nor handed over
+    std::int64_t open_accesses = 0;        // lent by a getter, not released
+    std::vector<std::string> faults;       // released twice, never lent, handed over twice: with file and line
+    std::vector<std::string> outstanding;  // where each outstanding array or access was made
+};
+ZAM_HOST_CXX_API Account account();
+
+/// The n-th call of ARRalloc_f from now, from 1, gives null; 0 switches that off.
+ZAM_HOST_CXX_API void fail_allocation(std::int64_t n);
+
+/// The n-th call from now, from 1, of operation `name` ("FLDset_dims"; empty: of any operation that has a status) fails
+/// without doing anything; 0 switches that off.
+ZAM_HOST_CXX_API void fail_call(std::string_view name, std::int64_t n);
+/// Whether the switch set by fail_call has struck.
+ZAM_HOST_CXX_API bool call_failed();
+
+// --- Timer ---
+
+/// Moves the virtual clock on, calling periodic callbacks in the order in which they fall due.
+ZAM_HOST_CXX_API void advance(std::int64_t units);
+/// Units until the next callback is due; nothing when none is registered.
+ZAM_HOST_CXX_API std::optional<std::int64_t> next_due();
+
+}  // namespace zam::host

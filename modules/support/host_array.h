@@ -1,0 +1,148 @@
+// Guards for arrays that modules and host lend each other. Every path out of a scope releases what it holds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <type_traits>
+#include <utility>
+
+#include "contract/arr.h"
+#include "contract/om.h"
+#include "modules/support/source_place.h"
+
+namespace zam {
+
+/// Type code of an element type.
+template <class T>
+constexpr int kTypeCode = [] {
+    using U = std::remove_cv_t<T>;
+    if constexpr (std::is_same_v<U, char> || std::is_same_v<U, std::byte>) return int{DTYPE_CHAR};
+    if constexpr (std::is_same_v<U, std::uint8_t>) return int{DTYPE_BYTE};
+    if constexpr (std::is_same_v<U, std::int16_t>) return int{DTYPE_SHORT};
+    if constexpr (std::is_same_v<U, std::int32_t>) return int{DTYPE_INT};
+    if constexpr (std::is_same_v<U, float>) return int{DTYPE_FLOAT};
+    if constexpr (std::is_same_v<U, double>) return int{DTYPE_DOUBLE};
+    if constexpr (std::is_same_v<U, xp_long>) return int{DTYPE_LONG};
+}();
+
+/// Bytes of one element of a type code; 0 for a code that does not exist.
+constexpr std::size_t type_size(int type) {
+    switch (type) {
+        case DTYPE_CHAR:
+        case DTYPE_BYTE: return 1;
+        case DTYPE_SHORT: return 2;
+        case DTYPE_INT:
+        case DTYPE_FLOAT: return 4;
+        case DTYPE_DOUBLE:
+        case DTYPE_LONG: return 8;
+        default: return 0;
+    }
+}
+
+/// An array that a getter of the host lent. Empty when the getter gave none. Its destructor ends the access.
+///
+///     HostArray<float> points;
+///     if (FLDget_points(field, points.place(), points.count_place(), ARR_READ) != 1) return 0;
+template <class T>
+class HostArray {
+public:
+    explicit HostArray(SourcePlace where = SourcePlace::here()) : where_(where) {}
+    HostArray(T* data, xp_long size, SourcePlace where = SourcePlace::here())
+        : data_(data), size_(size), where_(where) {}
+    HostArray(HostArray&& other) noexcept
+        : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)), where_(other.where_) {}
+    HostArray& operator=(HostArray&& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(size_, other.size_);
+        std::swap(where_, other.where_);
+        return *this;
+    }
+    ~HostArray() { end_access(); }
+
+    /// Where a getter writes the pointer and the count.
+    T** place() { return &data_; }
+    void** untyped_place() { return reinterpret_cast<void**>(&data_); }
+    xp_long* count_place() { return &size_; }
+
+    explicit operator bool() const { return data_ != nullptr; }
+    T* data() const { return data_; }
+    xp_long size() const { return size_; }
+    std::span<T> span() const { return data_ ? std::span<T>(data_, static_cast<std::size_t>(size_)) : std::span<T>(); }
+    T& operator[](xp_long index) const { return data_[index]; }
+
+    /// Ends the access before the scope does.
+    void end_access() {
+        if (data_) ARRfree_f(const_cast<std::remove_cv_t<T>*>(data_), where_.file, where_.line);
+        data_ = nullptr;
+        size_ = 0;
+    }
+
+private:
+    T* data_ = nullptr;
+    xp_long size_ = 0;
+    SourcePlace where_;
+};
+
+/// An array allocated for the host: freed unless it was handed over.
+///
+///     auto red = OutArray<std::uint8_t>::allocate(size);
+///     if (!red) return report.fail("red array is not allocated\n");
+///     ...
+///     if (OMset_array(id, red.type(), red.data(), red.size(), ARR_HOST_OWNS) == 1) red.release();
+template <class T>
+class OutArray {
+public:
+    OutArray() = default;
+    OutArray(OutArray&& other) noexcept { swap(other); }
+    OutArray& operator=(OutArray&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~OutArray() {
+        if (data_) ARRfree_f(data_, where_.file, where_.line);
+    }
+
+    /// `count` elements, zeroed by no one. Empty when memory is exhausted or `count` is negative.
+    static OutArray allocate(xp_long count, SourcePlace where = SourcePlace::here()) {
+        return allocate_as(kTypeCode<T>, count, where);
+    }
+
+    /// As allocate(), with a type code that is known only at run time; T then is std::byte.
+    static OutArray allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
+        OutArray array;
+        array.where_ = where;
+        array.type_ = type;
+        array.size_ = count;
+        if (count >= 0) array.data_ = static_cast<T*>(ARRalloc_f(nullptr, type, count, 0, where.file, where.line));
+        return array;
+    }
+
+    explicit operator bool() const { return data_ != nullptr; }
+    T* data() const { return data_; }
+    xp_long size() const { return size_; }
+    int type() const { return type_; }
+    std::span<T> span() const {
+        const auto bytes_per_element = std::is_same_v<T, std::byte> ? type_size(type_) : std::size_t{1};
+        return {data_, static_cast<std::size_t>(size_) * bytes_per_element};
+    }
+    T& operator[](xp_long index) const { return data_[index]; }
+
+    /// The host has taken the array over.
+    T* release() { return std::exchange(data_, nullptr); }
+
+private:
+    void swap(OutArray& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(size_, other.size_);
+        std::swap(type_, other.type_);
+        std::swap(where_, other.where_);
+    }
+
+    T* data_ = nullptr;
+    xp_long size_ = 0;
+    int type_ = DTYPE_CHAR;
+    SourcePlace where_{};
+};
+
+}  // namespace zam

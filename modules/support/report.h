@@ -1,0 +1,28 @@
+// Reports of a module, with its label and flag word.
+#pragma once
+
+#include "contract/err.h"
+
+namespace zam {
+
+/// A module declares one: `constexpr Reporter report{.label = "", .flags = 96};`
+struct Reporter {
+    const char* label;
+    int flags;
+
+    /// Reports a text as it stands and gives 0, the result of an update that failed.
+    int fail(const char* text) const {
+        ERRverror(label, flags, "%s", text);
+        return 0;
+    }
+    /// Reports a formatted text and gives 0.
+    template <class... Args>
+    requires(sizeof...(Args) > 0) int fail(const char* format, Args... args) const {
+        ERRverror(label, flags, format, args...);
+        return 0;
+    }
+    /// Reports a text where the module carries on.
+    void warn(const char* text) const { ERRverror(label, flags, "%s", text); }
+};
+
+}  // namespace zam

@@ -1,0 +1,22 @@
+// Progress: the next stretch of work as a share of the current one.
+#pragma once
+
+#include "contract/om.h"
+
+namespace zam {
+
+class StatusRange {
+public:
+    StatusRange(int low, int high) { OMpush_status_range(low, high); }
+    ~StatusRange() { OMpop_status_range(); }
+    StatusRange(const StatusRange&) = delete;
+    StatusRange& operator=(const StatusRange&) = delete;
+
+    /// Percentage within this stretch. The interrupt request is read and left: modules run to their end.
+    void done(int percent) const {
+        int interrupt = 0;
+        OMstatus_check(percent, nullptr, &interrupt);
+    }
+};
+
+}  // namespace zam

@@ -1,0 +1,114 @@
+// The model that the header of a field file fills: one process-wide record, reset before every parse.
+//
+// Step tables hold one entry a time step (index: step number minus one) and grow with the step counter. Source
+// statements live in blocks that steps share until one of them is written to: a repeated block of steps costs a few
+// words a step, not a copy of 74 sources.
+#pragma once
+
+#include <array>
+#include <cfloat>
+#include <climits>
+#include <cstdint>
+#include <memory>
+#include <memory_resource>
+#include <string>
+#include <vector>
+
+#include "contract/types.h"
+
+namespace zam::ldrf {
+
+constexpr int kMaxDims = 10;
+constexpr int kMaxCoordSources = 10;
+constexpr int kMaxVariableSources = 64;
+constexpr int kMaxCropAxes = 3;
+constexpr int kMaxSteps = 1'000'000;  // some 200 MB of step tables; a header that asks for more is refused
+constexpr int kMaxTimeTextLength = 63;
+
+constexpr int kCropNotSet = INT_MIN;
+constexpr float kFactorNotSet = FLT_MIN;
+
+enum FieldKind : int { kUniform = 0, kRectilinear = 1, kIrregular = 2 };
+enum FileType : int { kAscii = 0, kUnformatted = 1, kBinary = 2 };
+
+/// Bits of StepTables::flag.
+enum Given : int { kGivenExtent = 1, kGivenLabels = 2, kGivenRange = 4, kGivenUnits = 8 };
+
+/// One COORD or VARIABLE statement, or the source of a TIME statement.
+struct Source {
+    bool given = false;  // the step has a statement for it
+    bool named = false;  // with a file name; else the values are in the field file, after its header
+    std::string file;    // as written, until the reader replaces it by the resolved name
+    int type = kAscii;   // FileType
+    xp_long skip = 0;    // lines (ASCII) or bytes before the first value
+    xp_long offset = 0;  // values passed over
+    xp_long stride = 1;  // from value to value
+    int close = 1;       // 0: reading goes on in the next step where it stopped
+};
+
+struct TimeRecord {
+    bool from_file = false;
+    Source source;       // when from_file
+    float value = 0.0F;  // else
+    std::string text;
+};
+
+using VariableBlock = std::array<Source, kMaxVariableSources>;
+using CoordBlock = std::array<Source, kMaxCoordSources>;
+
+/// Per-step tables; LDRF_alloc sizes them all. The resource is the process heap except in tests.
+struct StepTables {
+    explicit StepTables(std::pmr::memory_resource* resource = std::pmr::get_default_resource());
+
+    std::pmr::vector<std::vector<std::string>> labels, units;
+    std::pmr::vector<std::vector<float>> min_ext, max_ext;   // nspace values, -1.0 where not given
+    std::pmr::vector<std::vector<float>> min_val, max_val;   // veclen values, -1.0 where not given
+    std::pmr::vector<int> flag;                              // Given bits
+    std::pmr::vector<int> name_list_count, unit_list_count;  // texts in labels and units
+    std::pmr::vector<std::uint8_t> data_not_given, points_not_given, time_not_given;  // 1 until a statement comes
+    std::pmr::vector<std::shared_ptr<VariableBlock>> data;  // null: no source given in this step
+    std::pmr::vector<std::shared_ptr<CoordBlock>> points;
+    std::pmr::vector<TimeRecord> time;
+
+    int count() const { return static_cast<int>(flag.size()); }
+};
+
+struct HeaderModel {
+    int ndim = -1;              // -1: not set
+    std::vector<xp_long> dims;  // ndim values, 0 until a DIM statement
+    int nspace = -1;
+    int veclen = 1;
+    int nstep = 1;
+    int step_counter = 1;  // the step being described, from 1
+    int data_type = -1;
+    int element_size = 0;  // bytes
+    int xdr = 0;
+    int kind = kUniform;
+    std::array<int, kMaxCropAxes> crop_min{kCropNotSet, kCropNotSet, kCropNotSet};
+    std::array<int, kMaxCropAxes> crop_max{kCropNotSet, kCropNotSet, kCropNotSet};
+    std::array<float, kMaxCropAxes> downsize{kFactorNotSet, kFactorNotSet, kFactorNotSet};
+    int end_of_header = 0;
+    std::string error;       // message of the statement that failed
+    xp_long data_start = 0;  // byte where inline data begins
+    StepTables steps;
+
+    /// Source n (from 1) of step (from 1), or null when that step has no statement for it.
+    const Source* variable(int step, int n) const;
+    const Source* coordinate(int step, int n) const;
+    /// The time record of a step, or null when that step has no TIME statement.
+    const TimeRecord* time(int step) const;
+};
+
+/// The model of the header being read.
+HeaderModel& header_model();
+
+/// Sizes the per-step tables of `model` for `steps` steps; entries that exist keep what they hold.
+/// Reports "rd_fld2: Failure allocating ... array" through ERRout_of_memory for the first table that does not fit.
+/// @return 1, or 0 when memory is exhausted or steps is above kMaxSteps (then with a message in model.error)
+int LDRF_alloc(HeaderModel& model, int steps);
+
+/// Copies a header to keep it between calls; the same reports with the texts of the kept copy.
+/// @return null when memory is exhausted
+std::unique_ptr<HeaderModel> copy_header(const HeaderModel& model);
+
+}  // namespace zam::ldrf
