@@ -1,17 +1,20 @@
 // The model that the header of a field file fills: one process-wide record, reset before every parse.
 //
-// Step tables hold one entry a time step (index: step number minus one) and grow with the step counter. Source
-// statements live in blocks that steps share until one of them is written to: a repeated block of steps costs a few
-// words a step, not a copy of 74 sources.
+// Step tables hold one entry a time step (index: step number minus one) and grow with the step counter. What the
+// statements of a step say lives in records that steps share until one of them is written to: a repeated block of
+// steps costs a few words a step, and a step costs what the file says of it, not a full set of 74 sources.
 #pragma once
 
 #include <array>
 #include <cfloat>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <memory_resource>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "contract/types.h"
@@ -22,7 +25,8 @@ constexpr int kMaxDims = 10;
 constexpr int kMaxCoordSources = 10;
 constexpr int kMaxVariableSources = 64;
 constexpr int kMaxCropAxes = 3;
-constexpr int kMaxSteps = 1'000'000;  // some 200 MB of step tables; a header that asks for more is refused
+constexpr int kMaxSteps = 1'000'000;       // some 200 MB of step tables; a header that asks for more is refused
+constexpr int kMaxComponents = 1'000'000;  // values a node or a point may have: bounds the extent and range tables
 constexpr int kMaxTimeTextLength = 63;
 
 constexpr int kCropNotSet = INT_MIN;
@@ -34,16 +38,19 @@ enum FileType : int { kAscii = 0, kUnformatted = 1, kBinary = 2 };
 /// Bits of StepTables::flag.
 enum Given : int { kGivenExtent = 1, kGivenLabels = 2, kGivenRange = 4, kGivenUnits = 8 };
 
-/// One COORD or VARIABLE statement, or the source of a TIME statement.
-struct Source {
-    bool given = false;  // the step has a statement for it
-    bool named = false;  // with a file name; else the values are in the field file, after its header
-    std::string file;    // as written, until the reader replaces it by the resolved name
-    int type = kAscii;   // FileType
+/// Where the values of a source stand in its file.
+struct SourceOptions {
     xp_long skip = 0;    // lines (ASCII) or bytes before the first value
     xp_long offset = 0;  // values passed over
     xp_long stride = 1;  // from value to value
     int close = 1;       // 0: reading goes on in the next step where it stopped
+};
+
+/// One COORD or VARIABLE statement, or the source of a TIME statement.
+struct Source : SourceOptions {
+    bool named = false;  // with a file name; else the values are in the field file, after its header
+    std::string file;    // as written, until the reader replaces it by the resolved name
+    int type = kAscii;   // FileType
 };
 
 struct TimeRecord {
@@ -53,22 +60,42 @@ struct TimeRecord {
     std::string text;
 };
 
-using VariableBlock = std::array<Source, kMaxVariableSources>;
-using CoordBlock = std::array<Source, kMaxCoordSources>;
+/// The COORD or VARIABLE statements of a step by their numbers, from 1.
+using SourceBlock = std::map<int, Source>;
+
+/// The values of an extent or range statement, shared by the steps that repeat it. Reads like a constant vector.
+class Row {
+public:
+    Row() = default;
+    explicit Row(std::vector<float> values) : values_(std::make_shared<std::vector<float>>(std::move(values))) {}
+
+    std::size_t size() const { return values_ ? values_->size() : 0; }
+    bool empty() const { return size() == 0; }
+    const float* data() const { return values_ ? values_->data() : nullptr; }
+    const float* begin() const { return data(); }
+    const float* end() const { return data() + size(); }
+    float operator[](std::size_t i) const { return (*values_)[i]; }
+
+    bool given() const { return values_ != nullptr; }
+    /// Cuts or fills with -1.0 in every step that shares the row.
+    void fit(std::size_t size) { values_->resize(size, -1.0F); }
+
+private:
+    std::shared_ptr<std::vector<float>> values_;
+};
 
 /// Per-step tables; LDRF_alloc sizes them all. The resource is the process heap except in tests.
 struct StepTables {
     explicit StepTables(std::pmr::memory_resource* resource = std::pmr::get_default_resource());
 
     std::pmr::vector<std::vector<std::string>> labels, units;
-    std::pmr::vector<std::vector<float>> min_ext, max_ext;   // nspace values, -1.0 where not given
-    std::pmr::vector<std::vector<float>> min_val, max_val;   // veclen values, -1.0 where not given
+    std::pmr::vector<Row> min_ext, max_ext;                  // nspace values, -1.0 where not given
+    std::pmr::vector<Row> min_val, max_val;                  // veclen values, -1.0 where not given
     std::pmr::vector<int> flag;                              // Given bits
     std::pmr::vector<int> name_list_count, unit_list_count;  // texts in labels and units
     std::pmr::vector<std::uint8_t> data_not_given, points_not_given, time_not_given;  // 1 until a statement comes
-    std::pmr::vector<std::shared_ptr<VariableBlock>> data;  // null: no source given in this step
-    std::pmr::vector<std::shared_ptr<CoordBlock>> points;
-    std::pmr::vector<TimeRecord> time;
+    std::pmr::vector<std::shared_ptr<SourceBlock>> data, points;  // null: no source given in this step
+    std::pmr::vector<std::shared_ptr<TimeRecord>> time;           // null: no time given in this step
 
     int count() const { return static_cast<int>(flag.size()); }
 };
