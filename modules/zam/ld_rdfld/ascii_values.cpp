@@ -1,0 +1,147 @@
+#include "modules/zam/ld_rdfld/ascii_values.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+#include "platform/large_file.h"
+
+namespace zam::ldrf {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+
+constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// The forms that from_chars does not know: exponents with D, magnitudes beyond the type's range.
+template <class Real>
+const char* parse_unusual_real(const char* first, const char* last, Real& value) {
+    const char* end = std::find_if(first, last, is_blank);
+    std::string word(first, static_cast<std::size_t>(std::min<std::ptrdiff_t>(end - first, kMaxNumberLength)));
+    if (word.find_first_of("xXpP") != std::string::npos) return nullptr;  // strtod would read hexadecimal numbers
+    std::replace(word.begin(), word.end(), 'D', 'E');
+    std::replace(word.begin(), word.end(), 'd', 'e');
+    char* parsed = nullptr;
+    if constexpr (std::is_same_v<Real, float>)
+        value = std::strtof(word.c_str(), &parsed);
+    else
+        value = std::strtod(word.c_str(), &parsed);
+    return parsed == word.c_str() ? nullptr : first + (parsed - word.c_str());
+}
+
+template <class Real>
+const char* parse_real(const char* first, const char* last, Real& value) {
+    const auto [end, error] = std::from_chars(first, last, value);
+    const bool fortran_exponent = end != last && (*end == 'D' || *end == 'd');
+    if (error == std::errc{} && !fortran_exponent) return end;
+    return error == std::errc::invalid_argument ? nullptr : parse_unusual_real(first, last, value);
+}
+
+template <class Integer>
+const char* parse_integer(const char* first, const char* last, Integer& value) {
+    using Wide = std::conditional_t<sizeof(Integer) == 8, xp_long, std::int32_t>;
+    Wide wide = 0;
+    auto [end, error] = std::from_chars(first, last, wide);
+    const bool real = end != last && (*end == '.' || *end == 'e' || *end == 'E' || *end == 'd' || *end == 'D');
+    if (error == std::errc::invalid_argument || real) {
+        double number = 0.0;
+        end = parse_real(first, last, number);
+        // 2^63 itself is representable and too large; a NaN fails both comparisons
+        const double limit = -static_cast<double>(std::numeric_limits<Wide>::min());
+        if (end == nullptr || !(number < limit && number >= -limit)) return nullptr;
+        wide = static_cast<Wide>(number);
+    } else if (error != std::errc{}) {
+        return nullptr;
+    }
+    value = static_cast<Integer>(wide);
+    return end;
+}
+
+}  // namespace
+
+template <class T>
+const char* parse_number(const char* first, const char* last, T& value) {
+    if (first != last && *first == '+') {
+        ++first;
+        if (first != last && (*first == '-' || *first == '+')) return nullptr;
+    }
+    if constexpr (std::is_floating_point_v<T>)
+        return parse_real(first, last, value);
+    else
+        return parse_integer(first, last, value);
+}
+
+AsciiCursor::AsciiCursor(std::FILE* file, xp_long start) : file_(file), filled_to_(start), buffer_(kBufferBytes) {
+    at_ = end_ = buffer_.data();
+    at_end_of_file_ = start < 0 || platform::seek(file_, start, SEEK_SET) != 0;
+}
+
+/// Moves what is left to the front and reads on; false when nothing was added.
+bool AsciiCursor::refill() {
+    if (at_end_of_file_) return false;
+    const auto left = static_cast<std::size_t>(end_ - at_);
+    std::memmove(buffer_.data(), at_, left);
+    const std::size_t got = std::fread(buffer_.data() + left, 1, buffer_.size() - left, file_);
+    filled_to_ += static_cast<xp_long>(got);
+    at_ = buffer_.data();
+    end_ = at_ + left + got;
+    at_end_of_file_ = got == 0;
+    return got > 0;
+}
+
+bool AsciiCursor::skip_lines(xp_long count) {
+    for (xp_long line = 0; line < count; ++line) {
+        const void* newline = nullptr;
+        while ((newline = std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_))) == nullptr) {
+            at_ = end_;
+            if (!refill()) return false;
+        }
+        at_ = static_cast<const char*>(newline) + 1;
+    }
+    return true;
+}
+
+bool AsciiCursor::skip_blanks() {
+    for (;;) {
+        while (at_ != end_ && is_blank(*at_)) ++at_;
+        if (at_ != end_) return true;
+        if (!refill()) return false;
+    }
+}
+
+bool AsciiCursor::skip_words(xp_long count) {
+    for (xp_long word = 0; word < count; ++word) {
+        if (!skip_blanks()) return false;
+        for (;;) {
+            while (at_ != end_ && !is_blank(*at_)) ++at_;
+            if (at_ != end_ || !refill()) break;
+        }
+    }
+    return true;
+}
+
+template <class T>
+bool AsciiCursor::read(T& value) {
+    if (!skip_blanks()) return false;
+    if (static_cast<std::size_t>(end_ - at_) <= kMaxNumberLength) refill();  // so that the word lies in one piece
+    const char* end = parse_number(at_, end_, value);
+    if (end == nullptr || (end != end_ && !is_blank(*end))) return false;
+    at_ = end;
+    return true;
+}
+
+template bool AsciiCursor::read(char&);
+template bool AsciiCursor::read(std::uint8_t&);
+template bool AsciiCursor::read(std::int16_t&);
+template bool AsciiCursor::read(std::int32_t&);
+template bool AsciiCursor::read(xp_long&);
+template bool AsciiCursor::read(float&);
+template bool AsciiCursor::read(double&);
+
+}  // namespace zam::ldrf

@@ -1,0 +1,298 @@
+#include "modules/zam/ld_rdfld/field_output.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "contract/fld.h"
+#include "modules/support/batch.h"
+#include "modules/zam/ld_rdfld/reports.h"
+
+namespace zam::ldrf {
+namespace {
+
+using Corner = std::array<float, kMaxCoordSources>;
+using Value = std::array<std::byte, 8>;  // one value of any type
+
+const char* step_template(int kind) {
+    switch (kind) {
+        case kUniform: return "Mesh_Unif Node_Data";
+        case kRectilinear: return "Mesh_Rect Node_Data";
+        default: return "Mesh_Struct Node_Data";
+    }
+}
+
+const char* all_steps_template(int kind) {
+    switch (kind) {
+        case kUniform: return "Mesh_Unif Time_Node_Data";
+        case kRectilinear: return "Mesh_Rect Time_Node_Data";
+        default: return "Time_Mesh_Struct Time_Node_Data";
+    }
+}
+
+bool create(OMobj_id parent, const char* name, const char* template_name, OMobj_id& field) {
+    if (FLDcreate(parent, &field, 0, name, template_name) == 1) return true;
+    return field_operation_failed("Error creating field");
+}
+
+bool set_frame(OMobj_id field, const FieldFrame& frame) {
+    const auto dims = frame.kept.dims();
+    if (FLDset_ndim(field, frame.kept.ndim) != 1) return field_operation_failed("Error setting ndim");
+    if (FLDset_dims(field, dims.data()) != 1) return field_operation_failed("Error setting dims");
+    if (FLDset_nspace(field, frame.header.nspace) != 1) return field_operation_failed("Error setting space");
+    return true;
+}
+
+bool set_points(OMobj_id field, int nspace, OutArray<float>& points) {
+    if (FLDset_npoints(field, points.size() / nspace) != 1 ||
+        FLDset_points(field, points.data(), points.size(), ARR_HOST_OWNS) != 1) {
+        return field_operation_failed("Error setting point data");
+    }
+    points.release();
+    return true;
+}
+
+bool set_coordinates(OMobj_id mesh, OutArray<float>& coord) {
+    if (FLDset_coord(mesh, coord.data(), coord.size(), ARR_HOST_OWNS) != 1) {
+        return field_operation_failed("Error setting coordinates");
+    }
+    coord.release();
+    return true;
+}
+
+bool set_extent(OMobj_id mesh, const StepData& data, int nspace, const char* text) {
+    if (data.min_ext.empty()) return true;
+    if (FLDset_coord_extent(mesh, data.min_ext.data(), data.max_ext.data(), nspace) == 1) return true;
+    return field_operation_failed(text);
+}
+
+template <class T>
+void reverse_values(std::byte* values, xp_long count) {
+    T* first = reinterpret_cast<T*>(values);
+    std::reverse(first, first + count);
+}
+
+/// Reverses the order of the nodes of a component in the host's array.
+bool flip_nodes(OMobj_id field, int comp) {
+    HostArray<std::byte> values;
+    int type = 0;
+    if (FLDget_node_data(field, comp, &type, values.untyped_place(), values.count_place(), ARR_READ_WRITE) != 1) {
+        return field_operation_failed("Error getting node data for flip");
+    }
+    switch (type_size(type)) {
+        case 1: reverse_values<std::uint8_t>(values.data(), values.size()); break;
+        case 2: reverse_values<std::uint16_t>(values.data(), values.size()); break;
+        case 4: reverse_values<std::uint32_t>(values.data(), values.size()); break;
+        default: reverse_values<std::uint64_t>(values.data(), values.size()); break;
+    }
+    return true;
+}
+
+/// A header's range value in a component's own type; integers go through the widest one and take its low bytes.
+Value in_type(float value, int type) {
+    Value bytes{};
+    const auto store = [&](auto typed) { std::memcpy(bytes.data(), &typed, sizeof typed); };
+    constexpr float kLongLimit = 9.2233720e18F;
+    const xp_long whole = std::fabs(value) < kLongLimit ? static_cast<xp_long>(value) : 0;
+    switch (type) {
+        case DTYPE_FLOAT: store(value); break;
+        case DTYPE_DOUBLE: store(static_cast<double>(value)); break;
+        case DTYPE_LONG: store(whole); break;
+        case DTYPE_INT: store(static_cast<std::int32_t>(whole)); break;
+        case DTYPE_SHORT: store(static_cast<std::int16_t>(whole)); break;
+        default: store(static_cast<std::uint8_t>(whole)); break;
+    }
+    return bytes;
+}
+
+/// The header's value range, where it gives both ends.
+bool set_range(OMobj_id field, int comp, const StepData& data, int type) {
+    const auto at = static_cast<std::size_t>(comp);
+    if (data.min_val.size() <= at || data.max_val.size() <= at) return true;
+    if (!std::isfinite(data.min_val[at]) || !std::isfinite(data.max_val[at])) return true;
+    const Value low = in_type(data.min_val[at], type);
+    const Value high = in_type(data.max_val[at], type);
+    if (FLDset_node_data_minmax(field, comp, low.data(), high.data(), type) == 1) return true;
+    return field_operation_failed("Error setting node data");
+}
+
+bool set_component(OMobj_id field, int comp, const FieldFrame& frame, StepData& data) {
+    const auto at = static_cast<std::size_t>(comp);
+    const std::string label = at < frame.labels.size() ? frame.labels[at] : "DATA" + std::to_string(comp);
+    const char* units = at < frame.units.size() ? frame.units[at].c_str() : "";
+    if (FLDset_node_data_comp(field, comp, 1, label.c_str(), units) != 1) {
+        return field_operation_failed("Error setting node data component");
+    }
+    OutArray<std::byte>& values = data.components[at];
+    const int type = values.type();
+    if (FLDset_node_data(field, comp, values.data(), type, values.size(), ARR_HOST_OWNS) != 1) {
+        return field_operation_failed("Error setting node data");
+    }
+    values.release();
+    return (!frame.flip || flip_nodes(field, comp)) && set_range(field, comp, data, type);
+}
+
+bool set_node_data(OMobj_id field, const FieldFrame& frame, StepData& data) {
+    if (FLDset_node_data_ncomp(field, frame.header.veclen) != 1) {
+        return field_operation_failed("Error setting node_data_ncomp");
+    }
+    for (int comp = 0; comp < frame.header.veclen; ++comp) {
+        if (!set_component(field, comp, frame, data)) return false;
+    }
+    return true;
+}
+
+// --- Copying a stored step ---
+
+/// A copy, for the host, of an array that it lent.
+template <class T>
+OutArray<T> copy_of(const HostArray<T>& lent) {
+    auto copy = OutArray<T>::allocate(lent.size());
+    if (copy) std::copy(lent.data(), lent.data() + lent.size(), copy.data());
+    return copy;
+}
+
+bool copy_points(OMobj_id all, OMobj_id field, int nspace) {
+    HostArray<float> stored;
+    if (FLDget_points(all, stored.place(), stored.count_place(), ARR_READ) != 1) {
+        return field_operation_failed("Error getting point data");
+    }
+    auto points = copy_of(stored);
+    if (!points) return out_of_memory("RFread_field: Failure allocating points array");
+    return set_points(field, nspace, points);
+}
+
+bool copy_coordinates(OMobj_id step_mesh, OMobj_id field) {
+    HostArray<float> stored;
+    if (FLDget_coord(step_mesh, stored.place(), stored.count_place(), ARR_READ) != 1) {
+        return field_operation_failed("Error getting coordinates");
+    }
+    auto coord = copy_of(stored);
+    if (!coord) return out_of_memory("RFread_field: Failure allocating coords array");
+    return set_coordinates(field, coord);
+}
+
+bool copy_extent(OMobj_id from, OMobj_id to, int nspace) {
+    Corner low{};
+    Corner high{};
+    if (FLDget_coord_extent(from, low.data(), high.data()) != 1) {
+        return field_operation_failed("Error getting coord extent");
+    }
+    if (FLDset_coord_extent(to, low.data(), high.data(), nspace) == 1) return true;
+    return field_operation_failed("Error setting coord extent");
+}
+
+bool copy_xform(OMobj_id from, OMobj_id to) {
+    std::array<float, 16> xform{};
+    if (FLDget_xform(from, xform.data()) != 1) return field_operation_failed("Error getting xform");
+    if (FLDset_xform(to, xform.data()) == 1) return true;
+    return field_operation_failed("Error setting xform");
+}
+
+bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& frame) {
+    int type = 0;
+    HostArray<std::byte> stored;
+    if (FLDget_node_data(from, comp, &type, stored.untyped_place(), stored.count_place(), ARR_READ) != 1) {
+        return field_operation_failed("Error getting node data");
+    }
+    Value low{};
+    Value high{};
+    if (FLDget_node_data_minmax(from, comp, low.data(), high.data()) != 1) {
+        return field_operation_failed("Error getting node minmax");
+    }
+    StepData data;
+    data.components.resize(static_cast<std::size_t>(comp) + 1);
+    OutArray<std::byte>& values = data.components.back();
+    values = OutArray<std::byte>::allocate_as(type, stored.size());
+    if (!values) return out_of_memory("RFread_field: Failure allocating nnodes array");
+    std::memcpy(values.data(), stored.data(), values.span().size());
+    const FieldFrame as_stored{frame.header, frame.kept, frame.labels, frame.units, /*flip=*/false};
+    if (!set_component(to, comp, as_stored, data)) return false;
+    if (FLDset_node_data_minmax(to, comp, low.data(), high.data(), type) == 1) return true;
+    return field_operation_failed("Error setting node data");
+}
+
+bool copy_mesh(OMobj_id all, int step, const FieldFrame& frame, OMobj_id field) {
+    if (frame.header.kind != kIrregular) {
+        return copy_points(all, field, frame.header.nspace) && copy_extent(all, field, frame.header.nspace);
+    }
+    OMobj_id step_mesh = OMnull_obj();
+    if (FLDget_time_coordinates(all, step - 1, &step_mesh) != 1) {
+        return field_operation_failed("Error getting coordinates id ");  // deliberate: the blank at the end
+    }
+    return copy_coordinates(step_mesh, field) && copy_extent(step_mesh, field, frame.header.nspace);
+}
+
+bool copy_node_data(OMobj_id all, int step, const FieldFrame& frame, OMobj_id field) {
+    OMobj_id step_data = OMnull_obj();
+    if (FLDget_time_node_data(all, step - 1, &step_data) != 1) {
+        return field_operation_failed("Error getting node id ");  // deliberate: the blank at the end
+    }
+    if (FLDset_node_data_ncomp(field, frame.header.veclen) != 1) {
+        return field_operation_failed("Error setting node_data_ncomp");
+    }
+    for (int comp = 0; comp < frame.header.veclen; ++comp) {
+        if (!copy_component(step_data, field, comp, frame)) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool write_field(OMobj_id parent, const FieldFrame& frame, StepData& data, OMobj_id& field) {
+    const WriteBatch batch;
+    if (!create(parent, "Output_Field", step_template(frame.header.kind), field) || !set_frame(field, frame)) {
+        return false;
+    }
+    const bool placed = frame.header.kind == kIrregular ? set_coordinates(field, data.coord)
+                                                        : set_points(field, frame.header.nspace, data.points);
+    return placed && set_extent(field, data, frame.header.nspace, "cannot set extent") &&
+           set_node_data(field, frame, data);
+}
+
+bool write_all_steps(OMobj_id parent, const FieldFrame& frame, std::vector<StepData>& steps, OMobj_id& all) {
+    const WriteBatch batch;
+    const int nspace = frame.header.nspace;
+    const bool irregular = frame.header.kind == kIrregular;
+    constexpr const char* kCannotSetExtent = "cannot set store_all extent";
+    if (!create(parent, "Output_All", all_steps_template(frame.header.kind), all) || !set_frame(all, frame)) {
+        return false;
+    }
+    if (FLDset_ncell_sets(all, 1) != 1) return field_operation_failed("Error setting cell sets");
+    if (FLDset_time_nsteps(all, static_cast<int>(steps.size())) != 1) {
+        return field_operation_failed("Error setting time steps");
+    }
+    if (!irregular &&
+        !(set_points(all, nspace, steps.front().points) && set_extent(all, steps.front(), nspace, kCannotSetExtent))) {
+        return false;
+    }
+    std::vector<float> times;
+    for (StepData& data : steps) {
+        const int index = static_cast<int>(times.size());
+        times.push_back(data.time);
+        OMobj_id part = OMnull_obj();
+        if (irregular) {
+            if (FLDget_time_coordinates(all, index, &part) != 1) {
+                return field_operation_failed("Error getting coordinates id ");
+            }
+            if (!set_coordinates(part, data.coord) || !set_extent(part, data, nspace, kCannotSetExtent)) return false;
+        }
+        if (FLDget_time_node_data(all, index, &part) != 1) return field_operation_failed("Error getting node id ");
+        if (!set_node_data(part, frame, data)) return false;
+    }
+    if (FLDset_time_values(all, times.data(), static_cast<int>(times.size())) == 1) return true;
+    return field_operation_failed("Error setting time values");
+}
+
+bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, OMobj_id& field) {
+    xp_long nodes = 0;
+    if (FLDget_nnodes(all, &nodes) != 1) return field_operation_failed("Error getting nnode");
+    // a field that is not the one that was stored: somebody else has connected something
+    if (nodes != frame.kept.nodes) return field_operation_failed("Error from LDRFfield_extract");
+    const WriteBatch batch;
+    return create(parent, "Output_Field", step_template(frame.header.kind), field) && set_frame(field, frame) &&
+           copy_mesh(all, step, frame, field) && copy_node_data(all, step, frame, field) && copy_xform(all, field);
+}
+
+}  // namespace zam::ldrf

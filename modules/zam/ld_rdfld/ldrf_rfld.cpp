@@ -1,0 +1,354 @@
+// Read field: the parameters, when to read what, and what is kept between calls.
+#include "modules/zam/ld_rdfld/ldrf_rfld.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "contract/file.h"
+#include "contract/om.h"
+#include "modules/zam/ld_rdfld/field_reader.h"
+#include "modules/zam/ld_rdfld/header_reader.h"
+#include "modules/zam/ld_rdfld/reports.h"
+
+namespace zam::ldrf {
+namespace {
+
+constexpr std::array<const char*, kMaxCropAxes> kMinNames{"min0", "min1", "min2"};
+constexpr std::array<const char*, kMaxCropAxes> kMaxNames{"max0", "max1", "max2"};
+constexpr std::array<const char*, kMaxCropAxes> kFactorNames{"factor0", "factor1", "factor2"};
+constexpr std::array<const char*, kMaxCropAxes> kEndNames{"end0", "end1", "end2"};
+
+/// Values of `check`: what a new file does.
+enum Check : int {
+    kReadAtOnce = 0,
+    kShowFirst = 1,     // show the header's crop; data only on `exec`
+    kReadFollowed = 2,  // the header insists on its own crop: a full read followed the header
+};
+
+/// The parameters of an instance by name.
+class Parameters {
+public:
+    Parameters(OMobj_id instance, int seq) : instance_(instance), seq_(seq) {}
+
+    OMobj_id find(const char* name, int mode = OM_OBJ_RD) const {
+        return OMfind_subobj(instance_, OMstr_to_name(name), mode);
+    }
+    bool changed(const char* name) const { return changed(find(name)); }
+    bool changed(OMobj_id object) const { return OMvalid_obj(object) == 1 && OMchanged(object, seq_) != 0; }
+
+    int get_int(const char* name, int otherwise) const {
+        int value = otherwise;
+        return OMget_name_int_val(instance_, OMstr_to_name(name), &value) == 1 ? value : otherwise;
+    }
+    bool get_text(const char* name, std::string& text) const {
+        char* value = nullptr;
+        if (OMget_name_str_val(instance_, OMstr_to_name(name), &value, 0) != 1 || value == nullptr) return false;
+        text = value;
+        std::free(value);
+        return true;
+    }
+    template <class T>
+    T* get_pointer(const char* name) const {
+        void* value = nullptr;
+        return OMget_name_ptr_val(instance_, OMstr_to_name(name), &value, 0) == 1 ? static_cast<T*>(value) : nullptr;
+    }
+
+    void set_int(const char* name, xp_long value) const {
+        const xp_long limit = std::numeric_limits<int>::max();
+        OMset_name_int_val(instance_, OMstr_to_name(name), static_cast<int>(std::clamp(value, -limit, limit)));
+    }
+    void set_real(const char* name, double value) const { OMset_name_real_val(instance_, OMstr_to_name(name), value); }
+    void set_text(const char* name, const std::string& text) const {
+        OMset_name_str_val(instance_, OMstr_to_name(name), text.c_str());
+    }
+    /// Leaves a pointer with the instance; what the instance cannot keep ends here.
+    template <class Owner>
+    void keep(const char* name, Owner owner) const {
+        if (OMset_name_ptr_val(instance_, OMstr_to_name(name), owner.get(), 0) == 1) (void)owner.release();
+    }
+
+    /// Reads an int or real into `value`; when it cannot be read, writes `value` into the parameter.
+    void exchange(const char* name, int& value) const {
+        if (OMget_name_int_val(instance_, OMstr_to_name(name), &value) != 1) set_int(name, value);
+    }
+    void exchange(const char* name, float& value) const {
+        double real = 0.0;
+        if (OMget_name_real_val(instance_, OMstr_to_name(name), &real) == 1) {
+            value = static_cast<float>(real);
+        } else {
+            set_real(name, static_cast<double>(value));
+        }
+    }
+
+    OMobj_id instance() const { return instance_; }
+
+private:
+    OMobj_id instance_;
+    int seq_;
+};
+
+void read_crop(const Parameters& parameters, CropSettings& crop) {
+    for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) {
+        parameters.exchange(kMinNames[axis], crop.min[axis]);
+        parameters.exchange(kMaxNames[axis], crop.max[axis]);
+        parameters.exchange(kFactorNames[axis], crop.factor[axis]);
+    }
+}
+
+void write_crop(const Parameters& parameters, const CropSettings& crop) {
+    for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) {
+        parameters.set_int(kMinNames[axis], crop.min[axis]);
+        parameters.set_int(kMaxNames[axis], crop.max[axis]);
+        parameters.set_real(kFactorNames[axis], static_cast<double>(crop.factor[axis]));
+    }
+}
+
+/// One call of the update. What the instance keeps is taken out of its pointers at the start and put back, or released,
+/// at the end.
+class Update {
+public:
+    Update(OMobj_id instance, int seq) : parameters_(instance, seq) {
+        read_.instance = instance;
+        file_.reset(parameters_.get_pointer<std::FILE>("file_ptr"));
+        read_.header.reset(parameters_.get_pointer<KeptHeader>("RF_ptr"));
+        read_.coordinates.reset(parameters_.get_pointer<CoordinateCache>("coord_ptr"));
+    }
+    ~Update() {
+        parameters_.keep("file_ptr", std::move(file_));
+        parameters_.keep("RF_ptr", std::move(read_.header));
+        parameters_.keep("coord_ptr", std::move(read_.coordinates));
+    }
+    Update(const Update&) = delete;
+    Update& operator=(const Update&) = delete;
+
+    int run();
+    void release();
+
+private:
+    int new_file();
+    int step();
+    int read_step();
+    int finish(bool read);
+    bool find_outputs();
+    bool next_step(int nsteps, bool& moved);
+    bool header_only();
+    bool full_read();
+    void write_back();
+
+    Parameters parameters_;
+    FieldRead read_;
+    OwnedFile file_;
+    OMobj_id out_ = OMnull_obj();
+    OMobj_id out_all_ = OMnull_obj();
+    int check_ = kReadAtOnce;
+    bool exec_ = false;
+    bool store_all_changed_ = false;
+    bool reread_ = false;  // stored steps no longer hold what is wanted
+};
+
+void Update::release() {
+    LDRFinit(read_);
+    file_.reset();
+}
+
+int Update::run() {
+    read_.portable = parameters_.get_int("portable", 0) == 1;
+    read_.swap = parameters_.get_int("swap", 0) == 1;
+    read_.flip = parameters_.get_int("flip", 0) == 1;
+    store_all_changed_ = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
+    read_.store_all = parameters_.get_int("store_all", 0) == 1;
+    const bool name_changed = parameters_.changed("filename");
+    if (name_changed) {  // a new file never starts with all steps stored
+        read_.store_all = false;
+        parameters_.set_int("store_all", 0);
+        parameters_.set_int("store_all_visible", 0);
+    }
+    if (store_all_changed_ && !read_.store_all) parameters_.set_int("store_all_visible", 0);
+
+    check_ = parameters_.get_int("check", kReadAtOnce);
+    if (read_.header) read_.crop = read_.header->crop;
+    if (check_ != kReadAtOnce) {
+        read_crop(parameters_, read_.crop);
+    } else {
+        write_crop(parameters_, read_.crop);
+        parameters_.set_int("exec", 0);
+    }
+    exec_ = parameters_.get_int("exec", 0) == 1;
+    return exec_ || name_changed || store_all_changed_ ? new_file() : step();
+}
+
+/// Fails with a report when the outputs are not there.
+bool Update::find_outputs() {
+    out_ = parameters_.find("out");
+    if (OMvalid_obj(out_) != 1) return refuse("Can't get 'out' object id.");
+    out_all_ = parameters_.find("out_all");
+    if (OMvalid_obj(out_all_) != 1) return refuse("Can't get 'out_all' object id.");
+    return true;
+}
+
+// --- A new file, new crop values, or all steps ---
+
+int Update::new_file() {
+    read_crop(parameters_, read_.crop);
+    read_.step = 1;
+    parameters_.set_int("stepno", 0);
+    parameters_.set_int("nsteps", 0);
+    if (!parameters_.get_text("filename", read_.field.name)) return kReport.fail("Can't get filename.");
+    if (!find_outputs()) return 0;
+    release();
+    file_.reset(FILEfopen(read_.field.name.c_str(), "rb"));
+    if (!file_) return kReport.fail("Can't open file");
+    read_.field.file = file_.get();
+    const int nsteps = count_steps(file_.get());
+    if (nsteps < 1 || LDRF_alloc(header_model(), nsteps) != 1) {
+        release();
+        return 0;
+    }
+    const bool show_first = check_ == kShowFirst && !exec_ && !store_all_changed_;
+    bool data_read = false;
+    if (!(show_first ? header_only() : (data_read = full_read()))) {
+        release();
+        return 0;
+    }
+    data_read = data_read || exec_;
+    const int steps = read_.header ? read_.header->nsteps : std::max(1, header_model().nstep);
+    parameters_.set_int("nsteps", steps);
+    write_back();
+    if (data_read) return finish(true);
+    release();  // data will be read from the start
+    return 1;
+}
+
+/// Reads the header; data follow at once when it insists on its own crop.
+bool Update::header_only() {
+    if (!LDRFread_field_header(read_)) return false;
+    if (read_.header_insists) check_ = kReadFollowed;
+    if (check_ == kReadFollowed) {
+        if (!LDRFread_field(read_)) return false;
+        exec_ = true;
+    }
+    check_ = kShowFirst;
+    return true;
+}
+
+bool Update::full_read() {
+    read_.user_crop = check_ != kReadAtOnce;
+    if (!LDRFread_field(read_)) return false;
+    if (check_ == kReadFollowed) check_ = kShowFirst;
+    return true;
+}
+
+// --- Stepping ---
+
+int Update::step() {
+    if (!file_) return 0;  // nothing has been read yet
+    const int nsteps = parameters_.get_int("nsteps", 0);
+    read_.step = parameters_.get_int("stepno", 1);
+    reread_ = parameters_.changed("flip") || parameters_.changed("portable");
+    if (reread_) return read_step();
+    if (nsteps < 2) return 0;
+    bool moved = false;
+    if (!next_step(nsteps, moved) || !moved) return 0;
+    return read_step();
+}
+
+/// Moves on to the step asked for. @return false after a report
+bool Update::next_step(int nsteps, bool& moved) {
+    const OMobj_id forward = parameters_.find("forward");
+    const OMobj_id backward = parameters_.find("backward");
+    const OMobj_id stepno = parameters_.find("stepno");
+    if (OMvalid_obj(forward) != 1) return refuse("Can't get 'forward' object id.");
+    if (OMvalid_obj(backward) != 1) return refuse("Can't get 'backward' object id.");
+    if (OMvalid_obj(stepno) != 1) return refuse("Can't get 'stepno' object id.");
+    moved = true;
+    int& step = read_.step;
+    if (parameters_.changed(forward)) {
+        step = step >= nsteps ? 1 : step + 1;
+    } else if (parameters_.changed(backward)) {
+        step = step <= 1 ? nsteps : step - 1;
+    } else {
+        moved = parameters_.changed(stepno);
+    }
+    step = std::clamp(step, 1, nsteps);
+    return true;
+}
+
+int Update::read_step() {
+    if (!parameters_.get_text("filename", read_.field.name)) return kReport.fail("Can't get filename.");
+    if (!find_outputs()) return 0;
+    read_.field.file = file_.get();
+    read_.user_crop = check_ != kReadAtOnce;
+    if (read_.header) read_.step = std::clamp(read_.step, 1, read_.header->nsteps);
+    if (read_.store_all) {
+        read_.all_stored = !reread_ && OMget_obj_ref(out_all_, &read_.out_all, 0) == 1;
+    }
+    return finish(LDRFread_field(read_));
+}
+
+// --- The end of a read ---
+
+void Update::write_back() {
+    const CropSettings& crop = read_.crop;
+    parameters_.set_int("ndim", read_.header ? read_.header->model->ndim : header_model().ndim);
+    write_crop(parameters_, crop);
+    for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) parameters_.set_int(kEndNames[axis], crop.end[axis]);
+    parameters_.set_int("check", check_);
+    parameters_.set_int("exec", 0);
+}
+
+int Update::finish(bool read) {
+    if (!read) {
+        parameters_.set_int("exec", 0);
+        release();
+        return 0;
+    }
+    write_back();
+    parameters_.set_int("stepno", read_.step);
+    parameters_.set_text("time_string", read_.time_text);
+    if (read_.store_all && !read_.all_stored) {
+        OMset_obj_ref_mode(out_all_, 1);
+        if (OMset_obj_ref(out_all_, read_.out_all) != 1) return 0;
+    }
+    OMset_obj_ref_mode(out_, 1);
+    return OMset_obj_ref(out_, read_.out_field);
+}
+
+}  // namespace
+}  // namespace zam::ldrf
+
+using zam::ldrf::Parameters;
+using zam::ldrf::Update;
+
+int DVLDread_field_set_params(OMobj_id instance, unsigned /*event_mask*/, int seq) {
+    const Parameters parameters(instance, seq);
+    const OMobj_id portable = parameters.find("portable", OM_OBJ_RW);
+    const OMobj_id swap = parameters.find("swap", OM_OBJ_RW);
+    if (OMvalid_obj(portable) != 1 || OMvalid_obj(swap) != 1) return 1;
+    if (parameters.get_int("portable", 0) != 1 || parameters.get_int("swap", 0) != 1) return 1;
+    if (parameters.changed(portable)) {
+        parameters.set_int("swap", 0);
+    } else if (parameters.changed(swap)) {
+        parameters.set_int("portable", 0);
+    }
+    return 1;
+}
+
+int DVLDread_field_update(OMobj_id instance, unsigned /*event_mask*/, int seq) {
+    try {
+        return Update(instance, seq).run();
+    } catch (const std::bad_alloc&) {
+        ERRout_of_memory("DVread_field_update: Failure allocating results struct");
+        return 0;
+    }
+}
+
+int DVLDread_field_delete(OMobj_id instance, unsigned /*event_mask*/, int seq) {
+    Update(instance, seq).release();
+    return 1;
+}

@@ -1,0 +1,351 @@
+#include "modules/zam/ld_rdfld/step_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include "contract/om.h"
+#include "modules/zam/ld_rdfld/ascii_values.h"
+#include "modules/zam/ld_rdfld/reports.h"
+#include "platform/large_file.h"
+#include "platform/memory.h"
+
+namespace zam::ldrf {
+namespace {
+
+constexpr const char* kCannotOpen = "cannot open file %s";
+
+/// One axis as a grid of its own.
+KeptNodes line_of(const KeptAxis& axis) {
+    KeptNodes line;
+    line.ndim = 1;
+    line.axis[0] = axis;
+    line.full_nodes = axis.full;
+    line.nodes = axis.count;
+    line.last_node = axis.last();
+    return line;
+}
+
+/// Two values, both of them kept.
+KeptNodes pair() {
+    KeptAxis axis;
+    axis.full = axis.count = 2;
+    return line_of(axis);
+}
+
+Placement inline_placement(xp_long start, xp_long offset = 0, xp_long stride = 1) {
+    Placement placement;
+    placement.start = start;
+    placement.offset = offset;
+    placement.stride = stride;
+    return placement;
+}
+
+/// Position of a node along an axis that runs evenly from low to high.
+float even_position(float low, float high, xp_long node, xp_long full) {
+    if (node == 0 || full < 2) return low;
+    if (node == full - 1) return high;
+    const double share = static_cast<double>(node) / static_cast<double>(full - 1);
+    return static_cast<float>(low + (static_cast<double>(high) - low) * share);
+}
+
+}  // namespace
+
+StepReader::StepReader(const HeaderModel& header, int first_step, const FieldFile& field, const KeptNodes& kept,
+                       const DataFormat& format, Positions& positions, CoordinateCache& cache)
+    : header_(header),
+      field_(field),
+      kept_(kept),
+      format_(format),
+      cache_(cache),
+      sources_(header, first_step, positions) {}
+
+bool StepReader::read(int step, StepData& data) {
+    std::vector<Opened> positions;
+    std::vector<Opened> variables;
+    if (!open_positions(step, positions) || !open_variables(step, variables) || !enough_memory()) return false;
+    if (!read_positions(step, positions, data) || !read_variables(step, variables, data)) return false;
+    copy_ranges(step, data);
+    return read_time(step, data);
+}
+
+// --- Opening ---
+
+/// Positions that a source of an axis holds.
+xp_long StepReader::values_of_axis(int axis) const {
+    if (header_.kind == kUniform) return 2;
+    return header_.kind == kRectilinear ? kept_.axis[static_cast<std::size_t>(axis)].full : kept_.full_nodes;
+}
+
+/// Bytes of one step's values when they are inline.
+xp_long StepReader::inline_step_bytes() const {
+    return kept_.full_nodes * header_.veclen * wire_size(value_encoding());
+}
+
+bool StepReader::open_positions(int step, std::vector<Opened>& opened) const {
+    if (header_.kind == kUniform && extent_step(step) > 0) return true;
+    const int described = sources_.step_with(SourceKind::coordinate, step);
+    if (described == 0) return open_inline_positions(opened);
+    const int axes = header_.kind == kRectilinear ? std::min(header_.ndim, header_.nspace) : header_.nspace;
+    for (int axis = 0; axis < axes; ++axis) {
+        Opened& one = opened.emplace_back(Opened{{}, {.component = axis, .read_error = "read points error"}});
+        const xp_long values = values_of_axis(axis);
+        if (!sources_.open(SourceKind::coordinate, axis + 1, described, field_, values, position_encoding(),
+                           kCannotOpen, one.source)) {
+            return false;
+        }
+        const xp_long last = header_.kind == kIrregular ? kept_.last_node : values - 1;
+        if (!long_enough(one, position_encoding(), last)) return false;
+    }
+    return true;
+}
+
+/// Positions behind the inline values of all steps: axis after axis. Uniform fields may have a pair of corners an axis.
+bool StepReader::open_inline_positions(std::vector<Opened>& opened) const {
+    if (sources_.step_with(SourceKind::variable, std::max(1, header_.nstep)) != 0) {
+        if (header_.kind == kUniform) return true;
+        return refuse("cannot get points data");
+    }
+    xp_long start = header_.data_start + inline_step_bytes() * std::max(1, header_.nstep);
+    const int axes = header_.kind == kRectilinear ? header_.ndim : header_.nspace;
+    for (int axis = 0; axis < axes; ++axis) {
+        Opened& one = opened.emplace_back(Opened{{}, {.component = axis, .read_error = "couldn't read points data"}});
+        one.source.file = field_.file;
+        one.source.placement = inline_placement(start);
+        const xp_long values = values_of_axis(axis);
+        if (header_.kind == kUniform) {
+            if (!too_short(field_.file, one.source.placement, position_encoding(), values - 1)) {
+                start += values * xp_long{4};
+                continue;
+            }
+            opened.clear();  // the file does not go on: no corners
+            return true;
+        }
+        if (!long_enough(one, position_encoding(), values - 1)) return false;
+        start += values * xp_long{4};
+    }
+    return true;
+}
+
+bool StepReader::open_variables(int step, std::vector<Opened>& opened) const {
+    const int described = sources_.step_with(SourceKind::variable, step);
+    for (int comp = 0; comp < header_.veclen; ++comp) {
+        Opened& one = opened.emplace_back(Opened{{}, {.component = comp, .read_error = "read node data error"}});
+        if (described == 0) {  // inline: the values of a node lie together
+            one.role.read_error = "couldn't read field data";
+            one.source.file = field_.file;
+            one.source.placement =
+                inline_placement(header_.data_start + inline_step_bytes() * (step - 1), comp, header_.veclen);
+        } else if (!sources_.open(SourceKind::variable, comp + 1, described, field_, kept_.full_nodes, value_encoding(),
+                                  kCannotOpen, one.source)) {
+            return false;
+        }
+        if (!long_enough(one, value_encoding(), kept_.last_node)) return false;
+    }
+    return true;
+}
+
+/// Whether a source's file can hold its values; reports what a read would when not.
+bool StepReader::long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node) const {
+    const OpenSource& source = opened.source;
+    if (source.placement.file_type == kAscii) {
+        if (last_node <= platform::length(source.file) / 2) return true;  // a digit and a blank each
+        // too short whatever it holds: find the item that is missing or wrong
+        const auto reader = open_nodes(source.file, source.placement, encoding, opened.role, Asking::whole_field);
+        std::array<std::byte, sizeof(double)> value;
+        for (xp_long node = 0; node <= last_node; ++node) {
+            if (reader->read(value.data(), 1) != Decoded::ok) return false;
+        }
+        return true;
+    }
+    const auto missing = too_short(source.file, source.placement, encoding, last_node);
+    if (!missing) return true;
+    if (encoding.portable && encoding.type != DTYPE_BYTE) {
+        return refuse(opened.role.read_error);
+    }
+    return refuse("Attempted binary read of %lld bytes read only %lld", static_cast<long long>(missing->asked),
+                  static_cast<long long>(missing->left));
+}
+
+/// Sparse files and files of digits can announce more than this machine could ever hold.
+bool StepReader::enough_memory() const {
+    const double position_bytes = header_.kind == kIrregular ? 4.0 * header_.nspace : 0.0;
+    const double value_bytes = static_cast<double>(type_size(header_.data_type)) * header_.veclen;
+    const double bytes = static_cast<double>(kept_.nodes) * (position_bytes + value_bytes);
+    if (bytes <= static_cast<double>(platform::physical_memory())) return true;
+    return out_of_memory("RFread_field: Failure allocating nnodes array");
+}
+
+// --- Reading ---
+
+bool StepReader::read_source(const Opened& opened, const Encoding& encoding, const KeptNodes& kept, std::byte* to,
+                             xp_long spacing, std::unique_ptr<NodeReader>& reader) const {
+    const Asking asking = kept_.whole() ? Asking::whole_field : Asking::cropped_field;
+    reader = open_nodes(opened.source.file, opened.source.placement, encoding, opened.role, asking);
+    const Decoded decoded = read_kept_nodes(*reader, kept, encoding.type, to, spacing);
+    if (decoded == Decoded::failed) kReport.fail(opened.role.read_error);
+    return decoded == Decoded::ok;
+}
+
+bool StepReader::read_positions(int step, const std::vector<Opened>& opened, StepData& data) {
+    if (header_.kind == kUniform) return read_corners(step, opened, data);
+    const bool rectilinear = header_.kind == kRectilinear;
+    xp_long count = kept_.nodes;
+    if (rectilinear) {
+        count = 0;
+        for (std::size_t axis = 0; axis < static_cast<std::size_t>(header_.ndim); ++axis)
+            count += kept_.axis[axis].count;
+    }
+    OutArray<float>& positions = rectilinear ? data.points : data.coord;
+    positions = OutArray<float>::allocate(count * header_.nspace);
+    if (!positions) {
+        return out_of_memory(rectilinear ? "RFread_field: Failure allocating points array"
+                                         : "RFread_field: Failure allocating coords array");
+    }
+    const int described = sources_.step_with(SourceKind::coordinate, step);
+    if (described == cache_.step && cache_.values.size() == positions.span().size()) {
+        std::copy(cache_.values.begin(), cache_.values.end(), positions.data());
+        return true;
+    }
+    if (!fill_positions(described, opened, positions)) return false;
+    const bool shared = step < header_.nstep && sources_.step_with(SourceKind::coordinate, step + 1) == described;
+    cache_.step = shared ? described : -1;
+    cache_.values.clear();
+    if (shared) cache_.values.assign(positions.span().begin(), positions.span().end());
+    return true;
+}
+
+/// Reads one source an axis: along the axis for a rectilinear field, at every node for an irregular one.
+bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions) const {
+    const bool rectilinear = header_.kind == kRectilinear;
+    const auto nspace = static_cast<std::size_t>(header_.nspace);
+    if (rectilinear) std::fill(positions.span().begin(), positions.span().end(), 0.0F);
+    std::size_t first_point = 0;
+    for (std::size_t axis = 0; axis < opened.size(); ++axis) {
+        const KeptNodes kept = rectilinear ? line_of(kept_.axis[axis]) : kept_;
+        if (axis < nspace) {  // an axis beyond the space has no component that counts
+            auto* to = reinterpret_cast<std::byte*>(positions.data() + first_point * nspace + axis);
+            std::unique_ptr<NodeReader> reader;
+            if (!read_source(opened[axis], position_encoding(), kept, to, header_.nspace, reader)) return false;
+            sources_.note_end(SourceKind::coordinate, static_cast<int>(axis) + 1, step, *reader, kept.full_nodes);
+        }
+        if (rectilinear) first_point += static_cast<std::size_t>(kept.nodes);
+    }
+    return true;
+}
+
+/// The two corners of a uniform field, moved to the kept nodes: the header's extent, else pairs, else indices.
+bool StepReader::read_corners(int step, const std::vector<Opened>& opened, StepData& data) const {
+    const auto nspace = static_cast<std::size_t>(header_.nspace);
+    data.points = OutArray<float>::allocate(xp_long{2} * header_.nspace);
+    if (!data.points) return out_of_memory("RFread_field: Failure allocating points array");
+    const int extent = extent_step(step);
+    for (std::size_t axis = 0; axis < nspace; ++axis) {
+        const KeptAxis kept = axis < static_cast<std::size_t>(header_.ndim) ? kept_.axis[axis] : KeptAxis{};
+        std::array<float, 2> corner{0.0F, static_cast<float>(kept.full - 1)};
+        if (extent > 0) {
+            const auto row = static_cast<std::size_t>(extent - 1);
+            corner = {header_.steps.min_ext[row][axis], header_.steps.max_ext[row][axis]};
+        } else if (axis < opened.size()) {
+            std::array<float, 2> read{};
+            std::unique_ptr<NodeReader> reader;
+            if (!read_source(opened[axis], position_encoding(), pair(), reinterpret_cast<std::byte*>(read.data()), 1,
+                             reader)) {
+                return false;
+            }
+            if (std::isfinite(read[0]) && std::isfinite(read[1])) corner = read;
+        }
+        const bool whole = kept.whole();
+        data.points[static_cast<xp_long>(axis)] =
+            whole ? corner[0] : even_position(corner[0], corner[1], kept.min, kept.full);
+        data.points[static_cast<xp_long>(nspace + axis)] =
+            whole ? corner[1] : even_position(corner[0], corner[1], kept.last(), kept.full);
+    }
+    return true;
+}
+
+bool StepReader::read_variables(int step, const std::vector<Opened>& opened, StepData& data) const {
+    const int described = sources_.step_with(SourceKind::variable, step);
+    for (std::size_t comp = 0; comp < opened.size(); ++comp) {
+        int interrupt = 0;
+        OMstatus_check(static_cast<int>(comp * 100 / opened.size()), nullptr, &interrupt);
+        auto values = OutArray<std::byte>::allocate_as(header_.data_type, kept_.nodes);
+        if (!values) return out_of_memory("RFread_field: Failure allocating nnodes array");
+        std::unique_ptr<NodeReader> reader;
+        if (!read_source(opened[comp], value_encoding(), kept_, values.data(), 1, reader)) return false;
+        if (described > 0) {
+            sources_.note_end(SourceKind::variable, static_cast<int>(comp) + 1, described, *reader, kept_.full_nodes);
+        }
+        data.components.push_back(std::move(values));
+    }
+    return true;
+}
+
+bool StepReader::read_time(int step, StepData& data) const {
+    const TimeRecord* record = header_.time(step);
+    if (record == nullptr) return true;
+    if (!record->from_file) {
+        data.time = record->value;
+        data.time_text = record->text;
+        return true;
+    }
+    if (record->source.type < kAscii || record->source.type > kBinary) {
+        return refuse("wrong file type %d", record->source.type);
+    }
+    const Encoding encoding = position_encoding();
+    Opened opened{{}, {.component = 0, .read_error = "Could not read time : end of file", .quiet = true}};
+    if (!sources_.open(SourceKind::time, 1, step, field_, 1, encoding, "cannot open file for time %s", opened.source)) {
+        return false;
+    }
+    const bool binary = opened.source.placement.file_type != kAscii;
+    if (binary && too_short(opened.source.file, opened.source.placement, encoding, 0)) {
+        return refuse(opened.role.read_error);
+    }
+    KeptAxis one;
+    std::unique_ptr<NodeReader> reader;
+    if (!read_source(opened, encoding, line_of(one), reinterpret_cast<std::byte*>(&data.time), 1, reader)) return false;
+    sources_.note_end(SourceKind::time, 1, step, *reader, 1);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%f", static_cast<double>(data.time));
+    data.time_text = text.data();
+    return true;
+}
+
+// --- Ranges that the header gives ---
+
+/// Whether a step has both corners, and finite ones.
+bool StepReader::has_extent(int step) const {
+    const auto row = static_cast<std::size_t>(step - 1);
+    if (row >= header_.steps.flag.size()) return false;
+    const auto usable = [&](const Row& corner) {
+        return corner.size() >= static_cast<std::size_t>(header_.nspace) &&
+               std::all_of(corner.begin(), corner.end(), [](float value) { return std::isfinite(value); });
+    };
+    return usable(header_.steps.min_ext[row]) && usable(header_.steps.max_ext[row]);
+}
+
+/// The step whose extents hold for `step`: its own, else those of the first step described; 0 when there are none.
+int StepReader::extent_step(int step) const {
+    const int described = std::clamp(step, 1, std::max(1, header_.steps.count()));
+    for (const int candidate : {described, 1}) {
+        if (has_extent(candidate)) return candidate;
+    }
+    return 0;
+}
+
+void StepReader::copy_ranges(int step, StepData& data) const {
+    const StepTables& steps = header_.steps;
+    const int extent = extent_step(step);
+    if (extent > 0 && kept_.whole()) {
+        data.min_ext = steps.min_ext[static_cast<std::size_t>(extent - 1)];
+        data.max_ext = steps.max_ext[static_cast<std::size_t>(extent - 1)];
+    }
+    const auto row = static_cast<std::size_t>(step - 1);
+    if (row >= steps.flag.size()) return;
+    data.min_val = steps.min_val[row];
+    data.max_val = steps.max_val[row];
+}
+
+}  // namespace zam::ldrf
