@@ -13,10 +13,12 @@
 #include <map>
 #include <memory>
 #include <memory_resource>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "contract/err.h"
 #include "contract/types.h"
 
 namespace zam::ldrf {
@@ -100,7 +102,8 @@ struct StepTables {
     int count() const { return static_cast<int>(flag.size()); }
 };
 
-struct HeaderModel {
+/// What holds for all steps.
+struct HeaderItems {
     int ndim = -1;              // -1: not set
     std::vector<xp_long> dims;  // ndim values, 0 until a DIM statement
     int nspace = -1;
@@ -117,6 +120,9 @@ struct HeaderModel {
     int end_of_header = 0;
     std::string error;       // message of the statement that failed
     xp_long data_start = 0;  // byte where inline data begins
+};
+
+struct HeaderModel : HeaderItems {
     StepTables steps;
 
     /// Source n (from 1) of step (from 1), or null when that step has no statement for it.
@@ -129,13 +135,65 @@ struct HeaderModel {
 /// The model of the header being read.
 HeaderModel& header_model();
 
+/// Sets every item of header_model() to its default; the step tables are as long as they were, at least `start` steps.
+/// @param start  number of the first step that the header describes, from 1
+/// @return 1, or 0 as LDRF_alloc
+int reset_header_model(int start);
+
 /// Sizes the per-step tables of `model` for `steps` steps; entries that exist keep what they hold.
-/// Reports "rd_fld2: Failure allocating ... array" through ERRout_of_memory for the first table that does not fit.
+/// Reports "rd_fld2: Failure allocating ... array" through ERRout_of_memory for the first table that does not fit;
+/// the tables are empty then.
 /// @return 1, or 0 when memory is exhausted or steps is above kMaxSteps (then with a message in model.error)
 int LDRF_alloc(HeaderModel& model, int steps);
 
-/// Copies a header to keep it between calls; the same reports with the texts of the kept copy.
+/// Gives every extent row nspace values and every range row veclen values, -1.0 where the header has none.
+/// @return 1, or 0 when that takes too much memory (reported)
+int fit_rows(HeaderModel& model);
+
+/// Makes step `to` say what step `from` says, except for the texts of labels and units, which only count (steps from
+/// 0).
+void copy_step(StepTables& steps, int from, int to);
+
+/// Copies a header to keep it between calls; the same reports with the texts of the kept copy. Nothing is shared with
+/// `model` that the reader of either could change.
 /// @return null when memory is exhausted
 std::unique_ptr<HeaderModel> copy_header(const HeaderModel& model);
+
+/// The tables and records of a header, as reports of exhausted memory name them.
+enum class Table {
+    labels,
+    units,
+    min_ext,
+    max_ext,
+    min_val,
+    max_val,
+    flag,
+    name_list_count,
+    unit_list_count,
+    data_in_file,
+    data_ptr_file,
+    points_in_file,
+    points_ptr_file,
+    time_in_file,
+    data_struct,
+    points_struct,
+    time_struct
+};
+
+/// The text that says that a table could not be allocated, of the model being read or of the copy that is kept.
+const char* allocation_failure(Table table, bool kept_copy = false);
+
+/// Runs an action that allocates for a table.
+/// @return whether memory sufficed; if not, that has been reported
+template <class Action>
+bool allocate(Table table, Action&& action, bool kept_copy = false) {
+    try {
+        std::forward<Action>(action)();
+        return true;
+    } catch (const std::bad_alloc&) {
+        ERRout_of_memory(allocation_failure(table, kept_copy));
+        return false;
+    }
+}
 
 }  // namespace zam::ldrf

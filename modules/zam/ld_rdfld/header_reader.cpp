@@ -1,0 +1,114 @@
+#include "modules/zam/ld_rdfld/header_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "header_grammar.hpp"
+#include "modules/support/report.h"
+#include "modules/zam/ld_rdfld/header_scanner.h"
+#include "modules/zam/ld_rdfld/header_statements.h"
+#include "platform/large_file.h"
+
+namespace zam::ldrf {
+namespace {
+
+constexpr Reporter report{.label = "Read Field", .flags = 2};
+
+/// The value of a line "nstep = 12", 0 when it has none.
+xp_long step_value(std::string_view line) {
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) return 0;
+    line.remove_prefix(equals + 1);
+    line.remove_prefix(std::min(line.size(), line.find_first_not_of(" \t\r\v\f")));
+    if (line.starts_with('+')) line.remove_prefix(1);
+    xp_long value = 0;
+    const auto result = std::from_chars(line.data(), line.data() + line.size(), value);
+    if (result.ec == std::errc::result_out_of_range && !line.starts_with('-')) return kMaxSteps + xp_long{1};
+    return std::max<xp_long>(value, 0);
+}
+
+bool has_right_first_line(std::FILE* file) {
+    std::array<char, 256> line{};  // what is longer is left to the scanner
+    constexpr std::string_view kFirst = "# AVS";
+    return std::fgets(line.data(), static_cast<int>(line.size()), file) != nullptr &&
+           std::string_view(line.data()).starts_with(kFirst);
+}
+
+/// Puts the file at the byte after the first two form feeds.
+///
+/// deliberate: a pair that two blocks share is not found; without a pair the file stays at its end.
+/// @return that byte, or -1 when the file cannot be positioned
+xp_long find_data_start(std::FILE* file) {
+    if (platform::seek(file, 0, SEEK_SET) != 0) return -1;
+    std::array<char, 1024> block;
+    xp_long begin = 0;
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file)) {
+        const std::size_t pair = std::string_view(block.data(), count).find("\f\f");
+        if (pair != std::string_view::npos) {
+            const xp_long start = begin + static_cast<xp_long>(pair) + 2;
+            return platform::seek(file, start, SEEK_SET) == 0 ? start : -1;
+        }
+        begin += static_cast<xp_long>(count);
+    }
+    return begin;
+}
+
+/// Runs scanner and grammar over the statements; the scanner's buffer goes when they are read.
+/// @return whether they held
+bool parse_statements(std::FILE* file) {
+    LDRF_yyrestart(file);
+    const int result = LDRF_yyparse();
+    const bool too_long = token_was_too_long();
+    LDRF_yylex_destroy();
+    if (too_long) header_model().error = "a word of more than " + std::to_string(kLongestToken) + " characters";
+    return result != kStatementFailed && !too_long;
+}
+
+/// What only the whole header tells: the number of steps, and tables that fit it.
+bool complete_model() {
+    HeaderModel& model = header_model();
+    if (model.step_counter > model.nstep) model.nstep = model.step_counter - 1;
+    if (model.nstep > model.steps.count() && LDRF_alloc(model, model.nstep) != 1) return false;
+    return fit_rows(model) == 1;
+}
+
+}  // namespace
+
+int count_steps(std::FILE* file) {
+    // An endless file (a device) has no length, and no field.
+    if (platform::length(file) <= 0) return 1;
+    std::rewind(file);
+    std::array<char, 8192> piece{};  // of a line; a longer line counts in pieces
+    xp_long ends = 0, value = 0;
+    while (std::fgets(piece.data(), static_cast<int>(piece.size()), file) != nullptr) {
+        const std::string_view line(piece.data());
+        if (line.starts_with("\f\f")) break;
+        if (line.starts_with("EOT")) ++ends;
+        if (line.starts_with("nste")) value = step_value(line);
+    }
+    std::rewind(file);
+    const xp_long steps = std::max({xp_long{1}, ends, value});
+    if (steps > kMaxSteps) return report.fail("A field file has at most %d time steps", kMaxSteps);
+    return static_cast<int>(steps);
+}
+
+int read_header(std::FILE* file, const char* name, int start) {
+    if (!has_right_first_line(file)) return report.fail("File is not an AVS field file? (\"# AVS\" in first line)");
+    reset_statements();
+    bool complete = reset_header_model(start) == 1 && parse_statements(file) && complete_model();
+    HeaderModel& model = header_model();
+    if (complete) {
+        model.data_start = find_data_start(file);
+        complete = model.data_start >= 0;
+        if (!complete) model.error = "cannot find the start of the data";
+    }
+    if (complete) return 1;
+    // An empty text: memory ran out, which has been reported.
+    if (!model.error.empty()) report.fail("Problem reading file %s: %s", name, model.error.c_str());
+    return 0;
+}
+
+}  // namespace zam::ldrf
