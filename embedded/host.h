@@ -64,8 +64,9 @@ ZAM_HOST_CXX_API OMobj_id find(OMobj_id from, std::string_view path);
 /// Entry of an array of texts.
 ZAM_HOST_CXX_API std::optional<std::string> text_at(OMobj_id object, xp_long index);
 
-/// Sets an array to a copy of `count` values of `type`.
-ZAM_HOST_CXX_API void set_values(OMobj_id object, int type, const void* values, xp_long count);
+/// Sets an array to a copy of `count` values of `type`. False, and nothing changed, for objects of other kinds and when
+/// memory runs out.
+ZAM_HOST_CXX_API bool set_values(OMobj_id object, int type, const void* values, xp_long count);
 
 // --- Fields, beyond the contract ---
 

@@ -1,0 +1,190 @@
+#include "embedded/array.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "contract/arr.h"
+#include "embedded/host_state.h"
+
+namespace zam::host {
+namespace {
+
+// 512 GiB. More is never meant, and some allocators end the program instead of refusing.
+constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 39;
+
+// Faults repeat in loops; the first ones say what is wrong.
+constexpr std::size_t kMostFaults = 1000;
+
+std::string place(const char* file, int line) {
+    return std::string(file ? file : "unknown file") + ":" + std::to_string(line);
+}
+
+}  // namespace
+
+std::size_t element_size(int type) {
+    switch (type) {
+        case DTYPE_CHAR:
+        case DTYPE_BYTE: return 1;
+        case DTYPE_SHORT: return 2;
+        case DTYPE_INT:
+        case DTYPE_FLOAT: return 4;
+        case DTYPE_DOUBLE:
+        case DTYPE_LONG: return 8;
+        default: return 0;
+    }
+}
+
+std::optional<std::size_t> array_bytes(int type, xp_long count) {
+    const std::size_t size = element_size(type);
+    if (size == 0 || count < 0 || static_cast<std::uint64_t>(count) > kMostBytes / size) return std::nullopt;
+    return static_cast<std::size_t>(count) * size;
+}
+
+// --- Block ---
+
+std::shared_ptr<Block> Block::make(std::size_t bytes) {
+    // an empty array has an address of its own too
+    void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
+    if (!data) return nullptr;
+    try {
+        return std::make_shared<Block>(data, bytes, true);
+    } catch (...) {
+        std::free(data);
+        throw;
+    }
+}
+
+std::shared_ptr<Block> Block::borrow(void* data, std::size_t bytes) {
+    return std::make_shared<Block>(data, bytes, false);
+}
+
+Block::~Block() {
+    if (owned_) std::free(data_);
+}
+
+Array make_array(int type, xp_long count) {
+    const auto bytes = array_bytes(type, count);
+    return {bytes ? Block::make(*bytes) : nullptr, type, bytes ? count : 0};
+}
+
+// --- Ledger ---
+
+void* Ledger::allocate(int type, xp_long count, const char* file, int line) {
+    ++allocations_;
+    if (allocations_until_failure_ > 0 && --allocations_until_failure_ == 0) return nullptr;
+    const Array array = make_array(type, count);
+    if (!array) return nullptr;
+    Entry& entry = entries_[array.data()];
+    entry.where = place(file, line);
+    entry.allocated = array.block;
+    return array.data();
+}
+
+std::optional<OMobj_id> Ledger::release(void* data, const char* file, int line) {
+    if (!data) return std::nullopt;
+    const auto found = entries_.find(data);
+    if (found == entries_.end()) {
+        fault("neither an open access nor an array of the caller's was released", data, place(file, line));
+        return std::nullopt;
+    }
+    Entry& entry = found->second;
+    std::optional<OMobj_id> changed;
+    if (!entry.loans.empty()) {
+        changed = end_loan(entry);
+    } else {
+        // an object still holds it: the memory stays until that lets go
+        if (entry.allocated.use_count() > 1)
+            fault("an array was freed that the host refers to", data, place(file, line));
+        entry.allocated.reset();
+    }
+    if (!entry.allocated && entry.loans.empty()) entries_.erase(found);
+    return changed;
+}
+
+std::optional<OMobj_id> Ledger::end_loan(Entry& entry) {
+    const Loan loan = std::move(entry.loans.back());
+    entry.loans.pop_back();
+    if (!loan.writes) return std::nullopt;
+    loan.block->end_write();
+    return loan.owner;
+}
+
+Array Ledger::take(const char* operation, void* data, int type, xp_long count, int mode) {
+    const auto bytes = array_bytes(type, count);
+    if (!bytes || (mode != ARR_HOST_OWNS && mode != ARR_CALLER_OWNS)) return {};
+    if (!data) return *bytes == 0 ? make_array(type, 0) : Array{};
+
+    const auto found = entries_.find(data);
+    const bool callers = found != entries_.end() && found->second.allocated;
+    if (callers && *bytes > found->second.allocated->bytes()) {
+        fault("an array was given as longer than it is", data, operation);
+        return {};
+    }
+    if (mode == ARR_CALLER_OWNS) return {callers ? found->second.allocated : Block::borrow(data, *bytes), type, count};
+    if (!callers) {
+        fault("an array was handed over that is not the caller's", data, operation);
+        return {};
+    }
+    Array taken{std::move(found->second.allocated), type, count};
+    found->second.allocated.reset();
+    if (found->second.loans.empty()) entries_.erase(found);
+    return taken;
+}
+
+void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id owner) {
+    const bool writes = mode != ARR_READ;
+    entries_[array.data()].loans.push_back({array.block, owner, writes, operation, module_});
+    if (writes) array.block->begin_write();
+    return array.data();
+}
+
+Account Ledger::account() const {
+    Account account;
+    account.allocations = allocations_;
+    account.faults = faults_;
+    for (const auto& [data, entry] : entries_) {
+        if (entry.allocated) {
+            ++account.outstanding_arrays;
+            account.outstanding.push_back("array of " + std::to_string(entry.allocated->bytes()) +
+                                          " bytes, allocated at " + entry.where);
+        }
+        for (const Loan& loan : entry.loans) {
+            ++account.open_accesses;
+            account.outstanding.push_back(std::string("access by ") + loan.operation +
+                                          (loan.module.empty() ? "" : ", module " + loan.module));
+        }
+    }
+    return account;
+}
+
+void Ledger::reset() {
+    faults_.clear();
+    module_.clear();
+    allocations_ = 0;
+    allocations_until_failure_ = 0;
+}
+
+void Ledger::fault(const char* what, const void* data, const std::string& where) {
+    if (faults_.size() >= kMostFaults) return;
+    char address[32];
+    std::snprintf(address, sizeof address, " (%p)", data);
+    faults_.push_back(where + ": " + what + address + (module_.empty() ? "" : ", module " + module_));
+}
+
+}  // namespace zam::host
+
+using zam::host::state;
+
+void* ARRalloc_f(void* /*reserved*/, int type, xp_long count, int /*zero*/, const char* file, int line) {
+    try {
+        return state().ledger.allocate(type, count, file, line);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void ARRfree_f(void* array, const char* file, int line) {
+    const auto changed = state().ledger.release(array, file, line);
+    if (changed) state().store.touch(*changed);
+}

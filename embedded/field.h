@@ -1,0 +1,135 @@
+// What a field holds: its shape, positions, node data, cell sets and time steps.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "contract/types.h"
+#include "embedded/array.h"
+#include "embedded/number.h"
+
+namespace zam::host {
+
+struct Object;
+
+/// Corners of a box.
+struct Box {
+    std::array<float, 3> minimum{};
+    std::array<float, 3> maximum{};
+};
+
+/// Positions of a field or of one of its time steps.
+struct Mesh {
+    Array points;  // nspace floats each
+    Array coord;   // nspace floats a node
+    std::optional<Box> extent;
+    Derived<Box> computed;
+
+    void drop_points();
+    void drop_coord();
+};
+
+/// Minimum and maximum of a component.
+struct Limits {
+    Number minimum;
+    Number maximum;
+};
+
+struct Component {
+    int veclen = 0;  // 0: not declared
+    int type = -1;   // -1: not declared
+    std::string label;
+    std::string units;
+    int id = 0;
+    Array values;
+    bool has_null = false;
+    Number null_value = Number(0);
+    std::optional<Limits> limits;
+    Derived<Limits> computed;
+
+    void drop_values();
+};
+
+struct NodeData {
+    std::vector<Component> components;
+};
+
+/// Node count and what it follows from. All steps of a field share it.
+struct Shape {
+    int nspace = 0;  // 0: not set
+    int ndim = 0;    // 0: no dimensions
+    Array dims;      // ndim of xp_long
+    xp_long nnodes = 0;
+    xp_long npoints = -1;   // -1: not set
+    int declared_type = 0;  // grid type that the field was made with; 0: it follows from what is set
+    int inferred_type = 0;  // from the latest points or coordinates; 0: none yet
+};
+
+/// A kind of cell.
+struct CellType {
+    const char* name;
+    int nnodes;  // nodes per cell; 0 where cells differ
+    bool poly;
+};
+
+/// The cell type of a name, or null.
+const CellType* find_cell_type(const char* name);
+
+struct CellSet {
+    const CellType* type = nullptr;
+    xp_long ncells = 0;
+    Array connect;
+    xp_long npolys = 0;
+    Array poly_nnodes;
+    Array poly_connect;
+};
+
+/// Objects of one time step; null until somebody asks for them.
+struct Step {
+    Object* coordinates = nullptr;
+    Object* node_data = nullptr;
+};
+
+struct Field {
+    Shape shape;
+    Mesh mesh;
+    NodeData data;
+    std::vector<Object*> cell_sets;
+    std::vector<Step> steps;
+    std::vector<float> time_values;
+};
+
+/// What a handle given to a field operation stands for: a field, a step's coordinates or a step's node data.
+struct FieldPart {
+    Object* object = nullptr;
+    Field* field = nullptr;    // the field, or the one that the step belongs to
+    Mesh* mesh = nullptr;      // null for a step's node data
+    NodeData* data = nullptr;  // null for a step's coordinates
+
+    explicit operator bool() const { return object != nullptr; }
+};
+
+/// References are followed; empty when the handle stands for none of these.
+FieldPart field_part(OMobj_id handle);
+
+/// The field itself; null when the handle stands for something else.
+Field* find_field(OMobj_id handle);
+
+int grid_type(const Field& field);
+
+/// Box of the positions of a mesh of `field`, computed when need be; nothing where there are none.
+std::optional<Box> mesh_box(const Field& field, Mesh& mesh);
+
+/// Smallest and largest coordinate over all components.
+struct Range {
+    double minimum;
+    double maximum;
+};
+std::optional<Range> coordinate_range(Field& field);
+
+/// Sets the node count; coordinates and values of another count are dropped, in all steps.
+void set_node_count(Field& field, xp_long nnodes);
+
+}  // namespace zam::host

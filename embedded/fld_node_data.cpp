@@ -1,0 +1,338 @@
+// Node data of fields and of their time steps.
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "contract/fld.h"
+#include "embedded/field.h"
+#include "embedded/host_state.h"
+
+namespace zam::host {
+namespace {
+
+constexpr int kMostComponents = 1 << 16;
+constexpr int kMostVeclen = 1 << 24;
+
+/// Smallest and largest of `count` values, those equal to `null` left out. Several lanes at a time, since minimum and
+/// maximum do not depend on the order; comparisons leave out what is not a number.
+template <class T>
+bool find_limits(const T* values, xp_long count, const T* null, T& minimum, T& maximum) {
+    constexpr std::size_t kLanes = 16;
+    constexpr bool kReal = std::numeric_limits<T>::has_infinity;
+    constexpr T kHigh = kReal ? std::numeric_limits<T>::infinity() : std::numeric_limits<T>::max();
+    constexpr T kLow = kReal ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::lowest();
+    std::array<T, kLanes> low;
+    std::array<T, kLanes> high;
+    low.fill(kHigh);
+    high.fill(kLow);
+    const auto total = static_cast<std::size_t>(count);
+    std::size_t done = 0;
+    if (!null) {
+        for (; done + kLanes <= total; done += kLanes) {
+            for (std::size_t k = 0; k < kLanes; ++k) {
+                const T value = values[done + k];
+                low[k] = value < low[k] ? value : low[k];
+                high[k] = value > high[k] ? value : high[k];
+            }
+        }
+    }
+    for (; done < total; ++done) {
+        const T value = values[done];
+        if (null && value == *null) continue;
+        low[0] = value < low[0] ? value : low[0];
+        high[0] = value > high[0] ? value : high[0];
+    }
+    minimum = *std::min_element(low.begin(), low.end());
+    maximum = *std::max_element(high.begin(), high.end());
+    return minimum <= maximum;
+}
+
+std::optional<Limits> compute_limits(const Component& component) {
+    const Array& values = component.values;
+    return with_element_type(values.type, [&](auto zero) -> std::optional<Limits> {
+        using T = decltype(zero);
+        const auto null = component.has_null ? component.null_value.to<T>() : std::nullopt;
+        T minimum = zero;
+        T maximum = zero;
+        if (!find_limits(values.as<const T>(), values.count, null ? &*null : nullptr, minimum, maximum)) {
+            return std::nullopt;
+        }
+        return Limits{Number(minimum), Number(maximum)};
+    });
+}
+
+std::optional<Limits> limits_of(Component& component) {
+    if (component.limits) return component.limits;
+    if (const Limits* known = component.computed.get(component.values)) return *known;
+    if (!component.values) return std::nullopt;
+    const auto limits = compute_limits(component);
+    if (limits) component.computed.set(component.values, *limits);
+    return limits;
+}
+
+/// One component of a field or of a step's node data.
+struct ComponentPlace {
+    FieldPart part;
+    Component* component = nullptr;
+
+    explicit operator bool() const { return component != nullptr; }
+};
+
+ComponentPlace find_component(OMobj_id handle, int comp) {
+    const FieldPart part = field_part(handle);
+    if (!part.data || comp < 0 || static_cast<std::size_t>(comp) >= part.data->components.size()) return {};
+    return {part, &part.data->components[static_cast<std::size_t>(comp)]};
+}
+
+/// For setters: a field without components gets its first one from whatever is set of it.
+ComponentPlace make_component(OMobj_id handle, int comp) {
+    const FieldPart part = field_part(handle);
+    if (part.data && comp == 0 && part.data->components.empty()) part.data->components.emplace_back();
+    return find_component(handle, comp);
+}
+
+/// Runs a setter of a component; `change` says whether it succeeded.
+template <class Change>
+int change_component(const char* operation, OMobj_id handle, int comp, Change&& change) {
+    return status(operation, [&] {
+        const ComponentPlace place = make_component(handle, comp);
+        if (!place || !change(*place.component)) return false;
+        state().store.touch(*place.part.object);
+        return true;
+    });
+}
+
+template <class Read>
+int read_component(const char* operation, OMobj_id handle, int comp, Read&& read) {
+    return status(operation, [&] {
+        const ComponentPlace place = find_component(handle, comp);
+        return place && read(*place.component);
+    });
+}
+
+bool set_veclen(Component& component, int veclen) {
+    if (veclen < 1 || veclen > kMostVeclen) return false;
+    if (veclen != component.veclen) component.drop_values();
+    component.veclen = veclen;
+    return true;
+}
+
+bool set_type(Component& component, int type) {
+    if (element_size(type) == 0) return false;
+    if (type != component.type) component.drop_values();
+    component.type = type;
+    return true;
+}
+
+/// Values per node, from the size of the values where nobody declared it.
+int veclen_of(xp_long size, xp_long nnodes) {
+    const bool whole = nnodes > 0 && size > 0 && size % nnodes == 0 && size / nnodes <= kMostVeclen;
+    return whole ? static_cast<int>(size / nnodes) : 1;
+}
+
+bool make_values(const ComponentPlace& place) {
+    Component& component = *place.component;
+    const xp_long nnodes = place.part.field->shape.nnodes;
+    if (component.veclen < 1 || component.type < 0) return false;
+    if (nnodes > std::numeric_limits<xp_long>::max() / component.veclen) return false;
+    Array made = make_array(component.type, nnodes * component.veclen);
+    if (!made) return false;
+    component.values = std::move(made);
+    state().store.touch(*place.part.object);
+    return true;
+}
+
+bool write_limits(const Component& component, void* minimum, void* maximum) {
+    // both or none: a maximum that does not fit must not leave the minimum changed
+    std::array<std::byte, sizeof(double)> unused{};
+    const Limits& limits = *component.limits;
+    return limits.maximum.write(component.type, unused.data()) && limits.minimum.write(component.type, minimum) &&
+           limits.maximum.write(component.type, maximum);
+}
+
+}  // namespace
+}  // namespace zam::host
+
+using namespace zam::host;
+
+// --- Declarations ---
+
+int FLDget_node_data_ncomp(OMobj_id field, int* ncomp) {
+    return status(__func__, [&] {
+        const FieldPart part = field_part(field);
+        return part.data && give(ncomp, static_cast<int>(part.data->components.size()));
+    });
+}
+
+int FLDset_node_data_ncomp(OMobj_id field, int ncomp) {
+    return status(__func__, [&] {
+        const FieldPart part = field_part(field);
+        if (!part.data || ncomp < 0 || ncomp > kMostComponents) return false;
+        part.data->components.resize(static_cast<std::size_t>(ncomp));
+        state().store.touch(*part.object);
+        return true;
+    });
+}
+
+int FLDset_node_data_comp(OMobj_id field, int comp, int veclen, const char* label, const char* units) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        if (!set_veclen(component, veclen)) return false;
+        component.label = label ? label : "";
+        component.units = units ? units : "";
+        return true;
+    });
+}
+
+int FLDget_node_data_veclen(OMobj_id field, int comp, int* veclen) {
+    return read_component(__func__, field, comp, [&](const Component& component) {
+        return component.veclen > 0 && give(veclen, component.veclen);
+    });
+}
+
+int FLDset_node_data_veclen(OMobj_id field, int comp, int veclen) {
+    return change_component(__func__, field, comp, [&](Component& component) { return set_veclen(component, veclen); });
+}
+
+int FLDget_node_data_type(OMobj_id field, int comp, int* type) {
+    return read_component(__func__, field, comp, [&](const Component& component) {
+        return component.type >= 0 && give(type, component.type);
+    });
+}
+
+int FLDset_node_data_type(OMobj_id field, int comp, int type) {
+    return change_component(__func__, field, comp, [&](Component& component) { return set_type(component, type); });
+}
+
+int FLDget_node_data_label(OMobj_id field, int comp, char* label, int size) {
+    return read_component(__func__, field, comp,
+                          [&](const Component& component) { return give_text(label, size, component.label); });
+}
+
+int FLDset_node_data_label(OMobj_id field, int comp, const char* label) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        component.label = label ? label : "";
+        return true;
+    });
+}
+
+int FLDget_node_data_units(OMobj_id field, int comp, char* units, int size) {
+    return read_component(__func__, field, comp,
+                          [&](const Component& component) { return give_text(units, size, component.units); });
+}
+
+int FLDset_node_data_units(OMobj_id field, int comp, const char* units) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        component.units = units ? units : "";
+        return true;
+    });
+}
+
+int FLDget_node_data_id(OMobj_id field, int comp, int* id) {
+    return read_component(__func__, field, comp, [&](const Component& component) { return give(id, component.id); });
+}
+
+int FLDset_node_data_id(OMobj_id field, int comp, int id) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        component.id = id;
+        return true;
+    });
+}
+
+// --- Values ---
+
+int FLDget_node_data(OMobj_id field, int comp, int* type, void** data, xp_long* size, int mode) {
+    return status(__func__, [&] {
+        const ComponentPlace place = find_component(field, comp);
+        if (!place || !type || !data || !size || !is_access_mode(mode)) return false;
+        Component& component = *place.component;
+        if (!component.values && (mode == ARR_READ || !make_values(place))) return false;
+        if (mode != ARR_READ) component.limits.reset();
+        *type = component.values.type;
+        *size = component.values.count;
+        *data = state().ledger.lend("FLDget_node_data", component.values, mode, place.part.object->id);
+        return true;
+    });
+}
+
+int FLDset_node_data(OMobj_id field, int comp, void* data, int type, xp_long size, int mode) {
+    return status(__func__, [&] {
+        const ComponentPlace place = make_component(field, comp);
+        if (!place) return false;
+        Array taken = state().ledger.take("FLDset_node_data", data, type, size, mode);
+        if (!taken) return false;
+        Component& component = *place.component;
+        component.drop_values();
+        component.type = type;
+        if (component.veclen < 1) component.veclen = veclen_of(size, place.part.field->shape.nnodes);
+        component.values = std::move(taken);
+        state().store.touch(*place.part.object);
+        return true;
+    });
+}
+
+// --- Minimum, maximum, null value ---
+
+int FLDget_node_data_minmax(OMobj_id field, int comp, void* minimum, void* maximum) {
+    return status(__func__, [&] {
+        const ComponentPlace place = find_component(field, comp);
+        if (!place || !minimum || !maximum) return false;
+        Component shown;
+        shown.type = place.component->type;
+        shown.limits = limits_of(*place.component);
+        return shown.type >= 0 && shown.limits && write_limits(shown, minimum, maximum);
+    });
+}
+
+int FLDset_node_data_minmax(OMobj_id field, int comp, const void* minimum, const void* maximum, int type) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        if (!minimum || !maximum || element_size(type) == 0) return false;
+        component.limits = Limits{Number::read(type, minimum), Number::read(type, maximum)};
+        if (component.type < 0) component.type = type;
+        return true;
+    });
+}
+
+int FLDcopy_node_minmax(OMobj_id field, OMobj_id source, int comp, int source_comp) {
+    return status(__func__, [&] {
+        const ComponentPlace from = find_component(source, source_comp);
+        const auto limits = from ? limits_of(*from.component) : std::nullopt;
+        if (!limits) return false;
+        const int type = from.component->type;
+        const ComponentPlace to = make_component(field, comp);
+        if (!to) return false;
+        to.component->limits = limits;
+        if (to.component->type < 0) to.component->type = type;
+        state().store.touch(*to.part.object);
+        return true;
+    });
+}
+
+int FLDget_node_null_data(OMobj_id field, int comp, int* flag, void* value) {
+    return read_component(__func__, field, comp, [&](const Component& component) {
+        if (!flag) return false;
+        if (component.has_null) {
+            if (!value || component.type < 0 || !component.null_value.write(component.type, value)) return false;
+        }
+        *flag = component.has_null ? 1 : 0;
+        return true;
+    });
+}
+
+int FLDset_node_null_data(OMobj_id field, int comp, const void* value, int type) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        if (!value || element_size(type) == 0) return false;
+        component.null_value = Number::read(type, value);
+        component.has_null = true;
+        if (component.type < 0) component.type = type;
+        component.computed.reset();
+        return true;
+    });
+}
+
+int FLDset_node_null_flag(OMobj_id field, int comp, int flag) {
+    return change_component(__func__, field, comp, [&](Component& component) {
+        component.has_null = flag != 0;
+        component.computed.reset();
+        return true;
+    });
+}
