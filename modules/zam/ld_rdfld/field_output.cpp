@@ -110,7 +110,6 @@ Value in_type(float value, int type) {
 bool set_range(OMobj_id field, int comp, const StepData& data, int type) {
     const auto at = static_cast<std::size_t>(comp);
     if (data.min_val.size() <= at || data.max_val.size() <= at) return true;
-    if (!std::isfinite(data.min_val[at]) || !std::isfinite(data.max_val[at])) return true;
     const Value low = in_type(data.min_val[at], type);
     const Value high = in_type(data.max_val[at], type);
     if (FLDset_node_data_minmax(field, comp, low.data(), high.data(), type) == 1) return true;

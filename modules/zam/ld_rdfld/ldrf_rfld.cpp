@@ -67,10 +67,8 @@ public:
     void set_text(const char* name, const std::string& text) const {
         OMset_name_str_val(instance_, OMstr_to_name(name), text.c_str());
     }
-    /// Leaves a pointer with the instance; what the instance cannot keep ends here.
-    template <class Owner>
-    void keep(const char* name, Owner owner) const {
-        if (OMset_name_ptr_val(instance_, OMstr_to_name(name), owner.get(), 0) == 1) (void)owner.release();
+    bool set_pointer(const char* name, void* value) const {
+        return OMset_name_ptr_val(instance_, OMstr_to_name(name), value, 0) == 1;
     }
 
     /// Reads an int or real into `value`; when it cannot be read, writes `value` into the parameter.
@@ -109,23 +107,34 @@ void write_crop(const Parameters& parameters, const CropSettings& crop) {
     }
 }
 
-/// One call of the update. What the instance keeps is taken out of its pointers at the start and put back, or released,
-/// at the end.
+/// What an instance keeps in one of its pointers: taken out while a call works with it, put back afterwards. An
+/// instance that does not let go of its pointer, or cannot hold one, is never left with one that is gone.
+template <class Owner>
+class Kept {
+public:
+    Kept(const Parameters& parameters, const char* name, Owner& owner)
+        : parameters_(parameters), name_(name), owner_(owner) {
+        auto* kept = parameters.get_pointer<typename Owner::element_type>(name);
+        taken_ = parameters.set_pointer(name, nullptr);
+        if (taken_) owner_.reset(kept);
+    }
+    ~Kept() {
+        if (taken_ && owner_ && parameters_.set_pointer(name_, owner_.get())) (void)owner_.release();
+    }
+    Kept(const Kept&) = delete;
+    Kept& operator=(const Kept&) = delete;
+
+private:
+    const Parameters& parameters_;
+    const char* name_;
+    Owner& owner_;
+    bool taken_;
+};
+
+/// One call of the update.
 class Update {
 public:
-    Update(OMobj_id instance, int seq) : parameters_(instance, seq) {
-        read_.instance = instance;
-        file_.reset(parameters_.get_pointer<std::FILE>("file_ptr"));
-        read_.header.reset(parameters_.get_pointer<KeptHeader>("RF_ptr"));
-        read_.coordinates.reset(parameters_.get_pointer<CoordinateCache>("coord_ptr"));
-    }
-    ~Update() {
-        parameters_.keep("file_ptr", std::move(file_));
-        parameters_.keep("RF_ptr", std::move(read_.header));
-        parameters_.keep("coord_ptr", std::move(read_.coordinates));
-    }
-    Update(const Update&) = delete;
-    Update& operator=(const Update&) = delete;
+    Update(OMobj_id instance, int seq) : parameters_(instance, seq) { read_.instance = instance; }
 
     int run();
     void release();
@@ -148,8 +157,13 @@ private:
     OMobj_id out_all_ = OMnull_obj();
     int check_ = kReadAtOnce;
     bool exec_ = false;
-    bool store_all_changed_ = false;
-    bool reread_ = false;  // stored steps no longer hold what is wanted
+    bool store_all_asks_ = false;  // for data: it changed, and not only because the file did
+    bool reread_ = false;          // stored steps no longer hold what is wanted
+
+    // put back in the reverse order, before what they hold ends
+    Kept<OwnedFile> kept_file_{parameters_, "file_ptr", file_};
+    Kept<std::unique_ptr<KeptHeader>> kept_header_{parameters_, "RF_ptr", read_.header};
+    Kept<std::unique_ptr<CoordinateCache>> kept_coordinates_{parameters_, "coord_ptr", read_.coordinates};
 };
 
 void Update::release() {
@@ -161,7 +175,7 @@ int Update::run() {
     read_.portable = parameters_.get_int("portable", 0) == 1;
     read_.swap = parameters_.get_int("swap", 0) == 1;
     read_.flip = parameters_.get_int("flip", 0) == 1;
-    store_all_changed_ = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
+    const bool store_all_changed = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
     read_.store_all = parameters_.get_int("store_all", 0) == 1;
     const bool name_changed = parameters_.changed("filename");
     if (name_changed) {  // a new file never starts with all steps stored
@@ -169,7 +183,8 @@ int Update::run() {
         parameters_.set_int("store_all", 0);
         parameters_.set_int("store_all_visible", 0);
     }
-    if (store_all_changed_ && !read_.store_all) parameters_.set_int("store_all_visible", 0);
+    store_all_asks_ = store_all_changed && !name_changed;
+    if (store_all_changed && !read_.store_all) parameters_.set_int("store_all_visible", 0);
 
     check_ = parameters_.get_int("check", kReadAtOnce);
     if (read_.header) read_.crop = read_.header->crop;
@@ -180,7 +195,7 @@ int Update::run() {
         parameters_.set_int("exec", 0);
     }
     exec_ = parameters_.get_int("exec", 0) == 1;
-    return exec_ || name_changed || store_all_changed_ ? new_file() : step();
+    return exec_ || name_changed || store_all_changed ? new_file() : step();
 }
 
 /// Fails with a report when the outputs are not there.
@@ -210,7 +225,7 @@ int Update::new_file() {
         release();
         return 0;
     }
-    const bool show_first = check_ == kShowFirst && !exec_ && !store_all_changed_;
+    const bool show_first = check_ == kShowFirst && !exec_ && !store_all_asks_;
     bool data_read = false;
     if (!(show_first ? header_only() : (data_read = full_read()))) {
         release();

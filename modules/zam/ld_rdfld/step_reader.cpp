@@ -51,6 +51,19 @@ float even_position(float low, float high, xp_long node, xp_long full) {
     return static_cast<float>(low + (static_cast<double>(high) - low) * share);
 }
 
+/// Whether two rows of a header are a range: finite, and with an upper end. One that no statement gave is -1
+/// throughout.
+bool both_ends_given(const Row& low, const Row& high, int count) {
+    const auto values = static_cast<std::size_t>(count);
+    if (low.size() < values || high.size() < values) return false;
+    bool given = false;
+    for (std::size_t i = 0; i < values; ++i) {
+        if (!std::isfinite(low[i]) || !std::isfinite(high[i])) return false;
+        given = given || high[i] != -1.0F || low[i] < high[i];
+    }
+    return given;
+}
+
 }  // namespace
 
 StepReader::StepReader(const HeaderModel& header, int first_step, const FieldFile& field, const KeptNodes& kept,
@@ -315,15 +328,12 @@ bool StepReader::read_time(int step, StepData& data) const {
 
 // --- Ranges that the header gives ---
 
-/// Whether a step has both corners, and finite ones.
+/// Whether a step has an extent of finite numbers.
 bool StepReader::has_extent(int step) const {
     const auto row = static_cast<std::size_t>(step - 1);
-    if (row >= header_.steps.flag.size()) return false;
-    const auto usable = [&](const Row& corner) {
-        return corner.size() >= static_cast<std::size_t>(header_.nspace) &&
-               std::all_of(corner.begin(), corner.end(), [](float value) { return std::isfinite(value); });
-    };
-    return usable(header_.steps.min_ext[row]) && usable(header_.steps.max_ext[row]);
+    const StepTables& steps = header_.steps;
+    return row < steps.flag.size() && (steps.flag[row] & kGivenExtent) != 0 &&
+           both_ends_given(steps.min_ext[row], steps.max_ext[row], header_.nspace);
 }
 
 /// The step whose extents hold for `step`: its own, else those of the first step described; 0 when there are none.
@@ -343,7 +353,8 @@ void StepReader::copy_ranges(int step, StepData& data) const {
         data.max_ext = steps.max_ext[static_cast<std::size_t>(extent - 1)];
     }
     const auto row = static_cast<std::size_t>(step - 1);
-    if (row >= steps.flag.size()) return;
+    if (row >= steps.flag.size() || (steps.flag[row] & kGivenRange) == 0) return;
+    if (!both_ends_given(steps.min_val[row], steps.max_val[row], header_.veclen)) return;
     data.min_val = steps.min_val[row];
     data.max_val = steps.max_val[row];
 }

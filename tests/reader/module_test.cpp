@@ -1,0 +1,221 @@
+// What the parameters do: crop, steps, encodings, and what is kept from call to call.
+#include "reader_fixture.h"
+
+namespace zam::test {
+namespace {
+
+const std::string kGrid = "ndim=3 dim1=4 dim2=3 dim3=2 nspace=3 veclen=1 data=int field=uniform";
+
+class Crop : public ReadField {
+protected:
+    std::string grid(const std::string& more = {}) { return field_file(kGrid + more, bytes_of(counting<int>(24))); }
+};
+
+TEST_F(Crop, HeaderBoxKeepsPositionsAndValues) {
+    ASSERT_EQ(read(grid(" crop_min=1 0 0 crop_max=3 2 1 downsize1=2.0 min_ext=0 0 0 max_ext=6 2 1")), 1);
+    EXPECT_EQ(dims(out()), std::vector<xp_long>({2, 3, 2}));
+    EXPECT_EQ(values(out(), 0), std::vector<double>({1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23}));
+    EXPECT_EQ(points(out()), std::vector<float>({2, 0, 0, 6, 2, 1}));
+    EXPECT_EQ(get("min0"), 1);
+    EXPECT_EQ(get("max0"), 3);
+    EXPECT_EQ(get("end0"), 4);
+    EXPECT_EQ(get_real("factor0"), 2.0);
+    EXPECT_EQ(get("ndim"), 3);
+}
+
+TEST_F(Crop, CheckShowsTheHeaderAndExecReadsWithTheUsersValues) {
+    set("check", 1);
+    ASSERT_EQ(read(grid(" crop_min=1 1 0 crop_max=3 2 1")), 1);
+    EXPECT_EQ(get("min0"), 1);
+    EXPECT_EQ(get("max1"), 2);
+    EXPECT_TRUE(dims(out()).empty()) << "only the header was asked for";
+    EXPECT_EQ(update(), 0) << "nothing has been read that could be stepped";
+
+    set("min0", 2);
+    set("max0", 3);
+    set("min1", 0);
+    set("factor1", 2.0);
+    set("exec", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(get("exec"), 0);
+    EXPECT_EQ(get("check"), 1);
+    EXPECT_EQ(dims(out()), std::vector<xp_long>({2, 2, 2}));
+    EXPECT_EQ(values(out(), 0), std::vector<double>({2, 3, 10, 11, 14, 15, 22, 23}));
+}
+
+TEST_F(Crop, AHeaderThatInsistsIsReadAtOnce) {
+    set("check", 1);
+    ASSERT_EQ(read(grid(" crop_min=-1 0 0 crop_max=2 2 1")), 1);
+    EXPECT_EQ(get("check"), 1);
+    EXPECT_EQ(dims(out()), std::vector<xp_long>({3, 3, 2}));
+}
+
+TEST_F(Crop, EveryKindOfSourceAndField) {
+    // x, y, z and value as columns and as arrays, cropped the same way, must give the same field
+    const auto all = counting<int>(24);
+    std::string columns = "a heading\n";
+    std::vector<float> x, y, z, v;
+    for (const int node : all) {
+        x.push_back(static_cast<float>(node % 4));
+        y.push_back(static_cast<float>(node / 4 % 3) * 2);
+        z.push_back(static_cast<float>(node / 12) * 3);
+        v.push_back(static_cast<float>(node));
+        columns += std::to_string(x.back()) + " " + std::to_string(y.back()) + " name " + std::to_string(z.back()) +
+                   " " + std::to_string(node) + "\n";
+    }
+    file("columns.txt", columns);
+    file("arrays.bin", bytes_of(x) + bytes_of(y) + bytes_of(z) + bytes_of(v));
+    file("swapped.bin", bytes_of(x, true) + bytes_of(y, true) + bytes_of(z, true) + bytes_of(v, true));
+    const std::string grid =
+        "ndim=3 dim1=4 dim2=3 dim3=2 nspace=3 data=float field=irregular\n"
+        "crop_min=1 0 0 crop_max=3 2 1 downsize1=1.5 downsize2=2.0\n";
+    const std::string text_options = "skip=1 stride=5 offset=";
+    const std::string text = "coord 1 file=columns.txt filetype=ascii " + text_options + "0\n" +
+                             "coord 2 file=columns.txt filetype=ascii " + text_options + "1\n" +
+                             "coord 3 file=columns.txt filetype=ascii " + text_options + "3\n" +
+                             "variable 1 file=columns.txt filetype=ascii " + text_options + "4\n";
+    const auto binary = [](const std::string& name) {
+        return "coord 1 file=" + name + " filetype=binary\ncoord 2 file=" + name + " filetype=binary skip=96\n" +
+               "coord 3 file=" + name + " filetype=binary offset=48\nvariable 1 file=" + name +
+               " filetype=binary skip=200 offset=22\n";
+    };
+    const std::vector<double> expected{1, 2, 9, 10, 13, 14, 21, 22};
+    const std::vector<float> positions{1, 0, 0, 2, 0, 0, 1, 4, 0, 2, 4, 0, 1, 0, 3, 2, 0, 3, 1, 4, 3, 2, 4, 3};
+    for (const std::string& sources : {text, binary("arrays.bin"), binary("swapped.bin")}) {
+        set("swap", sources.find("swapped") != std::string::npos ? 1 : 0);
+        ASSERT_EQ(read(field_file(grid + sources)), 1) << sources << reports[0];
+        EXPECT_EQ(values(out(), 0), expected) << sources;
+        EXPECT_EQ(coordinates(out()), positions) << sources;
+    }
+}
+
+class Encodings : public ReadField {};
+
+TEST_F(Encodings, PortableAndSwapExcludeEachOther) {
+    set("portable", 1);
+    seq = host::now();
+    set("swap", 1);
+    EXPECT_EQ(DVLDread_field_set_params(instance, 0, seq), 1);
+    EXPECT_EQ(get("portable"), 0);
+    EXPECT_EQ(get("swap"), 1);
+    seq = host::now();
+    set("portable", 1);
+    EXPECT_EQ(DVLDread_field_set_params(instance, 0, seq), 1);
+    EXPECT_EQ(get("portable"), 1);
+    EXPECT_EQ(get("swap"), 0);
+}
+
+TEST_F(Encodings, PortableAndFlipReadTheStepAgain) {
+    const auto numbers = counting<int>(24, 1000);
+    ASSERT_EQ(read(field_file(kGrid, bytes_of(numbers, true))), 1);
+    EXPECT_NE(values(out(), 0)[0], 1000);
+    set("portable", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0)[1], 1001);
+    set("flip", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0)[0], 1023);
+    EXPECT_EQ(values(out(), 0)[23], 1000);
+}
+
+class Steps : public ReadField {
+protected:
+    /// Three steps of two nodes: a plain step, then a block of one that repeats.
+    std::string three_steps() {
+        file("data.bin", bytes_of(counting<float>(8)));
+        return field_file(
+            "ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3\n"
+            "variable 1 file=data.bin filetype=binary\ntime value=\"first\"\nEOT\n"
+            "DO\nvariable 1 file=data.bin filetype=binary skip=8 close=0\ntime value=2\nEOT\nENDDO");
+    }
+};
+
+TEST_F(Steps, ForwardAndBackwardWrapAround) {
+    ASSERT_EQ(read(three_steps()), 1);
+    EXPECT_EQ(get("nsteps"), 3);
+    EXPECT_EQ(text("time_string"), "first");
+    const std::pair<const char*, int> moves[] = {{"backward", 3}, {"forward", 1}, {"forward", 2}};
+    for (const auto& [trigger, step] : moves) {
+        set(trigger, 1);
+        ASSERT_EQ(update(), 1);
+        EXPECT_EQ(get("stepno"), step);
+        EXPECT_EQ(values(out(), 0)[0], 2.0 * (step - 1)) << "the block goes on where the step before stopped";
+    }
+    EXPECT_EQ(text("time_string"), "2.00");
+    EXPECT_EQ(update(), 0) << "nothing asked for";
+    set("stepno", 99);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(get("stepno"), 3);
+}
+
+TEST_F(Steps, StoredStepsAreNotReadAgain) {
+    ASSERT_EQ(read(three_steps()), 1);
+    set("store_all", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({0, 1}));
+    file("data.bin", "gone");
+    set("stepno", 3);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({4, 5}));
+    OMobj_id step{};
+    ASSERT_EQ(FLDget_time_node_data(out_all(), 1, &step), 1);
+    EXPECT_EQ(values(step, 0), std::vector<double>({2, 3}));
+
+    set("flip", 1);  // asks for other values than those stored
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(reports.size(), 1U);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({4, 5})) << "outputs stay as they were";
+    EXPECT_EQ(update(), 0) << "a failed read releases the file";
+    EXPECT_EQ(reports.size(), 1U);
+}
+
+TEST_F(Steps, ANewFileIsNeverStoredAtOnce) {
+    set("store_all", 1);
+    set("store_all_visible", 1);
+    ASSERT_EQ(read(three_steps()), 1);
+    EXPECT_EQ(get("store_all"), 0);
+    EXPECT_EQ(get("store_all_visible"), 0);
+}
+
+TEST_F(Steps, OneStepIgnoresForward) {
+    ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float field=uniform", bytes_of(counting<float>(2)))), 1);
+    set("forward", 1);
+    EXPECT_EQ(update(), 0);
+    EXPECT_TRUE(reports.empty());
+}
+
+TEST_F(Steps, StepsThatSayNothingReadTheSameStatements) {
+    // inline values: a block a step; sources: the same place again unless they stay open
+    ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3", bytes_of(counting<float>(6)))),
+              1);
+    set("stepno", 3);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({4, 5}));
+
+    file("words.txt", "heading 1\n0 1 2\n3 4 5\n");
+    const std::string header =
+        "ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3\n"
+        "variable 1 file=words.txt filetype=ascii skip=1 close=";
+    for (const int close : {1, 0}) {
+        ASSERT_EQ(read(field_file(header + std::to_string(close))), 1);
+        set("stepno", 3);
+        ASSERT_EQ(update(), 1);
+        EXPECT_EQ(values(out(), 0), close ? std::vector<double>({0, 1}) : std::vector<double>({4, 5}));
+    }
+}
+
+TEST_F(Steps, CoordinatesOfEarlierStepsHoldOn) {
+    file("x.txt", "5 6\n");
+    const std::string header =
+        "ndim=1 dim1=2 nspace=1 data=float field=irregular nstep=2\n"
+        "coord 1 file=x.txt filetype=ascii\nvariable 1 filetype=binary\nEOT\n"
+        "variable 1 filetype=binary skip=8\nEOT";
+    ASSERT_EQ(read(field_file(header, bytes_of(counting<float>(4)))), 1);
+    set("forward", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(coordinates(out()), std::vector<float>({5, 6}));
+    EXPECT_EQ(values(out(), 0), std::vector<double>({2, 3}));
+}
+
+}  // namespace
+}  // namespace zam::test
