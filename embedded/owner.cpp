@@ -98,6 +98,15 @@ bool set_values(OMobj_id object, int type, const void* values, xp_long count) {
     return true;
 }
 
+const void* open_values(OMobj_id object, int* type, xp_long* count) {
+    const Object* found = state().store.resolve(object);
+    const Array* array = found ? std::get_if<Array>(&found->value) : nullptr;
+    if (!array || !*array) return nullptr;
+    *type = array->type;
+    *count = array->count;
+    return state().ledger.lend("open_values", *array, ARR_READ, found->id);
+}
+
 // --- Fields ---
 
 void set_grid_type(OMobj_id field, int grid_type) {
