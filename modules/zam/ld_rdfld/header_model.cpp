@@ -126,6 +126,10 @@ HeaderModel& header_model() { return *model_place(); }
 int reset_header_model(int start) {
     const int steps = std::max(start, header_model().steps.count());
     model_place().emplace();
+    if (start < 1) {
+        header_model().error = "there is no time step " + std::to_string(start);
+        return 0;
+    }
     header_model().step_counter = start;
     return LDRF_alloc(header_model(), steps);
 }

@@ -29,9 +29,9 @@ struct Pending {
 Pending pending;
 
 ZAM_PRINTF_LIKE(1, 2) bool fail(const char* format, ...) {
-    std::array<char, 1200> text{};
     va_list arguments;
     va_start(arguments, format);
+    std::array<char, 1200> text;  // longer than any message with a token of 1023 characters
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     header_model().error = text.data();
@@ -41,8 +41,8 @@ ZAM_PRINTF_LIKE(1, 2) bool fail(const char* format, ...) {
 /// Stores a number that has to be at most `limit` and to fit into 32 bits.
 bool store(const char* statement, xp_long n, xp_long limit, int& item) {
     if (n > limit || n < INT_MIN) {
-        return fail("%s = %lld is more than %lld or less than %d", statement, static_cast<long long>(n),
-                    static_cast<long long>(limit), INT_MIN);
+        return fail("%s = %lld is outside the valid range(%d to %lld)", statement, static_cast<long long>(n), INT_MIN,
+                    static_cast<long long>(limit));
     }
     item = static_cast<int>(n);
     return true;

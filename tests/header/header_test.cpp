@@ -1,0 +1,299 @@
+// The header as a file: first line, start of the data, number of steps, limits, memory that runs out.
+#include <gtest/gtest.h>
+
+#include <memory_resource>
+
+#include "modules/zam/ld_rdfld/header_reader.h"
+#include "modules/zam/ld_rdfld/header_scanner.h"
+#include "tests/header/header_text.h"
+
+namespace zam::ldrf::test {
+namespace {
+
+const std::string kFirstLine = "# AVS\n";
+
+/// Reads a header; a failure leaves its report in `message`.
+bool read(std::string_view contents, int start = 1, std::string* message = nullptr) {
+    const File file = make_file(contents);
+    const Reports reports;
+    const int result = read_header(file.get(), "a.fld", start);
+    EXPECT_EQ(reports.records.size(), result == 1 ? 0U : 1U);
+    if (message != nullptr && result != 1) *message = reports.records.front().text;
+    return result == 1;
+}
+
+TEST(first_line, begins_with_five_characters) {
+    const struct {
+        std::string contents;
+        bool right;
+    } kCases[] = {
+        {"# AVS", true},      {"# AVSx ndim=nonsense\n", true},
+        {"", false},          {"#AVS\n", false},
+        {" # AVS\n", false},  {"# avs\n", false},
+        {"\n# AVS\n", false}, {"# AVS" + std::string(249, '-') + "\nndim=1\n", true},
+    };
+    for (const auto& one : kCases) {
+        std::string message;
+        EXPECT_EQ(read(one.contents, 1, &message), one.right) << one.contents;
+        EXPECT_EQ(message, one.right ? "" : "File is not an AVS field file? (\"# AVS\" in first line)");
+    }
+}
+
+TEST(first_line, leaves_what_is_longer_to_the_scanner) {
+    EXPECT_TRUE(read("# AVS" + std::string(250, '-') + "ndim=1\n"));
+    EXPECT_EQ(header_model().ndim, 1);
+}
+
+TEST(data_start, follows_the_first_pair_of_form_feeds) {
+    // bytes before the pair, in front of which the header has to end, and the start that is found in 3000 bytes
+    const struct {
+        std::size_t pair;
+        xp_long start;
+    } kCases[] = {{6, 8}, {1022, 1024}, {1023, 2202}, {1024, 1026}, {2047, 2202}, {2100, 2102}};
+    for (const auto& one : kCases) {
+        std::string contents = kFirstLine;
+        contents.resize(one.pair, '\n');
+        contents += "\f\f";
+        contents.resize(2200, 'd');
+        contents +=
+            "\f\f"
+            "after";
+        const File file = make_file(contents);
+        ASSERT_EQ(read_header(file.get(), "a.fld", 1), 1);
+        EXPECT_EQ(header_model().data_start, one.start) << one.pair;
+        EXPECT_EQ(std::ftell(file.get()), one.start);
+    }
+}
+
+TEST(data_start, is_the_end_without_a_pair) {
+    const File file = make_file(kFirstLine + "ndim=1\n" + std::string(3000, ' '));
+    ASSERT_EQ(read_header(file.get(), "a.fld", 1), 1);
+    EXPECT_EQ(header_model().data_start, 3013);
+    EXPECT_EQ(std::ftell(file.get()), 3013);
+}
+
+TEST(count_steps, takes_the_larger_of_lines_and_value) {
+    const struct {
+        std::string contents;
+        int steps;
+    } kCases[] = {
+        {"", 1},
+        {"ndim = 2\n", 1},
+        {"EOT\nEOTxx\n EOT\neot\nEOT", 3},
+        {"nstep=4\nEOT\n", 4},
+        {"nstep = \t+4\r\n", 4},
+        {"nsteps are = 7x\n", 7},
+        {"nstep=9\nnstep=2\n", 2},
+        {"nstep=9\nnstep 2\nEOT\n", 1},
+        {"Nstep=9\n nstep=9\n", 1},
+        {"nstep=0\n", 1},
+        {"nstep=-5\nnstep=-99999999999999999999\n", 1},
+        {"nstep=1000000\n", 1000000},
+        {"nstep=1000001\n", 0},
+        {"nstep=99999999999999999999\n", 0},
+        {"EOT\n\f\fEOT\nnstep=5\n", 1},
+        {"EOT\n x\f\f\nEOT\n", 2},
+        {std::string(8191, 'x') + "EOT\n", 1},  // a long line counts in pieces
+        {std::string("\0\nEOT\n", 6), 1},
+    };
+    for (const auto& one : kCases) {
+        const File file = make_file(one.contents);
+        const Reports reports;
+        EXPECT_EQ(count_steps(file.get()), one.steps) << one.contents.substr(0, 40);
+        EXPECT_EQ(std::ftell(file.get()), 0);
+        ASSERT_EQ(reports.records.size(), one.steps > 0 ? 0U : 1U);
+        for (const auto& report : reports.records)
+            EXPECT_EQ(report.text, "A field file has at most 1000000 time steps");
+    }
+}
+
+TEST(tables, keep_the_number_of_steps_counted_before) {
+    LDRF_alloc(header_model(), 5);
+    ASSERT_TRUE(read(kFirstLine + "label=x eot"));
+    EXPECT_EQ(header_model().steps.count(), 5);
+    EXPECT_EQ(header_model().nstep, 1);
+    EXPECT_EQ(dump_step(header_model(), 2), "");
+}
+
+TEST(tables, grow_with_nstep_and_counter) {
+    LDRF_alloc(header_model(), 1);
+    ASSERT_TRUE(read(kFirstLine + "nstep=7 time value=a eot", 3));
+    EXPECT_EQ(header_model().steps.count(), 7);
+    EXPECT_EQ(dump_step(header_model(), 3), " time(0 \"a\")");
+    EXPECT_EQ(header_model().steps.time_not_given[2], 0);
+    EXPECT_EQ(header_model().steps.time_not_given[3], 1);
+    EXPECT_EQ(header_model().steps.max_val[6][0], -1.0F);
+}
+
+TEST(tables, refuse_starts_that_no_header_has) {
+    EXPECT_FALSE(read(kFirstLine, 0));
+    EXPECT_FALSE(read(kFirstLine, kMaxSteps + 1));
+}
+
+TEST(loop, repeats_a_million_steps) {
+    LDRF_alloc(header_model(), kMaxSteps);
+    ASSERT_TRUE(read(kFirstLine + "nstep=1000000 do variable 1 type=ascii max_val=1 eot time value=b eot enddo"));
+    EXPECT_EQ(dump_step(header_model(), 999999), " flag=4 min_val=-1 max_val=1 v1(- 0)");
+    EXPECT_EQ(dump_step(header_model(), 1000000), " time(0 \"b\")");
+    LDRF_alloc(header_model(), 1);
+}
+
+TEST(limits, long_texts_are_cut) {
+    const std::string word(10'000'000, 'w');
+    ASSERT_TRUE(read(kFirstLine + "label=" + word + " \"" + word + "\" #" + word + "\nndim=1"));
+    EXPECT_EQ(header_model().steps.labels[0], (std::vector<std::string>(2, std::string(1023, 'w'))));
+    EXPECT_EQ(header_model().ndim, 1);
+    std::string message;
+    EXPECT_FALSE(read(kFirstLine + word, 1, &message));
+    EXPECT_EQ(message, "Problem reading file a.fld: Unknown keyword at or near \"" + std::string(1023, 'w') + "\"");
+}
+
+TEST(limits, endless_tokens_are_refused) {
+    std::string message;
+    EXPECT_FALSE(read(kFirstLine + "label=" + std::string(kLongestToken + 2 * 16384, 'w'), 1, &message));
+    EXPECT_EQ(message, "Problem reading file a.fld: a word of more than 16777216 characters");
+    EXPECT_TRUE(read(kFirstLine + "ndim=1"));
+}
+
+TEST(limits, rows_do_not_multiply) {
+    std::string header = kFirstLine;
+    for (int step = 0; step < 20; ++step) header += "min_val=1 eot\n";
+    std::string message;
+    EXPECT_FALSE(read(header + "veclen=1000000", 1, &message));
+    EXPECT_EQ(message, "rd_fld2: Failure allocating min_val array");
+}
+
+TEST(limits, lists_are_as_long_as_the_file_says) {
+    std::string header = kFirstLine + "veclen=100000 min_val=";
+    for (int i = 0; i < 100000; ++i) header += "7\t";
+    ASSERT_TRUE(read(header));
+    EXPECT_EQ(header_model().steps.min_val[0].size(), 100000U);
+    EXPECT_EQ(header_model().steps.min_val[0][99999], 7.0F);
+}
+
+TEST(scanner, stops_the_process_when_it_cannot_read) {
+    EXPECT_EXIT(
+        {
+            LDRF_yyrestart(std::fopen("/dev/null", "wb"));
+            LDRF_yylex();
+        },
+        testing::ExitedWithCode(2), "^input in flex scanner failed\n$");
+}
+
+/// Fails from the n-th allocation on.
+class FailingMemory : public std::pmr::memory_resource {
+public:
+    explicit FailingMemory(int allocations) : left_(allocations) {}
+
+private:
+    void* do_allocate(std::size_t bytes, std::size_t alignment) override {
+        if (left_-- <= 0) throw std::bad_alloc();
+        return std::pmr::new_delete_resource()->allocate(bytes, alignment);
+    }
+    void do_deallocate(void* place, std::size_t bytes, std::size_t alignment) override {
+        std::pmr::new_delete_resource()->deallocate(place, bytes, alignment);
+    }
+    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+
+    int left_;
+};
+
+const char* const kTableTexts[] = {
+    "labels array",           "units array",         "min_ext array",        "max_ext array",
+    "min_val array",          "max_val array",       "flag array",           "name_list_count array",
+    "unit_list_count array",  "data_in_file\tarray", "data_ptr_file\tarray", "points_in_file\tarray",
+    "points_ptr_file\tarray", "time_in_file\tarray", "time_t struct",
+};
+/// Records in the order in which kSources asks for them.
+const char* const kRecordTexts[] = {"data struct", "points struct", "time_t struct"};
+const std::string kSources = kFirstLine + "variable 1 type=ascii coord 1 type=ascii time value=1";
+
+std::string kept_text(std::string text) {
+    const std::size_t tab = text.find('\t');
+    if (tab != std::string::npos) text.replace(tab, 1, "  ");
+    if (text == "time_t struct") text = "time_t  struct";
+    return text;
+}
+
+TEST(memory, each_table_reports_its_own_failure) {
+    for (int n = 0; n < static_cast<int>(std::size(kTableTexts)); ++n) {
+        FailingMemory memory(n);
+        HeaderModel model{{}, StepTables(&memory)};
+        const Reports reports;
+        EXPECT_EQ(LDRF_alloc(model, 3), 0);
+        ASSERT_EQ(reports.records.size(), 1U);
+        EXPECT_EQ(reports.records[0].call, "ERRout_of_memory");
+        EXPECT_EQ(reports.records[0].text, std::string("rd_fld2: Failure allocating ") + kTableTexts[n]);
+        EXPECT_EQ(model.steps.count(), 0);
+    }
+}
+
+/// All texts, tables and then records, one allocation after another.
+std::vector<std::string> all_texts() {
+    std::vector<std::string> texts(std::begin(kTableTexts), std::end(kTableTexts));
+    texts.insert(texts.end(), std::begin(kRecordTexts), std::end(kRecordTexts));
+    return texts;
+}
+
+TEST(memory, reading_reports_each_failure_once) {
+    const auto texts = all_texts();
+    LDRF_alloc(header_model(), 1);
+    for (int n = 0; n <= static_cast<int>(texts.size()); ++n) {
+        FailingMemory memory(n);
+        std::pmr::set_default_resource(&memory);
+        LDRF_alloc(header_model(), 1);
+        std::string message;
+        EXPECT_EQ(read(kSources, 1, &message), n == static_cast<int>(texts.size()));
+        std::pmr::set_default_resource(nullptr);
+        const std::string expected = n < static_cast<int>(texts.size())
+                                         ? "rd_fld2: Failure allocating " + texts[static_cast<std::size_t>(n)]
+                                         : "";
+        EXPECT_EQ(message, expected);
+        EXPECT_TRUE(read(kFirstLine)) << "the model lives on in sound memory";
+    }
+}
+
+TEST(memory, keeping_a_copy_reports_its_own_texts) {
+    ASSERT_TRUE(read(kSources));
+    const auto texts = all_texts();
+    for (int n = 0; n < static_cast<int>(texts.size()); ++n) {
+        FailingMemory memory(static_cast<int>(texts.size()) + n);
+        HeaderModel model{{}, StepTables(&memory)};
+        ASSERT_EQ(LDRF_alloc(model, 1), 1);
+        for (auto* blocks : {&model.steps.data, &model.steps.points}) {
+            blocks->front() = std::allocate_shared<SourceBlock>(blocks->get_allocator());
+        }
+        model.steps.time[0] = std::allocate_shared<TimeRecord>(model.steps.time.get_allocator());
+        const Reports reports;
+        EXPECT_EQ(copy_header(model), nullptr);
+        ASSERT_EQ(reports.records.size(), 1U);
+        EXPECT_EQ(reports.records[0].text,
+                  "rd_fld2: Failure allocating " + kept_text(texts[static_cast<std::size_t>(n)]));
+    }
+}
+
+TEST(copy, shares_nothing_that_changes) {
+    ASSERT_TRUE(read(kFirstLine + "ndim=1 nstep=4 do label=x variable 1 file=a type=ascii eot time value=b eot enddo"));
+    const auto copy = copy_header(header_model());
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(dump(*copy), dump(header_model()));
+    EXPECT_EQ(copy->steps.data[0], copy->steps.data[2]) << "repeated steps share their sources in the copy too";
+    (*header_model().steps.data[0])[1].file = "resolved";
+    header_model().steps.time[1]->text = "later";
+    EXPECT_EQ(copy->variable(3, 1)->file, "a");
+    EXPECT_EQ(copy->time(4)->text, "b");
+}
+
+TEST(model, knows_of_no_sources_that_were_not_given) {
+    ASSERT_TRUE(read(kSources));
+    for (const int step : {-1, 0, 2, 1 << 30}) {
+        EXPECT_EQ(header_model().variable(step, 1), nullptr);
+        EXPECT_EQ(header_model().coordinate(step, 1), nullptr);
+        EXPECT_EQ(header_model().time(step), nullptr);
+    }
+    EXPECT_EQ(header_model().variable(1, 2), nullptr);
+    EXPECT_NE(header_model().variable(1, 1), nullptr);
+}
+
+}  // namespace
+}  // namespace zam::ldrf::test
