@@ -12,15 +12,11 @@ namespace zam::ldrf {
 /// What the module keeps of a header between calls.
 struct KeptHeader {
     std::unique_ptr<HeaderModel> model;
-    int first_step = 1;                      // the step for which it was read
-    int nsteps = 1;                          // of the file, as the first header says
+    int nsteps = 1;
     std::vector<std::string> labels, units;  // of the first step
     CropSettings crop;                       // in force, normalised
     KeptNodes nodes;
     Positions positions;
-
-    /// Whether the model describes a step.
-    bool covers(int step) const;
 };
 
 /// One call's reading: what is wanted, what is kept from call to call, what came of it.

@@ -53,10 +53,8 @@ public:
         std::free(value);
         return true;
     }
-    template <class T>
-    T* get_pointer(const char* name) const {
-        void* value = nullptr;
-        return OMget_name_ptr_val(instance_, OMstr_to_name(name), &value, 0) == 1 ? static_cast<T*>(value) : nullptr;
+    bool get_pointer(const char* name, void*& value) const {
+        return OMget_name_ptr_val(instance_, OMstr_to_name(name), &value, 0) == 1;
     }
 
     void set_int(const char* name, xp_long value) const {
@@ -114,9 +112,9 @@ class Kept {
 public:
     Kept(const Parameters& parameters, const char* name, Owner& owner)
         : parameters_(parameters), name_(name), owner_(owner) {
-        auto* kept = parameters.get_pointer<typename Owner::element_type>(name);
-        taken_ = parameters.set_pointer(name, nullptr);
-        if (taken_) owner_.reset(kept);
+        void* kept = nullptr;
+        taken_ = parameters.get_pointer(name, kept) && parameters.set_pointer(name, nullptr);
+        if (taken_) owner_.reset(static_cast<typename Owner::element_type*>(kept));
     }
     ~Kept() {
         if (taken_ && owner_ && parameters_.set_pointer(name_, owner_.get())) (void)owner_.release();

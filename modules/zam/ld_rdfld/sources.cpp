@@ -30,9 +30,13 @@ std::vector<int> latest_given(const Blocks& blocks) {
     return latest;
 }
 
-int look_up(const std::vector<int>& latest, int step) {
-    if (latest.empty()) return 0;
-    return latest[std::min(static_cast<std::size_t>(step), latest.size()) - 1];
+/// Steps that the header says something about; at least one.
+int count_described(const HeaderModel& header) {
+    const auto row = static_cast<std::size_t>(header.step_counter - 1);
+    const StepTables& steps = header.steps;
+    const bool last =
+        row < steps.flag.size() && (steps.flag[row] != 0 || steps.data[row] || steps.points[row] || steps.time[row]);
+    return std::max(1, last ? header.step_counter : header.step_counter - 1);
 }
 
 /// Whether the last byte of nodes x stride values still has a position.
@@ -55,35 +59,35 @@ std::string resolve_name(const std::string& name, const std::string& field_file)
     return joined.data();
 }
 
-SourceMap::SourceMap(const HeaderModel& header, int first_step, Positions& positions)
+SourceMap::SourceMap(const HeaderModel& header, Positions& positions)
     : header_(header),
-      first_step_(first_step),
       positions_(positions),
+      described_steps_(count_described(header)),
       coordinate_step_(latest_given(header.steps.points)),
       variable_step_(latest_given(header.steps.data)) {}
 
 int SourceMap::step_with(SourceKind kind, int step) const {
-    if (kind == SourceKind::coordinate) return look_up(coordinate_step_, step);
-    if (kind == SourceKind::variable) return look_up(variable_step_, step);
-    return header_.time(step) != nullptr ? step : 0;
+    if (step < 1) return 0;
+    const int own = described(step);
+    const auto row = static_cast<std::size_t>(own - 1);
+    if (kind == SourceKind::time) return header_.time(own) != nullptr ? step : 0;
+    const std::vector<int>& latest = kind == SourceKind::coordinate ? coordinate_step_ : variable_step_;
+    const int given = row < latest.size() ? latest[row] : 0;
+    return given == 0 ? 0 : step - (own - given);
 }
 
 const Source* SourceMap::source(SourceKind kind, int n, int step) const {
-    const int described = std::max(step, first_step_);
-    if (kind == SourceKind::coordinate) return header_.coordinate(described, n);
-    if (kind == SourceKind::variable) return header_.variable(described, n);
-    const TimeRecord* time = header_.time(described);
+    if (step < 1) return nullptr;
+    const int own = described(step);
+    if (kind == SourceKind::coordinate) return header_.coordinate(own, n);
+    if (kind == SourceKind::variable) return header_.variable(own, n);
+    const TimeRecord* time = header_.time(own);
     return time != nullptr && time->from_file ? &time->source : nullptr;
-}
-
-/// The step that comes before `step` among those with statements of a kind, or 0.
-int SourceMap::step_before(SourceKind kind, int step) const {
-    return step > first_step_ ? step_with(kind, step - 1) : step - 1;
 }
 
 /// Whether `step` goes on where the step before it stopped.
 bool SourceMap::continues(SourceKind kind, int n, int step) const {
-    const int before = step_before(kind, step);
+    const int before = step_with(kind, step - 1);
     const Source* previous = before > 0 ? source(kind, n, before) : nullptr;
     const Source* current = source(kind, n, step);
     return previous != nullptr && current != nullptr && previous->close == 0 && previous->named == current->named &&
@@ -111,7 +115,7 @@ Placement SourceMap::place(SourceKind kind, int n, int step) const {
         placement.skip = described.skip;
         return placement;
     }
-    placement.start = positions_.at({kind, n, step_before(kind, step)});
+    placement.start = positions_.at({kind, n, step_with(kind, step - 1)});
     if (described.type != kUnformatted) placement.offset = 0;  // right behind the last value; a record starts anew
     return placement;
 }
@@ -120,8 +124,8 @@ Placement SourceMap::place(SourceKind kind, int n, int step) const {
 bool SourceMap::find_start(SourceKind kind, int n, int step, const FieldFile& field, std::FILE* file, xp_long nodes,
                            const Encoding& encoding) const {
     std::vector<int> unread;  // latest first
-    for (int at = step; continues(kind, n, at) && !positions_.contains({kind, n, step_before(kind, at)});) {
-        at = step_before(kind, at);
+    for (int at = step; continues(kind, n, at) && !positions_.contains({kind, n, step_with(kind, at - 1)});) {
+        at = step_with(kind, at - 1);
         if (!valid(kind, n, at, field, nodes)) return false;
         unread.push_back(at);
     }

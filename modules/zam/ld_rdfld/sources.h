@@ -37,11 +37,14 @@ struct OpenSource {
     Placement placement;
 };
 
-/// The sources of a header. Steps that have no statement of a kind use the latest earlier step that has.
+/// The sources of a header. Steps that have no statement of a kind use the latest earlier step that has. Steps behind
+/// the last one that the header describes begin with its statements anew, as if the header were read for them.
 class SourceMap {
 public:
-    /// @param first_step  the step for which the header was read; earlier ones count as described like it
-    SourceMap(const HeaderModel& header, int first_step, Positions& positions);
+    SourceMap(const HeaderModel& header, Positions& positions);
+
+    /// The step, among those that the header describes, whose statements a step has.
+    int described(int step) const { return (step - 1) % described_steps_ + 1; }
 
     /// The step whose statements hold for `step`, or 0 when there are none up to there.
     int step_with(SourceKind kind, int step) const;
@@ -58,7 +61,6 @@ public:
 
 private:
     const Source* source(SourceKind kind, int n, int step) const;
-    int step_before(SourceKind kind, int step) const;
     bool continues(SourceKind kind, int n, int step) const;
     bool valid(SourceKind kind, int n, int step, const FieldFile& field, xp_long nodes) const;
     Placement place(SourceKind kind, int n, int step) const;
@@ -66,8 +68,8 @@ private:
                     const Encoding& encoding) const;
 
     const HeaderModel& header_;
-    int first_step_;
     Positions& positions_;
+    int described_steps_;
     std::vector<int> coordinate_step_, variable_step_;  // by step: the latest with statements
 };
 

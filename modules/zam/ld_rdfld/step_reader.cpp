@@ -66,14 +66,9 @@ bool both_ends_given(const Row& low, const Row& high, int count) {
 
 }  // namespace
 
-StepReader::StepReader(const HeaderModel& header, int first_step, const FieldFile& field, const KeptNodes& kept,
+StepReader::StepReader(const HeaderModel& header, const FieldFile& field, const KeptNodes& kept,
                        const DataFormat& format, Positions& positions, CoordinateCache& cache)
-    : header_(header),
-      field_(field),
-      kept_(kept),
-      format_(format),
-      cache_(cache),
-      sources_(header, first_step, positions) {}
+    : header_(header), field_(field), kept_(kept), format_(format), cache_(cache), sources_(header, positions) {}
 
 bool StepReader::read(int step, StepData& data) {
     std::vector<Opened> positions;
@@ -297,7 +292,7 @@ bool StepReader::read_variables(int step, const std::vector<Opened>& opened, Ste
 }
 
 bool StepReader::read_time(int step, StepData& data) const {
-    const TimeRecord* record = header_.time(step);
+    const TimeRecord* record = header_.time(sources_.described(step));
     if (record == nullptr) return true;
     if (!record->from_file) {
         data.time = record->value;
@@ -328,9 +323,9 @@ bool StepReader::read_time(int step, StepData& data) const {
 
 // --- Ranges that the header gives ---
 
-/// Whether a step has an extent of finite numbers.
-bool StepReader::has_extent(int step) const {
-    const auto row = static_cast<std::size_t>(step - 1);
+/// Whether a step that the header describes has an extent of finite numbers.
+bool StepReader::has_extent(int described) const {
+    const auto row = static_cast<std::size_t>(described - 1);
     const StepTables& steps = header_.steps;
     return row < steps.flag.size() && (steps.flag[row] & kGivenExtent) != 0 &&
            both_ends_given(steps.min_ext[row], steps.max_ext[row], header_.nspace);
@@ -338,8 +333,7 @@ bool StepReader::has_extent(int step) const {
 
 /// The step whose extents hold for `step`: its own, else those of the first step described; 0 when there are none.
 int StepReader::extent_step(int step) const {
-    const int described = std::clamp(step, 1, std::max(1, header_.steps.count()));
-    for (const int candidate : {described, 1}) {
+    for (const int candidate : {sources_.described(step), 1}) {
         if (has_extent(candidate)) return candidate;
     }
     return 0;
@@ -352,7 +346,7 @@ void StepReader::copy_ranges(int step, StepData& data) const {
         data.min_ext = steps.min_ext[static_cast<std::size_t>(extent - 1)];
         data.max_ext = steps.max_ext[static_cast<std::size_t>(extent - 1)];
     }
-    const auto row = static_cast<std::size_t>(step - 1);
+    const auto row = static_cast<std::size_t>(sources_.described(step) - 1);
     if (row >= steps.flag.size() || (steps.flag[row] & kGivenRange) == 0) return;
     if (!both_ends_given(steps.min_val[row], steps.max_val[row], header_.veclen)) return;
     data.min_val = steps.min_val[row];

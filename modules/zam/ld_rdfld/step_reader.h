@@ -35,8 +35,8 @@ struct DataFormat {
 class StepReader {
 public:
     /// Everything is borrowed. `kept` selects the nodes; `positions` and `cache` live between calls.
-    StepReader(const HeaderModel& header, int first_step, const FieldFile& field, const KeptNodes& kept,
-               const DataFormat& format, Positions& positions, CoordinateCache& cache);
+    StepReader(const HeaderModel& header, const FieldFile& field, const KeptNodes& kept, const DataFormat& format,
+               Positions& positions, CoordinateCache& cache);
 
     /// Reads one step, from 1. Lengths of the files are checked before memory is asked for.
     /// @return false after one report; std::bad_alloc leaves when scratch memory is exhausted
@@ -64,7 +64,7 @@ private:
     bool read_variables(int step, const std::vector<Opened>& opened, StepData& data) const;
     void copy_ranges(int step, StepData& data) const;
 
-    bool has_extent(int step) const;
+    bool has_extent(int described) const;
     int extent_step(int step) const;
     xp_long values_of_axis(int axis) const;
     xp_long inline_step_bytes() const;
