@@ -1,0 +1,71 @@
+#include "runner/commands.h"
+
+#include "embedded/host.h"
+#include "runner/library.h"
+#include "runner/session.h"
+
+namespace zam::runner {
+namespace {
+
+/// Prints problems, if any.
+bool print_problems(const Problems& problems) {
+    problems.print(stderr);
+    return problems.any();
+}
+
+void run_session(Session& session, const Network& network, const RunOptions& options) {
+    session.build();
+    host::fail_allocation(options.fail_allocation);
+    session.run_all();
+    session.play_events(options.output_directory);
+    if (options.loop_seconds > 0.0) session.loop(options.loop_seconds);
+    session.write(network.outputs, options.output_directory);
+    session.end();
+}
+
+}  // namespace
+
+std::optional<Definitions> load_definitions() {
+    Problems problems;
+    auto definitions = Definitions::load(find_installation().definitions, problems);
+    return print_problems(problems) ? std::nullopt : std::optional(std::move(definitions));
+}
+
+std::unique_ptr<ModuleLibrary> load_library() {
+    std::string error;
+    auto library = ModuleLibrary::load(find_installation().library, error);
+    if (!library) std::fprintf(stderr, "zam: error: the module library cannot be loaded: %s\n", error.c_str());
+    return library;
+}
+
+int run_network(const RunOptions& options) {
+    const auto definitions = load_definitions();
+    if (!definitions) return kWrong;
+    Problems problems;
+    const Network network = load_network(options.network, options.changes, *definitions, problems);
+    if (print_problems(problems)) return kWrong;
+    const auto library = load_library();
+    if (!library) return kWrong;
+
+    Console console(!options.quiet);
+    CallLog log;
+    if (!options.log.empty() && !log.open(options.log)) {
+        console.error("cannot write the log " + options.log);
+        return kWrong;
+    }
+    Session session(network, *library, console, log);
+    if (!session.has_entries()) return kWrong;
+    run_session(session, network, options);
+    if (!log.good()) console.error("the log could not be written whole");
+    return console.failed() ? kFailed : kAllWell;
+}
+
+int check_network_file(const std::string& network) {
+    const auto definitions = load_definitions();
+    if (!definitions) return kWrong;
+    Problems problems;
+    load_network(network, {}, *definitions, problems);
+    return print_problems(problems) ? kWrong : kAllWell;
+}
+
+}  // namespace zam::runner

@@ -1,0 +1,40 @@
+// The commands of the program. Each returns the program's exit status.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "runner/network.h"
+
+namespace zam::runner {
+
+enum ExitStatus : int {
+    kAllWell = 0,
+    kFailed = 1,  // a module reported an error, or an output could not be written
+    kWrong = 2,   // the command line or the network file is wrong; nothing was run
+};
+
+struct RunOptions {
+    std::string network;
+    NetworkOptions changes;
+    std::string log;               // empty: none
+    std::string output_directory;  // empty: the current directory
+    double loop_seconds = 0.0;
+    std::int64_t fail_allocation = 0;  // 0: none
+    bool quiet = false;
+};
+
+int run_network(const RunOptions& options);
+int check_network_file(const std::string& network);
+/// @param name  of a module or entry; empty: all
+int list_modules(const std::string& name, bool as_json);
+int show_info(const std::string& file);
+
+/// Loads the definitions of the modules at hand. What is wrong with them is printed.
+std::optional<Definitions> load_definitions();
+
+/// Loads the module library, or says why not.
+class ModuleLibrary;
+std::unique_ptr<ModuleLibrary> load_library();
+
+}  // namespace zam::runner

@@ -1,0 +1,102 @@
+// `zam modules`: what modules there are and what parameters they have.
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "runner/commands.h"
+#include "runner/element_types.h"
+
+namespace zam::runner {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json definition_file(const Definition& definition) {
+    std::ifstream file(definition.file);
+    return Json::parse(file);
+}
+
+void print(const std::string& text) { std::fputs(text.c_str(), stdout); }
+
+std::string padded(std::string_view text, std::size_t width) {
+    std::string result(text);
+    result.resize(std::max(width, result.size()), ' ');
+    return result + "  ";
+}
+
+/// Rows of texts with aligned columns; the last column is free.
+class Table {
+public:
+    void add(std::vector<std::string> row) {
+        widths_.resize(std::max(widths_.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) widths_[i] = std::max(widths_[i], row[i].size());
+        rows_.push_back(std::move(row));
+    }
+    void write() const {
+        for (const auto& row : rows_) {
+            std::string line;
+            for (std::size_t i = 0; i + 1 < row.size(); ++i) line += padded(row[i], widths_[i]);
+            print(line + row.back() + "\n");
+        }
+    }
+
+private:
+    std::vector<std::vector<std::string>> rows_;
+    std::vector<std::size_t> widths_;
+};
+
+std::string kind_text(const Shape& shape) {
+    std::string text(kind_name(shape.kind));
+    if (shape.kind == Kind::array && shape.array_type) text += " of " + std::string(type_name(*shape.array_type));
+    return shape.file_name ? text + " (file)" : text;
+}
+
+void print_all(const Definitions& definitions) {
+    Table table;
+    for (const auto& definition : definitions.all()) {
+        table.add({definition->module, definition->entry, definition->summary});
+    }
+    table.write();
+}
+
+void print_one(const Definition& definition) {
+    print(definition.module + ": " + definition.summary + "\nuse: " + definition.entry + "\n\n");
+    Table table;
+    table.add({"parameter", "kind", "direction", "default", "meaning"});
+    for (const auto& parameter : definition.parameters) {
+        table.add({parameter.name, kind_text(parameter.shape), std::string(direction_name(parameter.direction)),
+                   parameter.default_text.empty() ? "-" : parameter.default_text, parameter.meaning});
+    }
+    table.write();
+}
+
+}  // namespace
+
+int list_modules(const std::string& name, bool as_json) {
+    const auto definitions = load_definitions();
+    if (!definitions) return kWrong;
+    if (name.empty()) {
+        if (!as_json) {
+            print_all(*definitions);
+            return kAllWell;
+        }
+        Json list = Json::array();
+        for (const auto& definition : definitions->all()) list.push_back(definition_file(*definition));
+        print(list.dump(2) + "\n");
+        return kAllWell;
+    }
+    const auto* definition = definitions->by_any_name(name);
+    if (!definition) {
+        std::fprintf(stderr, "zam: error: there is no module %s; see zam modules\n", name.c_str());
+        return kWrong;
+    }
+    if (as_json) {
+        print(definition_file(*definition).dump(2) + "\n");
+    } else {
+        print_one(*definition);
+    }
+    return kAllWell;
+}
+
+}  // namespace zam::runner

@@ -1,0 +1,78 @@
+// One run of a network in the host: instances made, modules run, events played, outputs written, instances ended.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "runner/call_log.h"
+#include "runner/console.h"
+#include "runner/dependencies.h"
+#include "runner/host_objects.h"
+#include "runner/library.h"
+#include "runner/network.h"
+
+namespace zam::runner {
+
+class Session {
+public:
+    /// Everything is borrowed and outlives the session. The network has no problems.
+    Session(const Network& network, const ModuleLibrary& library, Console& console, CallLog& log);
+    /// Ends what is left of the instances.
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    /// Whether the library has every entry that the network needs; if not, the console has been told.
+    bool has_entries() const;
+
+    /// Makes the instances and gives them their parameters.
+    void build();
+    /// Runs every module, each after those it refers to.
+    void run_all();
+    /// Plays the network's events in order.
+    /// @param output_directory  where their outputs go
+    void play_events(const std::string& output_directory);
+    /// Sets parameters as one change, then runs every module that it affects.
+    void set(const std::vector<Assignment>& assignments);
+    /// Keeps the host's timer running in real time, one unit a millisecond.
+    void loop(double seconds);
+    void write(const std::vector<Output>& outputs, const std::string& directory);
+    /// Calls the deletion entries, the last instance's first, and ends the instances.
+    void end();
+
+private:
+    /// A module instance in the host.
+    struct Running {
+        OMobj_id object{};
+        int sequence = 0;                                // moment at which its latest update ended; 0 before the first
+        std::map<std::string, std::vector<Link>> links;  // by parameter
+        std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
+    };
+
+    struct Play;  // plays one event
+
+    void give(const Assignment& assignment);
+    void make_parameters(std::size_t module);
+    bool follow_links(std::size_t module, bool report);
+    void update(std::size_t module);
+    void run(std::size_t module);
+    void run_affected(int since);
+    void advance(std::int64_t units);
+    void call(std::size_t module, const std::string& entry);
+    void joystick(const JoystickEvent& event);
+    const Instance& instance(std::size_t module) const { return network_.instances[module]; }
+
+    const Network& network_;
+    const ModuleLibrary& library_;
+    Console& console_;
+    CallLog& log_;
+    Dependencies dependencies_;
+    std::vector<Running> running_;
+    std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
+};
+
+}  // namespace zam::runner
