@@ -13,3 +13,9 @@ target_sources(zam_modules_objects PRIVATE
   ${BISON_header_grammar_OUTPUTS}
 )
 target_include_directories(zam_modules_objects PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
+
+option(ZAM_TRACE_FIELD_HEADER "Print each statement of a field file's header that is understood" OFF)
+if(ZAM_TRACE_FIELD_HEADER)
+  set_source_files_properties(header_statements.cpp TARGET_DIRECTORY zam_modules_objects
+    PROPERTIES COMPILE_DEFINITIONS ZAM_TRACE_FIELD_HEADER=1)
+endif()

@@ -56,15 +56,22 @@ xp_long find_data_start(std::FILE* file) {
     return begin;
 }
 
-/// Runs scanner and grammar over the statements; the scanner's buffer goes when they are read.
+/// The scanner while it has a file; its buffer goes with it.
+struct Scanner {
+    explicit Scanner(std::FILE* file) { LDRF_yyrestart(file); }
+    ~Scanner() { LDRF_yylex_destroy(); }
+    Scanner(const Scanner&) = delete;
+    Scanner& operator=(const Scanner&) = delete;
+};
+
+/// Runs scanner and grammar over the statements.
 /// @return whether they held
 bool parse_statements(std::FILE* file) {
-    LDRF_yyrestart(file);
-    const int result = LDRF_yyparse();
-    const bool too_long = token_was_too_long();
-    LDRF_yylex_destroy();
-    if (too_long) header_model().error = "a word of more than " + std::to_string(kLongestToken) + " characters";
-    return result != kStatementFailed && !too_long;
+    const Scanner scanner(file);
+    if (LDRF_yyparse() == kStatementFailed) return false;
+    if (!token_was_too_long()) return true;
+    header_model().error = "a word of more than " + std::to_string(kLongestToken) + " characters";
+    return false;
 }
 
 /// What only the whole header tells: the number of steps, and tables that fit it.
@@ -75,12 +82,22 @@ bool complete_model() {
     return fit_rows(model) == 1;
 }
 
+/// Everything behind the first line.
+/// @return whether the model is complete; if not, it says why, or that has been reported
+bool read_model(std::FILE* file, int start) {
+    reset_statements();
+    if (reset_header_model(start) != 1 || !parse_statements(file) || !complete_model()) return false;
+    header_model().data_start = find_data_start(file);
+    if (header_model().data_start < 0) header_model().error = "cannot find the start of the data";
+    return header_model().data_start >= 0;
+}
+
 }  // namespace
 
 int count_steps(std::FILE* file) {
-    // An endless file (a device) has no length, and no field.
-    if (platform::length(file) <= 0) return 1;
+    const bool ends_somewhere = platform::length(file) > 0;  // a device may go on for ever
     std::rewind(file);
+    if (!ends_somewhere) return 1;
     std::array<char, 8192> piece{};  // of a line; a longer line counts in pieces
     xp_long ends = 0, value = 0;
     while (std::fgets(piece.data(), static_cast<int>(piece.size()), file) != nullptr) {
@@ -97,17 +114,12 @@ int count_steps(std::FILE* file) {
 
 int read_header(std::FILE* file, const char* name, int start) {
     if (!has_right_first_line(file)) return report.fail("File is not an AVS field file? (\"# AVS\" in first line)");
-    reset_statements();
-    bool complete = reset_header_model(start) == 1 && parse_statements(file) && complete_model();
-    HeaderModel& model = header_model();
-    if (complete) {
-        model.data_start = find_data_start(file);
-        complete = model.data_start >= 0;
-        if (!complete) model.error = "cannot find the start of the data";
-    }
+    bool complete = false;
+    allocate(Table::data_struct, [&] { complete = read_model(file, start); });
     if (complete) return 1;
+    const std::string& error = header_model().error;
     // An empty text: memory ran out, which has been reported.
-    if (!model.error.empty()) report.fail("Problem reading file %s: %s", name, model.error.c_str());
+    if (!error.empty()) report.fail("Problem reading file %s: %s", name, error.c_str());
     return 0;
 }
 

@@ -109,8 +109,8 @@ bool set_crop(const ListTexts& texts, std::array<int, kMaxCropAxes>& crop) {
     }
     for (std::size_t i = 0; i < pending.numbers.size(); ++i) {
         const float number = pending.numbers[i];
-        if (!(std::fabs(number) < 2147483648.0F))
-            return fail("%s: %g is out of range", texts.statement, double{number});
+        const bool fits = std::fabs(number) < 2147483648.0F;  // the most negative int is the not-set marker
+        if (!fits) return fail("%s: %g is out of range", texts.statement, double{number});
         crop[i] = static_cast<int>(number);
     }
     return true;
@@ -141,9 +141,25 @@ Source described_source(const char* file, xp_long type) {
     return source;
 }
 
-bool check_source(const char* statement, xp_long n, int limit) {
-    if (n >= 1 && n <= limit) return true;
-    return fail("%s %d is outside the valid range(1 to %d)", statement, shown(n), limit);
+/// A statement that gives a source by its number.
+struct NumberedSource {
+    const char* statement;
+    int limit;
+    Table table;
+    std::pmr::vector<std::shared_ptr<SourceBlock>> StepTables::*blocks;
+    std::pmr::vector<std::uint8_t> StepTables::*not_given;
+};
+
+bool set_source(const NumberedSource& kind, xp_long n, const char* file, xp_long type) {
+    if (n < 1 || n > kind.limit) {
+        return fail("%s %d is outside the valid range(1 to %d)", kind.statement, shown(n), kind.limit);
+    }
+    const auto step = current_step();
+    if (!step) return false;
+    StepTables& steps = header_model().steps;
+    (steps.*kind.not_given)[*step] = 0;
+    return allocate(kind.table,
+                    [&] { own_block(steps.*kind.blocks, *step)[static_cast<int>(n)] = described_source(file, type); });
 }
 
 bool set_time(const TimeRecord& time) {
@@ -154,9 +170,8 @@ bool set_time(const TimeRecord& time) {
     return allocate(Table::time_struct, [&] { steps.time[*step] = make_record(steps.time, time); });
 }
 
-bool copy_steps(int from, int to, int count) {
+void copy_steps(int from, int to, int count) {
     for (int j = 0; j < count; ++j) copy_step(header_model().steps, from + j, to + j);
-    return true;
 }
 
 struct TypeItems {
@@ -313,23 +328,15 @@ void set_stride(xp_long n) { pending.options.stride = n; }
 bool set_close(xp_long n) { return store("CLOSE", n, INT_MAX, pending.options.close); }
 
 bool set_coord(xp_long n, const char* file, xp_long type) {
-    if (!check_source("COORD", n, kMaxCoordSources)) return false;
-    const auto step = current_step();
-    if (!step) return false;
-    StepTables& steps = header_model().steps;
-    steps.points_not_given[*step] = 0;
-    return allocate(Table::points_struct,
-                    [&] { own_block(steps.points, *step)[static_cast<int>(n)] = described_source(file, type); });
+    return set_source(
+        {"COORD", kMaxCoordSources, Table::points_struct, &StepTables::points, &StepTables::points_not_given}, n, file,
+        type);
 }
 
 bool set_variable(xp_long n, const char* file, xp_long type) {
-    if (!check_source("VARIABLE", n, kMaxVariableSources)) return false;
-    const auto step = current_step();
-    if (!step) return false;
-    StepTables& steps = header_model().steps;
-    steps.data_not_given[*step] = 0;
-    return allocate(Table::data_struct,
-                    [&] { own_block(steps.data, *step)[static_cast<int>(n)] = described_source(file, type); });
+    return set_source(
+        {"VARIABLE", kMaxVariableSources, Table::data_struct, &StepTables::data, &StepTables::data_not_given}, n, file,
+        type);
 }
 
 bool set_time_source(const char* file, xp_long type) {

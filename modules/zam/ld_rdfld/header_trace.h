@@ -1,5 +1,5 @@
-// The trace of the header language: a line on the standard output for each statement understood. A build turns it on
-// with -DZAM_TRACE_FIELD_HEADER=1.
+// The trace of the header language: a line on the standard output for each statement understood. The build option
+// ZAM_TRACE_FIELD_HEADER turns it on.
 #pragma once
 
 #include <cstdio>

@@ -1,0 +1,1 @@
+zam_fuzz(header_fuzz zam_modules_objects zam_host)

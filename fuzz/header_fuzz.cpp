@@ -1,0 +1,55 @@
+// Any bytes as the header of a field file: a model that holds together, or one report.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "embedded/host.h"
+#include "modules/zam/ld_rdfld/header_reader.h"
+
+namespace {
+
+using namespace zam::ldrf;
+
+int reports = 0;
+
+void require(bool held) {
+    if (!held) std::abort();
+}
+
+/// Tables of one length, rows of nspace or veclen values, and a copy that says the same.
+void check_model(const HeaderModel& model) {
+    const auto copy = copy_header(model);
+    require(copy != nullptr && copy->steps.count() == model.steps.count());
+    require(model.ndim <= kMaxDims && static_cast<int>(model.dims.size()) == (model.ndim > 0 ? model.ndim : 0));
+    require(model.nstep <= model.steps.count());
+    for (int step = 1; step <= model.steps.count(); ++step) {
+        const auto row = static_cast<std::size_t>(step) - 1;
+        require(static_cast<int>(model.steps.max_ext[row].size()) == (model.nspace > 0 ? model.nspace : 0));
+        require(static_cast<int>(model.steps.min_val[row].size()) == (model.veclen > 0 ? model.veclen : 0));
+        require((model.time(step) == nullptr) == (copy->time(step) == nullptr));
+        require((model.steps.data[row] == nullptr) == (copy->steps.data[row] == nullptr));
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    zam::host::set_recorder([](const zam::host::Record&) { ++reports; });
+    // Stray characters of a header go there.
+    return std::freopen("/dev/null", "w", stdout) != nullptr ? 0 : 1;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::FILE* file = fmemopen(const_cast<std::uint8_t*>(data), size, "rb");
+    if (file == nullptr) return 0;
+    reports = 0;
+    const int steps = count_steps(file);
+    require(reports == (steps > 0 ? 0 : 1));
+    LDRF_alloc(header_model(), steps);
+    reports = 0;
+    const int result = read_header(file, "header", 1);
+    require(reports == (result == 1 ? 0 : 1));
+    if (result == 1) check_model(header_model());
+    std::fclose(file);
+    return 0;
+}
