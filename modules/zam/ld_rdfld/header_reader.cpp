@@ -58,7 +58,10 @@ xp_long find_data_start(std::FILE* file) {
 
 /// The scanner while it has a file; its buffer goes with it.
 struct Scanner {
-    explicit Scanner(std::FILE* file) { LDRF_yyrestart(file); }
+    explicit Scanner(std::FILE* file) {
+        std::clearerr(file);  // the scanner takes an error of an earlier read for its own, and ends the process
+        LDRF_yyrestart(file);
+    }
     ~Scanner() { LDRF_yylex_destroy(); }
     Scanner(const Scanner&) = delete;
     Scanner& operator=(const Scanner&) = delete;
