@@ -1,7 +1,7 @@
 // File helpers of the host. Either separator, '/' or '\', is accepted in names.
 #pragma once
 
-#include <stdio.h>
+#include <stdio.h>  // NOLINT(modernize-deprecated-headers): C programs read this too
 
 #include "contract/types.h"
 

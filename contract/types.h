@@ -1,8 +1,8 @@
 // What every family of host operations shares: handles, type codes, access and hand-over modes, status values.
 #pragma once
 
-#include <stddef.h>
-#include <stdint.h>
+#include <stddef.h>  // NOLINT(modernize-deprecated-headers): C programs read this too
+#include <stdint.h>  // NOLINT(modernize-deprecated-headers)
 
 #if defined(_WIN32)
 #define ZAM_CONTRACT_EXPORT __declspec(dllexport)

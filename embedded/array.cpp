@@ -1,5 +1,6 @@
 #include "embedded/array.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -155,6 +156,7 @@ Account Ledger::account() const {
                                           (loan.module.empty() ? "" : ", module " + loan.module));
         }
     }
+    std::sort(account.outstanding.begin(), account.outstanding.end());
     return account;
 }
 

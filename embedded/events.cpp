@@ -53,7 +53,8 @@ void Events::flush() {
     for (Pending& pending : pending_) {
         if (pending.due > target_) continue;
         const std::int64_t interval = pending.registration.interval;
-        pending.due = later(pending.due, ((target_ - pending.due) / interval + 1) * interval);
+        pending.due += (target_ - pending.due) / interval * interval;  // the last one dropped
+        pending.due = later(pending.due, interval);
     }
 }
 

@@ -59,17 +59,6 @@ Box axes_box(const Shape& shape, const float* points) {
     return box;
 }
 
-/// Number of axis positions, 0 when there are none or too many to exist.
-xp_long sum_of_dims(const Shape& shape) {
-    xp_long sum = 0;
-    for (int axis = 0; axis < shape.ndim; ++axis) {
-        const xp_long dim = shape.dims.as<const xp_long>()[axis];
-        if (dim > std::numeric_limits<xp_long>::max() - sum) return 0;
-        sum += dim;
-    }
-    return sum;
-}
-
 /// The array that places the nodes of a mesh.
 const Array& positions_of(const Field& field, const Mesh& mesh) {
     const int type = grid_type(field);
@@ -83,14 +72,6 @@ Box box_of(const Field& field, const Array& positions, bool axes) {
         return axes_box(shape, positions.as<const float>());
     }
     return positions_box(positions.as<const float>(), count, shape.nspace);
-}
-
-template <class Visit>
-void for_each_mesh(Field& field, Visit&& visit) {
-    visit(field.mesh);
-    for (const Step& step : field.steps) {
-        if (step.coordinates) visit(*step.coordinates->part<Mesh>());
-    }
 }
 
 template <class Visit>
@@ -120,6 +101,19 @@ void Component::drop_values() {
     values = {};
     limits.reset();
     computed.reset();
+}
+
+xp_long sum_of_dims(const Shape& shape) {
+    xp_long sum = 0;
+    for (int axis = 0; axis < shape.ndim; ++axis) sum += shape.dims.as<const xp_long>()[axis];
+    return sum;
+}
+
+void for_each_mesh(Field& field, void (*visit)(Mesh&)) {
+    visit(field.mesh);
+    for (const Step& step : field.steps) {
+        if (step.coordinates) visit(*step.coordinates->part<Mesh>());
+    }
 }
 
 const CellType* find_cell_type(const char* name) {
@@ -156,7 +150,9 @@ std::optional<Box> mesh_box(const Field& field, Mesh& mesh) {
     if (const Box* known = mesh.computed.get(positions)) return *known;
     if (!positions || field.shape.nspace < 1) return std::nullopt;
     const Box box = box_of(field, positions, &positions == &mesh.points);
-    if (!(box.minimum[0] <= box.maximum[0])) return std::nullopt;  // no position that is finite
+    for (std::size_t k = 0; k < static_cast<std::size_t>(field.shape.nspace); ++k) {
+        if (!(box.minimum[k] <= box.maximum[k])) return std::nullopt;  // no value that is finite
+    }
     mesh.computed.set(positions, box);
     return box;
 }

@@ -29,6 +29,10 @@ struct Mesh {
 
     void drop_points();
     void drop_coord();
+    void drop_positions() {
+        drop_points();
+        drop_coord();
+    }
 };
 
 /// Minimum and maximum of a component.
@@ -118,6 +122,12 @@ FieldPart field_part(OMobj_id handle);
 Field* find_field(OMobj_id handle);
 
 int grid_type(const Field& field);
+
+/// Number of positions along all axes together.
+xp_long sum_of_dims(const Shape& shape);
+
+/// Calls `visit` for the mesh of the field and of every step.
+void for_each_mesh(Field& field, void (*visit)(Mesh&));
 
 /// Box of the positions of a mesh of `field`, computed when need be; nothing where there are none.
 std::optional<Box> mesh_box(const Field& field, Mesh& mesh);

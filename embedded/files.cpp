@@ -17,6 +17,7 @@ namespace {
 constexpr std::string_view kSeparators = "/\\";
 constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 constexpr std::string_view kDigits = "0123456789";
+constexpr std::size_t kLongestName = 65536;  // longer than any system opens
 constexpr std::string_view kPathList = "XP_PATH";
 
 bool is_in(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
@@ -60,9 +61,10 @@ std::string take_variable(std::string_view& rest) {
     return environment(std::string(name));
 }
 
-std::string expand(std::string_view name) {
+/// The name with its variables replaced; a result that gets longer than `most` ends somewhere behind that.
+std::string expand(std::string_view name, std::size_t most) {
     std::string expanded;
-    while (!name.empty()) {
+    while (!name.empty() && expanded.size() <= most) {
         const std::size_t dollar = name.find('$');
         expanded += name.substr(0, dollar);
         if (dollar == std::string_view::npos) break;
@@ -82,7 +84,7 @@ std::size_t root_length(std::string_view name) {
 
 /// The name under which the system knows a file: as it stands, else with the separator that every system takes.
 std::string system_name(const char* name) {
-    std::string file = expand(name);
+    std::string file = expand(name, kLongestName);
     std::error_code ignored;
     if (file.find('\\') == std::string::npos || std::filesystem::exists(file, ignored)) return file;
     for (char& c : file) c = c == '\\' ? '/' : c;
@@ -100,6 +102,10 @@ FILE* FILEfopen(const char* name, const char* mode) {
     return answer(__func__, static_cast<FILE*>(nullptr), false, [&]() -> FILE* {
         if (!name || !mode) return nullptr;
         const std::string file = system_name(name);
+        if (file.size() > kLongestName) {
+            errno = ENAMETOOLONG;
+            return nullptr;
+        }
         std::error_code ignored;
         const auto found = std::filesystem::status(file, ignored);
         if (std::filesystem::is_directory(found)) {
@@ -115,7 +121,10 @@ FILE* FILEfopen(const char* name, const char* mode) {
 }
 
 char* FILEmap_variables(const char* name, char* expanded, int size) {
-    return answer(__func__, expanded, false, [&] { return copy_out(name ? expand(name) : "", expanded, size); });
+    return answer(__func__, expanded, false, [&] {
+        const std::size_t most = size > 0 ? static_cast<std::size_t>(size) : 0;
+        return copy_out(name ? expand(name, most) : "", expanded, size);
+    });
 }
 
 int FILEis_path_absolute(const char* name) { return name && root_length(name) > 0 ? 1 : 0; }

@@ -26,27 +26,13 @@ std::optional<xp_long> product(const xp_long* dims, int ndim) {
     return nodes;
 }
 
-xp_long sum(const Shape& shape) {
-    xp_long total = 0;
-    for (int axis = 0; axis < shape.ndim; ++axis) total += shape.dims.as<const xp_long>()[axis];  // 32 * 2^50 at most
-    return total;
-}
-
 /// Number of points that the shape itself asks for; nothing for fields whose positions are coordinates.
 std::optional<xp_long> count_points(const Field& field) {
     if (field.shape.npoints >= 0) return field.shape.npoints;
     switch (grid_type(field)) {
         case FLD_UNIFORM: return 2;
-        case FLD_RECTILINEAR: return sum(field.shape);
+        case FLD_RECTILINEAR: return sum_of_dims(field.shape);
         default: return std::nullopt;
-    }
-}
-
-template <class Visit>
-void for_each_mesh(Field& field, Visit&& visit) {
-    visit(field.mesh);
-    for (const Step& step : field.steps) {
-        if (step.coordinates) visit(*step.coordinates->part<Mesh>());
     }
 }
 
@@ -84,6 +70,8 @@ bool set_nnodes(Field& field, xp_long nnodes) {
         shape.ndim = 0;
         shape.dims = {};
         shape.declared_type = 0;
+        shape.npoints = -1;
+        for_each_mesh(field, [](Mesh& mesh) { mesh.drop_points(); });
     }
     set_node_count(field, nnodes);
     return true;
@@ -93,10 +81,7 @@ bool set_nspace(Field& field, int nspace) {
     if (nspace < 1 || nspace > 3) return false;
     if (nspace == field.shape.nspace) return true;
     field.shape.nspace = nspace;
-    for_each_mesh(field, [](Mesh& mesh) {
-        mesh.drop_points();
-        mesh.drop_coord();
-    });
+    for_each_mesh(field, [](Mesh& mesh) { mesh.drop_positions(); });
     return true;
 }
 
@@ -106,7 +91,7 @@ void infer_type(Field& field, bool explicit_positions, xp_long npoints) {
     if (explicit_positions) {
         shape.inferred_type = FLD_STRUCTURED;
     } else {
-        shape.inferred_type = npoints != 2 && npoints == sum(shape) ? FLD_RECTILINEAR : FLD_UNIFORM;
+        shape.inferred_type = npoints != 2 && npoints == sum_of_dims(shape) ? FLD_RECTILINEAR : FLD_UNIFORM;
     }
 }
 
@@ -165,7 +150,8 @@ int change_shape(const char* operation, OMobj_id handle, Change&& change) {
 /// The group with the arrays of a transform. Steps get theirs with the first transform that is set.
 Object* transform_group(Object& object) {
     Store& store = state().store;
-    return store.child(object.id, store.names.token("xform"));
+    const Object* child = store.child(object.id, store.names.token("xform"));
+    return child ? store.resolve(child->id) : nullptr;
 }
 
 bool write_part(Object& group, const char* name, const float* values, xp_long count) {

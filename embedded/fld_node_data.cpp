@@ -84,20 +84,20 @@ ComponentPlace find_component(OMobj_id handle, int comp) {
     return {part, &part.data->components[static_cast<std::size_t>(comp)]};
 }
 
-/// For setters: a field without components gets its first one from whatever is set of it.
-ComponentPlace make_component(OMobj_id handle, int comp) {
-    const FieldPart part = field_part(handle);
-    if (part.data && comp == 0 && part.data->components.empty()) part.data->components.emplace_back();
-    return find_component(handle, comp);
-}
-
-/// Runs a setter of a component; `change` says whether it succeeded.
+/// Runs a setter of a component; `change` says whether it succeeded. A field without components gets its first one
+/// from whatever is set of it.
 template <class Change>
 int change_component(const char* operation, OMobj_id handle, int comp, Change&& change) {
     return status(operation, [&] {
-        const ComponentPlace place = make_component(handle, comp);
-        if (!place || !change(*place.component)) return false;
-        state().store.touch(*place.part.object);
+        const FieldPart part = field_part(handle);
+        const bool first = part.data && comp == 0 && part.data->components.empty();
+        if (first) part.data->components.emplace_back();
+        const ComponentPlace place = find_component(handle, comp);
+        if (!place || !change(*place.component)) {
+            if (first) part.data->components.clear();
+            return false;
+        }
+        state().store.touch(*part.object);
         return true;
     });
 }
@@ -142,12 +142,16 @@ bool make_values(const ComponentPlace& place) {
     return true;
 }
 
-bool write_limits(const Component& component, void* minimum, void* maximum) {
+bool write_limits(const Limits& limits, int type, void* minimum, void* maximum) {
     // both or none: a maximum that does not fit must not leave the minimum changed
     std::array<std::byte, sizeof(double)> unused{};
-    const Limits& limits = *component.limits;
-    return limits.maximum.write(component.type, unused.data()) && limits.minimum.write(component.type, minimum) &&
-           limits.maximum.write(component.type, maximum);
+    return limits.maximum.write(type, unused.data()) && limits.minimum.write(type, minimum) &&
+           limits.maximum.write(type, maximum);
+}
+
+void set_limits(Component& component, const Limits& limits, int type) {
+    component.limits = limits;
+    if (component.type < 0) component.type = type;
 }
 
 }  // namespace
@@ -255,17 +259,13 @@ int FLDget_node_data(OMobj_id field, int comp, int* type, void** data, xp_long* 
 }
 
 int FLDset_node_data(OMobj_id field, int comp, void* data, int type, xp_long size, int mode) {
-    return status(__func__, [&] {
-        const ComponentPlace place = make_component(field, comp);
-        if (!place) return false;
+    return change_component(__func__, field, comp, [&](Component& component) {
         Array taken = state().ledger.take("FLDset_node_data", data, type, size, mode);
         if (!taken) return false;
-        Component& component = *place.component;
         component.drop_values();
         component.type = type;
-        if (component.veclen < 1) component.veclen = veclen_of(size, place.part.field->shape.nnodes);
+        if (component.veclen < 1) component.veclen = veclen_of(size, field_part(field).field->shape.nnodes);
         component.values = std::move(taken);
-        state().store.touch(*place.part.object);
         return true;
     });
 }
@@ -273,37 +273,26 @@ int FLDset_node_data(OMobj_id field, int comp, void* data, int type, xp_long siz
 // --- Minimum, maximum, null value ---
 
 int FLDget_node_data_minmax(OMobj_id field, int comp, void* minimum, void* maximum) {
-    return status(__func__, [&] {
-        const ComponentPlace place = find_component(field, comp);
-        if (!place || !minimum || !maximum) return false;
-        Component shown;
-        shown.type = place.component->type;
-        shown.limits = limits_of(*place.component);
-        return shown.type >= 0 && shown.limits && write_limits(shown, minimum, maximum);
+    return read_component(__func__, field, comp, [&](Component& component) {
+        const auto limits = minimum && maximum ? limits_of(component) : std::nullopt;
+        return limits && write_limits(*limits, component.type, minimum, maximum);
     });
 }
 
 int FLDset_node_data_minmax(OMobj_id field, int comp, const void* minimum, const void* maximum, int type) {
     return change_component(__func__, field, comp, [&](Component& component) {
         if (!minimum || !maximum || element_size(type) == 0) return false;
-        component.limits = Limits{Number::read(type, minimum), Number::read(type, maximum)};
-        if (component.type < 0) component.type = type;
+        set_limits(component, {Number::read(type, minimum), Number::read(type, maximum)}, type);
         return true;
     });
 }
 
 int FLDcopy_node_minmax(OMobj_id field, OMobj_id source, int comp, int source_comp) {
-    return status(__func__, [&] {
+    return change_component(__func__, field, comp, [&](Component& component) {
         const ComponentPlace from = find_component(source, source_comp);
         const auto limits = from ? limits_of(*from.component) : std::nullopt;
-        if (!limits) return false;
-        const int type = from.component->type;
-        const ComponentPlace to = make_component(field, comp);
-        if (!to) return false;
-        to.component->limits = limits;
-        if (to.component->type < 0) to.component->type = type;
-        state().store.touch(*to.part.object);
-        return true;
+        if (limits) set_limits(component, *limits, from.component->type);
+        return limits.has_value();
     });
 }
 

@@ -9,7 +9,7 @@
 namespace zam::host {
 namespace {
 
-constexpr int kMostSteps = 1 << 24;
+constexpr int kMostSteps = 1 << 22;
 
 /// What fields can be made of.
 struct Template {

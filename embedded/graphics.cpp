@@ -18,7 +18,8 @@ bool read_transform(Object& object, Transform& transform) {
     const auto part = [&](std::string_view name, float* values, xp_long count) {
         const Object* child = store.child(object.id, store.names.token(name));
         Object* held = child ? store.resolve(child->id) : nullptr;
-        if (!held || held->get<Unset>()) return true;  // left out: no rotation, no displacement
+        const Array* array = held ? held->get<Array>() : nullptr;
+        if (!held || held->get<Unset>() || (array && !*array)) return true;  // left out: nothing rotated or displaced
         return read_floats(object, name, values, count);
     };
     if (!part("mat", read.mat, 16) || !part("xlate", read.xlate, 3) || !part("center", read.center, 3)) return false;

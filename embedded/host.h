@@ -67,8 +67,8 @@ ZAM_HOST_CXX_API std::optional<std::string> text_at(OMobj_id object, xp_long ind
 /// Sets an array to a copy of `count` values of `type`. False, and nothing changed, for objects of other kinds and when
 /// memory runs out.
 ZAM_HOST_CXX_API bool set_values(OMobj_id object, int type, const void* values, xp_long count);
-/// Opens an array for reading; the caller ends the access with ARRfree_f. Null for objects of other kinds and for arrays
-/// without contents.
+/// Opens an array for reading; the caller ends the access with ARRfree_f. Null for objects of other kinds and for
+/// arrays without contents.
 ZAM_HOST_CXX_API const void* open_values(OMobj_id object, int* type, xp_long* count);
 
 // --- Fields, beyond the contract ---

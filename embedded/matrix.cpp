@@ -69,9 +69,7 @@ int invert(float* inverse, const float* matrix) {
         work.clear(column);
     }
     std::array<float, N * N> result;
-    for (int k = 0; k < N * N; ++k) {
-        result[static_cast<std::size_t>(k)] = static_cast<float>(work.right[k / N][k % N]);
-    }
+    for (std::size_t k = 0; k < N * N; ++k) result[k] = static_cast<float>(work.right[k / N][k % N]);
     if (!std::all_of(result.begin(), result.end(), [](float value) { return std::isfinite(value); })) return 0;
     std::copy(result.begin(), result.end(), inverse);
     return 1;
@@ -81,11 +79,11 @@ int invert(float* inverse, const float* matrix) {
 
 void MATmat4_multiply(const float a[16], const float b[16], float product[16]) {
     std::array<float, 16> result;
-    for (int row = 0; row < 4; ++row) {
-        for (int column = 0; column < 4; ++column) {
+    for (std::size_t row = 0; row < 4; ++row) {
+        for (std::size_t column = 0; column < 4; ++column) {
             float sum = a[4 * row] * b[column];
-            for (int k = 1; k < 4; ++k) sum += a[4 * row + k] * b[4 * k + column];
-            result[static_cast<std::size_t>(4 * row + column)] = sum;
+            for (std::size_t k = 1; k < 4; ++k) sum += a[4 * row + k] * b[4 * k + column];
+            result[4 * row + column] = sum;
         }
     }
     std::copy(result.begin(), result.end(), product);

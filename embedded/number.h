@@ -29,8 +29,10 @@ auto with_element_type(int type, Work&& work) {
 /// A real as an integer type, truncated toward zero; nothing when it is not finite or does not fit.
 template <class Integer>
 std::optional<Integer> truncated(double value) {
-    // 2^(bits - 1), exact as a double even where the largest integer is not
-    constexpr double kBeyond = static_cast<double>(std::numeric_limits<Integer>::max() / 2 + 1) * 2.0;
+    // a power of two: exact also where the largest integer has more digits than a double, and is rounded up to it
+    constexpr double kMax = static_cast<double>(std::numeric_limits<Integer>::max());
+    constexpr double kBeyond =
+        std::numeric_limits<Integer>::digits > std::numeric_limits<double>::digits ? kMax : kMax + 1.0;
     constexpr double kLowest = static_cast<double>(std::numeric_limits<Integer>::min());
     const double whole = std::trunc(value);
     if (!(whole >= kLowest && whole < kBeyond)) return std::nullopt;

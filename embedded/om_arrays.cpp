@@ -30,6 +30,7 @@ bool read_floats(Object& object, std::string_view name, float* values, xp_long c
 namespace {
 
 bool resize_array(Array& array, xp_long count) {
+    if (array && count == array.count) return true;
     Array resized = make_array(array.type, count);
     if (!resized) return false;
     if (array)

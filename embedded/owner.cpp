@@ -113,6 +113,7 @@ void set_grid_type(OMobj_id field, int grid_type) {
     Field* found = find_field(field);
     if (!found || grid_type < FLD_UNIFORM || grid_type > FLD_UNSTRUCTURED) return;
     found->shape.declared_type = grid_type;
+    for_each_mesh(*found, [](Mesh& mesh) { mesh.computed.reset(); });
     touch(field);
 }
 

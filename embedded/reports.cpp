@@ -18,16 +18,14 @@ constexpr std::size_t kMostRanges = 1000;
 std::string format_text(const char* format, va_list arguments) ZAM_PRINTF_LIKE(1, 0);
 
 std::string format_text(const char* format, va_list arguments) {
-    if (!format) return {};
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) + 1 : 0, '\0');
-    if (length > 0) {
-        std::vsnprintf(text.data(), text.size(), format, again);
-        text.pop_back();  // the terminator
-    }
-    va_end(again);
+    va_list measured;
+    va_copy(measured, arguments);
+    const int length = format ? std::vsnprintf(nullptr, 0, format, measured) : 0;
+    va_end(measured);
+    if (length <= 0) return {};
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();  // the terminator
     return text;
 }
 

@@ -23,6 +23,7 @@ Value float_array(std::size_t count, const float* values) {
 }
 
 void remove(std::vector<Object*>& list, const Object* object) {
+    if (!list.empty() && list.back() == object) return list.pop_back();  // arrays shrink from their end
     list.erase(std::remove(list.begin(), list.end(), object), list.end());
 }
 
@@ -187,6 +188,7 @@ void Store::replace(Object& object, Value value) {
     end_below(object, abandoned);
     abandon(object, abandoned);
     object.value = std::move(value);
+    object.owns_target = false;
     touch(object);
     if (object.part<Field>()) add_field_members(object);
     finish(abandoned, &object);
@@ -258,7 +260,7 @@ void Store::reset() {
     }
     free_slots_.clear();
     for (std::size_t place = slots_.size(); place > 0; --place) free_slots_.push_back(place - 1);
-    groups_ = 0;
+    end_all_groups();
     root_ = &add(nullptr, names.token(""), Group{}, false);
 }
 

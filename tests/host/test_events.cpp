@@ -1,0 +1,92 @@
+// Periodic callbacks on the virtual clock.
+#include <functional>
+#include <limits>
+
+#include "tests/host/host_test.h"
+
+namespace zam::host {
+namespace {
+
+/// A registration that writes its name into a record when it is called, and then does something.
+struct Clock {
+    std::string name;
+    int interval;
+    std::string* record;
+    std::function<void()> then = nullptr;
+
+    static void ring(void* object) {
+        auto* clock = static_cast<Clock*>(object);
+        *clock->record += clock->name;
+        if (clock->then) clock->then();
+    }
+    int start() { return EVadd_select(EV_PERIODIC, 0, ring, 0, this, interval); }
+    int stop() { return EVdel_select(EV_PERIODIC, 0, ring, 0, this, interval); }
+};
+
+struct EventsTest : HostTest {
+    std::string record;
+    Clock a{"a", 2, &record};
+    Clock b{"b", 3, &record};
+};
+
+TEST_F(EventsTest, CallsComeInOrderOfTheirTimes) {
+    EXPECT_EQ(next_due(), std::nullopt);
+    EXPECT_EQ(b.start(), 1);
+    EXPECT_EQ(a.start(), 1);
+    advance(1);
+    EXPECT_EQ(record, "");
+    EXPECT_EQ(next_due(), 1);
+    advance(6);  // a at 2 and 4, b at 3, both at 6: b was registered first
+    EXPECT_EQ(record, "ababa");
+    EXPECT_EQ(a.stop(), 1);
+    EXPECT_EQ(a.stop(), 0);
+    record.clear();
+    advance(5);
+    EXPECT_EQ(record, "bb");
+    advance(-5);
+    EXPECT_EQ(next_due(), 3);
+}
+
+TEST_F(EventsTest, CallbacksMayChangeTheRegistrations) {
+    struct Case {
+        const char* what;
+        std::function<void()> then;
+        std::string record;  // of six units, a every 2, b every 3
+    };
+    const Case kCases[] = {
+        {"remove itself", [this] { a.stop(); }, "abb"},
+        {"remove the other", [this] { b.stop(); }, "aaa"},
+        {"remove both", [this] { a.stop(), b.stop(); }, "a"},
+        {"begin anew", [this] { a.stop(), a.start(); }, "ababa"},
+        {"drop what is due", [] { EVflush_events(); }, "a"},
+        {"advance further", [this] { a.then = nullptr, advance(4); }, "abaab"},
+    };
+    for (const Case& c : kCases) {
+        record.clear();
+        a.then = c.then;
+        a.start();
+        b.start();
+        advance(6);
+        EXPECT_EQ(record, c.record) << c.what;
+        reset();
+    }
+    a.then = nullptr;
+}
+
+TEST_F(EventsTest, OddRegistrations) {
+    EXPECT_EQ(EVadd_select(4, 0, Clock::ring, 0, &a, 1), 0);
+    EXPECT_EQ(EVadd_select(EV_PERIODIC, 0, nullptr, 0, &a, 1), 0);
+    a.interval = -5;  // counts as 1
+    EXPECT_EQ(a.start(), 1);
+    advance(3);
+    EXPECT_EQ(record, "aaa");
+    EXPECT_EQ(a.stop(), 1);
+    b.interval = std::numeric_limits<int>::max();
+    b.then = [] { EVflush_events(); };
+    b.start();
+    advance(std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(record, "aaab");
+}
+
+}  // namespace
+}  // namespace zam::host

@@ -1,0 +1,175 @@
+// Node data: declarations, values, minimum and maximum, null values.
+#include <cmath>
+#include <limits>
+
+#include "tests/host/host_test.h"
+
+namespace zam::host {
+namespace {
+
+struct NodeDataTest : HostTest {
+    void SetUp() override {
+        HostTest::SetUp();
+        field = add("field", Kind::field);
+    }
+    template <class T>
+    void set(int type, std::initializer_list<T> values) const {
+        const auto size = static_cast<xp_long>(values.size());
+        FLDset_nnodes(field, size);
+        ASSERT_EQ(FLDset_node_data(field, 0, filled(type, values), type, size, ARR_HOST_OWNS), 1);
+    }
+    template <class T>
+    std::vector<T> minmax() const {
+        T low{};
+        T high{};
+        if (FLDget_node_data_minmax(field, 0, &low, &high) != 1) return {};
+        return {low, high};
+    }
+    OMobj_id field{};
+};
+
+TEST_F(NodeDataTest, LimitsOfFloats) {
+    const float kNan = std::nanf("");
+    const float kInf = std::numeric_limits<float>::infinity();
+    struct Case {
+        const char* what;
+        std::vector<float> values;
+        std::vector<float> limits;
+    };
+    std::vector<float> many(1000, 1.0F);
+    many[500] = -3;
+    many[998] = 4;
+    const Case kCases[] = {
+        {"plain", {3, 1, 2}, {1, 3}},
+        {"more than the lanes", many, {-3, 4}},
+        {"numbers only", {kNan, 2, kNan, 5}, {2, 5}},
+        {"infinity is a number", {-kInf, 0}, {-kInf, 0}},
+        {"one infinity", {kInf}, {kInf, kInf}},
+        {"no number at all", {kNan, kNan}, {}},
+        {"null values do not count", {-999, 2, 7}, {2, 7}},
+        {"nothing but null values", {-999, -999}, {}},
+        {"nothing", {}, {}},
+    };
+    const float null = -999;
+    for (const Case& c : kCases) {
+        FLDset_node_data_ncomp(field, 0);
+        std::vector<float> values = c.values;
+        if (std::find(values.begin(), values.end(), null) != values.end()) {
+            EXPECT_EQ(FLDset_node_null_data(field, 0, &null, DTYPE_FLOAT), 1);
+        }
+        const auto size = static_cast<xp_long>(values.size());
+        ASSERT_EQ(FLDset_node_data(field, 0, values.data(), DTYPE_FLOAT, size, ARR_CALLER_OWNS), 1) << c.what;
+        EXPECT_EQ(minmax<float>(), c.limits) << c.what;
+        FLDset_node_data_ncomp(field, 0);  // the component ends before the values do
+    }
+}
+
+TEST_F(NodeDataTest, LimitsHaveTheTypeOfTheValues) {
+    set<std::int16_t>(DTYPE_SHORT, {-32768, 5});
+    EXPECT_EQ(minmax<std::int16_t>(), (std::vector<std::int16_t>{-32768, 5}));
+    set<std::uint8_t>(DTYPE_CHAR, {0, 200});  // raw bytes are colours more often than small negative numbers
+    EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{0, 200}));
+    const xp_long big = (xp_long{1} << 53) + 1;  // no double holds it
+    set<xp_long>(DTYPE_LONG, {big, big});
+    EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{big, big}));
+    // given as another type, they are converted; what does not fit is not read
+    const double low = -1.5;
+    const double high = 3.5;
+    EXPECT_EQ(FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_DOUBLE), 1);
+    EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{-1, 3}));
+    set<std::uint8_t>(DTYPE_BYTE, {1});
+    EXPECT_EQ(FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_DOUBLE), 1);
+    EXPECT_EQ(minmax<std::uint8_t>(), std::vector<std::uint8_t>());
+}
+
+TEST_F(NodeDataTest, LimitsHoldAsLongAsTheValues) {
+    set<int>(DTYPE_INT, {1, 2});
+    const int low = -7;
+    const int high = 7;
+    FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_INT);
+    EXPECT_EQ(minmax<int>(), (std::vector<int>{-7, 7}));
+    const OMobj_id copy = add("copy", Kind::field);
+    EXPECT_EQ(FLDcopy_node_minmax(copy, field, 0, 0), 1);
+    EXPECT_EQ(FLDcopy_node_minmax(copy, field, 0, 1), 0);
+    set<int>(DTYPE_INT, {3, 4});
+    EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
+    FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_INT);
+    void* data = nullptr;
+    int type = 0;
+    xp_long size = 0;
+    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ_WRITE), 1);
+    EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
+    static_cast<int*>(data)[0] = 9;
+    end_access(data);
+    EXPECT_EQ(minmax<int>(), (std::vector<int>{4, 9}));
+    field = copy;
+    EXPECT_EQ(minmax<int>(), (std::vector<int>{-7, 7}));
+}
+
+TEST_F(NodeDataTest, NullValues) {
+    set<std::uint8_t>(DTYPE_BYTE, {1, 2});
+    int flag = -1;
+    std::uint8_t null = 77;
+    EXPECT_EQ(FLDget_node_null_data(field, 0, &flag, &null), 1);
+    EXPECT_EQ(flag, 0);
+    EXPECT_EQ(null, 77);
+    const float given = 2;
+    EXPECT_EQ(FLDset_node_null_data(field, 0, &given, DTYPE_FLOAT), 1);
+    EXPECT_EQ(FLDget_node_null_data(field, 0, &flag, &null), 1);
+    EXPECT_EQ(flag, 1);
+    EXPECT_EQ(null, 2);
+    EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{1, 1}));
+    EXPECT_EQ(FLDset_node_null_flag(field, 0, 0), 1);
+    EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{1, 2}));
+}
+
+TEST_F(NodeDataTest, DeclarationsSurviveAndCutToTheirBuffers) {
+    EXPECT_EQ(FLDset_node_data_ncomp(field, 2), 1);
+    const std::string longer(2000, 'l');
+    EXPECT_EQ(FLDset_node_data_comp(field, 1, 3, longer.c_str(), nullptr), 1);
+    EXPECT_EQ(FLDset_node_data_id(field, 1, 669), 1);
+    EXPECT_EQ(FLDset_node_data_ncomp(field, 5), 1);
+    char label[FLD_LABEL_SIZE];
+    EXPECT_EQ(FLDget_node_data_label(field, 1, label, sizeof label), 1);
+    EXPECT_EQ(std::string(label), longer.substr(0, 1023));
+    int id = 0;
+    EXPECT_EQ(FLDget_node_data_id(field, 1, &id), 1);
+    EXPECT_EQ(id, 669);
+    for (const int bad : {-1, 5, std::numeric_limits<int>::max()}) {
+        EXPECT_EQ(FLDset_node_data_veclen(field, bad, 1), 0);
+        EXPECT_EQ(FLDget_node_data_id(field, bad, &id), 0);
+    }
+    for (const int veclen : {0, -3}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, veclen), 0);
+}
+
+TEST_F(NodeDataTest, TheFirstComponentComesWithItsFirstSetting) {
+    int ncomp = -1;
+    EXPECT_EQ(FLDset_node_data_veclen(field, 0, -1), 0);
+    EXPECT_EQ(FLDset_node_data_veclen(field, 1, 4), 0);
+    FLDget_node_data_ncomp(field, &ncomp);
+    EXPECT_EQ(ncomp, 0);
+    EXPECT_EQ(FLDset_node_data_veclen(field, 0, 4), 1);
+    FLDget_node_data_ncomp(field, &ncomp);
+    EXPECT_EQ(ncomp, 1);
+}
+
+TEST_F(NodeDataTest, ArraysKeepTheirTrueSize) {
+    FLDset_nnodes(field, 100);
+    ASSERT_EQ(FLDset_node_data(field, 0, filled<float>(DTYPE_FLOAT, {1, 2, 3}), DTYPE_FLOAT, 3, ARR_HOST_OWNS), 1);
+    void* data = nullptr;
+    int type = 0;
+    xp_long size = 0;
+    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ), 1);
+    EXPECT_EQ(size, 3);
+    EXPECT_EQ(type, DTYPE_FLOAT);
+    end_access(data);
+    FLDset_node_data_type(field, 0, DTYPE_DOUBLE);
+    FLDset_node_data_veclen(field, 0, 2);
+    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_WRITE), 1);
+    EXPECT_EQ(size, 200);
+    EXPECT_EQ(type, DTYPE_DOUBLE);
+    end_access(data);
+}
+
+}  // namespace
+}  // namespace zam::host

@@ -1,0 +1,200 @@
+// Handles, paths, references, ownership, change stamps.
+#include "tests/host/host_test.h"
+
+namespace zam::host {
+namespace {
+
+using Objects = HostTest;
+
+TEST_F(Objects, PathsLeadWhereTheySay) {
+    const OMobj_id group = add("group", Kind::group);
+    const OMobj_id inner = create(group, "inner", Kind::integer);
+    const OMobj_id list = create(group, "list", Kind::objects, Kind::group);
+    OMset_array_size(list, 2);
+    const OMobj_id member = create(find(list, "[1]"), "x", Kind::real);
+    OMset_obj_ref(add("alias", Kind::unset), group);
+    struct Case {
+        const char* path;
+        OMobj_id object;
+    };
+    const Case kCases[] = {
+        {"group", group},
+        {"group.inner", inner},
+        {"group.list[1].x", member},
+        {"alias.list[1].x", member},
+        {"group.list[2]", OMnull_obj()},
+        {"group.list[-1]", OMnull_obj()},
+        {"group.list[1", OMnull_obj()},
+        {"group.list[99999999999999999999999]", OMnull_obj()},
+        {"group.list[1]x", OMnull_obj()},
+        {"group.inner[0]", OMnull_obj()},
+        {"group..inner", OMnull_obj()},
+        {"group.", OMnull_obj()},
+        {".group", OMnull_obj()},
+        {"", OMnull_obj()},
+        {"nobody", OMnull_obj()},
+    };
+    for (const Case& c : kCases) {
+        const OMobj_id found = OMfind_str_subobj(module, c.path, OM_OBJ_RW);
+        EXPECT_EQ(found.word[0], c.object.word[0]) << c.path;
+        EXPECT_EQ(found.word[1], c.object.word[1]) << c.path;
+    }
+    for (const char* bad : {"", "a.b", "a[0]"}) EXPECT_EQ(OMvalid_obj(create(module, bad, Kind::group)), 0) << bad;
+}
+
+TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
+    const OMobj_id group = add("group", Kind::group);
+    const OMobj_id inner = create(group, "inner", Kind::integer);
+    OMset_obj_ref(add("alias", Kind::unset), inner);
+    destroy(group);
+    for (int k = 0; k < 10; ++k) add("fresh", Kind::group);  // takes the places that became free
+    EXPECT_EQ(OMvalid_obj(group), 0);
+    EXPECT_EQ(OMvalid_obj(inner), 0);
+    EXPECT_EQ(OMset_int_val(inner, 1), 0);
+    OMobj_id value{};
+    EXPECT_EQ(OMget_obj_val(find(module, "alias"), &value), 0);
+    EXPECT_EQ(kind(find(module, "alias")), Kind::none);
+    for (const OMobj_id bad : {OMobj_id{{0, 0}}, OMobj_id{{1, 99}}, OMobj_id{{~std::uintptr_t{0}, 1}}}) {
+        EXPECT_EQ(OMvalid_obj(bad), 0);
+    }
+}
+
+TEST_F(Objects, ReplacingInPlaceKeepsTheHandle) {
+    const OMobj_id value = add("value", Kind::integer);
+    OMset_obj_ref(add("alias", Kind::unset), value);
+    const OMobj_id again = create(module, "value", Kind::text);
+    EXPECT_EQ(again.word[0], value.word[0]);
+    EXPECT_EQ(kind(find(module, "alias")), Kind::text);
+}
+
+TEST_F(Objects, ValuesFollowChainsOfReferences) {
+    const OMobj_id value = add("value", Kind::integer);
+    const OMobj_id near = add("near", Kind::unset);
+    const OMobj_id far = add("far", Kind::real);
+    EXPECT_EQ(OMset_obj_ref(near, value), 1);
+    EXPECT_EQ(OMset_obj_ref(far, near), 1);
+    EXPECT_EQ(OMset_int_val(far, 5), 1);
+    int read = 0;
+    EXPECT_EQ(OMget_name_int_val(module, token("value"), &read), 1);
+    EXPECT_EQ(read, 5);
+    OMobj_id step{};
+    EXPECT_EQ(OMget_obj_ref(far, &step, 0), 1);
+    EXPECT_EQ(name(step), "near");
+    EXPECT_EQ(OMget_obj_val(far, &step), 1);
+    EXPECT_EQ(name(step), "value");
+    EXPECT_EQ(OMget_obj_ref(value, &step, 0), 0);
+    // no circles, however long
+    EXPECT_EQ(OMset_obj_ref(value, far), 0);
+    EXPECT_EQ(OMset_obj_ref(value, value), 0);
+    // without its reference an object is what it was
+    EXPECT_EQ(OMset_obj_ref(far, OMnull_obj()), 1);
+    EXPECT_FALSE(is_reference(far));
+    EXPECT_EQ(kind(far), Kind::real);
+}
+
+TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
+    struct Case {
+        const char* what;
+        int mode;
+        bool held_by_another;
+        bool survives;
+    };
+    const Case kCases[] = {
+        {"owned", 1, false, false},
+        {"owned and referred to elsewhere", 1, true, true},
+        {"only pointed at", 0, false, true},
+    };
+    for (const Case& c : kCases) {
+        for (const bool by_destroying : {false, true}) {
+            const OMobj_id field = add("field", Kind::field);
+            const OMobj_id holder = add("holder", Kind::unset);
+            const OMobj_id other = add("other", Kind::unset);
+            OMset_obj_ref_mode(holder, c.mode);
+            OMset_obj_ref(holder, field);
+            OMset_obj_ref(holder, field);  // the same again is no change of owner
+            EXPECT_EQ(OMvalid_obj(field), 1) << c.what;
+            if (c.held_by_another) OMset_obj_ref(other, field);
+            if (by_destroying) {
+                destroy(holder);
+            } else {
+                OMset_obj_ref(holder, other);
+            }
+            EXPECT_EQ(OMvalid_obj(field) == 1, c.survives) << c.what;
+        }
+    }
+}
+
+TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
+    const OMobj_id group = add("group", Kind::group);
+    const OMobj_id inner = create(group, "inner", Kind::unset);
+    OMset_obj_ref_mode(inner, 1);
+    OMset_obj_ref(inner, group);
+    EXPECT_GT(stamp(group), 0);  // ends although it goes in a circle
+    OMset_obj_ref(inner, OMnull_obj());
+    EXPECT_EQ(OMvalid_obj(inner), 1);
+    OMset_obj_ref(inner, module);
+    destroy(module);
+    EXPECT_EQ(OMvalid_obj(inner), 0);
+}
+
+TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
+    const OMobj_id out = add("out", Kind::field);
+    OMset_obj_ref_mode(out, 1);
+    OMobj_id first{};
+    OMobj_id second{};
+    ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
+    OMset_obj_ref(out, first);
+    ASSERT_EQ(FLDcreate(module, &second, 0, "Output_Field", "Mesh_Struct Node_Data"), 1);
+    OMobj_id held{};
+    EXPECT_EQ(OMget_obj_val(out, &held), 1);
+    EXPECT_EQ(held.word[0], first.word[0]);
+    EXPECT_EQ(find(module, "Output_Field").word[0], second.word[0]);
+    EXPECT_EQ(children(module).size(), 2U);
+    OMset_obj_ref(out, second);
+    EXPECT_EQ(OMvalid_obj(first), 0);
+    ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
+    destroy(out);
+    EXPECT_EQ(OMvalid_obj(second), 0);
+    EXPECT_EQ(FLDcreate(module, &first, 0, "x", "Mesh_Round Node_Data"), 0);
+    EXPECT_EQ(FLDcreate(add("number", Kind::integer), &first, 0, "x", "Mesh_Unif Node_Data"), 0);
+}
+
+TEST_F(Objects, EverySettingIsAChange) {
+    const OMobj_id value = add("value", Kind::integer);
+    const OMobj_id other = add("other", Kind::integer);
+    const OMobj_id alias = add("alias", Kind::unset);
+    OMset_obj_ref(alias, value);
+    EXPECT_NE(OMchanged(value, 0), 0);
+    int seq = now();
+    EXPECT_EQ(OMchanged(value, seq), 0);
+    OMset_int_val(value, 0);  // an equal value counts too
+    EXPECT_NE(OMchanged(value, seq), 0);
+    EXPECT_NE(OMchanged(alias, seq), 0);
+    EXPECT_NE(OMchanged(module, seq), 0);
+    EXPECT_EQ(OMchanged(other, seq), 0);
+    seq = now();
+    touch(other);
+    EXPECT_NE(OMchanged(other, seq), 0);
+    EXPECT_EQ(OMchanged(OMnull_obj(), 0), 0);
+}
+
+TEST_F(Objects, WritesOfOneBracketShareAStamp) {
+    const OMobj_id a = add("a", Kind::integer);
+    const OMobj_id b = add("b", Kind::integer);
+    const int before = now();
+    OMbegin_op();
+    OMset_int_val(a, 1);
+    OMbegin_op();
+    OMset_int_val(b, 1);
+    EXPECT_EQ(OMend_op(), 1);
+    OMset_int_val(a, 2);
+    EXPECT_EQ(OMend_op(), 1);
+    EXPECT_EQ(stamp(a), stamp(b));
+    EXPECT_EQ(now(), before + 1);
+    OMset_int_val(b, 2);
+    EXPECT_GT(stamp(b), stamp(a));
+    EXPECT_EQ(OMend_op(), 0);
+}
+
+}  // namespace
+}  // namespace zam::host

@@ -1,0 +1,163 @@
+// Numbers, texts, pointers and lists: what each kind reads as and what setting makes of it.
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "tests/host/host_test.h"
+
+namespace zam::host {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+struct Values : HostTest {
+    std::optional<int> as_int(OMobj_id object) {
+        int value = 12345;
+        if (OMget_int_val(object, &value) == 1) return value;
+        EXPECT_EQ(value, 12345) << "a failing getter changed its result";
+        return std::nullopt;
+    }
+    std::optional<double> as_real(OMobj_id object) {
+        double value = 0.0;
+        return OMget_real_val(object, &value) == 1 ? std::optional(value) : std::nullopt;
+    }
+    std::optional<std::string> as_text(OMobj_id object) {
+        char* text = nullptr;
+        if (OMget_str_val(object, &text, 0) != 1) return std::nullopt;
+        std::string copy = text;
+        free(text);
+        return copy;
+    }
+};
+
+TEST_F(Values, RealsReadAsIntsWhenTheyFit) {
+    struct Case {
+        double real;
+        std::optional<int> integer;
+    };
+    const Case kCases[] = {
+        {2.9, 2},
+        {-2.9, -2},
+        {0.0, 0},
+        {2147483647.9, 2147483647},
+        {2147483648.0, std::nullopt},
+        {-2147483648.9, std::numeric_limits<int>::min()},
+        {-2147483649.0, std::nullopt},
+        {std::nan(""), std::nullopt},
+        {kInfinity, std::nullopt},
+    };
+    const OMobj_id real = add("real", Kind::real);
+    const OMobj_id integer = add("integer", Kind::integer);
+    for (const Case& c : kCases) {
+        ASSERT_EQ(OMset_real_val(real, c.real), 1);
+        EXPECT_EQ(as_int(real), c.integer) << c.real;
+        OMset_int_val(integer, 7);
+        EXPECT_EQ(OMset_real_val(integer, c.real), c.integer ? 1 : 0) << c.real;
+        EXPECT_EQ(as_int(integer), c.integer.value_or(7)) << c.real;
+    }
+}
+
+TEST_F(Values, SettingKeepsTheKindAndGivesOneToWhatIsUnset) {
+    const OMobj_id real = add("real", Kind::real);
+    EXPECT_EQ(OMset_name_int_val(module, token("real"), 3), 1);
+    EXPECT_EQ(kind(real), Kind::real);
+    EXPECT_EQ(as_real(real), 3.0);
+
+    struct Case {
+        Kind kind;
+        int (*set)(OMobj_id);
+    };
+    const Case kCases[] = {
+        {Kind::integer, [](OMobj_id object) { return OMset_int_val(object, 1); }},
+        {Kind::real, [](OMobj_id object) { return OMset_real_val(object, 1.5); }},
+        {Kind::text, [](OMobj_id object) { return OMset_str_val(object, "a"); }},
+        {Kind::pointer, [](OMobj_id object) { return OMset_ptr_val(object, &object); }},
+        {Kind::texts, [](OMobj_id object) { return OMset_str_array_val(object, 0, "a"); }},
+        {Kind::array, [](OMobj_id object) { return OMset_array(object, DTYPE_INT, nullptr, 0, ARR_HOST_OWNS); }},
+    };
+    for (const Case& c : kCases) {
+        const OMobj_id object = add("value", Kind::unset);
+        EXPECT_EQ(as_int(object), std::nullopt);
+        EXPECT_EQ(c.set(object), 1);
+        EXPECT_EQ(kind(object), c.kind);
+        for (const Case& other : kCases) {
+            const bool numbers = c.kind <= Kind::real && other.kind <= Kind::real;
+            EXPECT_EQ(other.set(object) == 1, numbers || c.kind == other.kind);
+            EXPECT_EQ(kind(object), c.kind);
+        }
+    }
+}
+
+TEST_F(Values, TextsAreCutToTheBufferAndNeverNumbers) {
+    const OMobj_id text = add("text", Kind::text);
+    OMset_str_val(text, "12345");
+    EXPECT_EQ(as_int(text), std::nullopt);
+    EXPECT_EQ(as_text(text), "12345");
+    char buffer[4] = "zzz";
+    char* place = buffer;
+    EXPECT_EQ(OMget_name_str_val(module, token("text"), &place, sizeof buffer), 1);
+    EXPECT_STREQ(buffer, "123");
+    EXPECT_EQ(OMset_str_val(text, nullptr), 1);
+    EXPECT_EQ(as_text(text), std::nullopt);
+}
+
+TEST_F(Values, PointersAreNullUntilSet) {
+    add("state", Kind::unset);
+    void* pointer = this;
+    EXPECT_EQ(OMget_name_ptr_val(module, token("state"), &pointer, 0), 1);
+    EXPECT_EQ(pointer, nullptr);
+    EXPECT_EQ(OMset_name_ptr_val(module, token("state"), this, 0), 1);
+    EXPECT_EQ(OMget_name_ptr_val(module, token("state"), &pointer, 0), 1);
+    EXPECT_EQ(pointer, this);
+    EXPECT_EQ(OMget_name_ptr_val(module, token("absent"), &pointer, 0), 0);
+}
+
+TEST_F(Values, ListsOfTextsGrowAndKeepTheirGaps) {
+    const OMobj_id list = add("files", Kind::texts);
+    OMset_str_array_val(list, 2, "c");
+    OMset_str_array_val(list, 9, nullptr);  // beyond the end there is nothing to clear
+    xp_long size = 0;
+    EXPECT_EQ(OMget_array_size(list, &size), 1);
+    EXPECT_EQ(size, 3);
+    EXPECT_EQ(text_at(list, 0), std::nullopt);
+    EXPECT_EQ(text_at(list, 2), "c");
+    OMset_str_array_val(list, 2, nullptr);
+    EXPECT_EQ(text_at(list, 2), std::nullopt);
+    for (const xp_long bad : {xp_long{-1}, std::numeric_limits<xp_long>::max()}) {
+        EXPECT_EQ(OMset_str_array_val(list, bad, "x"), 0);
+        EXPECT_EQ(OMset_array_size(list, bad), 0);
+    }
+}
+
+TEST_F(Values, ArraysKeepWhatFitsWhenTheyAreResized) {
+    const OMobj_id array = add("array", Kind::array);
+    const std::int16_t values[] = {1, 2, 3};
+    ASSERT_TRUE(set_values(array, DTYPE_SHORT, values, 3));
+    const std::vector<std::int16_t> kExpected[] = {{1, 2}, {1, 2, 0, 0}};
+    for (const auto& expected : kExpected) {
+        EXPECT_EQ(OMset_array_size(array, static_cast<xp_long>(expected.size())), 1);
+        xp_long count = 0;
+        int type = -1;
+        auto* held = static_cast<std::int16_t*>(OMret_name_array_ptr(module, token("array"), ARR_READ, &count, &type));
+        ASSERT_NE(held, nullptr);
+        EXPECT_EQ(std::vector<std::int16_t>(held, held + count), expected);
+        EXPECT_EQ(type, DTYPE_SHORT);
+        end_access(held);
+    }
+    for (const xp_long bad : {xp_long{-1}, xp_long{1} << 60}) EXPECT_EQ(OMset_array_size(array, bad), 0);
+}
+
+TEST_F(Values, ElementsOfAnArrayOfObjects) {
+    const OMobj_id list = create(module, "in", Kind::objects, Kind::field);
+    EXPECT_EQ(OMset_array_size(list, 3), 1);
+    const OMobj_id last = OMfind_str_subobj(module, "in[2]", OM_OBJ_RD);
+    EXPECT_EQ(kind(last), Kind::field);
+    EXPECT_EQ(path(last), "module.in[2]");
+    EXPECT_EQ(OMset_array_size(list, 1), 1);
+    EXPECT_EQ(OMvalid_obj(last), 0);
+    EXPECT_EQ(OMset_array_size(list, xp_long{1} << 40), 0);
+    EXPECT_EQ(children(list).size(), 1U);
+}
+
+}  // namespace
+}  // namespace zam::host
