@@ -125,7 +125,7 @@ protected:
         file("data.bin", bytes_of(counting<float>(8)));
         return field_file(
             "ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3\n"
-            "variable 1 file=data.bin filetype=binary\ntime value=\"first\"\nEOT\n"
+            "variable 1 file=data.bin filetype=binary\ntime value=\"0.5 s\"\nEOT\n"
             "DO\nvariable 1 file=data.bin filetype=binary skip=8 close=0\ntime value=2\nEOT\nENDDO");
     }
 };
@@ -133,7 +133,7 @@ protected:
 TEST_F(Steps, ForwardAndBackwardWrapAround) {
     ASSERT_EQ(read(three_steps()), 1);
     EXPECT_EQ(get("nsteps"), 3);
-    EXPECT_EQ(text("time_string"), "first");
+    EXPECT_EQ(text("time_string"), "0.5 s");
     const std::pair<const char*, int> moves[] = {{"backward", 3}, {"forward", 1}, {"forward", 2}};
     for (const auto& [trigger, step] : moves) {
         set(trigger, 1);
@@ -158,6 +158,7 @@ TEST_F(Steps, StoredStepsAreNotReadAgain) {
     ASSERT_EQ(update(), 1);
     EXPECT_EQ(values(out(), 0), std::vector<double>({4, 5}));
     OMobj_id step{};
+    EXPECT_EQ(host::time_values(out_all()), std::vector<float>({0.5F, 2.0F, 2.0F}));
     ASSERT_EQ(FLDget_time_node_data(out_all(), 1, &step), 1);
     EXPECT_EQ(values(step, 0), std::vector<double>({2, 3}));
 

@@ -136,6 +136,7 @@ bool AsciiCursor::read(T& value) {
     return true;
 }
 
+template const char* parse_number(const char*, const char*, float&);
 template bool AsciiCursor::read(char&);
 template bool AsciiCursor::read(std::uint8_t&);
 template bool AsciiCursor::read(std::int16_t&);

@@ -295,8 +295,10 @@ bool StepReader::read_time(int step, StepData& data) const {
     const TimeRecord* record = header_.time(sources_.described(step));
     if (record == nullptr) return true;
     if (!record->from_file) {
-        data.time = record->value;
         data.time_text = record->text;
+        // a text such as "0.5 s" also gives the number that stored steps carry
+        const char* text = record->text.data();
+        if (parse_number(text, text + record->text.size(), data.time) == nullptr) data.time = record->value;
         return true;
     }
     if (record->source.type < kAscii || record->source.type > kBinary) {
