@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -63,10 +64,9 @@ inline void write_header(std::ofstream& file, const FieldHeader& header) {
          << "\nfield = " << header.kind << '\n';
     list("label", header.label, "\"");
     list("unit", header.unit, "\"");
-    file << std::showpoint;  // the header language has no exponents, and 0.0 is a real where 0 is an integer
+    file << std::fixed << std::setprecision(7);  // the header language has no exponents
     list("min_ext", header.min_ext, "");
     list("max_ext", header.max_ext, "");
-    file << std::noshowpoint;
 }
 
 /// Two form feeds end a header; binary values follow at once.
