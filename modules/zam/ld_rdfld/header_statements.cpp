@@ -390,16 +390,14 @@ bool end_repeat() {
     }
     if (block == 0) return fail("Can not find EOT.");
 
+    // A block longer than what is left of nstep stays as it is; one behind nstep, too.
     const int repeats = (model.nstep - loop.start) / block;
-    const int remainder = model.nstep == model.step_counter - 1 ? 0 : model.nstep - repeats * block - loop.start;
+    const int remainder = (model.nstep - loop.start) % block;
     LDRF_TRACE(" mod_count = %d  stepno = %d\n", remainder, model.nstep);
     loop.repeated += std::max(0, model.nstep - loop.start);
     if (loop.repeated > kMaxSteps) return fail("ENDDO: more than %d repeated time steps", kMaxSteps);
-    const int described = std::max({model.steps.count(), model.nstep, model.step_counter - 1});
-    if (LDRF_alloc(model, described) != 1) return false;
-
+    if (LDRF_alloc(model, std::max(model.steps.count(), model.nstep)) != 1) return false;
     for (int k = 0; k < repeats - 1; ++k) copy_steps(loop.start, loop.start + (k + 1) * block, block);
-    // A block longer than what is left of nstep is cut, its steps stand where they belong.
     if (repeats > 0) copy_steps(loop.start, loop.start + repeats * block, remainder);
     model.step_counter = model.nstep;
     return true;
