@@ -9,6 +9,7 @@ namespace zam::runner {
 namespace {
 
 constexpr double kMostLoopSeconds = 1.0e7;
+constexpr std::int64_t kMostAllocations = 1'000'000'000'000;
 
 constexpr const char* kFooter =
     "Exit status: 0 all well; 1 a module reported an error or an output could not be\n"
@@ -29,10 +30,10 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
     run->add_option("--output-dir", options.output_directory, "Where relative output names go")->type_name("DIR");
     run->add_option("--loop", options.loop_seconds, "Keep the event loop running in real time after the events")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, kMostLoopSeconds));
+        ->check(CLI::Range(0.0, kMostLoopSeconds, ""));
     run->add_option("--fail-allocation", options.fail_allocation, "Let the N-th array allocation of the run fail")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(std::int64_t{1}, kMostAllocations, ""));
     run->add_flag("--quiet", options.quiet, "No progress line");
     run->callback([&] { status = run_network(options); });
 }
@@ -64,6 +65,11 @@ int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& s
         return status;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);  // help or version
+        const auto is_given = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+        if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_given).empty()) {
+            std::fprintf(stderr, "zam: error: there is no command %s; see zam --help\n", argv[1]);
+            return kWrong;
+        }
         std::fprintf(stderr, "zam: error: %s; see zam --help\n", error.what());
         return kWrong;
     } catch (const std::bad_alloc&) {

@@ -135,10 +135,11 @@ void read_grid_type(Members& members, FieldValue& field, xp_long nspace_hint) {
 
 /// nspace as far as positions tell; 0 when they do not.
 xp_long space_of_positions(const FieldValue& field) {
+    const bool explicit_positions = field.coord.count > 0;
     const xp_long npoints = field.grid_type == FLD_UNIFORM ? 2 : sum(field.dims);
-    if (field.coord.count > 0 && field.nnodes > 0) return field.coord.count / field.nnodes;
-    if (field.points.count > 0 && npoints > 0) return field.points.count / npoints;
-    return 0;
+    const xp_long positions = explicit_positions ? field.nnodes : npoints;
+    const xp_long count = explicit_positions ? field.coord.count : field.points.count;
+    return positions > 0 && count % positions == 0 ? count / positions : 0;
 }
 
 void read_space(Members& members, FieldValue& field) {
@@ -266,8 +267,10 @@ xp_long count_of(Members& members, std::string_view key, std::string_view list_k
     const auto given = members.whole(key, 0, kLargestCount);
     if (nodes_each == 0) return given.value_or(0);
     const xp_long count = given.value_or(list.count / nodes_each);
-    const auto expected = checked_product(count, nodes_each);
-    if (expected != list.count) members.fail(list_key, counts_differ(list_key, list.count, expected.value_or(-1)));
+    if (checked_product(count, nodes_each) != list.count) {
+        members.fail(list_key, std::string(list_key) + " holds " + std::to_string(list.count) + " numbers, not " +
+                                   std::to_string(nodes_each) + " for each of " + std::to_string(count));
+    }
     return count;
 }
 

@@ -92,13 +92,14 @@ std::string time_text(OMobj_id instance) {
 void print_steps(Session& session, const Definition& definition, OMobj_id instance) {
     int nsteps = 1;
     OMget_name_int_val(instance, OMstr_to_name("nsteps"), &nsteps);
-    std::string text = std::to_string(nsteps) + ": " + time_text(instance);
+    std::string times = time_text(instance);
     const Parameter* stepno = definition.find_parameter("stepno");
     for (int step = 2; stepno && step <= std::min(nsteps, kMostTimeTexts); ++step) {
         session.set({{0, stepno, {step}, {}}});
-        text += " " + time_text(instance);
+        times += " " + time_text(instance);
     }
-    print_line("time steps", nsteps > kMostTimeTexts ? text + " ..." : text);
+    if (nsteps > kMostTimeTexts) times += " ...";
+    print_line("time steps", std::to_string(nsteps) + (times == "\"\"" ? "" : ": " + times));
 }
 
 }  // namespace

@@ -50,6 +50,7 @@ private:
     bool exists_at_start(const Target& target) const;
     void check_assignment(const Assignment& assignment, bool at_start);
     void check_own_circle(const Assignment& assignment);
+    void check_output(const Output& output);
     void check_circle(const Place& place);
     const Assignment* given(const Target& target) const;
 
@@ -79,6 +80,10 @@ std::optional<Checker::Target> Checker::resolve(const Reference& reference) {
     }
     const auto* definition = network_.instances[number->second].definition;
     if (!definition) return std::nullopt;  // the module's own problem
+    if (parameter_name.empty()) {
+        problems_.add(reference.place, "a reference names a parameter, as MODULE.PARAM");
+        return std::nullopt;
+    }
     const auto target = target_of(reference.target);
     if (!target) {
         problems_.add(reference.place, definition->entry + " has no parameter " + std::string(parameter_name));
@@ -143,6 +148,11 @@ void Checker::check_circle(const Place& place) {
     problems_.add(place, text + " " + network_.instances[circle.front()].name);
 }
 
+/// Outputs may name a whole module too.
+void Checker::check_output(const Output& output) {
+    if (numbers_.find(output.from.target) == numbers_.end()) resolve(output.from);
+}
+
 void Checker::check() {
     for (const auto& instance : network_.instances) {
         for (const auto& assignment : instance.given) {
@@ -151,16 +161,16 @@ void Checker::check() {
         }
     }
     const auto circle = dependencies_.circle();
-    if (!circle.empty()) return check_circle(network_.instances[circle.front()].place);
+    if (!circle.empty()) check_circle(network_.instances[circle.front()].place);
     for (const auto& event : network_.events) {
         if (const auto* set = std::get_if<SetEvent>(&event.what)) {
             for (const auto& assignment : set->assignments) check_assignment(assignment, false);
-            check_circle(event.place);
+            if (circle.empty()) check_circle(event.place);
         } else if (const auto* write = std::get_if<WriteEvent>(&event.what)) {
-            for (const auto& output : write->outputs) resolve(output.from);
+            for (const auto& output : write->outputs) check_output(output);
         }
     }
-    for (const auto& output : network_.outputs) resolve(output.from);
+    for (const auto& output : network_.outputs) check_output(output);
 }
 
 }  // namespace

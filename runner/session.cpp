@@ -152,11 +152,21 @@ void Session::run_all() {
     for (const std::size_t module : dependencies_.order()) run(module);
 }
 
+/// Latest change of what a module refers to.
+int Session::stamp_of_links(std::size_t module) const {
+    int latest = 0;
+    for (const auto& [parameter, links] : running_[module].links) {
+        for (const auto& link : links) latest = std::max(latest, host::stamp(link.holder));
+    }
+    return latest;
+}
+
 /// Runs the modules that a change after the moment `since` reaches, upstream before downstream.
-void Session::run_affected(int since) {
+void Session::run_affected(int since, Cause cause) {
     for (const std::size_t module : dependencies_.order()) {
         follow_links(module, false);
-        if (host::stamp(running_[module].object) > std::max(since, running_[module].sequence)) run(module);
+        const int changed = cause == Cause::network ? host::stamp(running_[module].object) : stamp_of_links(module);
+        if (changed > std::max(since, running_[module].sequence)) run(module);
     }
 }
 
@@ -165,13 +175,13 @@ void Session::set(const std::vector<Assignment>& assignments) {
     OMbegin_op();
     for (const auto& assignment : assignments) give(assignment);
     OMend_op();
-    run_affected(before);
+    run_affected(before, Cause::network);
 }
 
 void Session::advance(std::int64_t units) {
     const int before = host::now();
     host::advance(units);
-    run_affected(before);
+    run_affected(before, Cause::module);
 }
 
 void Session::loop(double seconds) {

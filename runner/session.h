@@ -55,12 +55,16 @@ private:
 
     struct Play;  // plays one event
 
+    /// Who changed objects: what a module changes of its own, from a timer event, is no reason to run it again.
+    enum class Cause { network, module };
+
     void give(const Assignment& assignment);
     void make_parameters(std::size_t module);
     bool follow_links(std::size_t module, bool report);
     void update(std::size_t module);
     void run(std::size_t module);
-    void run_affected(int since);
+    void run_affected(int since, Cause cause);
+    int stamp_of_links(std::size_t module) const;
     void advance(std::int64_t units);
     void call(std::size_t module, const std::string& entry);
     void joystick(const JoystickEvent& event);
