@@ -1,0 +1,177 @@
+// The topology of a plane vector field in the plainest form: one loop after another, with growing lists. What the
+// module computes must be the same to the last bit. The tests and the benchmark compare with it.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace zam::test {
+
+struct PlainVector {
+    double x, y;
+};
+
+struct PlainPoint {
+    double x, y;
+    int kind;
+};
+
+struct PlainTopology {
+    const float* data;
+    int nx, ny;
+    double interval, radius;
+
+    std::vector<PlainPoint> points;
+    std::vector<std::vector<PlainVector>> directions;  // four a saddle
+    std::vector<std::vector<PlainVector>> lines;
+    std::map<std::pair<int, int>, std::vector<PlainVector>> buckets;
+
+    float u(int i, int j) const { return data[2 * (j * nx + i)]; }
+    float v(int i, int j) const { return data[2 * (j * nx + i) + 1]; }
+
+    PlainVector sample(double x, double y) const {
+        const int i = int(x), j = int(y);
+        const int i1 = i + 1 < nx ? i + 1 : i, j1 = j + 1 < ny ? j + 1 : j;
+        const double fx = x - std::floor(x), fy = y - std::floor(y);
+        return {(u(i, j) * (1 - fx) + u(i1, j) * fx) * (1 - fy) + (u(i, j1) * (1 - fx) + u(i1, j1) * fx) * fy,
+                (v(i, j) * (1 - fx) + v(i1, j) * fx) * (1 - fy) + (v(i, j1) * (1 - fx) + v(i1, j1) * fx) * fy};
+    }
+
+    void scan_cell(int i, int j) {
+        const float uA = u(i, j), uB = u(i + 1, j), uC = u(i, j + 1), uD = u(i + 1, j + 1);
+        const float vA = v(i, j), vB = v(i + 1, j), vC = v(i, j + 1), vD = v(i + 1, j + 1);
+        const float au = uB - uA, bu = uC - uA, cu = uA - uB - uC + uD;
+        const float av = vB - vA, bv = vC - vA, cv = vA - vB - vC + vD;
+        const float qa = cv * bu - bv * cu, qc = av * uA - vA * au, qb = cv * uA - vA * cu + av * bu - bv * au;
+        const float disc = qb * qb - 4 * qa * qc;
+        float t1 = -1, t2 = -1;
+        if (qa == 0) {
+            t1 = -qc / qb;
+            if (!(t1 >= 0 && t1 <= 1)) t1 = -1;
+        } else if (disc == 0) {
+            t1 = -qb / (2 * qa);
+            if (!(t1 >= 0 && t1 <= 1)) t1 = -1;
+        } else if (disc > 0) {
+            if (qb >= 0)
+                t1 = float((-qb - std::sqrt(double(disc))) / (2 * qa));
+            else
+                t1 = float((std::sqrt(double(disc)) - qb) / (2 * qa));
+            t2 = qc / (t1 * qa);
+            const bool in1 = t1 >= 0 && t1 <= 1, in2 = t2 >= 0 && t2 <= 1;
+            if (!in1 && !in2) return;
+            if (!in1) t1 = t2;
+            if (!in1 || !in2) t2 = -1;
+        }
+        for (float t : {t1, t2}) {
+            if (t == -1) continue;
+            float s = -(t * bu + uA) / (t * cu + au);
+            const bool signs = std::min({uA, uB, uC, uD}) <= 0 && std::max({uA, uB, uC, uD}) >= 0;
+            if (t * cu + au == 0 && signs) s = -(t * bv + vA) / (t * cv + av);
+            if (s >= 0 && s <= 1) points.push_back({double(float(i) + s), double(float(j) + t), -1});
+        }
+    }
+
+    PlainVector side(double x, double y, bool along_x, double h) const {
+        return along_x ? sample(x + h, y) : sample(x, y + h);
+    }
+
+    /// Plus minus minus along an axis.
+    PlainVector difference(double x, double y, bool along_x) const {
+        const double h = 0.0001, at = along_x ? x : y;
+        const int n = along_x ? nx : ny;
+        if (at >= h && at <= n - 1 - h) {
+            const PlainVector plus = side(x, y, along_x, h), minus = side(x, y, along_x, -h);
+            return {plus.x - minus.x, plus.y - minus.y};
+        }
+        if (at > n - 1 - h) {
+            const PlainVector minus = side(x, y, along_x, -h);
+            return {0 - 2 * minus.x, 0 - 2 * minus.y};
+        }
+        const PlainVector plus = side(x, y, along_x, h);
+        return {2 * plus.x - 0, 2 * plus.y - 0};
+    }
+
+    int classify(double x, double y) {
+        const double h = 0.0001;
+        const PlainVector dx = difference(x, y, true), dy = difference(x, y, false);
+        const double a = dx.x / h, b = dy.x / h, c = dx.y / h, d = dy.y / h;
+        const double p = a + d, q = a * d - c * b;
+        if (p * p - 4 * q < 0) return p > -0.0001 && p < 0.0001 ? 5 : p > 0 ? 4 : 3;
+        const double l1 = p >= 0 ? (p + std::sqrt(p * p - 4 * q)) * 0.5 : (p - std::sqrt(p * p - 4 * q)) * 0.5;
+        const double l2 = q / l1;
+        if (l1 > 0 && l2 > 0) return 2;
+        if (l1 < 0 && l2 < 0) return 1;
+        if (!(l1 * l2 < 0)) return -1;
+        std::vector<PlainVector> e;
+        for (double l : {l1, l2}) {
+            const double w1 = b / (l - a), w2 = (l - d) / c;
+            const double w = !std::isfinite(w1) ? w2 : !std::isfinite(w2) ? w1 : (w1 + w2) * 0.5;
+            const bool along_x = std::abs(l - a) < std::abs(l - d);
+            if (!std::isfinite(w) || (b == 0 && c == 0 && along_x)) {
+                e.push_back(along_x ? PlainVector{1, 0} : PlainVector{0, 1});
+                continue;
+            }
+            if (w > 1000.0)
+                e.push_back({w / 100.0, 1.0 / 100.0});
+            else if (w < 0.0001)
+                e.push_back({w * 100.0, 1.0 * 100.0});
+            else
+                e.push_back({w, 1.0});
+        }
+        directions.push_back({e[0], e[1], {-e[0].x, -e[0].y}, {-e[1].x, -e[1].y}});
+        return 0;
+    }
+
+    std::vector<PlainVector>& bucket(double x, double y) { return buckets[{int(std::floor(x)), int(std::floor(y))}]; }
+
+    void trace(std::vector<PlainVector>& line, int direction) {
+        long counter = 0;
+        for (;;) {
+            const PlainVector at = line.back(), f = sample(at.x, at.y);
+            if (std::sqrt(f.x * f.x + f.y * f.y) < 1e-10) return;
+            const double x = direction > 0 ? at.x + f.x / interval : at.x - f.x / interval;
+            const double y = direction > 0 ? at.y + f.y / interval : at.y - f.y / interval;
+            if (!(x >= 0 && x <= nx - 1 && y >= 0 && y <= ny - 1)) return;
+            for (const PlainVector& entry : bucket(x, y)) {
+                if (std::sqrt((x - entry.x) * (x - entry.x) + (y - entry.y) * (y - entry.y)) < radius) return;
+            }
+            line.push_back({x, y});
+            if (++counter > 10L * nx * ny) {
+                bucket(x, y).push_back({x, y});
+                counter = 0;
+            }
+        }
+    }
+
+    void find() {
+        for (int j = 0; j < ny - 1; ++j)
+            for (int i = 0; i < nx - 1; ++i) scan_cell(i, j);
+        for (PlainPoint& point : points) {
+            point.kind = classify(point.x, point.y);
+            if (point.kind == 0) bucket(point.x, point.y).push_back({point.x, point.y});
+        }
+    }
+
+    void run() {
+        find();
+        std::size_t saddle = 0;
+        for (const PlainPoint& point : points) {
+            if (point.kind != 0) continue;
+            for (const PlainVector& e : directions[saddle]) {
+                const double length = std::sqrt(e.x * e.x + e.y * e.y), ex = e.x / length, ey = e.y / length;
+                const double x = point.x + 2 * radius * ex, y = point.y + 2 * radius * ey;
+                if (!(x >= 0 && x <= nx - 1 && y >= 0 && y <= ny - 1)) continue;
+                const PlainVector f = sample(x, y);
+                const double speed = std::sqrt(f.x * f.x + f.y * f.y);
+                lines.push_back({{point.x, point.y}, {x, y}});
+                trace(lines.back(), f.x / speed * ex + f.y / speed * ey >= 0 ? 1 : -1);
+            }
+            ++saddle;
+        }
+    }
+};
+
+}  // namespace zam::test

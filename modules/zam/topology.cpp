@@ -1,0 +1,305 @@
+// topologyline2D: draws the topological skeleton of a steady plane vector field on a structured grid: its critical
+// points, each with its class, and the separatrices of its saddles.
+// Reads in_field (one component of veclen 2), go, Interval, Radius. Writes out_field (separatrices as lines) and
+// out_field2 (critical points with two letters each). Positions are grid indices, not the field's coordinates.
+// Source: Helman and Hesselink, "Visualizing vector field topology in fluid flows", IEEE Computer Graphics and
+// Applications 11 (1991).
+#include "modules/zam/topology.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/support/report.h"
+#include "modules/zam/critical_points.h"
+#include "modules/zam/separatrix.h"
+
+double Interval = 100.0;
+double Radius = 0.01;
+CriticalPoint critical_index[TOPOLOGY_MAX_POINTS];
+int32_t critical_num = 0;
+int32_t origin_num = 0;
+TopologyVector eigen_vector[TOPOLOGY_MAX_POINTS][4];
+TopologyPoint* saddle_list_head[TOPOLOGY_MAX_CELLS * TOPOLOGY_MAX_CELLS];
+TopologyPoint* saddle_list[TOPOLOGY_MAX_CELLS * TOPOLOGY_MAX_CELLS];
+Streamline* streamline_list_head = nullptr;
+Streamline* streamline_list_tail = nullptr;
+Streamline* streamline = nullptr;
+Streamline* streamline_prev = nullptr;
+
+namespace zam::topology {
+namespace {
+
+constexpr Reporter report{.label = "", .flags = 96};
+
+/// A fault in the input, set off by lines.
+int refuse(const char* what) {
+    return report.fail("--- Error detected in: module: topoline ---\n%s, topology line is not created\n%s\n", what,
+                       "--------------------------------------------------");
+}
+
+/// deliberate: the skeleton lies a little in front of the plane, so that it is not hidden by an image there.
+constexpr float kPlane = 0.05F;
+constexpr int kNspace = 3;
+
+/// Class codes as two letters; other codes have none.
+constexpr std::array<std::string_view, 6> kLabels{"SP", "AN", "RN", "AF", "RF", "CE"};
+constexpr int kLabelLength = 2;
+
+/// What the exported lists of the last run consist of.
+Skeleton skeleton;
+
+// --- Input ---
+
+/// The vectors of a run. The host's array is lent, or its values are held as floats.
+struct Input {
+    HostArray<xp_long> dims;
+    HostArray<float> points;  // only shows that the field has some
+    HostArray<std::byte> data;
+    std::vector<float> converted;
+    VectorGrid grid;
+};
+
+template <class T>
+void convert(const std::byte* data, std::vector<float>& values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        T value;
+        std::memcpy(&value, data + i * sizeof value, sizeof value);
+        values[i] = static_cast<float>(value);
+    }
+}
+
+/// Points the grid at `count` values of a type, converted where they are not floats. @return false for other types
+bool take_vectors(Input& input, int type, std::size_t count) {
+    if (type == DTYPE_FLOAT) {
+        input.grid.vectors = reinterpret_cast<const float*>(input.data.data());
+        return true;
+    }
+    input.converted.resize(count);
+    switch (type) {
+        case DTYPE_CHAR:
+        case DTYPE_BYTE: convert<std::uint8_t>(input.data.data(), input.converted); break;
+        case DTYPE_SHORT: convert<std::int16_t>(input.data.data(), input.converted); break;
+        case DTYPE_INT: convert<std::int32_t>(input.data.data(), input.converted); break;
+        case DTYPE_DOUBLE: convert<double>(input.data.data(), input.converted); break;
+        case DTYPE_LONG: convert<xp_long>(input.data.data(), input.converted); break;
+        default: return false;
+    }
+    input.grid.vectors = input.converted.data();
+    return true;
+}
+
+OMobj_id find(OMobj_id instance, const char* name, int mode) {
+    return OMfind_subobj(instance, OMstr_to_name(name), mode);
+}
+
+/// Node data of a field of two or more dimensions; its first plane counts.
+int read_vectors(OMobj_id field, Input& input) {
+    int ncomp = 0;
+    FLDget_node_data_ncomp(field, &ncomp);
+    if (ncomp > 1) return refuse("too many data component in the input field");
+    if (ncomp < 1) return refuse("no data component in the input field");
+    int veclen = 0;
+    FLDget_node_data_veclen(field, 0, &veclen);
+    if (veclen > 2) return refuse("too many veclen in the input field");
+    if (veclen < 2) return refuse("less veclen in the input field");
+    int type = DTYPE_FLOAT;
+    const int status =
+        FLDget_node_data(field, 0, &type, input.data.untyped_place(), input.data.count_place(), ARR_READ);
+    if (status != 1) return report.fail("node error\n");
+    constexpr xp_long kMostNodes = TOPOLOGY_MAX_CELLS + 1;
+    if (input.dims[0] > kMostNodes || input.dims[1] > kMostNodes) return refuse("more than 1000 cells in a direction");
+    const xp_long values = 2 * input.dims[0] * input.dims[1];
+    input.grid.columns = static_cast<int>(input.dims[0]);
+    input.grid.rows = static_cast<int>(input.dims[1]);
+    if (input.data.size() < values) return report.fail("node error\n");
+    return take_vectors(input, type, static_cast<std::size_t>(values)) ? 1 : report.fail("node error\n");
+}
+
+int read_input(OMobj_id instance, Input& input) {
+    const OMobj_id field = find(instance, "in_field", OM_OBJ_RD);
+    int ndim = 0;
+    if (FLDget_dims(field, input.dims.place(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
+        return report.fail("dims error\n");
+    }
+    int nspace = 0;
+    FLDget_nspace(field, &nspace);
+    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) {
+        return report.fail("points error\n");
+    }
+    return read_vectors(find(instance, "in_field", OM_OBJ_RD), input);
+}
+
+void read_parameters(OMobj_id instance) {
+    int go = 0;
+    OMget_name_int_val(instance, OMstr_to_name("go"), &go);  // deliberate: it only starts runs
+    if (OMget_name_real_val(instance, OMstr_to_name("Interval"), &Interval) != 1) Interval = 100.0;
+    if (OMget_name_real_val(instance, OMstr_to_name("Radius"), &Radius) != 1) Radius = 0.01;
+}
+
+// --- The skeleton ---
+
+void reset(const VectorGrid& grid) {
+    skeleton.end_streamlines();
+    skeleton.reset_buckets(grid);
+    std::fill(std::begin(critical_index), std::end(critical_index), CriticalPoint{-1.0, -1.0, -1.0, -1.0});
+}
+
+void classify_points(const VectorGrid& grid) {
+    origin_num = 0;
+    for (critical_num = 0; critical_num < TOPOLOGY_MAX_POINTS; ++critical_num) {
+        CriticalPoint& point = critical_index[critical_num];
+        if (point.x == -1.0) break;
+        const int kind = classify_critical_point(grid, point.x, point.y);
+        point.kind = kind;
+        if (kind == TOPOLOGY_SADDLE) skeleton.append_entry(point.x, point.y);
+    }
+}
+
+int make_skeleton(const VectorGrid& grid) {
+    reset(grid);
+    if (!find_critical_points(grid)) return refuse("more than 200 critical points in the input field");
+    classify_points(grid);
+    for (int record = 0; record < critical_num; ++record) {
+        if (static_cast<int>(critical_index[record].kind) != TOPOLOGY_SADDLE) continue;
+        if (!seed_separatrices(grid, record, skeleton)) return refuse("too many steps along the separatrices");
+    }
+    return 1;
+}
+
+// --- Output ---
+
+/// Arrays for the two outputs. All are allocated before the first output is touched.
+struct Output {
+    xp_long nodes = 0, lines = 0;  // of out_field; each node but the last of a separatrix starts a line
+    OutArray<float> coord;
+    OutArray<xp_long> connect;
+    xp_long points = 0;  // of out_field2
+    OutArray<float> point_coord;
+    OutArray<char> labels;
+    OutArray<xp_long> no_connect;
+};
+
+int allocate(Output& output) {
+    output.nodes = static_cast<xp_long>(skeleton.points.size());
+    output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());
+    output.points = critical_num;
+    output.coord = OutArray<float>::allocate(kNspace * output.nodes);
+    if (!output.coord) return report.fail("coord array is not allocated\n");
+    output.connect = OutArray<xp_long>::allocate(2 * output.lines);
+    if (!output.connect) return report.fail("connect array is not allocated\n");
+    output.point_coord = OutArray<float>::allocate(kNspace * output.points);
+    if (!output.point_coord) return report.fail("point coord array is not allocated\n");
+    output.labels = OutArray<char>::allocate(kLabelLength * output.points);
+    if (!output.labels) return report.fail("label array is not allocated\n");
+    output.no_connect = OutArray<xp_long>::allocate(0);
+    if (!output.no_connect) return report.fail("point connect array is not allocated\n");
+    return 1;
+}
+
+float* write_position(float* to, double x, double y) {
+    *to++ = static_cast<float>(x);
+    *to++ = static_cast<float>(y);
+    *to++ = kPlane;
+    return to;
+}
+
+/// Writes the separatrices out and ends each node and record with that.
+void take_streamlines(const Output& output) {
+    float* coord = output.coord.data();
+    xp_long* connect = output.connect.data();
+    xp_long node = 0;
+    streamline = streamline_list_head;
+    while (streamline) {
+        for (const TopologyPoint* point = streamline->first; point; ++node) {
+            coord = write_position(coord, point->x, point->y);
+            if (point->next) {
+                *connect++ = node;
+                *connect++ = node + 1;
+            }
+            point = point->next;
+            skeleton.points.pop_front();
+        }
+        streamline_prev = streamline;
+        streamline = streamline->next;
+        skeleton.streamlines.pop_front();
+    }
+    skeleton.end_streamlines();
+}
+
+void write_points(const Output& output) {
+    float* coord = output.point_coord.data();
+    char* label = output.labels.data();
+    for (const CriticalPoint& point : std::span(critical_index, static_cast<std::size_t>(critical_num))) {
+        const auto kind = static_cast<std::size_t>(point.kind + 1);
+        coord = write_position(coord, point.x, point.y);
+        label = kind > 0 ? std::copy_n(kLabels[kind - 1].data(), kLabelLength, label)
+                         : std::fill_n(label, kLabelLength, '\0');  // a class without letters
+    }
+}
+
+/// Gives a field its nodes and one cell set of lines.
+bool set_mesh(OMobj_id field, xp_long nodes, OutArray<float>& coord, xp_long lines, OutArray<xp_long>& connect) {
+    if (FLDset_nnodes(field, nodes) != 1 || FLDset_nspace(field, kNspace) != 1) return false;
+    if (FLDset_coord(field, coord.data(), coord.size(), ARR_HOST_OWNS) != 1) return false;
+    coord.release();
+    OMobj_id cells{};
+    int cell_nnodes = 0;
+    if (FLDset_ncell_sets(field, 0) != 1 || FLDadd_cell_set(field, "Line") != 1) return false;
+    if (FLDget_cell_set(field, 0, &cells) != 1 || FLDset_ncells(cells, lines) != 1) return false;
+    if (FLDget_cell_set_nnodes(cells, &cell_nnodes) != 1 || lines * cell_nnodes != connect.size()) return false;
+    if (FLDset_node_connect(cells, connect.data(), connect.size(), ARR_HOST_OWNS) != 1) return false;
+    connect.release();
+    return true;
+}
+
+bool set_labels(OMobj_id field, OutArray<char>& labels) {
+    if (FLDset_node_data_ncomp(field, 1) != 1 || FLDset_node_data_veclen(field, 0, kLabelLength) != 1) return false;
+    if (FLDset_node_data(field, 0, labels.data(), labels.type(), labels.size(), ARR_HOST_OWNS) != 1) return false;
+    labels.release();
+    return true;
+}
+
+int write_outputs(OMobj_id instance) {
+    Output output;
+    if (allocate(output) != 1) return 0;
+    take_streamlines(output);
+    write_points(output);
+    const OMobj_id lines = find(instance, "out_field", OM_OBJ_RW);
+    if (!set_mesh(lines, output.nodes, output.coord, output.lines, output.connect)) {
+        return report.fail("out_field error\n");
+    }
+    const OMobj_id points = find(instance, "out_field2", OM_OBJ_RW);
+    if (!set_mesh(points, output.points, output.point_coord, 0, output.no_connect) ||
+        !set_labels(points, output.labels)) {
+        return report.fail("out_field2 error\n");  // out_field has been written
+    }
+    return 1;
+}
+
+int update(OMobj_id instance) try {
+    Input input;
+    if (read_input(instance, input) != 1) return 0;
+    read_parameters(instance);
+    if (make_skeleton(input.grid) == 1 && write_outputs(instance) == 1) return 1;
+    skeleton.end_streamlines();
+    return 0;
+} catch (const std::bad_alloc&) {
+    skeleton.end_streamlines();
+    return report.fail("topology point array is not allocated\n");
+}
+
+}  // namespace
+}  // namespace zam::topology
+
+int ZAMtopologyline2D(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    return zam::topology::update(instance);
+}

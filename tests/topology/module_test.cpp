@@ -1,0 +1,180 @@
+// The module in its host: messages, limits, ends of separatrices, what is left behind.
+#include <cmath>
+#include <functional>
+
+#include "modules/zam/separatrix.h"
+#include "tests/topology/topology_fixture.h"
+
+namespace zam::test {
+namespace {
+
+const std::string kRule = "--------------------------------------------------\n";
+
+std::string boxed(const std::string& what) {
+    return "--- Error detected in: module: topoline ---\n" + what + ", topology line is not created\n" + kRule;
+}
+
+Field saddle(int columns, int rows, double x0, double y0) {
+    return sampled(columns, rows, [=](double x, double y) { return TopologyVector{x - x0, y0 - y}; });
+}
+
+/// A zero in every cell: nodes and saddles in turn.
+Field zeros_everywhere(int cells) {
+    return sampled(cells + 1, 2, [](double x, double y) { return TopologyVector{std::fmod(x, 2) - 0.5, y - 0.5}; });
+}
+
+class Module : public Topology {
+protected:
+    xp_long nodes(const char* name) const { return static_cast<xp_long>(coordinates(name).size()) / 3; }
+    xp_long separatrices() const {
+        return nodes("out_field") - static_cast<xp_long>(connectivity("out_field").size()) / 2;
+    }
+};
+
+TEST_F(Module, says_what_is_wrong_with_the_input) {
+    const OMobj_id in = find("in_field");
+    const auto as_saddle = [this](int veclen) { set_field(saddle(4, 3, 1.5, 1.25), veclen); };
+    const xp_long line[]{12};
+    const struct {
+        std::string text;
+        std::function<void()> spoil;
+    } cases[] = {
+        {"dims error\n", [] {}},
+        {"dims error\n", [&] { FLDset_ndim(in, 1), FLDset_dims(in, line); }},
+        {"points error\n", [&] { as_saddle(2), host::fail_call("FLDget_points", 1); }},
+        {boxed("too many data component in the input field"), [&] { as_saddle(2), FLDset_node_data_ncomp(in, 2); }},
+        {boxed("no data component in the input field"), [&] { as_saddle(2), FLDset_node_data_ncomp(in, 0); }},
+        {boxed("too many veclen in the input field"), [&] { as_saddle(3); }},
+        {boxed("less veclen in the input field"), [&] { as_saddle(1); }},
+        {"node error\n", [&] { as_saddle(2), host::fail_call("FLDget_node_data", 1); }},
+        {"node error\n",
+         [&] {
+             set_field({40, 30, std::vector<float>(100)});
+         }},
+        {boxed("more than 200 critical points in the input field"), [&] { set_field(zeros_everywhere(201)); }},
+        {boxed("more than 1000 cells in a direction"), [&] { set_field(saddle(1002, 2, 1.5, 0.5)); }},
+        {boxed("more than 1000 cells in a direction"), [&] { set_field(saddle(2, 1002, 0.5, 1.5)); }},
+    };
+    for (const auto& c : cases) {
+        create("in_field", host::Kind::field);
+        reports.clear();
+        c.spoil();
+        EXPECT_EQ(run(), 0);
+        EXPECT_EQ(reports, std::vector{c.text});
+        EXPECT_EQ(nodes("out_field") + nodes("out_field2"), 0);
+    }
+}
+
+TEST_F(Module, fills_its_tables_to_their_last_place) {
+    ASSERT_EQ(run(zeros_everywhere(200)), 1);
+    EXPECT_EQ(critical_num, 200);
+    EXPECT_EQ(origin_num, 100);
+    EXPECT_EQ(nodes("out_field2"), 200);
+    set("Interval", 1.0);
+    ASSERT_EQ(run(saddle(1001, 1001, 999.75, 999.5)), 1);
+    EXPECT_EQ(saddle_list_head[999 * 1000 + 999], saddle_list[999 * 1000 + 999]);
+    EXPECT_EQ(saddle_list_head[999 * 1000 + 999]->y, 999.5);
+    EXPECT_EQ(saddle_list_head[199 * 1000], nullptr);  // of the run before
+}
+
+TEST_F(Module, gives_empty_fields_where_nothing_vanishes) {
+    const auto stream = [](double, double) { return TopologyVector{1, 0.5}; };
+    for (const auto& field :
+         {sampled(7, 5, stream), sampled(9, 1, stream), saddle(1, 9, 0, 4.5), sampled(0, 0, stream)}) {
+        ASSERT_EQ(run(field), 1);
+        EXPECT_EQ(nodes("out_field") + nodes("out_field2"), 0);
+        EXPECT_TRUE(connectivity("out_field").empty() && connectivity("out_field2").empty());
+    }
+}
+
+TEST_F(Module, reads_values_of_every_type) {
+    const auto field = sampled(5, 5, [](double x, double y) { return TopologyVector{4 * x - 9, 7 - 4 * y}; });
+    set_field<double>(field), run();
+    const auto expected = coordinates("out_field");
+    EXPECT_EQ(expected.size() % 3, 0U);
+    EXPECT_GT(expected.size(), 12U);
+    set_field<std::int16_t>(field), run();
+    EXPECT_EQ(coordinates("out_field"), expected);
+    set_field<std::int32_t>(field), run();
+    EXPECT_EQ(coordinates("out_field"), expected);
+    set_field<xp_long>(field), run();
+    EXPECT_EQ(coordinates("out_field"), expected);
+}
+
+TEST_F(Module, leaves_out_what_starts_outside) {
+    for (const auto& [x, kept] : {std::pair{0.01, 3}, {0.0, 3}, {0.03, 4}, {6.99, 3}, {6.97, 4}}) {
+        ASSERT_EQ(run(saddle(8, 8, x, 3.5)), 1);
+        EXPECT_EQ(separatrices(), kept) << x;
+    }
+}
+
+TEST_F(Module, only_entries_of_the_same_cell_are_near) {
+    topology::Skeleton skeleton;
+    Radius = 0.25;
+    skeleton.append_entry(2.875, 1.5);
+    skeleton.append_entry(2.25, 1.5);
+    EXPECT_EQ(topology::near_saddle(2.75, 1.625, skeleton), 0);
+    EXPECT_EQ(topology::near_saddle(2.25, 1.5, skeleton), 0);
+    EXPECT_EQ(topology::near_saddle(2.5, 1.5, skeleton), 1);  // as far as the radius
+    EXPECT_EQ(topology::near_saddle(3.0, 1.5, skeleton), 1);
+    skeleton.comparisons = topology::Skeleton::kMostComparisons;
+    const auto field = saddle(5, 5, 2, 2);
+    TopologyPoint start{1.5, 1.5, nullptr};
+    EXPECT_FALSE(topology::trace_separatrix({field.vectors.data(), 5, 5}, start, 1, skeleton));
+    skeleton.reset_buckets({});
+}
+
+TEST_F(Module, separatrices_end_whatever_the_parameters) {
+    const xp_long loop = 10 * 6 * 5 + 1;  // steps to a marker
+    const struct {
+        double interval, radius;
+        xp_long nodes;  // of a separatrix
+    } cases[] = {{1e300, 0.01, 2 + loop}, {1e300, -0.01, 2 + 1000 * loop},
+                 {0.0, 0.01, 2},          {NAN, 0.01, 2},
+                 {100.0, NAN, 0},         {100.0, INFINITY, 0},
+                 {1e-300, 0.01, 2}};
+    for (const auto& c : cases) {
+        set("Interval", c.interval);
+        set("Radius", c.radius);
+        ASSERT_EQ(run(saddle(6, 5, 2.25, 2.5)), 1);
+        EXPECT_EQ(nodes("out_field"), 4 * c.nodes) << c.interval << " " << c.radius;
+    }
+}
+
+TEST_F(Module, marks_classes_without_letters_by_zeros) {
+    // the curves on which u and v vanish touch in one point: one eigenvalue is 0
+    const auto field = sampled(6, 6, [](double x, double y) {
+        return TopologyVector{x - 2.25 + y - 2.5, (x - 2.25) * (y - 2.5)};
+    });
+    ASSERT_EQ(run(field), 1);
+    ASSERT_EQ(critical_num, 1);
+    EXPECT_EQ(labels(), "..");
+    EXPECT_EQ(critical_index[0].kind, -1.0);
+}
+
+TEST_F(Module, failing_calls_leave_nothing_behind) {
+    set_field(saddle(5, 4, 1.5, 1.25));
+    bool failed = true;
+    for (int n = 1; failed; ++n) {
+        reports.clear();
+        host::fail_call("", n);
+        const int result = run();
+        failed = host::call_failed();
+        host::fail_call("", 0);
+        EXPECT_EQ(reports.size(), result == 1 ? 0U : 1U) << "call " << n;
+        EXPECT_EQ(host::account().outstanding_arrays + host::account().open_accesses, 0) << "call " << n;
+    }
+    for (const char* text : {"coord", "connect", "point coord", "label", "point connect", ""}) {
+        static int n = 0;
+        host::create(instance, "out_field", host::Kind::field);
+        reports.clear();
+        host::fail_allocation(++n);
+        EXPECT_EQ(run(), *text ? 0 : 1);
+        host::fail_allocation(0);
+        EXPECT_EQ(reports, *text ? std::vector{text + std::string(" array is not allocated\n")} : reports);
+        EXPECT_EQ(nodes("out_field") == 0, *text != '\0');
+    }
+}
+
+}  // namespace
+}  // namespace zam::test
