@@ -1,0 +1,204 @@
+// Jacobian transform of vectors: turns a vector field on a curvilinear grid into one on the grid of its indices, where
+// tools for uniform grids, such as line integral convolution, can follow its streamlines.
+// Reads fld_in (coordinates and one float component of nspace values). Writes fld_out, a uniform field of the same
+// dims.
+#include "modules/zam/lic_jacobi.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <new>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/float_values.h"
+#include "modules/support/host_array.h"
+#include "modules/support/report.h"
+#include "modules/zam/index_space.h"
+
+namespace {
+
+using zam::FloatValues;
+using zam::HostArray;
+using zam::OutArray;
+
+constexpr zam::Reporter report{.label = "", .flags = 96};
+
+/// What each of these failures reads like.
+constexpr const char* kCannotGet = "DVJacobiTransVec_comp_func error: Can't get %s\n";
+
+// --- Input ---
+
+struct Input {
+    xp_long nnodes = 0;
+    int nspace = 0;
+    HostArray<float> coord;
+    double min = 0.0;  // range of the coordinates over all components
+    double max = 1.0;
+    std::vector<xp_long> dims;
+    std::optional<FloatValues> vectors;  // nnodes x nspace
+};
+
+/// Whether `size` values are enough for the nodes.
+bool is_enough(std::size_t size, const Input& input) {
+    return size / static_cast<std::size_t>(input.nspace) >= static_cast<std::size_t>(input.nnodes);
+}
+
+bool read_positions(OMobj_id field, Input& input) {
+    if (FLDget_nnodes(field, &input.nnodes) != 1 || input.nnodes < 0) return report.fail(kCannotGet, "fld_in_nnodes");
+    if (FLDget_nspace(field, &input.nspace) != 1 || input.nspace < 1) return report.fail(kCannotGet, "fld_in_nnspace");
+    if (FLDget_coord(field, input.coord.place(), input.coord.count_place(), ARR_READ) != 1 ||
+        !is_enough(input.coord.span().size(), input))
+        return report.fail(kCannotGet, "in_fld_coord, in_fld_size");
+    return true;
+}
+
+/// What cannot be read keeps its default.
+void read_range(OMobj_id field, Input& input) {
+    const OMobj_id coordinates = OMfind_subobj(field, OMstr_to_name("coordinates"), OM_OBJ_RD);
+    // deliberate: the field is tested, which was found, not its sub-object
+    if (OMvalid_obj(field) != 1) report.warn("DVJacobiTransVec_comp_func error: Can't get coordinates ID\n");
+    OMget_name_real_val(coordinates, OMstr_to_name("min"), &input.min);
+    OMget_name_real_val(coordinates, OMstr_to_name("max"), &input.max);
+}
+
+/// Whether a grid of these dims has that many nodes.
+bool make_up(std::span<const xp_long> dims, xp_long nnodes) {
+    xp_long product = 1;
+    for (const xp_long n : dims) {
+        if (n < 0 || (n > 0 && product > std::numeric_limits<xp_long>::max() / n)) return false;
+        product *= n;
+    }
+    return product == nnodes;
+}
+
+bool read_dims(OMobj_id field, Input& input) {
+    HostArray<xp_long> dims;
+    int ndim = 0;
+    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims) return report.fail(kCannotGet, "fld_in_dims");
+    if (ndim < 2) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
+    if (ndim < input.nspace) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension or nspace.\n");
+    input.dims.assign(dims.data(), dims.data() + ndim);
+    if (!make_up(input.dims, input.nnodes)) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
+    return true;
+}
+
+bool read_vectors(OMobj_id field, Input& input) {
+    int ncomp = 0;
+    if (FLDget_node_data_ncomp(field, &ncomp) != 1 || ncomp != 1)
+        return report.fail("fld_in_ncomp=%d. input ncomp must be 1 (veclen 2 or 3)\n", ncomp);
+    int veclen = 0;
+    if (FLDget_node_data_veclen(field, 0, &veclen) != 1 || veclen != input.nspace)
+        return report.fail("in_fld_veclen=%d. input veclen must be %d\n", veclen, input.nspace);
+    input.vectors = FloatValues::read(field, 0);
+    if (!input.vectors || !is_enough(input.vectors->span().size(), input))
+        return report.fail(kCannotGet, "fld_in node data");
+    return true;
+}
+
+std::optional<Input> read_input(OMobj_id instance) {
+    const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("fld_in"), OM_OBJ_RW);
+    Input input;
+    if (OMvalid_obj(field) != 1) {
+        report.fail(kCannotGet, "fld_in_id");
+        return std::nullopt;
+    }
+    if (!read_positions(field, input)) return std::nullopt;
+    read_range(field, input);
+    if (!read_dims(field, input) || !read_vectors(field, input)) return std::nullopt;
+    return input;
+}
+
+// --- Output ---
+
+struct Output {
+    OutArray<xp_long> dims;
+    OutArray<float> points;
+    OutArray<float> vectors;
+};
+
+std::optional<Output> allocate_output(const Input& input) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    Output out;
+    out.dims = OutArray<xp_long>::allocate(static_cast<xp_long>(input.dims.size()));
+    if (!out.dims) return fail("dims array is not allocated\n");
+    out.points = OutArray<float>::allocate(2 * xp_long{input.nspace});
+    if (!out.points) return fail("points array is not allocated\n");
+    out.vectors = OutArray<float>::allocate(input.nnodes * input.nspace);
+    if (!out.vectors) return fail("node data array is not allocated\n");
+    return out;
+}
+
+/// Gives the longest axis the length max - min.
+void fill_shape(const Input& input, const Output& out) {
+    std::ranges::copy(input.dims, out.dims.data());
+    const xp_long longest = *std::ranges::max_element(input.dims);
+    for (int axis = 0; axis < input.nspace; ++axis) {
+        const xp_long n = out.dims[axis];
+        // deliberate: n, not n - 1
+        const double length = longest > 0 ? static_cast<double>(n) * (input.max - input.min) / double(longest) : 0.0;
+        out.points[axis] = 0.0F;
+        out.points[input.nspace + axis] = static_cast<float>(length);
+    }
+}
+
+void transform(const Input& input, const Output& out) {
+    const auto& dims = input.dims;
+    const auto size = out.vectors.span().size();
+    const auto positions = input.coord.span().first(size);
+    const auto vectors = input.vectors->span().first(size);
+    if (dims.size() == 2 && input.nspace == 2) {
+        zam::to_index_space<2>({dims[0], dims[1]}, positions, vectors, out.vectors.span());
+    } else if (dims.size() == 3 && input.nspace == 3) {
+        zam::to_index_space<3>({dims[0], dims[1], dims[2]}, positions, vectors, out.vectors.span());
+    } else {
+        std::ranges::fill(out.vectors.span(), 0.0F);  // no Jacobian that could be inverted
+    }
+}
+
+bool write_field(OMobj_id field, const Input& input, Output& out) {
+    if (FLDset_ndim(field, static_cast<int>(input.dims.size())) != 1 || FLDset_dims(field, out.dims.data()) != 1 ||
+        FLDset_nspace(field, input.nspace) != 1)
+        return false;
+    if (FLDset_points(field, out.points.data(), out.points.size(), ARR_HOST_OWNS) != 1) return false;
+    out.points.release();
+    if (FLDset_node_data_veclen(field, 0, input.nspace) != 1) return false;
+    if (FLDset_node_data(field, 0, out.vectors.data(), DTYPE_FLOAT, out.vectors.size(), ARR_HOST_OWNS) != 1)
+        return false;
+    out.vectors.release();
+    return true;
+}
+
+int update(OMobj_id instance) {
+    const auto input = read_input(instance);
+    if (!input) return 0;
+    auto out = allocate_output(*input);
+    if (!out) return 0;
+    fill_shape(*input, *out);
+    transform(*input, *out);
+    if (!write_field(OMfind_subobj(instance, OMstr_to_name("fld_out"), OM_OBJ_RD), *input, *out))
+        return report.fail("DVJacobiTransVec_comp_func error: Can't set fld_out\n");
+    return 1;
+}
+
+}  // namespace
+
+int ZAMjacobiTransVec_comp_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        return update(instance);
+    } catch (const std::bad_alloc&) {
+        return report.fail("node data array is not allocated\n");
+    }
+}
+
+void MATvec2_mat3_multiply(float vector[2], const float matrix[9]) {
+    const float x = vector[0];
+    const float y = vector[1];
+    for (int k = 0; k < 2; ++k) vector[k] = x * matrix[k] + y * matrix[3 + k] + matrix[6 + k];
+}

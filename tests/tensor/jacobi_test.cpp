@@ -1,0 +1,214 @@
+// The Jacobian transform: against its description node by node, on grids with a known answer, and as a module.
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+#include "modules/zam/index_space.h"
+#include "modules/zam/lic_jacobi.h"
+#include "tests/support/module_test.h"
+
+namespace zam::test {
+namespace {
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+/// One node after the other, with the host's matrix operations.
+template <int N>
+std::vector<float> plain_transform(const std::array<xp_long, N>& dims, const std::vector<float>& positions,
+                                   const std::vector<float>& vectors) {
+    constexpr int kSide = N + 1;
+    std::vector<float> result = vectors;
+    const auto nodes = static_cast<xp_long>(vectors.size()) / N;
+    for (xp_long node = 0; node < nodes; ++node) {
+        std::array<float, kSide * kSide> matrix{};
+        matrix.back() = 1;
+        xp_long stride = 1;
+        for (std::size_t d = 0; d < N; stride *= dims[d], ++d) {
+            const xp_long index = node / stride % dims[d];
+            for (std::size_t c = 0; c < N; ++c) {
+                const auto at = [&](xp_long n) { return positions[static_cast<std::size_t>(n * N) + c]; };
+                float sum = 0;
+                float count = 0;
+                if (index > 0) sum += at(node) - at(node - stride), ++count;
+                if (index < dims[d] - 1) sum += at(node + stride) - at(node), ++count;
+                matrix[d * kSide + c] = count > 0 ? sum / count : (c == d ? 1.0F : 0.0F);
+            }
+        }
+        float* vector = result.data() + node * N;
+        const int invertible =
+            N == 2 ? MATmat3_inverse(matrix.data(), matrix.data()) : MATmat4_inverse(matrix.data(), matrix.data());
+        if (invertible != 1) std::fill_n(vector, N, 0.0F);
+        if (invertible == 1 && N == 2) MATvec2_mat3_multiply(vector, matrix.data());
+        if (invertible == 1 && N == 3) MATvec3_mat4_multiply(vector, matrix.data());
+    }
+    return result;
+}
+
+/// A grid bent at random, of cells as different in size as `stretch` says; every 50th node lies on its neighbour.
+template <int N>
+void expect_same_bits(const std::array<xp_long, N>& dims, float stretch) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> shift(-0.4F, 0.4F);
+    std::vector<float> positions;
+    std::vector<float> vectors;
+    xp_long nodes = 1;
+    for (const xp_long n : dims) nodes *= n;
+    for (xp_long node = 0; node < nodes; ++node) {
+        xp_long stride = 1;
+        for (std::size_t c = 0; c < N; stride *= dims[c], ++c) {
+            const auto index = static_cast<float>(node / stride % dims[c]);
+            const bool fold = node % 50 == 49;
+            positions.push_back(fold ? positions[positions.size() - N]
+                                     : std::pow(stretch, index) * (index + shift(random)));
+            vectors.push_back(shift(random));
+        }
+    }
+    std::vector<float> result(vectors.size(), kNan);
+    to_index_space<N>(dims, positions, vectors, result);
+    const auto expected = plain_transform<N>(dims, positions, vectors);
+    std::size_t different = 0;
+    for (std::size_t k = 0; k < result.size(); ++k)
+        different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;
+    EXPECT_EQ(different, 0U) << "of " << result.size();
+}
+
+TEST(IndexSpace, HasTheBitsOfTheDescriptionNodeByNode) {
+    for (const auto& dims : std::vector<std::array<xp_long, 2>>{{300, 41}, {1, 7}, {7, 1}, {2, 2}, {1, 1}, {128, 3}}) {
+        expect_same_bits<2>(dims, 1.0F);
+        expect_same_bits<2>(dims, 1.05F);
+    }
+    for (const auto& dims :
+         std::vector<std::array<xp_long, 3>>{{33, 21, 19}, {1, 9, 8}, {9, 1, 8}, {9, 8, 1}, {2, 3, 2}, {260, 2, 2}}) {
+        expect_same_bits<3>(dims, 1.0F);
+        expect_same_bits<3>(dims, 1.1F);
+    }
+}
+
+class Jacobi : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        out = host::create(instance, "fld_out", host::Kind::field);
+    }
+    int update() const { return ZAMjacobiTransVec_comp_func(instance, 0, 0); }
+    /// A 2 x 2 grid of a unit square with the vector (1, 2) everywhere.
+    static FieldContents square() { return {{2, 2}, 0, 2, {0, 0, 1, 0, 0, 1, 1, 1}, 2, {1, 2, 1, 2, 1, 2, 1, 2}}; }
+
+    OMobj_id out{};
+};
+
+TEST_F(Jacobi, DividesByTheSpacingAndScalesTheLongestAxis) {
+    // i runs along y, j along x, and there is one node along k
+    make_field("fld_in", {{3, 2, 1},
+                          0,
+                          3,
+                          {-1, 0, 5, -1, .5, 5, -1, 1, 5, 3, 0, 5, 3, .5, 5, 3, 1, 5},
+                          3,
+                          {1, 2, 3, 1, 2, 3, 1, 2, 3, 4, 5, 6, 4, 5, 6, 4, 5, 6}});
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out, 0), (std::vector<float>{4, .25, 3, 4, .25, 3, 4, .25, 3, 10, 1, 6, 10, 1, 6, 10, 1, 6}));
+    EXPECT_EQ(positions(out, FLDget_points), (std::vector<float>{0, 0, 0, 6, 4, 2}));
+    int nspace = 0;
+    EXPECT_TRUE(FLDget_nspace(out, &nspace) == 1 && nspace == 3);
+}
+
+TEST_F(Jacobi, GivesZeroVectorsWhereThereIsNoInverse) {
+    struct Case {
+        const char* name;
+        FieldContents contents;
+        std::vector<float> expected;
+    };
+    const auto with = [](std::size_t place, float value) {
+        auto contents = square();
+        contents.coord[place] = value;
+        return contents;
+    };
+    auto hostile = square();
+    hostile.values = {kNan, 2, 1, 2, 1, 2, 1, 2};
+    const std::vector<float> none(8, 0.0F);
+    const std::vector<Case> cases{
+        {"a position that is no number reaches its neighbours", with(1, kNan), {0, 0, 0, 0, 0, 0, 1, 2}},
+        {"infinity too", with(0, -HUGE_VALF), {0, 0, 0, 0, 0, 0, 1, 2}},
+        {"cells without area", {{2, 2}, 0, 2, {0, 0, 1, 1, 2, 2, 3, 3}, 2, square().values}, none},
+        {"an inverse beyond floats", {{2, 2}, 0, 2, {0, 0, 1e-40F, 0, 0, 1, 1e-40F, 1}, 2, square().values}, none},
+        {"a plane in three dimensions", {{2, 2, 1}, 0, 2, square().coord, 2, square().values}, none},
+        {"four dimensions",
+         {{2, 2, 1, 1}, 0, 3, std::vector<float>(12, 1), 3, std::vector<float>(12, 1)},
+         std::vector<float>(12, 0.0F)},
+        {"no nodes", {{2, 0}, 0, 2, {}, 2, {}}, {}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        make_field("fld_in", c.contents);
+        if (c.contents.coord.empty())
+            FLDset_coord(host::find(instance, "fld_in"), handed<float>(std::vector<float>()), 0, ARR_HOST_OWNS);
+        if (c.contents.values.empty())
+            FLDset_node_data(host::find(instance, "fld_in"), 0, handed<float>(std::vector<float>()), DTYPE_FLOAT, 0,
+                             ARR_HOST_OWNS);
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(values(out, 0), c.expected);
+    }
+    make_field("fld_in", hostile);
+    EXPECT_EQ(update(), 1);
+    EXPECT_TRUE(std::isnan(values(out, 0)[0]) && values(out, 0)[2] == 1);
+}
+
+TEST_F(Jacobi, SaysWhatDoesNotFitAndLeavesTheOutput) {
+    const auto changed = [](auto&& change) {
+        auto contents = square();
+        change(contents);
+        return contents;
+    };
+    using C = FieldContents;
+    const std::pair<C, const char*> cases[] = {
+        {changed([](C& c) { c.nspace = 0; }), "DVJacobiTransVec_comp_func error: Can't get fld_in_nnspace\n"},
+        {changed([](C& c) { c.coord.clear(); }),
+         "DVJacobiTransVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
+        {changed([](C& c) { c.coord.pop_back(); }),
+         "DVJacobiTransVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
+        {changed([](C& c) { c.dims.clear(), c.nnodes = 4; }),
+         "DVJacobiTransVec_comp_func error: Can't get fld_in_dims\n"},
+        {changed([](C& c) { c.dims = {4}; }), "DVJacobiTransVec_comp_func error: Wrong dimension.\n"},
+        {changed([](C& c) { c.nspace = 3, c.coord.resize(12); }),
+         "DVJacobiTransVec_comp_func error: Wrong dimension or nspace.\n"},
+        {changed([](C& c) { c.veclen = 0, c.values.clear(); }),
+         "fld_in_ncomp=0. input ncomp must be 1 (veclen 2 or 3)\n"},
+        {changed([](C& c) { c.veclen = 3, c.values.resize(12); }), "in_fld_veclen=3. input veclen must be 2\n"},
+        {changed([](C& c) { c.values.clear(); }), "DVJacobiTransVec_comp_func error: Can't get fld_in node data\n"},
+        {changed([](C& c) { c.values.pop_back(); }), "DVJacobiTransVec_comp_func error: Can't get fld_in node data\n"},
+    };
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(reports, std::vector<std::string>{"DVJacobiTransVec_comp_func error: Can't get fld_in_id\n"});
+    const int before = host::stamp(out);
+    for (const auto& [contents, message] : cases) {
+        reports.clear();
+        make_field("fld_in", contents);
+        EXPECT_EQ(update(), 0);
+        EXPECT_EQ(reports, std::vector<std::string>{message});
+    }
+    FLDset_node_data_ncomp(make_field("fld_in", square()), 2);
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(reports.back(), "fld_in_ncomp=2. input ncomp must be 1 (veclen 2 or 3)\n");
+    EXPECT_EQ(host::stamp(out), before);
+}
+
+TEST_F(Jacobi, ConvertsOtherTypesAndSurvivesAnyFailingCall) {
+    make_field<double>("fld_in", square());
+    EXPECT_EQ(update(), 1);
+    EXPECT_EQ(values(out, 0), square().values);
+    make_field<std::int16_t>("fld_in", square());
+    fail_in_turn([this] { return update(); });
+    EXPECT_EQ(values(out, 0), square().values);
+}
+
+TEST(Vec2Mat3, TakesAPointAsARowAndAddsTheTranslation) {
+    float point[2] = {2, 3};
+    const float matrix[9] = {1, 10, 7, 100, 1000, 7, 0.5F, 0.25F, 7};
+    MATvec2_mat3_multiply(point, matrix);
+    EXPECT_EQ(point[0], 302.5F);
+    EXPECT_EQ(point[1], 3020.25F);
+}
+
+}  // namespace
+}  // namespace zam::test

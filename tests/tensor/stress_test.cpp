@@ -1,0 +1,226 @@
+// Principal stresses: tensors with a known answer, accuracy beside another solver, and the module.
+#include <Eigen/Eigenvalues>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "modules/zam/princStrVec.h"
+#include "modules/zam/principal_stress.h"
+#include "tests/support/module_test.h"
+
+namespace zam::test {
+namespace {
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+struct Principal {
+    std::vector<float> values, axes;
+};
+
+Principal solve(const std::vector<float>& tensors) {
+    Principal result{std::vector<float>(tensors.size() / 2, kNan), std::vector<float>(tensors.size() / 6 * 9, kNan)};
+    principal_stresses(tensors, result.values, result.axes);
+    return result;
+}
+
+TEST(PrincipalStress, KnownTensors) {
+    struct Case {
+        const char* name;
+        std::vector<float> tensor, values, axes;
+    };
+    const float h = std::sqrt(0.5F);
+    const std::vector<float> zero3(3, 0.0F);
+    const std::vector<float> zero9(9, 0.0F);
+    const std::vector<float> unit{1, 0, 0, 0, 1, 0, 0, 0, 1};
+    const std::vector<Case> cases{
+        {"diagonal is sorted", {3, 1, 2, 0, 0, 0}, {3, 2, 1}, {1, 0, 0, 0, 0, 1, 0, 1, 0}},
+        {"equal values keep their place", {2, 2, 2, 0, 0, 0}, {2, 2, 2}, unit},
+        {"the first of equal values leads", {1, 3, 3, 0, 0, 0}, {3, 3, 1}, {0, 1, 0, 0, 0, 1, 1, 0, 0}},
+        {"shear xy", {0, 0, 0, 5, 0, 0}, {5, 0, -5}, {h, h, 0, 0, 0, 1, h, -h, 0}},
+        {"shear yz", {0, 0, 0, 0, 5, 0}, {5, 0, -5}, {0, h, h, 1, 0, 0, 0, h, -h}},
+        {"shear zx", {0, 0, 0, 0, 0, 5}, {5, 0, -5}, {h, 0, h, 0, 1, 0, h, 0, -h}},
+        {"zero", {0, 0, 0, 0, 0, 0}, zero3, zero9},
+        {"the sum cancels", {1, -1, 0, 0, 0, 0}, zero3, zero9},
+        {"the sum cancels in float", {1e8F, 1, -1e8F, 0, 0, 0}, zero3, zero9},
+        {"not a number", {1, 0, 0, 0, kNan, 0}, zero3, zero9},
+        {"infinite", {kInfinity, 1, 2, 0, 0, 0}, zero3, zero9},
+        {"beyond floats", {3e38F, 3e38F, 3e38F, 3e38F, 3e38F, 3e38F}, {kInfinity, 0, 0}, {}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto result = solve(c.tensor);
+        for (std::size_t k = 0; k < 3; ++k) {
+            if (c.name == std::string("beyond floats") && k > 0) continue;  // noise of 3e38 in double
+            EXPECT_FLOAT_EQ(result.values[k], c.values[k]);
+        }
+        if (c.axes.empty()) continue;
+        for (std::size_t axis = 0; axis < 3; ++axis) {  // either sense is right
+            const auto dot = [&](const std::vector<float>& a, const std::vector<float>& b) {
+                return a[3 * axis] * b[3 * axis] + a[3 * axis + 1] * b[3 * axis + 1] +
+                       a[3 * axis + 2] * b[3 * axis + 2];
+            };
+            EXPECT_NEAR(std::fabs(dot(result.axes, c.axes)), dot(c.axes, c.axes), 1e-7);
+        }
+    }
+}
+
+/// Families of tensors that solvers find hard, a thousand of each.
+std::vector<float> hard_tensors() {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> u(-1, 1);
+    std::vector<float> tensors;
+    const auto add = [&](std::array<float, 6> t) { tensors.insert(tensors.end(), t.begin(), t.end()); };
+    const auto shake = [&](float by) { return by * u(random); };
+    for (int n = 0; n < 1000; ++n) {
+        const float a = u(random), b = u(random), c = u(random);
+        const float huge = std::pow(10.0F, 20 * u(random));
+        add({a, b, c, u(random), u(random), u(random)});
+        add({huge * a, huge * b, huge * c, huge * u(random), huge * u(random), huge * u(random)});
+        add({1 + shake(1e-6F), 1 + shake(1e-6F), 1 + shake(1e-6F), shake(1e-6F), shake(1e-6F), shake(1e-6F)});
+        add({1, 1, 1 + shake(.5F), shake(1e-7F), shake(1e-7F), shake(1e-7F)});
+        add({a * a, b * b, c * c, a * b, b * c, c * a});
+        add({a, 1e-4F * b, 1e-8F * c, 1e-2F * u(random), 1e-6F * u(random), 1e-4F * u(random)});
+        add({a, a, a, b, b, b});
+        add({1e-30F * a, 1e-30F * b, 1e30F * c, 1e-30F * u(random), u(random), u(random)});
+    }
+    return tensors;
+}
+
+TEST(PrincipalStress, IsAsAccurateAsFloatsAre) {
+    const auto tensors = hard_tensors();
+    const auto result = solve(tensors);
+    double worst_residual = 0;
+    double worst_value = 0;
+    double worst_angle = 0;
+    for (std::size_t n = 0; n < tensors.size() / 6; ++n) {
+        const Eigen::Vector<double, 6> t = Eigen::Map<const Eigen::Vector<float, 6>>(&tensors[6 * n]).cast<double>();
+        Eigen::Matrix3d a;
+        a << t[0], t[3], t[5], t[3], t[1], t[4], t[5], t[4], t[2];
+        const Eigen::Vector3d values = Eigen::Map<const Eigen::Vector3f>(&result.values[3 * n]).cast<double>();
+        const Eigen::Matrix3d axes = Eigen::Map<const Eigen::Matrix3f>(&result.axes[9 * n]).cast<double>();
+        const Eigen::Vector3d expected = Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d>(a).eigenvalues().reverse();
+        worst_residual =
+            std::max(worst_residual, (a * axes - axes * values.asDiagonal()).colwise().norm().maxCoeff() / a.norm());
+        worst_value = std::max(worst_value, (values - expected).norm() / a.norm());
+        worst_angle =
+            std::max(worst_angle, (axes.transpose() * axes - Eigen::Matrix3d::Identity()).cwiseAbs().maxCoeff());
+    }
+    EXPECT_LE(worst_residual, 1e-7);
+    EXPECT_LE(worst_value, 6e-8);
+    EXPECT_LE(worst_angle, 1.5e-7);
+}
+
+TEST(PrincipalStress, DoesNotDependOnTheTensorsAround) {
+    const auto tensors = hard_tensors();
+    const auto together = solve(tensors);
+    for (std::size_t n = 0; n < 200; ++n) {
+        const auto alone = solve({tensors.begin() + static_cast<std::ptrdiff_t>(6 * n),
+                                  tensors.begin() + static_cast<std::ptrdiff_t>(6 * n + 6)});
+        EXPECT_TRUE(std::equal(alone.values.begin(), alone.values.end(), &together.values[3 * n]));
+        EXPECT_TRUE(std::equal(alone.axes.begin(), alone.axes.end(), &together.axes[9 * n]));
+    }
+}
+
+class Stress : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        out = host::create(instance, "fld_out", host::Kind::field);
+        for (const char* name : {"minPstress", "MaxPstress"}) {
+            host::create(instance, name, host::Kind::real);
+            OMset_name_real_val(instance, OMstr_to_name(name), 77);
+        }
+    }
+    int update() const { return ZAMprincStrVec_comp_func(instance, 0, 0); }
+    void set_switch(int value) const {
+        host::create(instance, "fld_switch", host::Kind::integer);
+        OMset_name_int_val(instance, OMstr_to_name("fld_switch"), value);
+    }
+    double real(const char* name) const {
+        double value = 0;
+        OMget_name_real_val(instance, OMstr_to_name(name), &value);
+        return value;
+    }
+    static FieldContents solid() { return {{}, 2, 3, {1, 2, 3, 4, 5, 6}, 6, {3, 1, 2, 0, 0, 0, -7, 0, 0, 0, 0, 0}}; }
+    static FieldContents plate() { return {{}, 1, 2, {8, 9}, 6, {5, 4, 3, 0, 0, 0}}; }
+
+    OMobj_id out{};
+};
+
+TEST_F(Stress, WritesValuesDirectionsAndTheirRange) {
+    const float xform[16] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 5, 6, 7, 1};
+    FLDset_xform(make_field("fld_in", solid()), xform);
+    make_field<double>("fld2_in", plate());
+    ASSERT_EQ(update(), 1);  // without a switch: fld_in
+    EXPECT_EQ(values(out, 0), (std::vector<float>{3, 2, 1, 0, 0, -7}));
+    EXPECT_EQ(values(out, 1), (std::vector<float>{1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 1, 0, 0, 0, 1, 1, 0, 0}));
+    EXPECT_EQ(positions(out, FLDget_coord), solid().coord);
+    EXPECT_TRUE(real("minPstress") == -7 && real("MaxPstress") == 3);
+    float written[16] = {};
+    FLDget_xform(out, written);
+    EXPECT_TRUE(std::equal(xform, xform + 16, written));
+
+    for (const auto& [value, expected] : {std::pair{0, 5.0}, {1, 3.0}, {-1, 3.0}}) {
+        set_switch(value);
+        ASSERT_EQ(update(), 1);
+        EXPECT_EQ(real("MaxPstress"), expected);
+        EXPECT_EQ(positions(out, FLDget_coord), value == 0 ? std::vector<float>({8, 9, 0}) : solid().coord);
+    }
+    make_field("fld_in", plate());  // two dimensions come from either input
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{8, 9, 0}));
+}
+
+TEST_F(Stress, StopsAsDescribed) {
+    const auto changed = [](auto&& change) {
+        auto contents = solid();
+        change(contents);
+        return contents;
+    };
+    using C = FieldContents;
+    const std::pair<C, const char*> cases[] = {
+        {changed([](C& c) { c.nspace = 0; }), "in princStrVec_comp_func error: Can't get in_fld_nnspace\n"},
+        {changed([](C& c) { c.coord.clear(); }),
+         "in princStrVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
+        {changed([](C& c) { c.coord.pop_back(); }),
+         "in princStrVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
+        {changed([](C& c) { c.veclen = 0, c.values.clear(); }), "in_fld_ncomp=0. input ncomp must be 1 (veclen 6)\n"},
+        {changed([](C& c) { c.veclen = 5; }), nullptr},
+        {changed([](C& c) { c.values.pop_back(); }), "in princStrVec_comp_func error: Can't get in_fld node data\n"}};
+    const int before = host::stamp(out);
+    for (const int field_switch : {0, 1}) {
+        set_switch(field_switch);
+        reports.clear();
+        EXPECT_EQ(update(), 0);
+        EXPECT_EQ(reports, std::vector<std::string>{"in princStrVec_comp_func error: Can't get in_fld_id\n"});
+        const char* name = field_switch == 0 ? "fld2_in" : "fld_in";
+        for (const auto& [contents, message] : cases) {
+            reports.clear();
+            make_field(name, contents);
+            EXPECT_EQ(update(), 0);
+            EXPECT_EQ(reports, message ? std::vector<std::string>{message} : std::vector<std::string>());
+        }
+        reports.clear();
+        make_field(name, solid());
+        host::fail_call("FLDget_nnodes", 1);
+        EXPECT_EQ(update(), 0);
+        const std::vector<std::string> second{"in princStrVec_comp_func error: Can't get in_fld_nnodes\n"};
+        EXPECT_EQ(reports, field_switch == 0 ? second : std::vector<std::string>());
+    }
+    EXPECT_EQ(host::stamp(out), before);
+    EXPECT_EQ(real("minPstress"), 77);
+    make_field("fld_in", solid());
+    fail_in_turn([this] { return update(); });
+}
+
+TEST_F(Stress, WithoutNodesKeepsTheRange) {
+    const OMobj_id field = make_field("fld_in", {{}, 0, 3, {}, 6, {}});
+    FLDset_coord(field, handed<float>(std::vector<float>()), 0, ARR_HOST_OWNS);
+    FLDset_node_data(field, 0, handed<float>(std::vector<float>()), DTYPE_FLOAT, 0, ARR_HOST_OWNS);
+    EXPECT_EQ(update(), 1);
+    EXPECT_TRUE(real("minPstress") == 77 && real("MaxPstress") == 77);
+}
+
+}  // namespace
+}  // namespace zam::test
