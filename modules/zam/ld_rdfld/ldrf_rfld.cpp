@@ -49,8 +49,8 @@ public:
     bool get_text(const char* name, std::string& text) const {
         char* value = nullptr;
         if (OMget_name_str_val(instance_, OMstr_to_name(name), &value, 0) != 1 || value == nullptr) return false;
+        const std::unique_ptr<char, decltype(&std::free)> owner(value, std::free);
         text = value;
-        std::free(value);
         return true;
     }
     bool get_pointer(const char* name, void*& value) const {
