@@ -201,7 +201,7 @@ TEST(CommandLine, OptionsOfRun) {
         {"--set s.none=1", 2, "--set s.none=1: test_scale has no parameter none\n", ""},
         {"--set s.factor=many", 2, "--set s.factor=many: a whole number is expected, not a text\n", ""},
         {"--write x=s.scaled", 2,
-         "--write x=s.scaled: files end in .png .json .raw .vti .vtr .vts or .vtu, not in \"\"\n", ""},
+         "--write x=s.scaled: files end in .png .svg .json .raw .vti .vtr .vts or .vtu, not in \"\"\n", ""},
         {"--log none/log", 2, "zam: error: cannot write the log none/log\n", ""},
         {"--loop -1", 2, "zam: error: --loop: Value -1 not in range 0.000000 to 10000000.000000; see zam --help\n", ""},
         {"--fail-allocation 0", 2,
