@@ -7,6 +7,7 @@
 
 #include "contract/fld.h"
 #include "embedded/host_state.h"
+#include "embedded/limits.h"
 
 namespace zam::host {
 namespace {
@@ -33,12 +34,16 @@ constexpr Box kNothing = [] {
     return box;
 }();
 
-/// Box of `count` positions of `nspace` floats.
+/// Box of `count` positions of `nspace` floats. Values that are not finite do not count.
 Box positions_box(const float* positions, xp_long count, int nspace) {
-    Box box = kNothing;
-    for (int k = 0; k < nspace; ++k) {
-        const auto component = static_cast<std::size_t>(k);
-        extend(positions + k, count, nspace, box.minimum[component], box.maximum[component]);
+    LaneLimits<float> lanes;
+    lanes.take(positions, static_cast<std::size_t>(count * nspace),
+               [](float value) { return std::fabs(value) <= std::numeric_limits<float>::max(); });
+    Box box;
+    const auto components = static_cast<std::size_t>(nspace);
+    for (std::size_t k = 0; k < components; ++k) {
+        box.minimum[k] = lanes.minimum(k, components);
+        box.maximum[k] = lanes.maximum(k, components);
     }
     return box;
 }

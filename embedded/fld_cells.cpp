@@ -28,7 +28,7 @@ CellSetPlace find_cell_set(OMobj_id handle) {
 void add_cell_set(Object& field, const CellType* type) {
     Store& store = state().store;
     auto& list = field.part<Field>()->cell_sets;
-    list.reserve(list.size() + 1);
+    make_room(list);
     auto cells = std::make_unique<CellSet>();
     cells->type = type;
     const std::string name = "cell_set[" + std::to_string(list.size()) + "]";
@@ -41,7 +41,7 @@ void set_count(Object& field, std::size_t count) {
     while (list.size() > count) {
         Object* last = list.back();
         list.pop_back();
-        state().store.end(*last);
+        state().store.end(*last, &field);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "contract/fld.h"
 #include "embedded/field.h"
 #include "embedded/host_state.h"
+#include "embedded/limits.h"
 
 namespace zam::host {
 namespace {
@@ -13,51 +14,21 @@ namespace {
 constexpr int kMostComponents = 1 << 16;
 constexpr int kMostVeclen = 1 << 24;
 
-/// Smallest and largest of `count` values, those equal to `null` left out. Several lanes at a time, since minimum and
-/// maximum do not depend on the order; comparisons leave out what is not a number.
-template <class T>
-bool find_limits(const T* values, xp_long count, const T* null, T& minimum, T& maximum) {
-    constexpr std::size_t kLanes = 16;
-    constexpr bool kReal = std::numeric_limits<T>::has_infinity;
-    constexpr T kHigh = kReal ? std::numeric_limits<T>::infinity() : std::numeric_limits<T>::max();
-    constexpr T kLow = kReal ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::lowest();
-    std::array<T, kLanes> low;
-    std::array<T, kLanes> high;
-    low.fill(kHigh);
-    high.fill(kLow);
-    const auto total = static_cast<std::size_t>(count);
-    std::size_t done = 0;
-    if (!null) {
-        for (; done + kLanes <= total; done += kLanes) {
-            for (std::size_t k = 0; k < kLanes; ++k) {
-                const T value = values[done + k];
-                low[k] = value < low[k] ? value : low[k];
-                high[k] = value > high[k] ? value : high[k];
-            }
-        }
-    }
-    for (; done < total; ++done) {
-        const T value = values[done];
-        if (null && value == *null) continue;
-        low[0] = value < low[0] ? value : low[0];
-        high[0] = value > high[0] ? value : high[0];
-    }
-    minimum = *std::min_element(low.begin(), low.end());
-    maximum = *std::max_element(high.begin(), high.end());
-    return minimum <= maximum;
-}
-
 std::optional<Limits> compute_limits(const Component& component) {
     const Array& values = component.values;
     return with_element_type(values.type, [&](auto zero) -> std::optional<Limits> {
         using T = decltype(zero);
+        LaneLimits<T> lanes;
+        const auto* first = values.as<const T>();
+        const auto count = static_cast<std::size_t>(values.count);
         const auto null = component.has_null ? component.null_value.to<T>() : std::nullopt;
-        T minimum = zero;
-        T maximum = zero;
-        if (!find_limits(values.as<const T>(), values.count, null ? &*null : nullptr, minimum, maximum)) {
-            return std::nullopt;
+        if (null) {
+            lanes.take(first, count, [null = *null](T value) { return value != null; });
+        } else {
+            lanes.take(first, count, [](T) { return true; });
         }
-        return Limits{Number(minimum), Number(maximum)};
+        if (!(lanes.minimum() <= lanes.maximum())) return std::nullopt;
+        return Limits{Number(lanes.minimum()), Number(lanes.maximum())};
     });
 }
 

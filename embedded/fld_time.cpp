@@ -31,12 +31,14 @@ const Template* find_template(const char* name) {
     return found != std::end(kTemplates) ? found : nullptr;
 }
 
-void set_nsteps(Field& field, std::size_t count) {
+void set_nsteps(Object& object, std::size_t count) {
+    Store& store = state().store;
+    Field& field = *object.part<Field>();
     while (field.steps.size() > count) {
         const Step last = field.steps.back();
         field.steps.pop_back();
-        if (last.coordinates) state().store.end(*last.coordinates);
-        if (last.node_data) state().store.end(*last.node_data);
+        if (last.coordinates) store.end(*last.coordinates, &object);
+        if (last.node_data) store.end(*last.node_data, &object);
     }
     field.steps.resize(count);
     if (field.time_values.size() > count) field.time_values.resize(count);
@@ -72,13 +74,17 @@ int give_step(const char* operation, OMobj_id handle, int step, Object* Step::*p
     });
 }
 
-/// A new field below `parent`. One of the same name gives its place up; it stays for what refers to it, so that a
-/// reader that fails half-way leaves its output as it was.
+/// A new field below `parent`. A field of the same name gives its place up; it stays for what refers to it, so that a
+/// reader that fails half-way leaves its output as it was. Any other object of that name becomes the field.
 Object& create_field(Object& parent, OMobj_name name, int grid_type) {
     Store& store = state().store;
     Object* old = store.child(parent.id, name);
     auto value = std::make_unique<Field>();
     value->shape.declared_type = grid_type;
+    if (old && !old->part<Field>()) {
+        store.replace(*old, std::move(value));
+        return *old;
+    }
     Object& field = store.add(&parent, name, std::move(value), old == nullptr);
     if (old) store.supersede(*old, field);
     return field;
@@ -93,7 +99,7 @@ int FLDset_time_nsteps(OMobj_id field, int nsteps) {
     return status(__func__, [&] {
         Object* object = state().store.resolve(field);
         if (!object || !object->part<Field>() || nsteps < 0 || nsteps > kMostSteps) return false;
-        set_nsteps(*object->part<Field>(), static_cast<std::size_t>(nsteps));
+        set_nsteps(*object, static_cast<std::size_t>(nsteps));
         state().store.touch(*object);
         return true;
     });

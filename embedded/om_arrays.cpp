@@ -50,7 +50,7 @@ bool resize_elements(Object& list, xp_long count) {
     if (count > kMostElements) return false;
     Store& store = state().store;
     const auto size = static_cast<std::size_t>(count);
-    while (list.children.size() > size) store.end(*list.children.back());
+    while (list.children.size() > size) store.end(*list.children.back(), &list);
     while (list.children.size() < size) {
         auto value = make_value(list.get<Elements>()->kind, Kind::field);
         if (!value) return false;

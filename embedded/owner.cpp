@@ -44,7 +44,7 @@ OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_
 
 void destroy(OMobj_id object) {
     Object* found = state().store.find(object);
-    if (found && found != &state().store.root()) state().store.end(*found);
+    if (found && found != &state().store.root() && !is_part(*found)) state().store.end(*found, nullptr);
 }
 
 Kind kind(OMobj_id object) {

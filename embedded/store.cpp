@@ -67,6 +67,11 @@ std::optional<Value> make_value(Kind kind, Kind element_kind) {
     }
 }
 
+bool is_part(const Object& object) {
+    const Kind kind = kind_of(object.value);
+    return kind == Kind::cell_set || kind == Kind::time_step;
+}
+
 // --- Names ---
 
 bool is_object_name(std::string_view name) { return !name.empty() && name.find_first_of(".[]") == name.npos; }
@@ -154,10 +159,10 @@ std::string Store::path(const Object& object) const {
 
 Object& Store::add(Object* parent, OMobj_name name, Value value, bool listed) {
     auto fresh = std::make_unique<Object>();
-    if (listed) parent->children.reserve(parent->children.size() + 1);
+    if (listed) make_room(parent->children);
     if (free_slots_.empty()) {
         slots_.emplace_back();
-        free_slots_.reserve(slots_.size());  // so that ending an object needs no memory
+        free_slots_.reserve(slots_.capacity());  // so that ending an object needs no memory
         free_slots_.push_back(slots_.size() - 1);
     }
     const std::size_t place = free_slots_.back();
@@ -196,17 +201,16 @@ void Store::replace(Object& object, Value value) {
 
 void Store::supersede(Object& old, Object& fresh) {
     Object* parent = old.parent;
-    fresh.parent = parent;
     std::replace(parent->children.begin(), parent->children.end(), &old, &fresh);
     old.parent = nullptr;
-    if (old.referrers == 0) end(old);
+    if (old.referrers == 0) end(old, &fresh);
 }
 
-void Store::end(Object& object) {
+void Store::end(Object& object, const Object* keep) {
     if (object.parent) remove(object.parent->children, &object);
     std::vector<OMobj_id> abandoned;
     retire(object, abandoned);
-    finish(abandoned, nullptr);
+    finish(abandoned, keep);
 }
 
 void Store::end_below(Object& object, std::vector<OMobj_id>& abandoned) {
@@ -227,7 +231,8 @@ void Store::abandon(Object& holder, std::vector<OMobj_id>& abandoned) {
     if (!holder.refers_to) return;
     Object* target = find(*std::exchange(holder.refers_to, std::nullopt));
     if (!target || --target->referrers > 0 || is_within(&holder, *target)) return;
-    if (holder.owns_target || (!target->parent && target != root_)) abandoned.push_back(target->id);
+    const bool held = target->parent || target == root_;
+    if (!is_part(*target) && (holder.owns_target || !held)) abandoned.push_back(target->id);
 }
 
 void Store::finish(std::vector<OMobj_id>& abandoned, const Object* keep) {

@@ -61,6 +61,15 @@ struct Object {
     }
 };
 
+/// Makes sure that the next push_back() needs no memory.
+template <class T>
+void make_room(std::vector<T>& list) {
+    if (list.size() == list.capacity()) list.reserve(2 * list.size() + 4);
+}
+
+/// Whether an object is a cell set or a step: these belong to their field and end with it only.
+bool is_part(const Object& object);
+
 /// Whether a name can stand in a path: not empty, without dots and brackets.
 bool is_object_name(std::string_view name);
 
@@ -94,10 +103,10 @@ public:
     Object& add(Object* parent, OMobj_name name, Value value, bool listed = true);
     /// Gives an object a new value; everything below it ends.
     void replace(Object& object, Value value);
-    /// Puts an object without parent in the place of a child: that one stays for what refers to it, or ends.
+    /// Puts an object in the place of a child of its parent: that one stays for what refers to it, or ends.
     void supersede(Object& old, Object& fresh);
-    /// Ends an object and everything below it.
-    void end(Object& object);
+    /// Ends an object, everything below it, and what these owned. `keep` and what it is part of outlives that.
+    void end(Object& object, const Object* keep);
 
     /// Makes `object` refer to `target`, or to nothing. False when that would be a circle.
     bool refer(Object& object, Object* target);

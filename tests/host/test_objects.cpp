@@ -155,6 +155,17 @@ TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
     ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
     destroy(out);
     EXPECT_EQ(OMvalid_obj(second), 0);
+    // what the replaced field owned may not take the new one with it
+    const OMobj_id owner = create(first, "owner", Kind::unset);
+    OMset_obj_ref_mode(owner, 1);
+    const OMobj_id owned = create(root(), "owned", Kind::group);
+    OMset_obj_ref(owner, owned);
+    const OMobj_id back = create(owned, "back", Kind::unset);
+    OMset_obj_ref_mode(back, 1);
+    OMset_obj_ref(back, module);
+    ASSERT_EQ(FLDcreate(module, &second, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
+    EXPECT_EQ(path(second), "module.Output_Field");
+    EXPECT_EQ(OMvalid_obj(owned), 0);
     EXPECT_EQ(FLDcreate(module, &first, 0, "x", "Mesh_Round Node_Data"), 0);
     EXPECT_EQ(FLDcreate(add("number", Kind::integer), &first, 0, "x", "Mesh_Unif Node_Data"), 0);
 }

@@ -124,9 +124,6 @@ TEST_F(ReportsTest, EveryFamilyCanFail) {
              OMobj_id created{};
              return FLDcreate(object, &created, 0, "new", "Mesh_Unif Node_Data") == 1 && OMvalid_obj(created) == 1;
          }},
-        {"reference", [](OMobj_id object, OMobj_id owner) { return OMset_obj_ref(find(object, "array"), owner) == 1; }},
-        {"progress", [](OMobj_id, OMobj_id) { return OMstatus_check(0, nullptr, nullptr) == 1; }},
-        {"bracket", [](OMobj_id, OMobj_id) { return OMbegin_op() == 1; }},
     };
     for (const Case& c : kCases) {
         fail_call("", 1);
