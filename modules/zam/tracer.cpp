@@ -1,0 +1,216 @@
+// The volume tracer: renders a 3-D volume of bytes into an image, one ray a pixel.
+// Reads in (component 0: a byte a node, or opacity, red, green, blue), xform, color_table and the scalars below.
+// Writes out, an image field. The volume is taken in index space: where the field lies does not matter.
+#include "modules/zam/tracer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+
+#include "contract/fld.h"
+#include "contract/gd.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/support/image_field.h"
+#include "modules/support/report.h"
+#include "modules/zam/tracer_tables.h"
+
+namespace {
+
+using zam::HostArray;
+using zam::OutArray;
+using zam::tracer::ColorMap;
+using zam::tracer::kTableSize;
+
+constexpr zam::Reporter report{.label = "", .flags = 96};
+
+OMobj_id find(OMobj_id object, const char* name, int mode) { return OMfind_subobj(object, OMstr_to_name(name), mode); }
+
+// --- Parameters ---
+
+/// What cannot be read keeps its default.
+struct Params {
+    int trigger = 0;  // only makes the host run the module
+    int width = 128;  // of the image, in pixels
+    int height = 128;
+    int interpolate = 1;  // 0: constant voxels
+    float a_scale = 1;    // opacity scale
+    float fptr = 1;       // perspective: 0 parallel, else 1 / distance of the eye
+    float matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // from voxel to view space
+};
+
+Params read_params(OMobj_id instance) {
+    const auto read_int = [instance](const char* name, int& value) {
+        OMget_name_int_val(instance, OMstr_to_name(name), &value);
+    };
+    const auto read_real = [instance](const char* name, float& value) {
+        double real = 0;
+        if (OMget_name_real_val(instance, OMstr_to_name(name), &real) == 1) value = static_cast<float>(real);
+    };
+    Params params;
+    read_int("trigger", params.trigger);
+    read_int("width", params.width);
+    read_int("height", params.height);
+    read_int("interpolate", params.interpolate);
+    read_real("a_scale_ptr", params.a_scale);
+    read_real("fptr", params.fptr);
+    GDxform_get_comp_matrix(find(instance, "xform", OM_OBJ_RW), params.matrix);
+    return params;
+}
+
+// --- The volume ---
+
+struct Input {
+    HostArray<xp_long> dims;
+    int ndim = 0;
+    xp_long nnodes = 0;
+    HostArray<float> points;
+    int veclen = 0;
+    int type = DTYPE_BYTE;
+    HostArray<std::byte> data;  // `data.size()` values of `type`, read as bytes whatever that is
+
+    bool has_known_layout() const { return veclen == 1 || veclen == 4; }
+};
+
+/// Whether the dims are those of a volume with that many nodes, each below 2^31.
+bool is_volume(std::span<const xp_long> dims, xp_long nnodes) {
+    if (dims.size() < 3) return false;
+    xp_long left = nnodes;
+    for (const xp_long n : dims) {
+        if (n < 1 || n > std::numeric_limits<int>::max() || left % n != 0) return false;
+        left /= n;
+    }
+    return left == 1;
+}
+
+/// Whether there are as many bytes as the volume's first three dimensions need.
+bool has_all_bytes(const Input& input) {
+    const xp_long nodes = input.dims[0] * input.dims[1] * input.dims[2];
+    const auto value_size = static_cast<xp_long>(zam::type_size(input.type));
+    const xp_long values = input.data.size();
+    // a number of bytes beyond 64 bits is enough
+    const xp_long bytes = values > std::numeric_limits<xp_long>::max() / std::max<xp_long>(value_size, 1)
+                              ? std::numeric_limits<xp_long>::max()
+                              : values * value_size;
+    return input.veclen >= 1 && bytes / input.veclen >= nodes;
+}
+
+/// Reads component 0 of the volume; the other components do not matter.
+std::optional<Input> read_volume(OMobj_id field) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    Input input;
+    int nspace = 0;
+    if (FLDget_nnodes(field, &input.nnodes) != 1) return fail("can,t get nnodes\n");
+    if (FLDget_dims(field, input.dims.place(), &input.ndim) != 1) return fail("can,t get dims\n");
+    if (FLDget_nspace(field, &nspace) != 1) return fail("can,t get nspace\n");
+
+    const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));
+    if (!input.dims || !is_volume({input.dims.data(), ndim}, input.nnodes)) return fail("in is not a volume\n");
+    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1 || !input.points)
+        return fail("can,t get points\n");
+    if (FLDget_node_data_veclen(field, 0, &input.veclen) != 1 ||
+        FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1 ||
+        !input.data)
+        return fail("can,t get node data\n");
+    if (input.has_known_layout() && !has_all_bytes(input)) return fail("in has too little node data\n");
+    return input;
+}
+
+// --- The colour table ---
+
+/// Copies an array of the instance's colour map, the low byte of each value. Entries that it does not have are 0.
+void read_map(OMobj_id color_table, const char* name, std::array<std::uint8_t, kTableSize>& map) {
+    xp_long count = 0;
+    int type = DTYPE_BYTE;
+    const HostArray<const std::uint8_t> values(static_cast<const std::uint8_t*>(OMret_name_array_ptr(
+                                                   color_table, OMstr_to_name(name), ARR_READ, &count, &type)),
+                                               0);
+    map.fill(0);
+    if (!values) return;
+    const std::size_t value_size = zam::type_size(type);
+    const auto known = std::min<std::size_t>(kTableSize, static_cast<std::size_t>(std::max<xp_long>(count, 0)));
+    for (std::size_t i = 0; i < known; ++i) map[i] = values.data()[i * value_size];
+}
+
+TracerColor* entries(const OutArray<float>& table) {
+    static_assert(sizeof(TracerColor) == 4 * sizeof(float));
+    return reinterpret_cast<TracerColor*>(table.data());
+}
+
+/// The instance's colour map as a colour table; empty when there is no memory for it.
+OutArray<float> read_color_table(OMobj_id instance) {
+    const OMobj_id color_table = find(instance, "color_table", OM_OBJ_RW);
+    ColorMap map;
+    read_map(color_table, "alpha", map.alpha);
+    read_map(color_table, "red", map.red);
+    read_map(color_table, "green", map.green);
+    read_map(color_table, "blue", map.blue);
+    auto table = OutArray<float>::allocate(4 * kTableSize);
+    if (table) zam::tracer::fill_color_table(map, std::span<TracerColor, kTableSize>(entries(table), kTableSize));
+    return table;
+}
+
+// --- The image ---
+
+struct Image {
+    OutArray<xp_long> dims;
+    OutArray<float> points;
+    OutArray<std::uint8_t> pixels;
+};
+
+std::optional<Image> allocate_image(const Params& params) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    Image image{OutArray<xp_long>::allocate(2), {}, {}};
+    if (!image.dims) return fail("dims array is not allocated\n");
+    image.points = OutArray<float>::allocate(4);
+    if (!image.points) return fail("points array is not allocated\n");
+    image.pixels = zam::allocate_pixels(params.width, params.height);
+    if (!image.pixels) return fail("image array is not allocated\n");
+    return image;
+}
+
+void render(const Input& input, const Params& params, const OutArray<float>& table, const Image& image) {
+    if (!input.has_known_layout()) {
+        report.warn("veclen must be 1 or 4\n");
+        std::ranges::fill(image.pixels.span(), std::uint8_t{0});  // tracer_body renders nothing, and says so too
+    }
+    float bounds[6] = {};
+    for (int a = 0; a < 3; ++a) bounds[2 * a + 1] = static_cast<float>(input.dims[a] - 1);
+    const TracerVolume volume{input.veclen, input.dims.data(), bounds, input.data.data()};
+    const TracerImage target{image.pixels.data()};
+    tracer_body(&volume, params.matrix, entries(table), &target, &params.a_scale, &params.fptr, params.width,
+                params.height, params.interpolate);
+}
+
+bool write_image(OMobj_id out, const Params& params, Image& image) {
+    return zam::set_image_shape(out, params.width, params.height, image.dims, image.points) &&
+           FLDset_node_data_veclen(out, 0, zam::kImageVeclen) == 1 && zam::set_pixels(out, image.pixels) &&
+           FLDset_node_data_id(out, 0, zam::kImageColorsId) == 1;
+}
+
+}  // namespace
+
+int ZAMtracer_render_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    const Params params = read_params(instance);
+    const auto input = read_volume(find(instance, "in", OM_OBJ_RW));
+    if (!input) return 0;
+    if (params.width < 1 || params.height < 1) return report.fail("width and height must be at least 1\n");
+
+    auto image = allocate_image(params);
+    if (!image) return 0;
+    const auto table = read_color_table(instance);
+    if (!table) return report.fail("color table array is not allocated\n");
+    render(*input, params, table, *image);
+    if (!write_image(find(instance, "out", OM_OBJ_RD), params, *image)) return report.fail("can,t write out\n");
+    return 1;
+}

@@ -1,0 +1,228 @@
+// Single rays with results known beforehand, tables, matrices, and the progress of a render.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "bench/plain_tracer.h"
+#include "embedded/host.h"
+#include "modules/zam/tracer.h"
+
+namespace {
+
+using Pixel = std::array<int, 4>;
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+TracerRay make_ray(std::array<float, 3> start, std::array<float, 3> direction) {
+    TracerRay ray{};
+    for (std::size_t a = 0; a < 3; ++a) {
+        ray.start[a] = start[a];
+        ray.direction[a] = direction[a];
+        ray.reciprocal[a] = direction[a] == 0 ? 1e30F : 1 / direction[a];
+    }
+    return ray;
+}
+
+constexpr bool kCells = false, kFaces = true;
+const TracerRay kAlong = make_ray({-2, 1, 0}, {1, 0, 0});
+
+struct LayerCase {
+    const char* name;
+    bool interpolated;
+    const char* layers;  // across x, of 2 x 2 nodes each: '.' transparent, '5' a fifth opaque, 'F' opaque
+    TracerRay ray;
+    double a_scale;
+    Pixel expected;
+};
+
+const LayerCase kLayerCases[] = {
+    {"nothing_there", kCells, "....", kAlong, 1, {0, 0, 0, 0}},
+    {"opaque_voxel_gives_its_colour", kCells, ".F5F", kAlong, 1, {255, 200, 100, 50}},
+    {"colours_only_add_up", kCells, "55..", kAlong, 1, {102, 40, 20, 10}},
+    {"saturating_voxel_has_the_rest", kCells, "5F..", kAlong, 1, {255, 180, 90, 45}},
+    {"the_other_way", kCells, "FFF5", make_ray({-2, 1, 1}, {-1, 0, 0}), 1, {255, 180, 90, 45}},
+    {"scale", kCells, "5...", kAlong, 0.5, {25, 10, 5, 2}},
+    {"infinite_scale", kCells, "5...", kAlong, kInf, {255, 100, 50, 25}},
+    {"beside_the_box", kCells, "FFFF", make_ray({-2, 2, 1}, {1, 0, 0}), 1, {0, 0, 0, 0}},
+    {"grazes_an_edge", kCells, "FFFF", make_ray({0, 1.99999F, 1}, {0.6F, 0.8F, 0}), 1, {0, 0, 0, 0}},
+    {"not_a_number", kCells, "FFFF", make_ray({kNan, 1, 1}, {1, 0, 0}), 1, {0, 0, 0, 0}},
+    {"infinitely_far", kCells, "FFFF", make_ray({kInf, 1, 1}, {-1, 0, 0}), 1, {0, 0, 0, 0}},
+    {"goes_nowhere", kCells, "FFFF", make_ray({1, 1, 1}, {0, 0, 0}), 1, {0, 0, 0, 0}},
+    {"hardly_goes", kCells, "5...", make_ray({0, 1, 1}, {1e-20F, 0, 0}), 1, {255, 100, 50, 25}},
+    {"trapezoids", kFaces, "5555", kAlong, 1, {153, 60, 30, 15}},
+    {"scale_leads_past_opaque", kFaces, "FFFF", kAlong, 1.25, {255, 250, 125, 62}},
+    {"infinite_scale_is_no_number", kFaces, "....", kAlong, kInf, {0, 0, 0, 0}},
+    {"above_the_upper_face", kFaces, "5555", make_ray({-2, 1.001F, 0}, {1, 0, 0}), 1, {0, 0, 0, 0}},
+};
+
+TEST(TracerRays, LayersGiveKnownPixels) {
+    for (const LayerCase& c : kLayerCases) {
+        std::vector<std::uint8_t> nodes;
+        for (int i = 0; i < 16; ++i) {
+            const char layer = c.layers[i % 4];
+            const auto node =
+                layer == 'F' ? std::array{255, 200, 100, 50} : std::array{layer == '5' ? 51 : 0, 100, 50, 25};
+            for (const int byte : node) nodes.push_back(static_cast<std::uint8_t>(byte));
+        }
+        unsigned char pixel[4] = {9, 9, 9, 9};
+        (c.interpolated ? interp_trace_volume : trace_volume)(pixel, &c.ray, nodes.data(), 4, 2, 2, c.a_scale);
+        EXPECT_EQ((Pixel{pixel[0], pixel[1], pixel[2], pixel[3]}), c.expected) << c.name;
+    }
+}
+
+/// The opacity that a ray collects is the line integral, as the layout of values promises it.
+TEST(TracerRays, OpacityIsTheLineIntegral) {
+    constexpr int n = 9;
+    std::vector<std::uint8_t> linear, constant(n * n * n, 12);
+    for (int z = 0; z < n; ++z)
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) linear.push_back(static_cast<std::uint8_t>(2 * x + 3 * y + z));
+    TracerColor table[256];
+    for (int i = 0; i < 256; ++i) table[i] = {static_cast<float>(i) / 1000, 80, 40, 20};
+
+    for (int i = 0; i < 200; ++i) {
+        const double turn = 0.1 + 0.37 * i, lift = std::sin(1.7 * i);
+        const double d[3] = {std::cos(turn) * std::cos(lift), std::sin(turn) * std::cos(lift), std::sin(lift)};
+        const double p[3] = {4 + std::sin(3.0 * i), 4 + std::cos(5.0 * i), 4 + std::sin(7.0 * i)};
+        const auto ray = make_ray({float(p[0]), float(p[1]), float(p[2])}, {float(d[0]), float(d[1]), float(d[2])});
+        const auto ends = [&](double top) {  // of the way inside the box [0, top]
+            std::pair<double, double> t{-1e9, 1e9};
+            for (int a = 0; a < 3; ++a) {
+                const double low = -p[a] / d[a], high = (top - p[a]) / d[a];
+                t = {std::max(t.first, std::min(low, high)), std::min(t.second, std::max(low, high))};
+            }
+            return t;
+        };
+        unsigned char pixel[4];
+        const auto [in, out] = ends(n);
+        trace_byte_volume(pixel, &ray, constant.data(), n, n, n, table, 1.0);
+        EXPECT_NEAR(pixel[0], 255 * (out - in) * 0.012, 1.01) << i;
+        EXPECT_NEAR(pixel[1], 80 * (out - in) * 0.012, 1.01) << i;
+
+        const auto [first, last] = ends(n - 1);
+        const double middle = (first + last) / 2;
+        const double mean = 2 * (p[0] + middle * d[0]) + 3 * (p[1] + middle * d[1]) + p[2] + middle * d[2];
+        interp_trace_byte_volume(pixel, &ray, linear.data(), n, n, n, table, 1.0);
+        EXPECT_NEAR(pixel[0], 255 * (last - first) * mean / 1000, 1.01) << i;
+        EXPECT_NEAR(pixel[2], 40 * (last - first) * mean / 1000, 1.01) << i;
+    }
+}
+
+TEST(TracerRays, RoundingDoesNotLeadPastTheEdge) {
+    // enters by x just before it leaves by y; in single precision it has passed 256 of the 256 rows when it enters
+    const auto ray = make_ray({0x1.740e08p+2F, -0x1.4418eep-2F, 0}, {0x1.ff3e26p-1F, -0x1.bd5f14p-5F, 0});
+    const std::vector<std::uint8_t> nodes(256 * 256, 255);
+    const std::vector<TracerColor> table(256, {1, 200, 100, 50});
+    unsigned char pixel[4] = {9, 9, 9, 9};
+    trace_byte_volume(pixel, &ray, nodes.data(), 256, 256, 1, table.data(), 1.0);
+    EXPECT_EQ(std::vector<int>(pixel, pixel + 4), std::vector<int>(4, 0));
+}
+
+TEST(TracerTables, WithAndWithoutTable) {
+    init_pow_table();
+    EXPECT_EQ(pow_table[255], 1.0F);
+    EXPECT_EQ(pow_table[51], static_cast<float>(0.2 * 0.2));
+    std::vector<TracerColor> table(256, {0.25F, 10, 20, 30});
+    EXPECT_EQ(get_alpha(7, table.data()), 0.25F);
+    EXPECT_EQ(get_alpha(0, nullptr), 0.0F);
+    EXPECT_EQ(get_alpha(51, nullptr), pow_table[51]);
+    float rgb[3] = {1, 2, 3};
+    EXPECT_EQ(get_rgb(7, table.data(), 0.5, &rgb[0], &rgb[1], &rgb[2]), 0);
+    EXPECT_EQ((std::array{rgb[0], rgb[1], rgb[2]}), (std::array{6.0F, 12.0F, 18.0F}));
+    get_rgb(100, nullptr, 0.5, &rgb[0], &rgb[1], &rgb[2]);  // deliberate: green and blue follow red
+    EXPECT_EQ((std::array{rgb[0], rgb[1], rgb[2]}), (std::array{56.0F, 56.0F, 56.0F}));
+}
+
+TEST(TracerMatrices, InverseUndoesTheMatrix) {
+    const float m[16] = {1, 2, 0.5F, 0, -1, 3, 0.25F, 0, 0.5F, -2, 4, 0, 7, -8, 9, 1};
+    float inverse[16];
+    matrix_inverse(inverse, m);
+    for (int row = 0; row < 4; ++row)
+        for (int column = 0; column < 4; ++column) {
+            float sum = 0;
+            for (int k = 0; k < 4; ++k) sum += m[4 * row + k] * inverse[4 * k + column];
+            EXPECT_NEAR(sum, row == column ? 1 : 0, 1e-5) << row << column;
+        }
+    float same[16];
+    std::copy_n(m, 16, same);
+    matrix_inverse(same, same);
+    EXPECT_TRUE(std::equal(same, same + 16, inverse));
+    testing::internal::CaptureStdout();
+    mat_print(m);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().substr(0, 41), "   1.0000    2.0000    0.5000    0.0000\n ");
+}
+
+/// tracer_body's image and progress.
+struct BodyCase {
+    const char* name;
+    int nz, height, interpolate;
+    std::string progress;  // "high end of the range:percent" of each status call
+};
+
+const BodyCase kBodyCases[] = {
+    {"rows", 7, 8, 0,
+     "25:0 25:0 25:50 25:100 50:0 50:0 50:50 50:100 75:0 75:0 75:50 75:100 100:0 100:0 100:50 100:100 "},
+    {"empty_bands", 7, 3, 1, "25:0 25:100 50:0 50:100 75:0 75:100 100:0 100:0 100:33 100:66 100:100 "},
+    {"flat", 1, 4, 0, "25:0 25:0 25:100 50:0 50:0 50:100 75:0 75:0 75:100 100:0 100:0 100:100 "},
+};
+
+TEST(TracerBody, RendersBandsWithTheStretchedInverse) {
+    std::vector<std::uint8_t> nodes(5 * 6 * 7);
+    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = static_cast<std::uint8_t>(37 * i);
+    const std::vector<TracerColor> table(256, {0.3F, 200, 90, 7});
+    const float matrix[16] = {0.8F, 0.1F, 0, 0, -0.2F, 0.9F, 0.3F, 0, 0, -0.3F, 0.7F, 0, 0.1F, 0, 0.05F, 1};
+    for (const BodyCase& c : kBodyCases) {
+        float inverse[16];
+        matrix_inverse(inverse, matrix);
+        const float bounds[6] = {0, 4, 0, 5, 0, static_cast<float>(c.nz - 1)};
+        for (int i = 0; i < 12 && c.nz > 1; ++i)  // a flat volume is not stretched at all
+            inverse[i / 3 * 4 + i % 3] *= (bounds[2 * (i % 3) + 1] + 1) / bounds[2 * (i % 3) + 1];
+        const plain::Scene scene{nodes.data(),
+                                 {5, 6, c.nz},
+                                 1,
+                                 reinterpret_cast<const float(*)[4]>(table.data()),
+                                 pow_table,
+                                 1,
+                                 1,
+                                 inverse,
+                                 9,
+                                 c.height,
+                                 c.interpolate != 0};
+        std::vector<std::uint8_t> expected(plain::image_size(scene)), image(expected.size(), 9);
+        plain::render(scene, expected.data());
+
+        std::string progress;
+        zam::host::set_recorder([&](const zam::host::Record& r) {
+            progress += std::to_string(r.range_high) + ":" + std::to_string(r.percent) + " ";
+        });
+        const xp_long dims[3] = {5, 6, c.nz};
+        const TracerVolume volume{1, dims, bounds, nodes.data()};
+        const TracerImage target{image.data()};
+        EXPECT_EQ(tracer_body(&volume, matrix, table.data(), &target, nullptr, nullptr, 9, c.height, c.interpolate), 1);
+        zam::host::set_recorder(nullptr);
+        EXPECT_EQ(image, expected) << c.name;
+        EXPECT_EQ(progress, c.progress) << c.name;
+        EXPECT_GT(*std::max_element(image.begin(), image.end()), 0) << c.name;
+    }
+}
+
+TEST(TracerBody, RefusesWhatItCannotRender) {
+    const xp_long dims[3] = {2, 2, 2}, none[3] = {2, 0, 2}, huge[3] = {xp_long{1} << 40, 2, 2};
+    const float bounds[6] = {0, 1, 0, 1, 0, 1}, matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    const std::uint8_t nodes[8] = {};
+    unsigned char pixel[4] = {9, 9, 9, 9};
+    const TracerImage image{pixel};
+    for (const TracerVolume& volume : {TracerVolume{1, none, bounds, nodes}, TracerVolume{1, huge, bounds, nodes},
+                                       TracerVolume{1, dims, bounds, nullptr}})
+        EXPECT_EQ(tracer_body(&volume, matrix, nullptr, &image, nullptr, nullptr, 1, 1, 0), 0);
+    EXPECT_EQ(pixel[0], 9);
+}
+
+}  // namespace
