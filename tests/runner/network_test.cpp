@@ -1,0 +1,60 @@
+// Networks of the real modules: what they write and print is beside them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/runner/support.h"
+
+namespace zam::test {
+namespace {
+
+struct NetworkCase {
+    const char* name;
+    int status;
+};
+
+// steps: forward, backward over the end, a step by number, data flipped; another module follows the step.
+// volume: a bar along x below the middle of the picture; turned by 90 degrees it stands right of the middle.
+// failing: a reader that cannot read, and what follows from that.
+const NetworkCase kNetworks[] = {{"steps", 0}, {"volume", 0}, {"failing", 1}};
+
+class Networks : public testing::TestWithParam<NetworkCase> {};
+
+TEST_P(Networks, WriteWhatIsExpected) {
+    const auto folder = std::filesystem::path(ZAM_TEST_NETWORKS) / GetParam().name;
+    const Scratch scratch;
+    const std::string command = "cd '" + folder.string() +
+                                "' && unset ZAM_MODULE_PATH && '" ZAM_PROGRAM "' run network.json --output-dir '" +
+                                scratch.file("") + "' --log '" + scratch.file("log") + "' >'" + scratch.file("stdout") +
+                                "' 2>'" + scratch.file("stderr") + "' </dev/null";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), GetParam().status);
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "expected")) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        const std::string expected{std::istreambuf_iterator<char>(in), {}};
+        EXPECT_EQ(scratch.read(entry.path().filename()), expected) << entry.path();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Real, Networks, testing::ValuesIn(kNetworks),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(Info, FieldFiles) {
+    const Scratch scratch;
+    const std::string command = "cd '" ZAM_TEST_NETWORKS "/../reader/data' && '" ZAM_PROGRAM "' info ";
+    ASSERT_EQ(std::system((command + "written_out.fld >" + scratch.file("out")).c_str()), 0);
+    EXPECT_EQ(scratch.read("out"),
+              "file        written_out.fld (field file)\n"
+              "grid        uniform\n"
+              "dims        5 x 3 (15 nodes)\n"
+              "space       2\n"
+              "extent      0 0 to 4 2\n"
+              "component   0: int, veclen 1, label \"height\", units \"m\", min 0, max 24\n"
+              "time steps  3: \"1.50\" \"2.50\" \"3.50\"\n");
+    scratch.write("bad.fld", "# AVS\nndim = 3\n");
+    EXPECT_EQ(WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("bad.fld") + " 2>/dev/null").c_str())),
+              1);
+}
+
+}  // namespace
+}  // namespace zam::test
