@@ -72,11 +72,10 @@ const Array& positions_of(const Field& field, const Mesh& mesh) {
 
 Box box_of(const Field& field, const Array& positions, bool axes) {
     const Shape& shape = field.shape;
+    const auto* first = static_cast<const float*>(positions.block->data());
     const xp_long count = positions.count / shape.nspace;
-    if (axes && grid_type(field) == FLD_RECTILINEAR && sum_of_dims(shape) == count) {
-        return axes_box(shape, positions.as<const float>());
-    }
-    return positions_box(positions.as<const float>(), count, shape.nspace);
+    if (axes && grid_type(field) == FLD_RECTILINEAR && sum_of_dims(shape) == count) return axes_box(shape, first);
+    return positions_box(first, count, shape.nspace);
 }
 
 template <class Visit>

@@ -266,14 +266,6 @@ TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
     EXPECT_EQ(high, 4);
     EXPECT_EQ(FLDget_coord_extent(data, &low, &high), 0);  // node data has no positions
     EXPECT_EQ(FLDset_node_data_ncomp(coordinates, 1), 0);
-    float xform[16] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 1, 2, 3, 1};
-    EXPECT_EQ(FLDset_xform(coordinates, xform), 1);
-    float read[16];
-    EXPECT_EQ(FLDget_xform(coordinates, read), 1);
-    EXPECT_EQ(floats(read, 16), floats(xform, 16));
-    EXPECT_EQ(FLDget_xform(field, read), 1);
-    EXPECT_EQ(read[0], 1);
-
     EXPECT_EQ(FLDset_time_nsteps(field, 1), 1);
     EXPECT_EQ(OMvalid_obj(data), 0);
     EXPECT_EQ(time_values(field), std::vector<float>{0});

@@ -59,14 +59,6 @@ TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
     }
 }
 
-TEST_F(Objects, ReplacingInPlaceKeepsTheHandle) {
-    const OMobj_id value = add("value", Kind::integer);
-    OMset_obj_ref(add("alias", Kind::unset), value);
-    const OMobj_id again = create(module, "value", Kind::text);
-    EXPECT_EQ(again.word[0], value.word[0]);
-    EXPECT_EQ(kind(find(module, "alias")), Kind::text);
-}
-
 TEST_F(Objects, ValuesFollowChainsOfReferences) {
     const OMobj_id value = add("value", Kind::integer);
     const OMobj_id near = add("near", Kind::unset);
