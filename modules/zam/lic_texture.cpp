@@ -1,0 +1,202 @@
+// LIC texture: draws a 2-D vector field as noise that is smeared along its streamlines.
+// Reads in_fld (component 0: float vectors) and the parameters below. Writes out_fld, an image field.
+// deliberate: the input's type and positions do not matter: values are taken for floats, nodes for pixels.
+#include "modules/zam/lic_texture.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <optional>
+#include <span>
+
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/support/image_field.h"
+#include "modules/support/report.h"
+#include "modules/zam/lic_flow.h"
+#include "modules/zam/lic_image.h"
+#include "modules/zam/lic_kernel.h"
+
+namespace {
+
+using zam::HostArray;
+using zam::OutArray;
+using namespace zam::lic;  // NOLINT(google-build-using-namespace): this file puts together what stands there
+
+constexpr int kShortestVarying = 5;  // half-length of a kernel that varies
+constexpr zam::Reporter report{.label = "", .flags = 96};
+
+// --- Parameters ---
+
+/// What cannot be read keeps its default.
+struct Params {
+    int line = 10;       // kernel half-length in steps
+    int norm = 0;        // divide by: 0 what the streamline met of the kernel, else the whole kernel
+    double rate = 0.0;   // part of the noise that is black
+    int cycle = 0;       // periods of the ripple over the kernel
+    int phase = 0;       // fifths of a period
+    int animflag = 0;    // convolve with a ripple
+    int filvecflag = 0;  // magnitude to length
+    int colvecflag = 0;  // magnitude to colour
+    int comp_x = 0;      // components of the vectors
+    int comp_y = 1;
+    int tex_plane = 0;  // axis that is taken away from 3-vectors
+};
+
+Params read_params(OMobj_id instance) {
+    const auto read = [instance](const char* name, int& value) {
+        OMget_name_int_val(instance, OMstr_to_name(name), &value);
+    };
+    Params params;
+    read("line", params.line);
+    read("norm", params.norm);
+    OMget_name_real_val(instance, OMstr_to_name("rate"), &params.rate);
+    read("cycle", params.cycle);
+    read("phase", params.phase);
+    read("animflag", params.animflag);
+    read("filvecflag", params.filvecflag);
+    read("colvecflag", params.colvecflag);
+    read("comp_x", params.comp_x);
+    read("comp_y", params.comp_y);
+    read("tex_plane", params.tex_plane);
+    if (params.animflag != 0) params.filvecflag = params.colvecflag = 0;
+    if (params.filvecflag != 0) params.line = std::max(params.line, kShortestVarying);
+    return params;
+}
+
+// --- The field ---
+
+struct Input {
+    HostArray<xp_long> dims;
+    int ndim = 0;
+    HostArray<float> points;
+    int veclen = 0;
+    int type = DTYPE_FLOAT;
+    HostArray<std::byte> data;  // `data.size()` values of `type`
+
+    std::span<const std::byte> bytes() const {
+        const auto count = static_cast<std::size_t>(std::max<xp_long>(data.size(), 0));
+        return data ? std::span<const std::byte>(data.data(), count * zam::type_size(type))
+                    : std::span<const std::byte>();
+    }
+    int width() const { return static_cast<int>(dims[0]); }
+    int height() const { return static_cast<int>(dims[1]); }
+    std::size_t pixels() const { return static_cast<std::size_t>(dims[0]) * static_cast<std::size_t>(dims[1]); }
+};
+
+bool is_plane(std::span<const xp_long> dims) {
+    const auto fits = [](xp_long n) { return n >= 1 && n < std::numeric_limits<int>::max(); };
+    return dims.size() >= 2 && fits(dims[0]) && fits(dims[1]);
+}
+
+/// Reads the field. Of more than two dimensions the first plane counts.
+std::optional<Input> read_field(OMobj_id field, const Params& params) {
+    Input input;
+    int nspace = 0;
+    // silent: a network whose field has not been made yet is no fault
+    if (FLDget_dims(field, input.dims.place(), &input.ndim) != 1) return std::nullopt;
+    FLDget_nspace(field, &nspace);
+    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1 ||
+        FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 2 ||
+        FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1)
+        return std::nullopt;
+
+    const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));
+    const auto is_component = [&](int comp) { return comp >= 0 && comp < input.veclen; };
+    if (!input.dims || !is_plane({input.dims.data(), ndim})) {
+        report.fail("in_fld has no plane of nodes\n");
+        return std::nullopt;
+    }
+    if (!is_component(params.comp_x) || !is_component(params.comp_y)) {
+        report.fail("comp_x and comp_y must be components of the vectors\n");
+        return std::nullopt;
+    }
+    return input;
+}
+
+// --- The image ---
+
+/// Gives the output its shape and allocates its pixels; empty after a report.
+OutArray<std::uint8_t> begin_image(OMobj_id out, const Input& input) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return OutArray<std::uint8_t>();
+    };
+    auto dims = OutArray<xp_long>::allocate(2);
+    if (!dims) return fail("dims array is not allocated\n");
+    auto points = OutArray<float>::allocate(4);
+    if (!points) return fail("points array is not allocated\n");
+    if (!zam::set_image_shape(out, input.width(), input.height(), dims, points) ||
+        FLDset_node_data_ncomp(out, 1) != 1 || FLDset_node_data_id(out, 0, zam::kImageColorsId) != 1 ||
+        FLDset_node_data_veclen(out, 0, zam::kImageVeclen) != 1)
+        return fail("can't write out_fld\n");
+    auto pixels = zam::allocate_pixels(input.width(), input.height());
+    if (!pixels) return fail("image array is not allocated\n");
+    return pixels;
+}
+
+Kernel make_kernel(const Params& params, int width, int height) {
+    const int steps = std::clamp(params.line, 1, longest_walk(width, height));
+    return params.animflag != 0 ? ripple_kernel(params.line, params.cycle, params.phase, steps)
+                                : box_kernel(params.line, steps);
+}
+
+/// The rows from top to bottom, with progress.
+/// @throws std::bad_alloc, std::length_error
+void draw(const Input& input, const Params& params, std::span<const std::uint8_t> noise,
+          std::span<const float> magnitudes, Range range, std::span<std::uint8_t> pixels) {
+    const int width = input.width();
+    const int height = input.height();
+    const Flow flow({{input.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
+    const Kernel kernel = make_kernel(params, width, height);
+    const RowPainter painter(flow, width, height, magnitudes, range, kernel,
+                             {.half_length = params.line,
+                              .by_kernel = params.norm != 0,
+                              .magnitude_to_length = params.filvecflag != 0,
+                              .magnitude_to_color = params.colvecflag != 0});
+    const std::size_t row_bytes = 4 * static_cast<std::size_t>(width);
+    for (int row = 0; row < height; ++row) {
+        int interrupt = 0;  // not heeded: a texture is drawn to its end
+        OMstatus_check(height > 1 ? static_cast<int>(std::int64_t{100} * row / (height - 1)) : 0, nullptr, &interrupt);
+        painter.paint(row, pixels.subspan(static_cast<std::size_t>(row) * row_bytes, row_bytes));
+    }
+}
+
+}  // namespace
+
+int ZAMlic_texture_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    const Params params = read_params(instance);
+    const auto input = read_field(OMfind_subobj(instance, OMstr_to_name("in_fld"), OM_OBJ_RW), params);
+    if (!input) return 0;
+    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out_fld"), OM_OBJ_RD);
+    auto pixels = begin_image(out, *input);
+    if (!pixels) return 0;
+    const auto count = static_cast<xp_long>(input->pixels());
+
+    OutArray<float> off_axis;  // deliberate: computed for vectors of three and more, and left
+    if (input->veclen > 2) {
+        off_axis = OutArray<float>::allocate(3 * count);
+        if (!off_axis) return 0;  // silent: nothing depends on it
+        subtract_axis(input->bytes(), params.tex_plane, off_axis.span());
+    }
+    const auto noise = OutArray<std::uint8_t>::allocate_as(DTYPE_CHAR, count);
+    if (!noise) return report.fail("noise alloc error\n");
+    fill_noise(params.rate, noise.span());
+    const auto magnitudes = OutArray<float>::allocate(count);
+    if (!magnitudes) return report.fail("vec_scale alloc error\n");
+    const VectorValues vectors({input->bytes(), input->veclen}, params.comp_x, params.comp_y);
+    const Range range = measure(vectors, magnitudes.span());
+    try {
+        draw(*input, params, noise.span(), magnitudes.span(), range, pixels.span());
+    } catch (const std::exception&) {  // no memory, or more than can be counted
+        return report.fail("flow array is not allocated\n");
+    }
+    // deliberate: raw bytes, not DTYPE_BYTE
+    if (FLDset_node_data(out, 0, pixels.data(), DTYPE_CHAR, pixels.size(), ARR_HOST_OWNS) != 1)
+        return report.fail("can't write out_fld\n");
+    pixels.release();
+    return 1;
+}
