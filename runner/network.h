@@ -32,7 +32,7 @@ struct Instance {
 };
 
 /// The files that outputs become, by the ending of their names.
-enum class OutputKind { png, json, raw, vti, vtr, vts, vtu };
+enum class OutputKind { png, json, raw, vti, vtr, vts, vtu, svg };
 std::optional<OutputKind> output_kind(std::string_view file);
 
 struct Output {
@@ -42,6 +42,7 @@ struct Output {
     bool alpha = false;                               // .png
     std::optional<std::array<double, 3>> background;  // .png: red, green, blue from 0 to 1
     int component = 0;                                // .raw
+    std::optional<Reference> under, points;           // .svg: image beneath, field of points on top
 };
 
 struct SetEvent {

@@ -151,6 +151,8 @@ void Checker::check_circle(const Place& place) {
 /// Outputs may name a whole module too.
 void Checker::check_output(const Output& output) {
     if (numbers_.find(output.from.target) == numbers_.end()) resolve(output.from);
+    if (output.under) resolve(*output.under);
+    if (output.points) resolve(*output.points);
 }
 
 void Checker::check() {

@@ -268,9 +268,16 @@ std::optional<std::array<double, 3>> read_color(const Cursor& cursor) {
     return error.empty() ? std::optional(color) : std::nullopt;
 }
 
+std::optional<Reference> read_reference(const Cursor& cursor, std::string_view key) {
+    const auto place = cursor.find(key);
+    const auto target = place ? place->text() : std::nullopt;
+    return target ? std::optional(Reference{*target, place->place()}) : std::nullopt;
+}
+
 void read_options(const Cursor& cursor, Output& output) {
     constexpr std::string_view kPngKeys[] = {"from", "alpha", "background"};
     constexpr std::string_view kRawKeys[] = {"from", "comp"};
+    constexpr std::string_view kSvgKeys[] = {"from", "under", "points"};
     constexpr std::string_view kOtherKeys[] = {"from"};
     if (output.kind == OutputKind::png) {
         cursor.expect_keys(kPngKeys);
@@ -280,6 +287,10 @@ void read_options(const Cursor& cursor, Output& output) {
         cursor.expect_keys(kRawKeys);
         const auto comp = cursor.find("comp");
         if (comp) output.component = static_cast<int>(comp->integer(0, std::numeric_limits<int>::max()).value_or(0));
+    } else if (output.kind == OutputKind::svg) {
+        cursor.expect_keys(kSvgKeys);
+        output.under = read_reference(cursor, "under");
+        output.points = read_reference(cursor, "points");
     } else {
         cursor.expect_keys(kOtherKeys);
     }
@@ -289,7 +300,7 @@ void read_options(const Cursor& cursor, Output& output) {
 std::optional<Output> NetworkReader::read_output(const Cursor& cursor, const std::string& file) {
     const auto kind = output_kind(file);
     if (!kind) {
-        cursor.problem("files end in .png .json .raw .vti .vtr .vts or .vtu, not in \"" +
+        cursor.problem("files end in .png .svg .json .raw .vti .vtr .vts or .vtu, not in \"" +
                        std::string(file_ending(file)) + "\"");
         return std::nullopt;
     }
@@ -342,7 +353,7 @@ void apply_write(Network& network, NetworkReader& reader, const std::string& opt
 }  // namespace
 
 std::optional<OutputKind> output_kind(std::string_view file) {
-    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu"};
+    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg"};
     const auto* const found = std::find(std::begin(kEndings), std::end(kEndings), file_ending(file));
     if (found == std::end(kEndings)) return std::nullopt;
     return static_cast<OutputKind>(found - std::begin(kEndings));

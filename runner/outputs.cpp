@@ -18,6 +18,10 @@ OMobj_id resolve(const Reference& reference) {
     return object;
 }
 
+std::optional<OMobj_id> resolve(const std::optional<Reference>& reference) {
+    return reference ? std::optional(resolve(*reference)) : std::nullopt;
+}
+
 }  // namespace
 
 void write_output(const Output& output, const std::string& directory) {
@@ -27,6 +31,7 @@ void write_output(const Output& output, const std::string& directory) {
         case OutputKind::png: write_png(object, output, file); break;
         case OutputKind::json: write_json(object, file); break;
         case OutputKind::raw: write_raw(object, output.component, file); break;
+        case OutputKind::svg: write_svg(object, resolve(output.under), resolve(output.points), file); break;
         case OutputKind::vti:
         case OutputKind::vtr:
         case OutputKind::vts:

@@ -2,6 +2,7 @@
 // written; then no file of that name is made or changed.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "contract/types.h"
@@ -22,6 +23,15 @@ void write_raw(OMobj_id object, int component, OutputFile& file);
 
 /// An image field: 2-D, component 0 of veclen 4 or 5 with the bytes opacity, red, green, blue first.
 void write_png(OMobj_id object, const Output& output, OutputFile& file);
+
+/// The same picture as the bytes of a PNG file.
+std::string encode_png(OMobj_id object);
+
+/// A field's lines, or its points where it has none, as vector graphics.
+/// @param under   image field beneath
+/// @param points  field of points on top; their labels are the characters of component 0
+void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std::optional<OMobj_id>& points,
+               OutputFile& file);
 
 /// A field as a VTK XML file of the kind that suits its grid type. The field's transform is not applied.
 void write_vtk(OMobj_id object, OutputKind kind, OutputFile& file);

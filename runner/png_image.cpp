@@ -5,7 +5,10 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "embedded/host.h"
@@ -102,14 +105,31 @@ bool write_rows(const PngWriter& writer, const Image& image, const Output& outpu
     return true;
 }
 
-}  // namespace
-
-void write_png(OMobj_id object, const Output& output, OutputFile& file) {
+/// False when the stream does not take the picture.
+bool encode(OMobj_id object, const Output& output, std::FILE* stream) {
     const Image image = open_image(object);
     const PngWriter writer;
     require(writer.info != nullptr, "memory is exhausted");
     std::vector<png_byte> row;
-    if (!write_rows(writer, image, output, file.stream(), row)) throw RunError("cannot write " + output.file);
+    return write_rows(writer, image, output, stream, row);
+}
+
+}  // namespace
+
+void write_png(OMobj_id object, const Output& output, OutputFile& file) {
+    if (!encode(object, output, file.stream())) throw RunError("cannot write " + output.file);
+}
+
+std::string encode_png(OMobj_id object) {
+    char* bytes = nullptr;
+    std::size_t count = 0;
+    FileHandle memory(open_memstream(&bytes, &count));
+    require(memory != nullptr, "memory is exhausted");
+    const bool written = encode(object, {}, memory.get());
+    memory.reset();
+    const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
+    require(written, "memory is exhausted");
+    return {bytes, count};
 }
 
 }  // namespace zam::runner
