@@ -1,63 +1,27 @@
 // Writes the flow without friction round a Joukowski airfoil on a grid that follows its surface, as a table of text:
 // x and y in quarter chords, velocity in units of the stream's, pressure coefficient 1 - |velocity|^2.
-//
-// The flow round a circle through zeta = 1 is mapped by z = zeta + 1 / zeta; the circulation is the one for which the
-// flow leaves the trailing edge smoothly. Source: Milne-Thomson, "Theoretical Aerodynamics", chapters 6 and 7.
-#include <cmath>
-#include <complex>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <numbers>
 
+#include "examples/airfoil/joukowski.h"
 #include "examples/field_file.h"
 
 namespace {
 
 using namespace zam::examples;  // NOLINT: one small program
-using std::numbers::pi;
-using Complex = std::complex<double>;
-
-const Complex kCentre{-0.12, 0.1};           // of the circle: thickness and camber
-constexpr double kIncidence = 7 * pi / 180;  // of the stream, radians
-constexpr int kAround = 161;                 // nodes round the airfoil; the last one lies on the first
-constexpr int kOutward = 49;
-constexpr double kReach = 5;  // radius of the outermost ring, in radii of the circle
-
-struct Sample {
-    Complex place, velocity;
-};
-
-Sample flow_at(Complex zeta) {
-    const double radius = std::abs(1.0 - kCentre);
-    const double lag = std::asin(kCentre.imag() / radius);  // angle of the trailing edge below the circle's axis
-    const double circulation = 4 * pi * radius * std::sin(kIncidence + lag);
-    const Complex arm = zeta - kCentre;
-    const Complex turn = std::polar(1.0, kIncidence);
-    const Complex on_circle =
-        std::conj(turn) - turn * radius * radius / (arm * arm) + Complex(0, circulation / (2 * pi)) / arm;
-    const Complex stretch = 1.0 - 1.0 / (zeta * zeta);
-    return {.place = zeta + 1.0 / zeta, .velocity = std::conj(on_circle / stretch)};
-}
-
-// The trailing edge, where the map folds, lies half-way between two nodes. Rings are spaced like their radii.
-Sample node(int around, int outward) {
-    const double radius = std::abs(1.0 - kCentre);
-    const double lag = std::asin(kCentre.imag() / radius);
-    const double angle = 2 * pi * ((around % (kAround - 1)) + 0.5) / (kAround - 1) - lag;
-    return flow_at(kCentre + std::polar(radius * std::pow(kReach, outward / (kOutward - 1.0)), angle));
-}
+constexpr AirfoilGrid kGrid{.around = 161, .outward = 49};
 
 void write_table(const std::filesystem::path& path) {
     std::ofstream file = create_file(path);
     file << "Joukowski airfoil, incidence 7 degrees\n"
          << "       x        y        u        v       cp\n"
          << std::fixed << std::setprecision(5);
-    for (int j = 0; j < kOutward; ++j) {
-        for (int i = 0; i < kAround; ++i) {
-            const Sample sample = node(i, j);
+    for (int j = 0; j < kGrid.outward; ++j) {
+        for (int i = 0; i < kGrid.around; ++i) {
+            const Sample sample = kGrid.node(i, j);
             for (const double value : {sample.place.real(), sample.place.imag(), sample.velocity.real(),
                                        sample.velocity.imag(), 1 - std::norm(sample.velocity)}) {
                 file << std::setw(10) << value;
@@ -70,7 +34,7 @@ void write_table(const std::filesystem::path& path) {
 
 void write_header_file(const std::filesystem::path& path) {
     std::ofstream file = create_file(path);
-    write_header(file, {.dims = {kAround, kOutward},
+    write_header(file, {.dims = {kGrid.around, kGrid.outward},
                         .nspace = 2,
                         .data_type = "float",
                         .kind = "irregular",

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 
 namespace zam {
@@ -148,10 +149,27 @@ private:
     const float* positions_;
 };
 
-template <int N>
-void split(const float* values, Lanes<float, N>& components) {
+// Compilers find the shuffles for two components a node, but not the few that do for three.
+void split(const float* values, Lanes<float, 2>& components) {
     for (std::size_t n = 0; n < kNodes; ++n) {
-        for (std::size_t c = 0; c < N; ++c) components[c][n] = values[N * n + c];
+        components[0][n] = values[2 * n];
+        components[1][n] = values[2 * n + 1];
+    }
+}
+
+void split(const float* values, Lanes<float, 3>& components) {
+    typedef float Floats __attribute__((vector_size(16)));
+    for (std::size_t n = 0; n < kNodes; n += 4) {
+        Floats quads[3];  // x0 y0 z0 x1, y1 z1 x2 y2, z2 x3 y3 z3
+        std::memcpy(quads, values + 3 * n, sizeof quads);
+        const Floats yz01 = __builtin_shufflevector(quads[0], quads[1], 1, 2, 4, 5);
+        const Floats xy23 = __builtin_shufflevector(quads[1], quads[2], 2, 3, 5, 6);
+        const Floats x = __builtin_shufflevector(quads[0], xy23, 0, 3, 4, 6);
+        const Floats y = __builtin_shufflevector(yz01, xy23, 0, 2, 5, 7);
+        const Floats z = __builtin_shufflevector(yz01, quads[2], 1, 3, 4, 7);
+        std::memcpy(&components[0][n], &x, sizeof x);
+        std::memcpy(&components[1][n], &y, sizeof y);
+        std::memcpy(&components[2][n], &z, sizeof z);
     }
 }
 
@@ -177,12 +195,12 @@ void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> p
         const xp_long count = std::min<xp_long>(kNodes, nodes - first);
         for (std::size_t axis = 0; axis < N; ++axis) {
             grid.differences(axis, first, count, buffer.data());
-            split<N>(buffer.data(), jacobians.rows[axis]);
+            split(buffer.data(), jacobians.rows[axis]);
         }
         fill_adjugate(jacobians);
         fill_factor(jacobians);
         std::copy_n(vectors.data() + first * N, count * N, buffer.data());
-        split<N>(buffer.data(), in);
+        split(buffer.data(), in);
         multiply<N>(in, jacobians, out);
         clear_singular<N>(jacobians, out);
         join<N>(out, buffer.data());

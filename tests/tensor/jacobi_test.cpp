@@ -5,6 +5,7 @@
 #include <limits>
 #include <random>
 
+#include "bench/plain_jacobi.h"
 #include "modules/zam/index_space.h"
 #include "modules/zam/lic_jacobi.h"
 #include "tests/support/module_test.h"
@@ -13,38 +14,6 @@ namespace zam::test {
 namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-
-/// One node after the other, with the host's matrix operations.
-template <int N>
-std::vector<float> plain_transform(const std::array<xp_long, N>& dims, const std::vector<float>& positions,
-                                   const std::vector<float>& vectors) {
-    constexpr int kSide = N + 1;
-    std::vector<float> result = vectors;
-    const auto nodes = static_cast<xp_long>(vectors.size()) / N;
-    for (xp_long node = 0; node < nodes; ++node) {
-        std::array<float, kSide * kSide> matrix{};
-        matrix.back() = 1;
-        xp_long stride = 1;
-        for (std::size_t d = 0; d < N; stride *= dims[d], ++d) {
-            const xp_long index = node / stride % dims[d];
-            for (std::size_t c = 0; c < N; ++c) {
-                const auto at = [&](xp_long n) { return positions[static_cast<std::size_t>(n * N) + c]; };
-                float sum = 0;
-                float count = 0;
-                if (index > 0) sum += at(node) - at(node - stride), ++count;
-                if (index < dims[d] - 1) sum += at(node + stride) - at(node), ++count;
-                matrix[d * kSide + c] = count > 0 ? sum / count : (c == d ? 1.0F : 0.0F);
-            }
-        }
-        float* vector = result.data() + node * N;
-        const int invertible =
-            N == 2 ? MATmat3_inverse(matrix.data(), matrix.data()) : MATmat4_inverse(matrix.data(), matrix.data());
-        if (invertible != 1) std::fill_n(vector, N, 0.0F);
-        if (invertible == 1 && N == 2) MATvec2_mat3_multiply(vector, matrix.data());
-        if (invertible == 1 && N == 3) MATvec3_mat4_multiply(vector, matrix.data());
-    }
-    return result;
-}
 
 /// A grid bent at random, of cells as different in size as `stretch` says; every 50th node lies on its neighbour.
 template <int N>
@@ -67,7 +36,7 @@ void expect_same_bits(const std::array<xp_long, N>& dims, float stretch) {
     }
     std::vector<float> result(vectors.size(), kNan);
     to_index_space<N>(dims, positions, vectors, result);
-    const auto expected = plain_transform<N>(dims, positions, vectors);
+    const auto expected = plain_index_space<N>(dims, positions, vectors);
     std::size_t different = 0;
     for (std::size_t k = 0; k < result.size(); ++k)
         different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;
@@ -84,6 +53,20 @@ TEST(IndexSpace, HasTheBitsOfTheDescriptionNodeByNode) {
         expect_same_bits<3>(dims, 1.0F);
         expect_same_bits<3>(dims, 1.1F);
     }
+}
+
+TEST(IndexSpace, KnowsWhatRoundingLeavesOfAZeroVolume) {
+    const std::array<float, 3> i{3333333, 1234567, 4000037};
+    const std::array<float, 3> j{2345671, 3777777, 1111117};
+    std::vector<float> positions;
+    for (int node = 0; node < 8; ++node) {
+        const auto ni = static_cast<float>(node % 2 + node / 4);  // k = i + j lies in their plane; sums are exact
+        const auto nj = static_cast<float>(node / 2 % 2 + node / 4);
+        for (std::size_t c = 0; c < 3; ++c) positions.push_back(ni * i[c] + nj * j[c]);
+    }
+    std::vector<float> result(24, kNan);
+    to_index_space<3>({2, 2, 2}, positions, std::vector<float>(24, 1.0F), result);
+    EXPECT_EQ(result, std::vector<float>(24, 0.0F));
 }
 
 class Jacobi : public ModuleTest {
