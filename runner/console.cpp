@@ -69,16 +69,18 @@ void Console::show_progress(const host::Record& record) {
     std::string text = record.text.substr(0, kLongestProgressText);
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    std::fprintf(stderr, "\r\033[K%s: %3d %% %s", record.module.c_str(), percent, text.c_str());
+    const std::string line = record.module + ": " + std::to_string(percent) + " % " + text;
+    if (line == line_) return;  // modules call far more often than a person can see
+    line_ = line;
+    std::fprintf(stderr, "\r\033[K%s", line.c_str());
     std::fflush(stderr);
-    line_shown_ = true;
 }
 
 void Console::clear_progress() {
-    if (!line_shown_) return;
+    if (line_.empty()) return;
     std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
-    line_shown_ = false;
+    line_.clear();
 }
 
 }  // namespace zam::runner

@@ -33,7 +33,7 @@ private:
     void show_progress(const host::Record& record);
 
     bool progress_;
-    bool line_shown_ = false;
+    std::string line_;  // the progress line that is shown
     bool failed_ = false;
 };
 

@@ -39,8 +39,8 @@ public:
         return read(key, [](const Cursor& place) { return place.text(); });
     }
     /// Empty when the key is not given.
-    NumberArray numbers(std::string_view key, int type) {
-        auto array = read(key, [&](const Cursor& place) { return read_number_array(place, type); });
+    NumberArray numbers(std::string_view key, int type, std::optional<xp_long> wanted = {}) {
+        auto array = read(key, [&](const Cursor& place) { return read_number_array(place, type, wanted); });
         return array.value_or(NumberArray{.type = type, .count = 0, .values = {}, .file = {}});
     }
     std::optional<NumberArray> number(std::string_view key, int type) {
@@ -192,8 +192,8 @@ void read_extent(Members& members, FieldValue& field) {
             place.problem("two corners [[minimum], [maximum]] are expected");
             return std::nullopt;
         }
-        field.extent_minimum = read_number_array(place.at(0), DTYPE_FLOAT, field.nspace);
-        field.extent_maximum = read_number_array(place.at(1), DTYPE_FLOAT, field.nspace);
+        field.extent_minimum = read_exactly(place.at(0), DTYPE_FLOAT, field.nspace);
+        field.extent_maximum = read_exactly(place.at(1), DTYPE_FLOAT, field.nspace);
         return field.extent_minimum && field.extent_maximum ? std::optional(true) : std::nullopt;
     };
     members.read("extent", read_corners);
@@ -223,8 +223,10 @@ int component_type(Members& members, const Cursor& cursor) {
     return type.value_or(DTYPE_FLOAT);
 }
 
-void read_veclen(Members& members, ComponentValue& component, xp_long nnodes) {
+void read_values(Members& members, ComponentValue& component, xp_long nnodes) {
     const auto given = members.whole("veclen", 0, kMostValuesPerNode);
+    const auto wanted = given ? checked_product(nnodes, *given) : std::nullopt;
+    component.values = members.numbers("values", component.type, wanted);
     const xp_long count = component.values.count;
     const xp_long followed = nnodes > 0 && count > 0 ? std::clamp<xp_long>(count / nnodes, 1, kMostValuesPerNode) : 1;
     component.veclen = static_cast<int>(given.value_or(followed));
@@ -240,8 +242,7 @@ std::optional<ComponentValue> read_component(const Cursor& cursor, xp_long nnode
     cursor.expect_keys(kKeys);
     ComponentValue component;
     component.type = component_type(members, cursor);
-    component.values = members.numbers("values", component.type);
-    read_veclen(members, component, nnodes);
+    read_values(members, component, nnodes);
     component.label = members.text("label").value_or("");
     component.units = members.text("units").value_or("");
     component.id = static_cast<int>(members.whole("id", INT_MIN, INT_MAX).value_or(0));

@@ -113,7 +113,7 @@ int show_info(const std::string& file) {
     if (!library) return kWrong;
 
     Network network;
-    network.instances.push_back({definition->module, definition, {}, {}});
+    network.add({definition->module, definition, {}, {}});
     network.instances[0].given.push_back({0, definition->find_parameter(kind->parameter), {file}, {}});
     Console console(true);
     CallLog log;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -75,11 +76,16 @@ struct Event {
 };
 
 struct Network {
+    /// Adds an instance. Its name is not that of another.
+    void add(Instance instance);
+    std::optional<std::size_t> find(std::string_view module) const;
+
     std::vector<Instance> instances;
     std::vector<Event> events;
     std::vector<Output> outputs;
 
-    std::optional<std::size_t> find(std::string_view module) const;
+private:
+    std::map<std::string, std::size_t, std::less<>> numbers_;  // of instances by name
 };
 
 /// `--set MODULE.PARAM=VALUE` and `--write FILE=REF`, in the order of the command line.

@@ -1,6 +1,5 @@
 // Checks how the parts of a network fit: references lead to objects of suitable kinds and never in a circle.
 #include <algorithm>
-#include <unordered_map>
 
 #include "runner/network.h"
 
@@ -33,9 +32,7 @@ bool may_have_parts(Kind kind, std::string_view rest) {
 class Checker {
 public:
     Checker(const Network& network, Problems& problems)
-        : network_(network), problems_(problems), dependencies_(network.instances.size()) {
-        for (std::size_t i = 0; i < network.instances.size(); ++i) numbers_.emplace(network.instances[i].name, i);
-    }
+        : network_(network), problems_(problems), dependencies_(network.instances.size()) {}
 
     void check();
 
@@ -57,28 +54,27 @@ private:
     const Network& network_;
     Problems& problems_;
     Dependencies dependencies_;
-    std::unordered_map<std::string_view, std::size_t> numbers_;
 };
 
 std::optional<Checker::Target> Checker::target_of(std::string_view reference) const {
     const auto [module, parameter_name, rest] = split_reference(reference);
-    const auto number = numbers_.find(module);
-    if (number == numbers_.end()) return std::nullopt;
-    const auto* definition = network_.instances[number->second].definition;
+    const auto number = network_.find(module);
+    if (!number) return std::nullopt;
+    const auto* definition = network_.instances[*number].definition;
     const auto* parameter = definition ? definition->find_parameter(parameter_name) : nullptr;
     if (!parameter) return std::nullopt;
-    return Target{number->second, parameter, rest.empty()};
+    return Target{*number, parameter, rest.empty()};
 }
 
 /// What a reference leads to; nothing after a problem.
 std::optional<Checker::Target> Checker::resolve(const Reference& reference) {
     const auto [module, parameter_name, rest] = split_reference(reference.target);
-    const auto number = numbers_.find(module);
-    if (number == numbers_.end()) {
+    const auto number = network_.find(module);
+    if (!number) {
         problems_.add(reference.place, "there is no module " + std::string(module));
         return std::nullopt;
     }
-    const auto* definition = network_.instances[number->second].definition;
+    const auto* definition = network_.instances[*number].definition;
     if (!definition) return std::nullopt;  // the module's own problem
     if (parameter_name.empty()) {
         problems_.add(reference.place, "a reference names a parameter, as MODULE.PARAM");
@@ -150,7 +146,7 @@ void Checker::check_circle(const Place& place) {
 
 /// Outputs may name a whole module too.
 void Checker::check_output(const Output& output) {
-    if (numbers_.find(output.from.target) == numbers_.end()) resolve(output.from);
+    if (!network_.find(output.from.target)) resolve(output.from);
     if (output.under) resolve(*output.under);
     if (output.points) resolve(*output.points);
 }

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <limits>
 #include <span>
-#include <unordered_map>
 
 #include "runner/network.h"
 
@@ -13,6 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kMostTimerUnits = 86'400'000;  // a day of milliseconds
+constexpr std::size_t kMostModules = 10'000;
 
 std::string_view file_ending(std::string_view file) {
     const auto dot = file.find_last_of("./\\");
@@ -21,9 +21,7 @@ std::string_view file_ending(std::string_view file) {
 
 class NetworkReader {
 public:
-    NetworkReader(Network& network, const Definitions& definitions) : network_(network), definitions_(definitions) {
-        for (std::size_t i = 0; i < network.instances.size(); ++i) numbers_[network.instances[i].name] = i;
-    }
+    NetworkReader(Network& network, const Definitions& definitions) : network_(network), definitions_(definitions) {}
 
     void read(const Cursor& cursor);
     std::optional<Assignment> read_assignment(const Cursor& cursor, std::string_view target);
@@ -44,7 +42,6 @@ private:
 
     Network& network_;
     const Definitions& definitions_;
-    std::unordered_map<std::string, std::size_t> numbers_;  // of modules by name
 };
 
 void NetworkReader::read(const Cursor& cursor) {
@@ -57,6 +54,8 @@ void NetworkReader::read(const Cursor& cursor) {
         for (const auto& member : *members) {
             if (member.key.empty() || member.key.find_first_of(".[]") != std::string::npos) {
                 modules->key_problem(member, "names of modules are not empty and hold no dots or brackets");
+            } else if (network_.instances.size() >= kMostModules) {
+                return modules->key_problem(member, "a network has at most 10000 modules");
             } else {
                 read_module(modules->at(member), member.key);
             }
@@ -71,7 +70,6 @@ void NetworkReader::read(const Cursor& cursor) {
 void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
     constexpr std::string_view kKeys[] = {"use", "params"};
     Instance instance{.name = name, .definition = nullptr, .place = cursor.place(), .given = {}};
-    const std::size_t number = network_.instances.size();
     if (cursor.object()) {
         cursor.expect_keys(kKeys);
         const auto use = cursor.find("use");
@@ -80,8 +78,7 @@ void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
         if (entry) instance.definition = definitions_.by_entry(*entry);
         if (entry && !instance.definition) use->problem("there is no module entry " + *entry);
     }
-    numbers_[name] = number;
-    network_.instances.push_back(std::move(instance));
+    network_.add(std::move(instance));
     const auto params = cursor.find("params");
     const auto* members = params ? params->object() : nullptr;
     if (!members || !network_.instances.back().definition) return;
@@ -99,13 +96,13 @@ void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
 /// A value for "MODULE.PARAM".
 std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, std::string_view target) {
     const auto [module, parameter_name, rest] = split_reference(target);
-    const auto number = numbers_.find(std::string(module));
-    if (number == numbers_.end() || !rest.empty()) {
+    const auto number = network_.find(module);
+    if (!number || !rest.empty()) {
         cursor.problem(rest.empty() ? "there is no module " + std::string(module)
                                     : "values are given to whole parameters, as MODULE.PARAM");
         return std::nullopt;
     }
-    const auto* definition = network_.instances[number->second].definition;
+    const auto* definition = network_.instances[*number].definition;
     if (!definition) return std::nullopt;  // the module's own problem
     const auto* parameter = definition->find_parameter(parameter_name);
     if (!parameter) {
@@ -114,7 +111,7 @@ std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, s
     }
     auto value = read_value(cursor, parameter->shape);
     if (!value) return std::nullopt;
-    return Assignment{number->second, parameter, std::move(*value), cursor.place()};
+    return Assignment{*number, parameter, std::move(*value), cursor.place()};
 }
 
 // --- Events ---
@@ -151,8 +148,8 @@ std::optional<Event> NetworkReader::read_event(const Cursor& cursor) {
 std::optional<std::size_t> NetworkReader::module_number(const Cursor& cursor) {
     const auto name = cursor.text();
     if (!name) return std::nullopt;
-    const auto number = numbers_.find(*name);
-    if (number != numbers_.end()) return number->second;
+    const auto number = network_.find(*name);
+    if (number) return number;
     cursor.problem("there is no module " + *name);
     return std::nullopt;
 }
@@ -230,18 +227,18 @@ std::optional<UnlinkEvent> NetworkReader::read_unlink(const Cursor& cursor) {
     const auto target = cursor.text();
     if (!target) return std::nullopt;
     const auto [module, parameter, rest] = split_reference(*target);
-    const auto number = numbers_.find(std::string(module));
-    if (number == numbers_.end()) {
+    const auto number = network_.find(module);
+    if (!number) {
         cursor.problem("there is no module " + std::string(module));
         return std::nullopt;
     }
-    const auto* definition = network_.instances[number->second].definition;
+    const auto* definition = network_.instances[*number].definition;
     if (!definition) return std::nullopt;
     if (!rest.empty() || !definition->find_parameter(parameter)) {
         cursor.problem(definition->entry + " has no parameter " + std::string(parameter) + std::string(rest));
         return std::nullopt;
     }
-    return UnlinkEvent{number->second, std::string(parameter)};
+    return UnlinkEvent{*number, std::string(parameter)};
 }
 
 // --- Outputs ---
@@ -258,7 +255,7 @@ std::optional<WriteEvent> NetworkReader::read_write(const Cursor& cursor) {
 
 /// Red, green and blue from 0 to 1.
 std::optional<std::array<double, 3>> read_color(const Cursor& cursor) {
-    const auto array = read_number_array(cursor, DTYPE_DOUBLE, 3);
+    const auto array = read_exactly(cursor, DTYPE_DOUBLE, 3);
     if (!array) return std::nullopt;
     std::array<double, 3> color{};
     std::string error = copy_values(*array, color.data());
@@ -359,11 +356,14 @@ std::optional<OutputKind> output_kind(std::string_view file) {
     return static_cast<OutputKind>(found - std::begin(kEndings));
 }
 
+void Network::add(Instance instance) {
+    numbers_.emplace(instance.name, instances.size());
+    instances.push_back(std::move(instance));
+}
+
 std::optional<std::size_t> Network::find(std::string_view module) const {
-    const auto found =
-        std::find_if(instances.begin(), instances.end(), [&](const auto& i) { return i.name == module; });
-    if (found == instances.end()) return std::nullopt;
-    return static_cast<std::size_t>(found - instances.begin());
+    const auto found = numbers_.find(module);
+    return found == numbers_.end() ? std::nullopt : std::optional(found->second);
 }
 
 ReferenceParts split_reference(std::string_view reference) {

@@ -119,7 +119,8 @@ std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file
     return static_cast<xp_long>(length);
 }
 
-std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type) {
+std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type,
+                                             std::optional<xp_long> wanted) {
     constexpr std::string_view kKeys[] = {"values_file", "type", "offset", "count"};
     constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
     cursor.expect_keys(kKeys);
@@ -143,7 +144,7 @@ std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional
     }
     NumberArray array;
     array.type = type.value_or(*file_type);
-    array.count = count_place ? *count : available;
+    array.count = count_place ? *count : std::min(available, wanted.value_or(available));
     array.file = FileStretch{file, *file_type, *offset};
     return array;
 }
@@ -217,9 +218,10 @@ std::optional<int> read_type(const Cursor& object, int otherwise) {
     return type;
 }
 
-std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type) {
+std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type,
+                                             std::optional<xp_long> wanted) {
     if (const auto* numbers = cursor.get<Numbers>()) return read_written(cursor, *numbers, type);
-    if (cursor.find("values_file")) return read_file_stretch(cursor, type);
+    if (cursor.find("values_file")) return read_file_stretch(cursor, type, wanted);
     const auto* elements = cursor.get<Elements>();
     if (!elements) {
         cursor.expected("an array of numbers");
@@ -233,8 +235,8 @@ std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional
     return std::nullopt;
 }
 
-std::optional<NumberArray> read_number_array(const Cursor& cursor, int type, xp_long count) {
-    auto array = read_number_array(cursor, type);
+std::optional<NumberArray> read_exactly(const Cursor& cursor, int type, xp_long count) {
+    auto array = read_number_array(cursor, type, count);
     if (!array || array->count == count) return array;
     cursor.problem(std::to_string(count) + " numbers are expected, not " + std::to_string(array->count));
     return std::nullopt;

@@ -28,11 +28,13 @@ struct NumberArray {
 /// Reads an array of numbers, each of which has to fit the element type, or a `{"values_file": ...}`, whose file has to
 /// hold what is asked for.
 /// @param type  element type; nothing: the file's, or int, long or double by the numbers
+/// @param wanted  how many of a longer file's values are taken when it is not said; nothing: all
 /// @return nothing after a problem
-std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type);
+std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type,
+                                             std::optional<xp_long> wanted = {});
 
-/// As above, with exactly `count` numbers.
-std::optional<NumberArray> read_number_array(const Cursor& cursor, int type, xp_long count);
+/// As above; exactly `count` numbers.
+std::optional<NumberArray> read_exactly(const Cursor& cursor, int type, xp_long count);
 
 /// One number as an array of one element.
 std::optional<NumberArray> read_one_number(const Cursor& cursor, int type);

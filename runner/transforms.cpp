@@ -42,9 +42,9 @@ void rotate(Rows& rows, int axis, double degrees) {
 
 /// Reads N numbers into `values`; false after a problem.
 template <class T, std::size_t N>
-bool read_exactly(const Cursor& place, std::array<T, N>& values) {
+bool read_values(const Cursor& place, std::array<T, N>& values) {
     const int type = std::is_same_v<T, float> ? DTYPE_FLOAT : DTYPE_DOUBLE;
-    const auto array = read_number_array(place, type, static_cast<xp_long>(N));
+    const auto array = read_exactly(place, type, static_cast<xp_long>(N));
     if (!array) return false;
     const std::string error = copy_values(*array, values.data());
     if (!error.empty()) place.problem(error);
@@ -55,7 +55,7 @@ bool read_exactly(const Cursor& place, std::array<T, N>& values) {
 template <class T, std::size_t N>
 bool read_member(const Cursor& object, std::string_view key, std::array<T, N>& values) {
     const auto place = object.find(key);
-    return !place || read_exactly(*place, values);
+    return !place || read_values(*place, values);
 }
 
 std::optional<Transform> read_placed(const Cursor& cursor) {
@@ -81,7 +81,7 @@ std::optional<Transform> read_arrays(const Cursor& cursor) {
 
 std::optional<Transform> read_matrix(const Cursor& numbers) {
     Matrix matrix;
-    return read_exactly(numbers, matrix) ? std::optional(from_matrix(matrix)) : std::nullopt;
+    return read_values(numbers, matrix) ? std::optional(from_matrix(matrix)) : std::nullopt;
 }
 
 }  // namespace

@@ -100,7 +100,7 @@ std::optional<ColorTable> read_preset(const Cursor& cursor) {
 /// A colour's array: a curve, a file of values, or `otherwise`.
 std::optional<NumberArray> read_color(const Cursor& cursor, std::string_view color, const Curve& otherwise) {
     const auto place = cursor.find(color);
-    if (place && place->find("values_file")) return read_number_array(*place, DTYPE_BYTE, kTableSize);
+    if (place && place->find("values_file")) return read_exactly(*place, DTYPE_BYTE, kTableSize);
     const auto curve = place ? read_curve(*place) : otherwise;
     if (!curve) return std::nullopt;
     return native_array<std::uint8_t>(DTYPE_BYTE, *curve);
@@ -133,7 +133,7 @@ std::optional<Value> read_datamap(const Cursor& cursor) {
     cursor.expect_keys(kKeys);
     const auto range_place = cursor.find("range");
     if (!range_place) cursor.problem("a datamap has a \"range\": [minimum, maximum]");
-    const auto range = range_place ? read_number_array(*range_place, DTYPE_DOUBLE, 2) : std::nullopt;
+    const auto range = range_place ? read_exactly(*range_place, DTYPE_DOUBLE, 2) : std::nullopt;
     auto table = read_preset(cursor);
     if (!range || !table) return std::nullopt;
     std::array<double, 2> ends{};

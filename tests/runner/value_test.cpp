@@ -100,7 +100,7 @@ const ValueCase kCases[] = {
     {"node_data", "field",
      R"({"field": {"dims": [2], "points": [], "node_data": [
          {"type": "byte", "values": [0, 9, 200, 7], "null": 200, "label": "b", "units": "u", "id": 669},
-         {"values": {"values_file": "f.raw", "type": "short", "count": 2}}, {"max": 5.5, "values": [1, 2]}, {}]}})",
+         {"veclen": 1, "values": {"values_file": "f.raw", "type": "short"}}, {"max": 5.5, "values": [1, 2]}, {}]}})",
      dump(R"({"nspace": 1, "ndim": 1, "dims": [2], "nnodes": 2, "grid_type": "uniform", "node_data": [)" +
           component(R"({"veclen": 2, "type": "byte", "label": "b", "units": "u", "id": 669, "min": 0, "max": 9,
                         "null": 200, "values": [0, 9, 200, 7]})") +
