@@ -27,13 +27,14 @@ const Definitions& definitions() {
 void write_all(OMobj_id object) {
     const std::string directory = std::filesystem::temp_directory_path().string();
     for (const OutputKind kind : {OutputKind::png, OutputKind::json, OutputKind::raw, OutputKind::vti, OutputKind::vtr,
-                                  OutputKind::vts, OutputKind::vtu}) {
+                                  OutputKind::vts, OutputKind::vtu, OutputKind::svg}) {
         try {
             OutputFile file(directory, "zam_network_fuzz");
             if (kind == OutputKind::png) write_png(object, Output{}, file);
             if (kind == OutputKind::json) write_json(object, file);
             if (kind == OutputKind::raw) write_raw(object, 0, file);
-            if (kind >= OutputKind::vti) write_vtk(object, kind, file);
+            if (kind == OutputKind::svg) write_svg(object, object, object, file);
+            if (kind >= OutputKind::vti && kind <= OutputKind::vtu) write_vtk(object, kind, file);
         } catch (const RunError&) {
         }
     }

@@ -343,7 +343,7 @@ void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std:
     if (point_positions) point_positions->extend(frame);
     if (frame.empty()) frame.include(0, 0);
     if (frame.longest() == 0) frame.widen(0.5);
-    frame.widen(frame.longest() / 50);  // room for strokes and labels
+    frame.widen(frame.longest() / 25);  // room for strokes and labels
 
     write_head(frame, file);
     if (image) image->write(file);

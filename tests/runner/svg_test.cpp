@@ -29,7 +29,7 @@ const SvgCase kCases[] = {
         {"name": "Line", "connect": [0, 1, 1, 2, 3, 4]}])",
      "",
      "",
-     {"viewBox=\"-2 -52 104 54\"", "<path d=\"M0 0L4 0L4 -2.5\"/>", "<path d=\"M1e-07 -50L100 0\"/>", "</svg>\n"}},
+     {"viewBox=\"-4 -54 108 58\"", "<path d=\"M0 0L4 0L4 -2.5\"/>", "<path d=\"M1e-07 -50L100 0\"/>", "</svg>\n"}},
     {"polylines, and gaps where coordinates are no numbers",
      R"("nspace": 2, "coord": [0,0, 1,1, "nan",2, 3,3, 4,"inf", 5,5, 6,6, 7,8], "cell_sets": [
         {"name": "Polyline", "poly_connect": [0, 3, 5, 7]}])",
@@ -52,11 +52,11 @@ const SvgCase kCases[] = {
      R"("nspace": 2, "coord": [0,0, 2,1], "cell_sets": [{"name": "Line", "connect": [0, 1]}])",
      "",
      R"(, "under": "i.field")",
-     {"viewBox=\"-0.56 -1.56 3.12 2.12\"",
+     {"viewBox=\"-0.62 -1.62 3.24 2.24\"",
       "<image transform=\"scale(1 -1)\" preserveAspectRatio=\"none\" x=\"-0.5\" y=\"-0.5\" width=\"3\" height=\"2\" "
       "xlink:href=\"data:image/png;base64,iVBORw0KGgoAAAANSUhEUgAAAAMAAAACCAI",
       "\"/>\n<g", "<path d=\"M0 0L2 -1\"/>"}},
-    {"nothing at all", "", "", "", {"viewBox=\"-0.52 -0.52 1.04 1.04\"", "</svg>\n"}},
+    {"nothing at all", "", "", "", {"viewBox=\"-0.54 -0.54 1.08 1.08\"", "</svg>\n"}},
 };
 
 TEST(Svg, Texts) {

@@ -74,7 +74,8 @@ TEST_F(Module, fills_its_tables_to_their_last_place) {
     ASSERT_EQ(run(saddle(1001, 1001, 999.75, 999.5)), 1);
     EXPECT_EQ(saddle_list_head[999 * 1000 + 999], saddle_list[999 * 1000 + 999]);
     EXPECT_EQ(saddle_list_head[999 * 1000 + 999]->y, 999.5);
-    EXPECT_EQ(saddle_list_head[199 * 1000], nullptr);  // of the run before
+    ASSERT_EQ(run(saddle(6, 5, 2.25, 2.5)), 1);
+    EXPECT_EQ(saddle_list_head[999 * 1000 + 999], nullptr);  // its entry ended with that run
 }
 
 TEST_F(Module, gives_empty_fields_where_nothing_vanishes) {
