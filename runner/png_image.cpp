@@ -121,15 +121,18 @@ void write_png(OMobj_id object, const Output& output, OutputFile& file) {
 }
 
 std::string encode_png(OMobj_id object) {
-    char* bytes = nullptr;
-    std::size_t count = 0;
-    FileHandle memory(open_memstream(&bytes, &count));
+    // the stream leaves its bytes when it is closed, so it ends before their owner does, whatever is thrown
+    struct Bytes {
+        char* data = nullptr;
+        std::size_t count = 0;
+        ~Bytes() { std::free(data); }
+    } bytes;
+    FileHandle memory(open_memstream(&bytes.data, &bytes.count));
     require(memory != nullptr, "memory is exhausted");
     const bool written = encode(object, {}, memory.get());
     memory.reset();
-    const std::unique_ptr<char, decltype(&std::free)> owned(bytes, std::free);
     require(written, "memory is exhausted");
-    return {bytes, count};
+    return {bytes.data, bytes.count};
 }
 
 }  // namespace zam::runner

@@ -37,17 +37,36 @@ public:
         colors_.clear(lane);
     }
 
-    /// Adds the current voxels and goes on to the next.
-    /// @return negative in the lanes whose rays have ended: saturated, or outside
-    Ints step(const Voxels& voxels, double opacity_scale) {
-        const auto node = walk_.node;
+    /// Goes on to the next voxels.
+    /// @return not 0 when the voxels just left have to be added
+    unsigned advance(const Voxels& voxels) {
+        node_ = walk_.node;
         unsigned visible = 0;
-        for (int i = 0; i < kQuadLanes; ++i) visible |= voxels.visible(static_cast<std::size_t>(node[i]));
+        for (int i = 0; i < kQuadLanes; ++i) visible |= voxels.visible(static_cast<std::size_t>(node_[i]));
         const Floats entered = walk_.t;
         walk_.advance();
-        const Ints left = walk_.left();
-        return visible == 0 ? left : left | add(voxels, node, widen(walk_.t - entered), opacity_scale);
+        length_ = walk_.t - entered;
+        return visible;
     }
+
+    /// Adds the voxels just left.
+    /// @return negative in the lanes whose rays are saturated
+    Ints add(const Voxels& voxels, double scale) {
+        const auto opacity = [&](int i) { return voxels.opacity(static_cast<std::size_t>(node_[i])); };
+        const Doubles length = widen(length_);
+        const Floats added = narrow({length.low * scale * DoublePair{opacity(0), opacity(1)},
+                                     length.high * scale * DoublePair{opacity(2), opacity(3)}});
+        const Ints adds = added > 0;
+        const Ints saturates = adds & (opacity_ + added >= 1);
+        // deliberate: colours add up without (1 - opacity so far); only the saturating step uses what is left of it
+        const Floats weight = saturates ? 1 - opacity_ : keep(adds, added);
+        colors_.add(voxels, node_, weight);
+        opacity_ = saturates ? Floats{1, 1, 1, 1} : opacity_ + weight;
+        return saturates;
+    }
+
+    /// Negative in the lanes whose rays have left the volume.
+    Ints left() const { return walk_.left(); }
 
     Color color(int lane) const {
         Color color = colors_.color(lane);
@@ -56,23 +75,9 @@ public:
     }
 
 private:
-    using Nodes = typename WalkQuad<Node>::Nodes;
-
-    /// @return the lanes whose rays are saturated
-    Ints add(const Voxels& voxels, const Nodes& node, Doubles length, double scale) {
-        const auto opacity = [&](int i) { return voxels.opacity(static_cast<std::size_t>(node[i])); };
-        const Floats added = narrow({length.low * scale * DoublePair{opacity(0), opacity(1)},
-                                     length.high * scale * DoublePair{opacity(2), opacity(3)}});
-        const Ints adds = added > 0;
-        const Ints saturates = adds & (opacity_ + added >= 1);
-        // deliberate: colours add up without (1 - opacity so far); only the saturating step uses what is left of it
-        const Floats weight = saturates ? 1 - opacity_ : keep(adds, added);
-        colors_.add(voxels, node, weight);
-        opacity_ = saturates ? Floats{1, 1, 1, 1} : opacity_ + weight;
-        return saturates;
-    }
-
     WalkQuad<Node> walk_;
+    typename WalkQuad<Node>::Nodes node_;  // of the voxels just left
+    Floats length_;                        // of the way through them
     Floats opacity_;
     typename Voxels::Sum colors_;
 };
@@ -88,28 +93,45 @@ public:
         for (Floats& channel : sum_.channel) channel[lane] = 0;
         walk_.get_face(face_[now_]);
         visible_ = 1;
-        sampled_ = false;
+        added_ = false;
     }
 
-    /// Goes on to the next faces and adds the segments before them.
-    /// @return negative in the lanes whose rays have ended: opaque, or outside
-    Ints step(const Voxels& voxels, double opacity_scale) {
-        const Floats entered = walk_.t;
+    /// Goes on to the next faces.
+    /// @return not 0 when the segments just passed have to be added: unless no node of the faces at both ends is
+    /// visible
+    unsigned advance(const Voxels& voxels) {
         const unsigned was_visible = visible_;
+        const Floats entered = walk_.t;
         now_ = 1 - now_;
         walk_.advance();
         walk_.get_face(face_[now_]);
+        length_ = walk_.t - entered;
         visible_ = 0;
         for (const auto& node : face_[now_].node)
             for (int i = 0; i < kQuadLanes; ++i) visible_ |= voxels.visible(static_cast<std::size_t>(node[i]));
-        const Ints left = walk_.left();
-
-        // between faces without opacity nothing is added, unless the scale makes that not a number
-        const bool adds = (visible_ | was_visible) != 0 || !std::isfinite(opacity_scale);
-        if (adds && !sampled_) sample_ = sample(voxels, face_[1 - now_]);
-        sampled_ = adds;
-        return adds ? left | add(sample(voxels, face_[now_]), walk_.t - entered, opacity_scale) : left;
+        sampled_ = std::exchange(added_, false);
+        return visible_ | was_visible;
     }
+
+    /// Adds the segments just passed.
+    /// @return negative in the lanes whose rays are opaque
+    Ints add(const Voxels& voxels, double scale) {
+        const ColorQuad previous = sampled_ ? sample_ : sample(voxels, face_[1 - now_]);
+        sample_ = sample(voxels, face_[now_]);
+        added_ = true;
+        Floats& opacity = sum_.channel[0];
+        Floats added = (previous.channel[0] + sample_.channel[0]) * (length_ * 0.5F);
+        // deliberate: limited before it is scaled, so that a scale above 1 can lead past 1
+        added = opacity + added > 1 ? 1 - opacity : added;
+        const Doubles wide = widen(added);
+        const Floats scaled = narrow({wide.low * scale, wide.high * scale});
+        for (int c = 1; c < 4; ++c) sum_.channel[c] += (previous.channel[c] + sample_.channel[c]) * scaled * 0.5F;
+        opacity += scaled;
+        return opacity >= 1;
+    }
+
+    /// Negative in the lanes whose rays have left the volume.
+    Ints left() const { return walk_.left(); }
 
     Color color(int lane) const { return sum_.color(lane); }
 
@@ -126,27 +148,15 @@ private:
                          at(std::integral_constant<int, 2>{}), at(std::integral_constant<int, 3>{}));
     }
 
-    /// @return the lanes whose rays are opaque
-    Ints add(const ColorQuad& next, Floats length, double scale) {
-        Floats& opacity = sum_.channel[0];
-        Floats added = (sample_.channel[0] + next.channel[0]) * (length * 0.5F);
-        // deliberate: limited before it is scaled, so that a scale above 1 can lead past 1
-        added = opacity + added > 1 ? 1 - opacity : added;
-        const Doubles wide = widen(added);
-        const Floats scaled = narrow({wide.low * scale, wide.high * scale});
-        for (int c = 1; c < 4; ++c) sum_.channel[c] += (sample_.channel[c] + next.channel[c]) * scaled * 0.5F;
-        opacity += scaled;
-        sample_ = next;
-        return opacity >= 1;
-    }
-
     FaceWalkQuad<Node> walk_;
-    ColorQuad sum_;
     FaceQuad<Node> face_[2];  // just crossed, and before that
-    int now_ = 0;
-    unsigned visible_ = 0;  // not 0 when a node of the faces just crossed is visible
-    bool sampled_ = false;  // whether sample_ has been taken there
-    ColorQuad sample_;
+    int now_ = 0;             // which is which
+    unsigned visible_ = 0;    // not 0 when a node of the faces just crossed is visible
+    Floats length_;           // of the segments between the two
+    ColorQuad sum_;
+    ColorQuad sample_;      // at the faces that were added last:
+    bool sampled_ = false;  // whether these are the faces before
+    bool added_ = false;    // or the faces just crossed
 };
 
 /// The rays under way, kQuads times four, with their pixels.
@@ -192,7 +202,7 @@ private:
     Rays& rays_;
     Grid grid_;
     int active_ = 0;
-    RayQuad quads_[kQuads];
+    RayQuad quads_[kQuads] = {};
     std::uint8_t* pixels_[kLanes] = {};  // null in parked lanes
 };
 
@@ -200,9 +210,17 @@ private:
 template <class RayQuad, class Rays, class Voxels>
 void march(Rays& rays, const Grid& grid, const Voxels& voxels, double opacity_scale) {
     RayBatch<RayQuad, Rays> batch(rays, grid);
+    // what has no opacity adds nothing, unless the scale makes that not a number
+    const unsigned always = std::isfinite(opacity_scale) ? 0 : 1;
     while (batch.is_active()) {
+        unsigned adds[kQuads];
         Ints ended[kQuads], any = {};
-        for (int q = 0; q < kQuads; ++q) any |= ended[q] = batch.quad(q).step(voxels, opacity_scale);
+        for (int q = 0; q < kQuads; ++q) {
+            adds[q] = batch.quad(q).advance(voxels) | always;
+            any |= ended[q] = batch.quad(q).left();
+        }
+        for (int q = 0; q < kQuads; ++q)
+            if (adds[q] != 0) any |= ended[q] |= batch.quad(q).add(voxels, opacity_scale);
         if (!any_negative(any)) continue;
         for (int q = 0; q < kQuads; ++q) batch.end_rays(q, ended[q]);
     }

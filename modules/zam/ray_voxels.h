@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,15 +22,18 @@ struct Doubles {
 };
 
 inline Doubles widen(Floats v) {
-    const Floats upper = __builtin_shufflevector(v, v, 2, 3, 2, 3);
-    return {__builtin_convertvector(__builtin_shufflevector(v, v, 0, 1), DoublePair),
-            __builtin_convertvector(__builtin_shufflevector(upper, upper, 0, 1), DoublePair)};
+    typedef double Four __attribute__((vector_size(32)));
+    const Four wide = __builtin_convertvector(v, Four);
+    return {__builtin_shufflevector(wide, wide, 0, 1), __builtin_shufflevector(wide, wide, 2, 3)};
 }
 
 inline Floats narrow(Doubles v) {
+    return __builtin_convertvector(__builtin_shufflevector(v.low, v.high, 0, 1, 2, 3), Floats);
+}
+
+inline DoublePair round_to_single(DoublePair v) {
     typedef float FloatPair __attribute__((vector_size(8)));
-    return __builtin_shufflevector(__builtin_convertvector(v.low, FloatPair),
-                                   __builtin_convertvector(v.high, FloatPair), 0, 1, 2, 3);
+    return __builtin_convertvector(__builtin_convertvector(v, FloatPair), DoublePair);
 }
 
 /// One colour.
@@ -138,12 +142,10 @@ public:
     class Sum {
     public:
         void clear(int lane) {
-            for (int c = 0; c < 3; ++c) (lane < 2 ? sums_[c].low : sums_[c].high)[lane % 2] = 0;
+            for (auto& channel : sums_) channel[lane / 2][lane % 2] = 0;
         }
         Color color(int lane) const {
-            const auto sum = [&](int c) {
-                return static_cast<float>((lane < 2 ? sums_[c].low : sums_[c].high)[lane % 2]);
-            };
+            const auto sum = [&](int c) { return static_cast<float>(sums_[c][lane / 2][lane % 2]); };
             return Color{0, sum(0), sum(1), sum(2)};
         }
 
@@ -154,13 +156,14 @@ public:
             for (int i = 0; i < kQuadLanes; ++i)
                 color[i] = voxels.wide_colors_[voxels.bytes_[static_cast<std::size_t>(node[i])]];
             for (int c = 0; c < 3; ++c) {
-                const Doubles level = {{color[0][c + 1], color[1][c + 1]}, {color[2][c + 1], color[3][c + 1]}};
-                sums_[c] = widen(narrow({sums_[c].low + level.low * wide.low, sums_[c].high + level.high * wide.high}));
+                const DoublePair low = {color[0][c + 1], color[1][c + 1]}, high = {color[2][c + 1], color[3][c + 1]};
+                sums_[c][0] = round_to_single(sums_[c][0] + low * wide.low);
+                sums_[c][1] = round_to_single(sums_[c][1] + high * wide.high);
             }
         }
 
     private:
-        Doubles sums_[3] = {};  // red, green, blue; doubles that hold single precision
+        DoublePair sums_[3][2] = {};  // red, green, blue of two rays each: doubles that hold single precision
     };
 
 private:
