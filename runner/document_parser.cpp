@@ -129,15 +129,17 @@ Elements& Builder::unpacked(Node& array) {
 /// Null when the document has become too large.
 template <class T>
 Node* Builder::add(std::size_t offset, T value) {
-    if (++nodes_ > kMostNodes) {
+    Node* container = open_.empty() ? nullptr : open_.back();
+    const auto* packed = container ? std::get_if<Numbers>(&container->value) : nullptr;
+    nodes_ += 1 + (packed ? packed->size() : 0);  // packed numbers are about to become nodes
+    if (nodes_ > kMostNodes) {
         refuse(offset, "the document has more than 4000000 values");
         return nullptr;
     }
     Node node{offset, std::move(value)};
-    if (open_.empty()) return &(root_ = std::move(node));
-    Node& container = *open_.back();
-    if (auto* object = std::get_if<Object>(&container.value)) return &(object->back().node = std::move(node));
-    return &unpacked(container).emplace_back(std::move(node));
+    if (!container) return &(root_ = std::move(node));
+    if (auto* object = std::get_if<Object>(&container->value)) return &(object->back().node = std::move(node));
+    return &unpacked(*container).emplace_back(std::move(node));
 }
 
 bool Builder::refuse(std::size_t offset, const std::string& why) {

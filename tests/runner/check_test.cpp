@@ -287,7 +287,10 @@ TEST(Check, HostileSizes) {
     const std::string many = "[" + std::string(9'000'000, '[') + "]";
     std::string values = "{\"modules\": [[]";
     for (int i = 0; i < 4'000'001; ++i) values += ",[]";
-    for (const std::string& text : {long_line, many, values + "]}", std::string("{\"modules\": \"\0\"}", 16)}) {
+    std::string unpacked = "{\"modules\": [0";
+    for (int i = 0; i < 4'000'001; ++i) unpacked += ",0";
+    for (const std::string& text :
+         {long_line, many, values + "]}", unpacked + ",\"x\"]}", std::string("{\"modules\": \"\0\"}", 16)}) {
         Problems problems;
         load_network(scratch.write("n.json", text), {}, {}, problems);
         EXPECT_EQ(problems.count(), 1U);
