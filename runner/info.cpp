@@ -1,15 +1,15 @@
 // `zam info`: what a data file holds, read by the module that reads such files.
-#include <array>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
 
-#include "contract/file.h"
 #include "contract/om.h"
 #include "embedded/host.h"
 #include "runner/commands.h"
 #include "runner/element_types.h"
 #include "runner/field_access.h"
+#include "runner/file_kinds.h"
 #include "runner/json_writer.h"
 #include "runner/library.h"
 #include "runner/session.h"
@@ -19,28 +19,6 @@ namespace zam::runner {
 namespace {
 
 constexpr int kMostTimeTexts = 16;  // each step has to be read to know its time
-
-/// How files of a kind begin, and who reads them.
-struct FileKind {
-    std::string_view beginning, name, entry, parameter;
-};
-constexpr FileKind kFileKinds[] = {{"# AVS", "field file", "DVLDread_field_update", "filename"}};
-
-/// The kind of a file by its first bytes; null, with a message, for other files.
-const FileKind* file_kind(const std::string& name) {
-    const FileHandle file(FILEfopen(name.c_str(), "rb"));
-    if (!file) {
-        std::fprintf(stderr, "zam: error: cannot open %s\n", name.c_str());
-        return nullptr;
-    }
-    std::array<char, 16> bytes{};
-    const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), file.get());
-    for (const auto& kind : kFileKinds) {
-        if (std::string_view(bytes.data(), count).starts_with(kind.beginning)) return &kind;
-    }
-    std::fprintf(stderr, "zam: error: %s is of no kind that a module reads\n", name.c_str());
-    return nullptr;
-}
 
 std::string joined(const float* values, int count) {
     std::string text;
@@ -79,55 +57,77 @@ void print_components(OMobj_id field) {
     }
 }
 
-std::string time_text(OMobj_id instance) {
-    char* text = nullptr;
-    const OMobj_id object = host::find(instance, "time_string");
-    if (OMvalid_obj(object) == 1) OMget_str_val(object, &text, 0);
-    std::string result = json_text(text ? text : "");
-    std::free(text);
+/// The time of the current step as JSON; empty when the file has none.
+std::string time_text(OMobj_id instance, const FileKind& kind) {
+    const OMobj_id object = host::find(instance, kind.time);
+    std::string result;
+    if (double value = 0.0; host::kind(object) == host::Kind::real && OMget_real_val(object, &value) == 1)
+        append_number(result, DTYPE_DOUBLE, &value);
+    if (char* text = nullptr; host::kind(object) == host::Kind::text && OMget_str_val(object, &text, 0) == 1) {
+        if (*text != '\0') result = json_text(text);
+        std::free(text);
+    }
     return result;
 }
 
 /// The number of time steps and their times, by stepping through the first of them.
-void print_steps(Session& session, const Definition& definition, OMobj_id instance) {
+void print_steps(Session& session, const FileKind& kind, const Definition& definition, OMobj_id instance) {
     int nsteps = 1;
     OMget_name_int_val(instance, OMstr_to_name("nsteps"), &nsteps);
-    std::string times = time_text(instance);
+    std::string times = time_text(instance, kind);
     const Parameter* stepno = definition.find_parameter("stepno");
     for (int step = 2; stepno && step <= std::min(nsteps, kMostTimeTexts); ++step) {
         session.set({{0, stepno, {step}, {}}});
-        times += " " + time_text(instance);
+        const std::string time = time_text(instance, kind);
+        if (!time.empty()) times += (times.empty() ? "" : " ") + time;
     }
     if (nsteps > kMostTimeTexts) times += " ...";
-    print_line("time steps", std::to_string(nsteps) + (times == "\"\"" ? "" : ": " + times));
+    print_line("time steps", std::to_string(nsteps) + (times.empty() ? "" : ": " + times));
+}
+
+void print_contents(Session& session, const FileKind& kind, const Definition& definition, OMobj_id instance) {
+    const OMobj_id out = host::find(instance, kind.output);
+    print_mesh(out);
+    print_components(out);
+    print_steps(session, kind, definition, instance);
+}
+
+/// A network of the module that reads the file.
+Network reading_network(const FileKind& kind, const FileStart& file, const Definition& definition) {
+    Network network;
+    network.add({definition.module, &definition, {}, {}});
+    for (auto& [name, value] : kind.parameters(file))
+        network.instances[0].given.push_back({0, definition.find_parameter(name), std::move(value), {}});
+    return network;
+}
+
+int fail(const std::string& what) {
+    std::fprintf(stderr, "zam: error: %s\n", what.c_str());
+    return kFailed;
 }
 
 }  // namespace
 
-int show_info(const std::string& file) {
-    const auto* kind = file_kind(file);
-    const auto definitions = kind ? load_definitions() : std::nullopt;
+int show_info(const std::string& name) {
+    const auto file = read_file_start(name);
+    if (!file) return fail("cannot open " + name);
+    const FileKind* kind = find_file_kind(*file);
+    if (!kind) return fail(name + " is of no kind that a module reads");
+    const auto definitions = load_definitions();
     const auto* definition = definitions ? definitions->by_entry(kind->entry) : nullptr;
     const auto library = definition ? load_library() : nullptr;
-    if (!kind) return kFailed;
     if (!library) return kWrong;
 
-    Network network;
-    network.add({definition->module, definition, {}, {}});
-    network.instances[0].given.push_back({0, definition->find_parameter(kind->parameter), {file}, {}});
+    const Network network = reading_network(*kind, *file, *definition);
     Console console(true);
     CallLog log;
     Session session(network, *library, console, log);
     if (!session.has_entries()) return kWrong;
     session.build();
     session.run_all();
-    const OMobj_id instance = host::find(host::root(), definition->module);
-    const OMobj_id out = host::find(instance, "out");
     if (!console.failed()) {
-        print_line("file", file + " (" + std::string(kind->name) + ")");
-        print_mesh(out);
-        print_components(out);
-        print_steps(session, *definition, instance);
+        print_line("file", name + " (" + std::string(kind->name) + ")");
+        print_contents(session, *kind, *definition, host::find(host::root(), definition->module));
     }
     session.end();
     return console.failed() ? kFailed : kAllWell;

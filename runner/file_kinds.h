@@ -1,0 +1,38 @@
+// The kinds of data files that modules read: how a file says what it is, and how its module is set up to read it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "runner/value.h"
+
+namespace zam::runner {
+
+/// A file as far as its kind shows.
+struct FileStart {
+    std::string name;   // as given
+    std::string bytes;  // the first kFileStartBytes at most
+};
+constexpr std::size_t kFileStartBytes = 4096;
+
+/// One kind of file. A new kind is a row of the table in file_kinds.cpp, in front of the kinds that are less sure.
+struct FileKind {
+    std::string_view name;  // for people: "field file"
+    bool (*matches)(const FileStart& file);
+    std::string_view entry;  // the update entry that reads such files
+    /// What its instance is given: parameter names of the definition, and values.
+    std::vector<std::pair<std::string_view, Value>> (*parameters)(const FileStart& file);
+    std::string_view output;  // the field that it writes
+    std::string_view time;    // the text or real that it writes, the time of the data; empty: none
+};
+
+/// The first bytes of a file; nothing when it cannot be opened.
+std::optional<FileStart> read_file_start(const std::string& name);
+
+/// The first kind that matches; null for other files.
+const FileKind* find_file_kind(const FileStart& file);
+
+}  // namespace zam::runner
