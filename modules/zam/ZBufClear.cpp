@@ -1,0 +1,59 @@
+// Clearing of captures. Reads currCount, currDir and the set's directory. Empties out, deletes the set's files and its
+// directory, sets currCount to 0 and currDir to the empty text.
+#include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/om.h"
+#include "modules/support/text_value.h"
+#include "modules/zam/ZBufCapture.h"
+#include "modules/zam/capture_file.h"
+#include "platform/directory.h"
+
+namespace {
+
+namespace platform = zam::platform;
+
+/// Deletes captures 0 to `count` - 1 as far as they are there. The directory is asked: a count may be any number.
+/// @throws std::bad_alloc
+void delete_captures(const std::string& directory, int count) {
+    std::vector<int> numbers;
+    platform::visit_names(directory, [&](std::string_view name) {
+        const auto number = zam::capture_number(name);
+        if (number && *number < count) numbers.push_back(*number);
+    });
+    for (const int number : numbers) {
+        const std::string name = zam::capture_name_to_read(directory, number);
+        const bool readable = platform::File(platform::open_to_read(name)) != nullptr;
+        if (readable) platform::delete_file(name);
+    }
+}
+
+/// @throws std::bad_alloc
+void clear(OMobj_id instance) {
+    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out"), OM_OBJ_RW);
+    OMset_array_size(out, 0);
+    OMfind_subobj(instance, OMstr_to_name("depth"), OM_OBJ_RW);
+    OMset_array_size(out, 0);  // deliberate: `out` once more; `depth` stays as it is
+
+    int count = 0;
+    OMget_name_int_val(instance, OMstr_to_name("currCount"), &count);
+    OMset_name_int_val(instance, OMstr_to_name("currCount"), 0);
+    const auto directory = zam::read_text(instance, "currDir");
+    if (directory && !directory->empty()) {
+        delete_captures(*directory, count);
+        if (!platform::remove_directory(*directory)) return;  // silent: currDir still says where the other files are
+    }
+    OMset_name_str_val(instance, OMstr_to_name("currDir"), "");
+}
+
+}  // namespace
+
+int ZBufClearUpdate(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        clear(instance);
+    } catch (const std::exception&) {  // no memory for names: what is left of the set stays recorded
+    }
+    return 1;
+}

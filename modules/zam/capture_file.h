@@ -1,0 +1,62 @@
+// Capture files: images with depth on disk, numbered from 0 in a directory of their own.
+//
+// A file is 10 characters of text, width and height with five digits each; then four bytes a pixel (opacity, red,
+// green, blue); then the depths as floats as the machine keeps them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "modules/zam/depth_image.h"
+#include "platform/directory.h"
+
+namespace zam {
+
+constexpr int kLargestCaptureSide = 99999;  // five digits
+
+/// Name of the directory of a set of captures.
+/// @throws std::bad_alloc, as the other names do
+std::string capture_directory_name(const std::string& parent, const std::string& user, int process, int sequence);
+
+/// Name of capture `number`, at least 0. Files are written with one separator and looked for with the other; both
+/// systems take either.
+std::string capture_name_to_write(const std::string& directory, int number);
+std::string capture_name_to_read(const std::string& directory, int number);
+
+/// The number of the capture that a file name (without directory) stands for; nothing for names that no capture has.
+std::optional<int> capture_number(std::string_view name);
+
+/// Text at the beginning of a file, for a size that fits.
+std::string capture_size_text(ImageSize size);
+
+/// Reads the text as far as it is a number: blanks before and anything behind it do not count.
+/// @param text  10 characters
+/// @return nothing when there is no pixel
+std::optional<ImageSize> parse_capture_size(std::string_view text);
+
+/// A capture file open for reading.
+class CaptureFile {
+public:
+    /// Opens a file and reads its size. Nothing when the file is shorter than this announces.
+    static std::optional<CaptureFile> open(const std::string& name);
+
+    ImageSize size() const { return size_; }
+
+    /// Reads pixels, beginning with `first`.
+    /// @param colors  four bytes a pixel
+    /// @param depths  one a pixel
+    /// @pre  all lie within the image
+    /// @return false when the file has become shorter or cannot be read
+    bool read(std::int64_t first, std::span<std::uint8_t> colors, std::span<float> depths) const;
+
+private:
+    CaptureFile(platform::File file, ImageSize size) : file_(std::move(file)), size_(size) {}
+
+    platform::File file_;
+    ImageSize size_;
+};
+
+}  // namespace zam

@@ -1,0 +1,43 @@
+#include "platform/directory.h"
+
+#include <io.h>
+#include <windows.h>
+
+namespace zam::platform {
+namespace {
+
+std::FILE* open_contents(const std::string& name, const char* mode) {
+    File file(std::fopen(name.c_str(), mode));  // directories cannot be opened here
+    if (file && GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))) == FILE_TYPE_PIPE) return {};
+    return file.release();
+}
+
+struct CloseSearch {
+    void operator()(void* search) const { FindClose(search); }
+};
+
+}  // namespace
+
+bool create_directory(const std::string& name) { return CreateDirectoryA(name.c_str(), nullptr) != 0; }
+
+bool remove_directory(const std::string& name) { return RemoveDirectoryA(name.c_str()) != 0; }
+
+bool delete_file(const std::string& name) { return DeleteFileA(name.c_str()) != 0; }
+
+void visit_names(const std::string& directory, const std::function<void(std::string_view)>& visit) {
+    WIN32_FIND_DATAA entry{};
+    HANDLE first = FindFirstFileA((directory + "\\*").c_str(), &entry);
+    if (first == INVALID_HANDLE_VALUE) return;
+    const std::unique_ptr<void, CloseSearch> search(first);
+    do {
+        visit(entry.cFileName);
+    } while (FindNextFileA(search.get(), &entry) != 0);
+}
+
+std::FILE* open_to_read(const std::string& name) { return open_contents(name, "rb"); }
+
+std::FILE* open_to_write(const std::string& name) { return open_contents(name, "wb"); }
+
+int process_id() { return static_cast<int>(GetCurrentProcessId()); }
+
+}  // namespace zam::platform

@@ -1,0 +1,121 @@
+// Instances of the capture and merge modules in the embedded host, images with depth for them, and a directory.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bench/plain_merge.h"
+#include "modules/support/text_value.h"
+#include "tests/support/module_test.h"
+
+namespace zam::test {
+
+namespace fs = std::filesystem;
+using Texts = std::vector<std::string>;
+using plain::DepthImage;
+
+/// An image whose pixels all have one colour.
+inline DepthImage one_color(std::vector<std::uint8_t> color, const std::vector<float>& depths) {
+    DepthImage image{{}, depths};
+    for (std::size_t i = 0; i < depths.size(); ++i) image.colors.insert(image.colors.end(), color.begin(), color.end());
+    return image;
+}
+
+/// A capture file as the format has it, put together here.
+inline std::string file_bytes(const std::string& size_text, const DepthImage& image) {
+    std::string bytes = size_text + std::string(image.colors.begin(), image.colors.end());
+    const auto at = bytes.size();
+    bytes.resize(at + 4 * image.depths.size());
+    std::memcpy(bytes.data() + at, image.depths.data(), 4 * image.depths.size());
+    return bytes;
+}
+
+class CaptureTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        host::set_recorder([this](const host::Record& record) {
+            if (record.what == host::Record::What::report) {
+                reports.push_back(record.text);
+                report_call = record.call + " '" + record.label + "' " + std::to_string(record.flags);
+            } else {
+                statuses.push_back(record.text + " " + std::to_string(record.percent));
+            }
+        });
+        std::string pattern = (fs::temp_directory_path() / "zam_capture_XXXXXX").string();
+        directory = mkdtemp(pattern.data());
+    }
+    void TearDown() override {
+        fs::remove_all(directory);
+        ModuleTest::TearDown();
+    }
+
+    void set(const char* name, int value) const {
+        host::create(instance, name, host::Kind::integer);
+        OMset_name_int_val(instance, OMstr_to_name(name), value);
+    }
+    void set(const char* name, const std::string& value) const {
+        host::create(instance, name, host::Kind::text);
+        OMset_name_str_val(instance, OMstr_to_name(name), value.c_str());
+    }
+    void take_away(const char* name) const { host::destroy(host::find(instance, name)); }
+    int get(const char* name) const {
+        int value = -999;
+        OMget_name_int_val(instance, OMstr_to_name(name), &value);
+        return value;
+    }
+    std::string text(const char* name) const { return read_text(instance, name).value_or("none"); }
+
+    OMobj_id make_list(const char* name, xp_long elements) const {
+        const OMobj_id list = host::create(instance, name, host::Kind::objects, host::Kind::field);
+        OMset_array_size(list, elements);
+        return list;
+    }
+    OMobj_id element(const char* name, int index) const {
+        return host::find(instance, std::string(name) + "[" + std::to_string(index) + "]");
+    }
+    template <class T>
+    static void fill(OMobj_id field, int comp, int veclen, const std::vector<T>& values) {
+        FLDset_node_data_veclen(field, comp, veclen);
+        FLDset_node_data(field, comp, handed<T>(values), kTypeCode<T>, static_cast<xp_long>(values.size()),
+                         ARR_HOST_OWNS);
+    }
+    static void fill_image(OMobj_id field, const std::vector<xp_long>& dims, const DepthImage& image) {
+        FLDset_ndim(field, static_cast<int>(dims.size()));
+        FLDset_dims(field, dims.data());
+        FLDset_node_data_ncomp(field, 2);
+        fill(field, 0, 4, image.colors);
+        fill(field, 1, 1, image.depths);
+    }
+
+    Texts take_reports() { return std::exchange(reports, {}); }
+    Texts take_statuses() { return std::exchange(statuses, {}); }
+    std::string file(const std::string& name) const { return (directory / name).string(); }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(directory / name, std::ios::binary) << bytes;
+    }
+    static std::string read(const fs::path& name) {
+        std::ifstream in(name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    Texts names() const {
+        Texts names;
+        for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    fs::path directory;
+    Texts statuses;
+    std::string report_call;  // how the latest report came
+};
+
+}  // namespace zam::test

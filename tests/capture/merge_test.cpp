@@ -1,0 +1,276 @@
+// Merging: pixels against the plain form from either source, and captures that are not what they say.
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "modules/zam/MergeImages.h"
+#include "modules/zam/capture_file.h"
+#include "modules/zam/depth_merge.h"
+#include "tests/capture/capture_fixture.h"
+#include "tests/reader/heap_failure.h"
+
+namespace zam::test {
+namespace {
+
+using Bytes = std::vector<float>;  // as values() gives them
+
+const Texts kCannotMerge{"Can not merge image in Zbuffer brending.\n"};
+
+class Merge : public CaptureTest {
+protected:
+    void SetUp() override {
+        CaptureTest::SetUp();
+        set("currDir", directory.string());
+        set("end_flag", 0);
+        set_background({1.0F, 0.5F, 0});
+        host::create(instance, "out_fld", host::Kind::field);
+    }
+    void set_background(const std::vector<float>& color) const {
+        const OMobj_id array = host::create(instance, "backCol", host::Kind::array);
+        host::set_values(array, DTYPE_FLOAT, color.data(), static_cast<xp_long>(color.size()));
+    }
+    /// Puts the captures where the mode finds them.
+    void give(int mode, xp_long width, xp_long height, const std::vector<DepthImage>& captures) const {
+        const int count = static_cast<int>(captures.size());
+        char text[16];
+        std::snprintf(text, sizeof text, "%05d%05d", static_cast<int>(width), static_cast<int>(height));
+        if (mode == 1) make_list("rc", count);
+        for (int i = 0; i < count; ++i) {
+            const auto& image = captures[static_cast<std::size_t>(i)];
+            if (mode == 1) fill_image(element("rc", i), {width, height}, image);
+            if (mode == 0) write(image_name(i), file_bytes(text, image));
+        }
+        set("saveMode", mode);
+        set("currCount", count);
+        set("num", mode == 1 ? count : -1);
+    }
+    static std::string image_name(int i) { return "pceimg0000" + std::to_string(i) + ".img"; }
+    void update() const { EXPECT_EQ(MergeImagesUpdate(instance, 0, 0), 1); }
+    OMobj_id out() const { return host::find(instance, "out_fld"); }
+    Bytes merged() const { return values(out(), 0); }
+
+    /// The update fails with that message, and leaves what was there.
+    void expect_failure(const char* what, const Texts& expected = kCannotMerge) {
+        SCOPED_TRACE(what);
+        const Bytes before = merged();
+        set("end_flag", 0);
+        update();
+        EXPECT_EQ(take_reports(), expected);
+        EXPECT_EQ(report_call, "ERRerror 'MergeImages' 2");
+        EXPECT_EQ(take_statuses().back(), "<idle> 100");
+        EXPECT_EQ(get("end_flag"), 0);
+        EXPECT_EQ(merged(), before);
+    }
+};
+
+TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kInf = std::numeric_limits<float>::infinity();
+    const float above = std::nextafter(1e-6F, 1.0F);  // the smallest that is greater than 1e-6
+    const std::vector<DepthImage> captures{
+        one_color({255, 1, 2, 3}, {0.4F, 0.5F, 0, 1e-6F, above, kNan, 0.1F, kInf, -kInf}),
+        one_color({255, 4, 5, 6}, {0.7F, 0.5F, -1, 0, 0, -0.5F, kNan, 1, above}),
+    };
+    const int winners[] = {2, 1, 0, 0, 1, 0, 1, 1, 2};
+    const Bytes colors[] = {{0, 255, 127, 0}, {0, 1, 2, 3}, {0, 4, 5, 6}};
+    Bytes expected;
+    for (const int winner : winners) expected.insert(expected.end(), colors[winner].begin(), colors[winner].end());
+    for (const int mode : {0, 1}) {
+        give(mode, 3, 3, captures);
+        set("end_flag", 0);
+        update();
+        EXPECT_EQ(merged(), expected);
+        EXPECT_EQ(get("end_flag"), 1);
+        EXPECT_EQ(take_statuses(), (Texts{"MergeImages 0", "MergeImages 0", "MergeImages 50", "<idle> 100"}));
+    }
+    EXPECT_EQ(reports, Texts());
+    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 2, 2}));
+    int id = 0;
+    int type = 0;
+    FLDget_node_data_id(out(), 0, &id);
+    FLDget_node_data_type(out(), 0, &type);
+    EXPECT_EQ(id, 669);
+    EXPECT_EQ(type, DTYPE_BYTE);
+}
+
+TEST_F(Merge, EqualsThePlainFormFromEitherSource) {
+    std::mt19937 random(3);
+    constexpr xp_long kWidth = 151;
+    constexpr xp_long kHeight = 220;       // two blocks and a bit
+    std::vector<DepthImage> captures(10);  // a group and a bit
+    for (DepthImage& image : captures) {
+        for (xp_long pixel = 0; pixel < kWidth * kHeight; ++pixel) {
+            image.depths.push_back(static_cast<float>(static_cast<int>(random() % 64) - 8) / 64);
+            for (int k = 0; k < 4; ++k) image.colors.push_back(static_cast<std::uint8_t>(random()));
+        }
+    }
+    const std::uint8_t background[] = {255, 127, 0};
+    const auto plain = plain::merge(captures, background);
+    for (const int mode : {0, 1}) {
+        give(mode, kWidth, kHeight, captures);
+        update();
+        EXPECT_TRUE(merged() == Bytes(plain.begin(), plain.end())) << mode;
+    }
+    // another size into the same output
+    give(1, 1, 1, {one_color({1, 2, 3, 4}, {1})});
+    update();
+    EXPECT_EQ(merged(), (Bytes{0, 2, 3, 4}));
+    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 0, 0}));
+    EXPECT_EQ(reports, Texts());
+}
+
+TEST_F(Merge, BackgroundIsClampedAndCut) {
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(background_bytes(std::vector<float>{1.0F, 0.5F, 0}), (Background{255, 127, 0}));
+    EXPECT_EQ(background_bytes(std::vector<float>{-1e30F, 1e30F, kNan}), (Background{0, 255, 0}));
+    EXPECT_EQ(background_bytes(std::vector<float>{0.999F}), (Background{254, 0, 0}));
+    EXPECT_EQ(background_bytes(std::vector<float>{0, 0, 1, 1, 1}), (Background{0, 0, 255}));
+}
+
+TEST_F(Merge, NeedsItsParameters) {
+    give(1, 2, 1, {one_color({1, 2, 3, 4}, {1, 1})});
+    update();
+    give(0, 1, 1, {one_color({5, 6, 7, 8}, {1})});
+    take_statuses();
+    for (const bool absent : {false, true}) {
+        set("currCount", 0);
+        if (absent) take_away("currCount");
+        update();
+        EXPECT_EQ(take_statuses(), Texts{"<idle> 100"});
+    }
+    set("currCount", -1);
+    expect_failure("a count below 0");
+    set("currCount", 2);
+    expect_failure("more than there are files");
+    set("currCount", 1);
+    set("saveMode", 2);
+    expect_failure("a mode that is none");
+    set("saveMode", 0);
+    set("currDir", "");
+    expect_failure("an empty directory name");
+    take_away("currDir");
+    expect_failure("no directory", {"Can not get image saved directory.\n"});
+    set("saveMode", 1);
+    set("num", 2);
+    expect_failure("more than there are fields");
+    set("num", 0);
+    expect_failure("no fields");
+    take_away("num");
+    expect_failure("no number of fields");
+    set("num", 1);
+    const std::vector<int> integers{1, 1, 1};
+    host::set_values(host::find(instance, "backCol"), DTYPE_INT, integers.data(), 3);
+    expect_failure("a background that is no floats", {"Can not get background color."});
+    take_away("backCol");
+    expect_failure("no background", {"Can not get background color."});
+    set_background({});
+    take_away("saveMode");  // then from memory
+    update();
+    EXPECT_EQ(reports, Texts());
+    EXPECT_EQ(get("end_flag"), 1);
+    take_away("out_fld");
+    expect_failure("no output");
+}
+
+TEST_F(Merge, RefusesFieldsThatAreNoCaptures) {
+    const std::vector<DepthImage> captures{one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {1, 1})};
+    give(1, 2, 1, captures);
+    update();
+    for (const int index : {0, 1}) {
+        const OMobj_id image = element("rc", index);
+        const auto expect = [&](const char* what) {
+            expect_failure(what);
+            fill_image(image, {2, 1}, captures[0]);
+        };
+        fill(image, 0, 3, std::vector<std::uint8_t>(6));
+        expect("three bytes a pixel");
+        fill(image, 0, 4, std::vector<float>(8));
+        expect("float colours");
+        fill(image, 0, 4, std::vector<std::uint8_t>(7));
+        expect("too few colours");
+        fill(image, 1, 1, std::vector<double>(2));
+        expect("double depths");
+        fill(image, 1, 1, std::vector<float>(1));
+        expect("too few depths");
+        FLDset_node_data_ncomp(image, 1);
+        expect("no depths");
+        fill_image(image, {2, 1, 1}, captures[0]);
+        expect("three dimensions");
+        fill_image(image, {0, 0}, {});
+        expect("no pixels");
+        FLDset_ndim(image, 2);
+        const xp_long huge[] = {30000000, 30000000};
+        FLDset_dims(image, huge);
+        expect("a size without values");
+    }
+    fill_image(element("rc", 1), {1, 2}, captures[0]);
+    expect_failure("the same number of pixels in another shape");
+}
+
+TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
+    const DepthImage image = one_color({1, 2, 3, 4}, {1, 1, 1, 1, 1, 1});
+    give(0, 3, 2, {image, image});
+    update();
+    const std::string good = file_bytes("0000300002", image);
+    const auto with_text = [&](const std::string& text) { return file_bytes(text, image); };
+    for (const int index : {0, 1}) {
+        const auto expect = [&](const char* what, const std::string& bytes) {
+            write(image_name(index), bytes);
+            expect_failure(what);
+            write(image_name(index), good);
+        };
+        expect("an empty file", "");
+        expect("nine characters", good.substr(0, 9));
+        expect("a size alone", good.substr(0, 10));
+        expect("a byte short", good.substr(0, good.size() - 1));
+        expect("a huge size", with_text("9999999999"));
+        expect("letters", with_text("abcdefghij"));
+        expect("blanks", with_text("          "));
+        expect("a width below 0", with_text("-000300002"));
+        expect("no height", with_text("0000300000"));
+        expect("hexadecimal", with_text("0x00300002"));
+        fs::remove(directory / image_name(index));
+        expect_failure("no file");
+        fs::create_directory(directory / image_name(index));
+        expect_failure("a directory");
+        fs::remove(directory / image_name(index));
+    }
+    write(image_name(0), good);
+    write(image_name(1), file_bytes("0000200003", image));
+    expect_failure("the same number of pixels in another shape");
+
+    // numbers are read as far as they go, and what follows the depths does not count
+    for (const char* text : {"    3    2", "+0003 2   ", "3xyz.2e3  "}) {
+        write(image_name(0), with_text(text) + "more");
+        write(image_name(1), good);
+        set("end_flag", 0);
+        update();
+        EXPECT_EQ(get("end_flag"), 1) << text;
+    }
+    EXPECT_EQ(reports, Texts());
+}
+
+TEST_F(Merge, SurvivesAnyFailure) {
+    const std::vector<DepthImage> captures{one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {0, 2})};
+    for (const int mode : {0, 1}) {
+        give(mode, 2, 1, captures);
+        fail_in_turn([this] { return MergeImagesUpdate(instance, 0, 0); });
+        bool struck = true;
+        for (int n = 1; struck && n < 1000; ++n) {
+            take_reports();
+            reports.reserve(8);
+            fail_heap_allocation(n);
+            const int result = MergeImagesUpdate(instance, 0, 0);
+            struck = !heap_failure_pending();
+            fail_heap_allocation(0);
+            EXPECT_EQ(result, 1);
+            EXPECT_LE(reports.size(), 1U);
+            expect_nothing_left();
+        }
+        EXPECT_FALSE(struck);
+        EXPECT_EQ(merged(), (Bytes{0, 2, 3, 4, 0, 2, 3, 4}));
+    }
+}
+
+}  // namespace
+}  // namespace zam::test
