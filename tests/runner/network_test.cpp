@@ -39,7 +39,7 @@ TEST_P(Networks, WriteWhatIsExpected) {
 INSTANTIATE_TEST_SUITE_P(Real, Networks, testing::ValuesIn(kNetworks),
                          [](const auto& info) { return info.param.name; });
 
-TEST(Info, FieldFiles) {
+TEST(Info, FilesOfEachKind) {
     const Scratch scratch;
     const std::string command = "cd '" ZAM_TEST_NETWORKS "/../reader/data' && '" ZAM_PROGRAM "' info ";
     ASSERT_EQ(std::system((command + "written_out.fld >" + scratch.file("out")).c_str()), 0);
@@ -51,6 +51,16 @@ TEST(Info, FieldFiles) {
               "extent      0 0 to 4 2\n"
               "component   0: int, veclen 1, label \"height\", units \"m\", min 0, max 24\n"
               "time steps  3: \"1.50\" \"2.50\" \"3.50\"\n");
+    ASSERT_EQ(std::system((command + "../../frt/data/m8_big_i8_plane.dat >" + scratch.file("grid")).c_str()), 0);
+    EXPECT_EQ(scratch.read("grid"),
+              "file        ../../frt/data/m8_big_i8_plane.dat (Fortran-record grid)\n"
+              "grid        structured\n"
+              "dims        5 x 4 (20 nodes)\n"
+              "space       2\n"
+              "extent      1.25 0.5 to 6 3.5\n"
+              "component   0: float, veclen 1, label \"\", units \"\", min 37.166668, max 48.5\n"
+              "component   1: float, veclen 1, label \"\", units \"\", min 70.5, max 81.833336\n"
+              "time steps  1: 0.75\n");
     scratch.write("bad.fld", "# AVS\nndim = 3\n");
     EXPECT_EQ(WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("bad.fld") + " 2>/dev/null").c_str())),
               1);

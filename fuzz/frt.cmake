@@ -1,0 +1,1 @@
+zam_fuzz(fuzz_frt zam_modules_objects zam_host)

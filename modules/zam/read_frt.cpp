@@ -1,0 +1,120 @@
+// Fortran-record grids: reads a structured grid with node data from a file that a Fortran program wrote without format.
+// Reads frt_fname. Writes out, a field with coordinates and a component of veclen 1 for each data record, and time.
+#include "modules/zam/read_frt.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+#include "contract/err.h"
+#include "contract/file.h"
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/zam/frt_grid.h"
+#include "modules/zam/frt_records.h"
+
+namespace {
+
+using namespace zam::frt;
+using zam::OutArray;
+
+// --- Reports ---
+
+enum Severity : int { kError = 2, kWarning = 16 };
+
+int report(Severity severity, const char* text) {
+    ERRerror("read_frt", 1, severity, "%s", text);
+    return 0;
+}
+
+// --- Output ---
+
+void set_shape(OMobj_id out, const GridShape& shape) {
+    constexpr const char* kRefused = "Cannot set dims.";
+    require(FLDset_ndim(out, shape.ndim) == 1, kRefused);
+    const auto dims = OutArray<xp_long>::allocate(shape.ndim);
+    require(bool(dims), "dims array is not allocated\n");
+    std::copy_n(shape.dims.begin(), shape.ndim, dims.data());
+    require(FLDset_dims(out, dims.data()) == 1, kRefused);
+    require(FLDset_nspace(out, shape.ndim) == 1, "Cannot set nspace.");
+}
+
+void set_coordinates(OMobj_id out, OutArray<float> positions) {
+    require(FLDset_coord(out, positions.data(), positions.size(), ARR_HOST_OWNS) == 1,
+            "Error! Can't set coordinate values.");
+    positions.release();
+}
+
+/// A component that memory did not suffice for is tried once more, as zeros; a host may also do without its values.
+void replace_missing(OutArray<std::byte>& values, int type, xp_long nnodes) {
+    if (values) return;
+    values = OutArray<std::byte>::allocate_as(type, nnodes);
+    std::ranges::fill(values ? values.span() : std::span<std::byte>(), std::byte{0});
+}
+
+void set_node_data(OMobj_id out, xp_long nnodes, NodeData& data) {
+    const bool floats = data.type == DTYPE_FLOAT;
+    require(FLDset_node_data_ncomp(out, static_cast<int>(data.components.size())) == 1, "Cannot set ncomponent.");
+    int comp = 0;
+    for (auto& values : data.components) {
+        require(FLDset_node_data_veclen(out, comp, 1) == 1, "Cannot set node data veclen.");
+        replace_missing(values, data.type, nnodes);
+        require(FLDset_node_data(out, comp, values.data(), data.type, values ? nnodes : 0, ARR_HOST_OWNS) == 1,
+                floats ? "Cannot set node data." : "Cannot set node double data.");
+        values.release();
+        ++comp;
+    }
+}
+
+// --- The file ---
+
+/// Reads the file into the output, part by part.
+/// @return a warning, or null
+/// @throws Failure; what has been set by then stays
+const char* read_file(std::FILE* stream, OMobj_id instance) {
+    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out"), OM_OBJ_RW);
+    RecordFile file(stream);
+    file.detect_layout();
+    const GridShape shape = read_shape(file);
+    set_shape(out, shape);
+    set_coordinates(out, read_coordinates(file, shape));
+
+    // deliberate: the two widths have texts of their own, one without its full stop
+    xp_long length = file.marker({{"Error! read time header.", "Error! byte swap failed - time header."},
+                                  {"Error! read data header.", "Error! byte swap failed - time header"}});
+    if (length <= kLongestTime) {
+        const double time = read_time(file, length);
+        OMset_name_real_val(instance, OMstr_to_name("time"), time);  // an instance may do without it
+        constexpr ValueTexts kTexts{"Error! read data header.", "Error! byte swap failed - data header."};
+        length = file.marker({kTexts, kTexts});
+    }
+    NodeData data = read_node_data(file, shape, length);
+    set_node_data(out, shape.nnodes, data);
+    return data.warning;
+}
+
+int update(OMobj_id instance) {
+    char* text = nullptr;
+    if (OMget_name_str_val(instance, OMstr_to_name("frt_fname"), &text, 0) != 1 || text == nullptr)
+        return report(kError, "ERROR : read_frt : filename == NULL.\n");
+    const std::unique_ptr<char, decltype(&std::free)> name(text, std::free);
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(FILEfopen(name.get(), "rb"), std::fclose);
+    if (!file) return report(kError, "ERROR : Could not Open File.\n");
+    if (const char* warning = read_file(file.get(), instance)) report(kWarning, warning);
+    return 1;
+}
+
+}  // namespace
+
+int ZAMread_frt(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        return update(instance);
+    } catch (const Failure& failure) {
+        return report(kError, failure.text);
+    } catch (const std::bad_alloc&) {
+        return report(kError, "Can't allocation data value.");
+    }
+}
