@@ -8,6 +8,9 @@
 
 namespace zam {
 
+/// What the arithmetic is done in.
+enum class Registers { any, widest };
+
 /// Expresses vectors given in physical space by how fast they move through the indices of a structured grid.
 ///
 /// The Jacobian matrix of a node has the rows d(position)/di, d(position)/dj, ..: central differences of the positions,
@@ -22,9 +25,10 @@ namespace zam {
 /// @param positions  nodes x N, node after node
 /// @param vectors    nodes x N
 /// @param result     nodes x N, index steps per unit of time; does not overlap the inputs
+/// @param registers  any: what every processor has; the results are the same to the last bit
 /// @pre the three spans hold product(dims) * N floats
 template <int N>
 void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> positions,
-                    std::span<const float> vectors, std::span<float> result);
+                    std::span<const float> vectors, std::span<float> result, Registers registers = Registers::widest);
 
 }  // namespace zam

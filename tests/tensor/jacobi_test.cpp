@@ -34,13 +34,15 @@ void expect_same_bits(const std::array<xp_long, N>& dims, float stretch) {
             vectors.push_back(shift(random));
         }
     }
-    std::vector<float> result(vectors.size(), kNan);
-    to_index_space<N>(dims, positions, vectors, result);
     const auto expected = plain_index_space<N>(dims, positions, vectors);
-    std::size_t different = 0;
-    for (std::size_t k = 0; k < result.size(); ++k)
-        different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;
-    EXPECT_EQ(different, 0U) << "of " << result.size();
+    for (const Registers registers : {Registers::any, Registers::widest}) {
+        std::vector<float> result(vectors.size(), kNan);
+        to_index_space<N>(dims, positions, vectors, result, registers);
+        std::size_t different = 0;
+        for (std::size_t k = 0; k < result.size(); ++k)
+            different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;
+        EXPECT_EQ(different, 0U) << "of " << result.size();
+    }
 }
 
 TEST(IndexSpace, HasTheBitsOfTheDescriptionNodeByNode) {
