@@ -28,6 +28,7 @@ void run_session(Session& session, const Network& network, const RunOptions& opt
 std::optional<Definitions> load_definitions() {
     Problems problems;
     auto definitions = Definitions::load(find_installation().definitions, problems);
+    definitions.add_host_entries(problems);
     return print_problems(problems) ? std::nullopt : std::optional(std::move(definitions));
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 
+#include "embedded/view.h"
 #include "runner/number_array.h"
 
 namespace zam::runner {
@@ -141,16 +142,30 @@ const Parameter* Definition::find_parameter(std::string_view name) const {
 }
 
 void Definitions::add(const std::string& file, Problems& problems) {
-    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
-    const std::size_t problems_before = problems.count();
     const auto document = load_document(file, problems);
     if (!document) return;
-    Environment environment{problems, fs::path(file).parent_path().string()};
-    const Cursor cursor(*document, environment);
-    if (!cursor.object()) return;
-    cursor.expect_keys(kKeys);
     auto definition = std::make_unique<Definition>();
     definition->file = file;
+    add(*document, std::move(definition), problems);
+}
+
+void Definitions::add_host_entries(Problems& problems) {
+    for (const auto& entry : host::entry_definitions()) {
+        auto definition = std::make_unique<Definition>();
+        definition->file = entry.name;
+        definition->text = entry.text;
+        Document document(entry.name, entry.text);
+        if (document.parse(problems)) add(document, std::move(definition), problems);
+    }
+}
+
+void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems) {
+    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
+    const std::size_t problems_before = problems.count();
+    Environment environment{problems, fs::path(definition->file).parent_path().string()};
+    const Cursor cursor(document, environment);
+    if (!cursor.object()) return;
+    cursor.expect_keys(kKeys);
     definition->module = required_text(cursor, "module");
     definition->entry = required_text(cursor, "entry");
     definition->summary = required_text(cursor, "summary");

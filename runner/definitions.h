@@ -27,7 +27,8 @@ struct Parameter {
 };
 
 struct Definition {
-    std::string file;
+    std::string file;  // or the name of what else it was read from
+    std::string text;  // of one that was not read from a file
     std::string module;
     std::string entry;
     std::string summary;
@@ -51,6 +52,8 @@ public:
 
     /// Reads one definition. Nothing is added after a problem.
     void add(const std::string& file, Problems& problems);
+    /// Adds the entries that the host has itself.
+    void add_host_entries(Problems& problems);
 
     const std::vector<std::unique_ptr<const Definition>>& all() const { return definitions_; }
     /// The definition with an update entry of that name; null when there is none.
@@ -61,6 +64,8 @@ public:
     bool has_entry(std::string_view entry) const;
 
 private:
+    void add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems);
+
     std::vector<std::unique_ptr<const Definition>> definitions_;
 };
 

@@ -1,5 +1,6 @@
 #include "runner/host_objects.h"
 
+#include <algorithm>
 #include <type_traits>
 
 #include "contract/om.h"
@@ -10,8 +11,9 @@
 namespace zam::runner {
 namespace {
 
-OMobj_id create(OMobj_id parent, const std::string& name, host::Kind kind) {
-    const OMobj_id object = host::create(parent, name, kind, host::Kind::field);
+OMobj_id create(OMobj_id parent, const std::string& name, host::Kind kind,
+                host::Kind element_kind = host::Kind::field) {
+    const OMobj_id object = host::create(parent, name, kind, element_kind);
     require(OMvalid_obj(object) == 1, "the object cannot be made");
     return object;
 }
@@ -38,8 +40,18 @@ void set_list(OMobj_id list, const ValueList& elements, std::vector<Link>& links
             links.push_back({element, *reference});
         } else if (const auto* field = std::get_if<FieldPointer>(&elements[i].form)) {
             fill_field(element, **field);
+        } else if (const auto* group = std::get_if<ValueGroup>(&elements[i].form)) {
+            for (const auto& member : *group) make_object(element, member.name, member.value, links);
         }
     }
+}
+
+/// What the elements of a list are; those that refer to other objects may be anything.
+host::Kind element_kind(const ValueList& list) {
+    const bool groups = std::any_of(list.begin(), list.end(), [](const Value& element) {
+        return std::holds_alternative<ValueGroup>(element.form) || std::holds_alternative<Absent>(element.form);
+    });
+    return groups ? host::Kind::group : host::Kind::field;
 }
 
 /// Makes one object by the form of its value.
@@ -63,7 +75,9 @@ struct Maker {
     void operator()(const NumberArray& value) const { set_array(create(parent, name, host::Kind::array), value); }
     void operator()(const Reference& value) const { links.push_back({create(parent, name, host::Kind::unset), value}); }
     void operator()(const FieldPointer& value) const { fill_field(create(parent, name, host::Kind::field), *value); }
-    void operator()(const ValueList& value) const { set_list(create(parent, name, host::Kind::objects), value, links); }
+    void operator()(const ValueList& value) const {
+        set_list(create(parent, name, host::Kind::objects, element_kind(value)), value, links);
+    }
     void operator()(const ValueGroup& value) const {
         const OMobj_id group = create(parent, name, host::Kind::group);
         for (const auto& member : value) make_object(group, member.name, member.value, links);
@@ -75,6 +89,7 @@ struct Maker {
 void make_empty(OMobj_id parent, const Parameter& parameter) {
     switch (parameter.shape.kind) {
         case Kind::field: create(parent, parameter.name, host::Kind::field); break;
+        case Kind::datamaps:
         case Kind::fields: create(parent, parameter.name, host::Kind::objects); break;
         case Kind::texts: create(parent, parameter.name, host::Kind::texts); break;
         case Kind::pointer: create(parent, parameter.name, host::Kind::pointer); break;

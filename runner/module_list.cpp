@@ -12,7 +12,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// A definition as written.
 Json definition_file(const Definition& definition) {
+    if (!definition.text.empty()) return Json::parse(definition.text);
     std::ifstream file(definition.file);
     return Json::parse(file);
 }

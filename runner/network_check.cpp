@@ -13,6 +13,7 @@ bool is_number(Kind kind) { return kind == Kind::integer || kind == Kind::real |
 bool suits(Kind parameter, Kind referred) {
     if (parameter == referred || parameter == Kind::trigger) return true;
     if (parameter == Kind::object || referred == Kind::object) return true;
+    if (parameter == Kind::colors && referred == Kind::array) return true;
     return is_number(parameter) && is_number(referred);
 }
 
@@ -20,6 +21,7 @@ bool suits(Kind parameter, Kind referred) {
 bool may_have_parts(Kind kind, std::string_view rest) {
     switch (kind) {
         case Kind::field: return rest.starts_with('.');
+        case Kind::datamaps:
         case Kind::fields: return rest.starts_with('[');
         case Kind::transform:
         case Kind::color_table:

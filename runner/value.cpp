@@ -10,9 +10,9 @@
 namespace zam::runner {
 namespace {
 
-constexpr std::array<std::string_view, 13> kKindNames{"int",         "real",    "text",  "trigger", "pointer",
-                                                      "array",       "texts",   "field", "fields",  "transform",
-                                                      "color_table", "datamap", "object"};
+constexpr std::array<std::string_view, 15> kKindNames{"int",         "real",    "text",     "trigger", "pointer",
+                                                      "array",       "texts",   "field",    "fields",  "transform",
+                                                      "color_table", "datamap", "datamaps", "colors",  "object"};
 constexpr std::string_view kColors[] = {"alpha", "red", "green", "blue"};
 
 template <class T>
@@ -64,23 +64,27 @@ std::optional<Value> read_field_form(const Cursor& cursor) {
     return field ? std::optional(Value{std::move(field)}) : std::nullopt;
 }
 
+/// Reads an array of fields or of datamaps. An object may go without a datamap: null stands in its place.
 std::optional<Value> read_list(const Cursor& cursor, const Shape& element_shape) {
     ValueList list;
     bool failed = false;
+    const std::string element = std::string(kind_name(element_shape.kind));
     if (!cursor.is_array()) {
-        cursor.expected("an array of fields or a reference to one");
+        cursor.expected("an array of " + element + "s or a reference to one");
         return std::nullopt;
     }
     if (cursor.get<Numbers>() && cursor.array_size() > 0) {
-        cursor.problem("the elements are fields, not numbers");
+        cursor.problem("the elements are " + element + "s, not numbers");
         return std::nullopt;
     }
+    const bool may_be_null = element_shape.kind == Kind::datamap;
     for (std::size_t i = 0; i < cursor.array_size(); ++i) {
         const Cursor place = cursor.at(i);
-        if (place.is_null()) place.expected("a field");
-        auto element = place.is_null() ? std::nullopt : read_value(place, element_shape);
-        failed = failed || !element;
-        if (element) list.push_back(std::move(*element));
+        const bool refused = place.is_null() && !may_be_null;
+        if (refused) place.expected("a " + element);
+        auto value = refused ? std::nullopt : read_value(place, element_shape);
+        failed = failed || !value;
+        if (value) list.push_back(std::move(*value));
     }
     return failed ? std::nullopt : std::optional(Value{std::move(list)});
 }
@@ -145,6 +149,28 @@ std::optional<Value> read_datamap(const Cursor& cursor) {
     ValueGroup group{{"min", {ends[0]}}, {"max", {ends[1]}}};
     if (!read_colors(cursor, *table, group)) return std::nullopt;
     return Value{std::move(group)};
+}
+
+/// Colours [red, green, blue], one after another in one array; null stands for white.
+std::optional<Value> read_color_list(const Cursor& cursor) {
+    if (cursor.find("values_file")) return as_value(read_number_array(cursor, DTYPE_FLOAT));
+    if (!cursor.is_array() || (cursor.get<Numbers>() && cursor.array_size() > 0)) {
+        cursor.expected("an array of colours [red, green, blue]");
+        return std::nullopt;
+    }
+    std::vector<float> colors;
+    bool failed = false;
+    for (std::size_t i = 0; i < cursor.array_size(); ++i) {
+        const Cursor place = cursor.at(i);
+        std::array<float, 3> color{1, 1, 1};
+        const auto given = place.is_null() ? std::nullopt : read_exactly(place, DTYPE_FLOAT, 3);
+        const std::string error = given ? copy_values(*given, color.data()) : "";
+        if (!error.empty()) place.problem(error);
+        failed = failed || (!given && !place.is_null()) || !error.empty();
+        colors.insert(colors.end(), color.begin(), color.end());
+    }
+    if (failed) return std::nullopt;
+    return Value{native_array<float>(DTYPE_FLOAT, colors)};
 }
 
 // --- Groups and objects of no declared kind ---
@@ -268,6 +294,8 @@ std::optional<Value> read_value(const Cursor& cursor, const Shape& shape) {
         case Kind::transform: return read_transform_value(cursor);
         case Kind::color_table: return read_color_table(cursor);
         case Kind::datamap: return read_datamap(cursor);
+        case Kind::datamaps: return read_list(cursor, {Kind::datamap, {}, false});
+        case Kind::colors: return read_color_list(cursor);
         case Kind::object: return read_object(cursor);
     }
     return std::nullopt;

@@ -28,6 +28,8 @@ enum class Kind {
     transform,    // group: float arrays mat, xlate, center
     color_table,  // group: byte arrays alpha, red, green, blue
     datamap,      // group: reals min and max, byte arrays alpha, red, green, blue
+    datamaps,     // array of datamaps; empty groups where there is none
+    colors,       // array of floats: red, green, blue of one colour after another
     object,       // any
 };
 

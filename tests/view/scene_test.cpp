@@ -1,0 +1,263 @@
+// What is drawn of fields of all kinds, in which colours, and how views merge.
+#include <cmath>
+#include <random>
+
+#include "tests/view/view_fixture.h"
+
+namespace zam::test {
+namespace {
+
+using Rows = std::vector<std::string>;
+
+TEST_F(ViewTest, DrawsGrids) {
+    set_size(6, 6);
+    const Rows block{"......", ".####.", ".####.", ".####.", "......", "......"};
+    struct Grid {
+        const char* name;
+        int nspace, grid_type;
+        std::vector<xp_long> dims;
+        std::vector<float> points;
+        Rows covered;
+    };
+    const Grid grids[] = {
+        {"uniform", 2, FLD_UNIFORM, {3, 2}, {1, 1, 5, 4}, block},
+        {"uniform_in_space", 3, FLD_UNIFORM, {3, 2}, {1, 1, 0, 5, 4, 0}, block},
+        {"uniform_volume", 3, FLD_UNIFORM, {3, 2, 5}, {1, 1, -1, 5, 4, 1}, block},
+        {"one_layer", 3, FLD_UNIFORM, {3, 2, 1}, {1, 1, 0, 5, 4, 0}, block},
+        {"indices", 2, FLD_UNIFORM, {4, 3}, {}, {"###...", "###...", "......", "......", "......", "......"}},
+        {"rectilinear", 2, FLD_RECTILINEAR, {3, 2}, {1, 9, 2, 9, 5, 9, 9, 1, 9, 4}, block},
+        {"rectilinear_volume",
+         3,
+         FLD_RECTILINEAR,
+         {2, 2, 2},
+         {1, 9, 9, 5, 9, 9, 9, 1, 9, 9, 4, 9, 9, 9, 0, 9, 9, 1},
+         block},
+        {"curve",
+         2,
+         FLD_UNIFORM,
+         {5, 1},
+         {1.5, 1.5, 4.5, 1.5},
+         {"......", ".####.", "......", "......", "......", "......"}},
+        {"too_many", 2, FLD_UNIFORM, {3, 2, 2, 2}, {1, 1, 5, 4}, Rows(6, "......")},
+        {"points_missing", 3, FLD_UNIFORM, {3, 2}, {1, 1, 5}, Rows(6, "......")},
+    };
+    for (const Grid& grid : grids) {
+        SCOPED_TRACE(grid.name);
+        const OMobj_id field = make_field("grid", {grid.dims, 0, grid.nspace});
+        host::set_grid_type(field, grid.grid_type);
+        if (!grid.points.empty())
+            FLDset_points(field, handed<float>(grid.points), static_cast<xp_long>(grid.points.size()), ARR_HOST_OWNS);
+        EXPECT_EQ(draw({field}).covered(), grid.covered);
+    }
+    const std::vector<float> bent{1, 1, 3, 1, 5, 1, 1, 4, 3, 3, 5, 4};
+    EXPECT_EQ(draw({make_field("bent", {{3, 2}, 0, 2, bent})}).covered(),
+              (Rows{"......", ".####.", ".####.", ".#..#.", "......", "......"}));
+}
+
+/// A block of two cells side by side, seen from an open corner.
+TEST_F(ViewTest, DrawsOuterFacesOfVolumeCells) {
+    std::vector<float> coord;
+    for (const float z : {-0.25F, 0.25F})
+        for (const float y : {0.F, 8.F})
+            for (const float x : {0.F, 4.F, 8.F}) coord.insert(coord.end(), {x, y, z});
+    const std::vector<xp_long> hexes{0, 1, 4, 3, 6, 7, 10, 9, 1, 2, 5, 4, 7, 8, 11, 10};
+    const Picture closed = draw({make_cells("block", coord, {{"Hex", hexes}})});
+    EXPECT_EQ(closed.covered(), Rows(8, "########"));
+    EXPECT_FLOAT_EQ(closed.depth(2, 2), closed.depth(6, 6));
+
+    // without the front of the left cell one sees its back; the face between the cells is not there, seen aslant
+    coord[static_cast<std::size_t>(3 * 6)] = NAN;
+    set_xform({0.125F, 0, 0, 0, 0, -0.125F, 0, 0, 0.5F, 0, 1, 0, 0, 0, 0, 1}, {-0.5F, 0.5F, 0});
+    const Picture open = draw({make_cells("block", coord, {{"Hex", hexes}})});
+    const Picture inner = draw({make_cells("inner", coord, {{"Quad", {1, 4, 10, 7}}})});
+    ASSERT_GT(inner.depth(4, 4), 0);
+    EXPECT_LT(open.depth(4, 4), inner.depth(4, 4));
+    EXPECT_GT(open.depth(4, 4), 0);
+
+    struct Solid {
+        const char* type;
+        std::vector<xp_long> nodes;
+        std::vector<float> coord;
+    };
+    const Solid solids[] = {{"Tet", {0, 1, 2, 3}, {0, 0, 0, 8, 0, 0, 8, 8, 0, 0, 8, 0}},
+                            {"Pyr", {0, 1, 2, 3, 4}, {0, 0, 0, 8, 0, 0, 8, 8, 0, 0, 8, 0, 4, 4, 0.5F}},
+                            {"Prism", {0, 1, 2, 3, 4, 5}, {0, 0, 0, 8, 0, 0, 4, 0, 1, 0, 8, 0, 8, 8, 0, 4, 8, 1}}};
+    set_size(8, 8);
+    for (const Solid& solid : solids) {
+        SCOPED_TRACE(solid.type);
+        EXPECT_EQ(draw({make_cells("solid", solid.coord, {{solid.type, solid.nodes}})}).covered(), Rows(8, "########"));
+        // the same cell twice has no outer face left, which shows that faces with the same nodes find each other
+        auto twice = solid.nodes;
+        twice.insert(twice.end(), solid.nodes.begin(), solid.nodes.end());
+        EXPECT_EQ(draw({make_cells("solid", solid.coord, {{solid.type, twice}})}).covered(), Rows(8, "........"));
+    }
+}
+
+TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
+    // a ridge of 45 degrees on either side: one unit of z is eight pixels
+    const std::vector<float> ridge{0, 0, -0.5F, 4, 0, 0, 8, 0, -0.5F, 0, 8, -0.5F, 4, 8, 0, 8, 8, -0.5F};
+    const Picture shared = draw({make_cells("shared", ridge, {{"Quad", {0, 1, 4, 3, 1, 2, 5, 4}}})});
+    std::vector<float> apart = ridge;
+    apart.insert(apart.end(), ridge.begin() + 3, ridge.begin() + 6);
+    apart.insert(apart.end(), ridge.begin() + 12, ridge.begin() + 15);
+    const Picture flat = draw({make_cells("apart", apart, {{"Quad", {0, 1, 4, 3, 6, 2, 5, 7}}})});
+    const int slanted = static_cast<int>(std::lround(255 * (0.25 + 0.75 * std::sqrt(0.5))));
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(flat.color(x, 4)[0], slanted) << x;
+    EXPECT_EQ(shared.color(3, 4), shared.color(4, 4));
+    EXPECT_NEAR(shared.color(4, 4)[0], 255 - (255 - slanted) / 8.0, 1);
+    EXPECT_LT(shared.color(1, 4)[0], shared.color(2, 4)[0]);
+    // faces may turn either way
+    const std::vector<float> low{0, 0, -0.1F, 4, 0, 0, 8, 0, -0.1F, 0, 8, -0.1F, 4, 8, 0, 8, 8, -0.1F};
+    const Picture alike = draw({make_cells("low", low, {{"Quad", {0, 1, 4, 3, 1, 2, 5, 4}}})});
+    const Picture turned = draw({make_cells("low", low, {{"Quad", {0, 1, 4, 3, 1, 4, 5, 2}}})});
+    for (int x = 0; x < 8; ++x) EXPECT_NEAR(turned.color(x, 4)[0], alike.color(x, 4)[0], 1) << x;
+    // the edges of a box stay edges, whatever its cells share
+    std::vector<float> box;
+    for (const float z : {0.F, -1.F})
+        for (const float y : {0.F, 8.F})
+            for (const float x : {0.F, 8.F}) box.insert(box.end(), {x, y, z});
+    EXPECT_EQ(draw({make_cells("box", box, {{"Hex", {0, 1, 3, 2, 4, 5, 7, 6}}})}).color(0, 0)[0], 255);
+}
+
+/// Grey rising with the value, from 0 to 255.
+void make_datamap(OMobj_id parent, const char* name) {
+    std::vector<std::uint8_t> ramp(256);
+    for (std::size_t i = 0; i < 256; ++i) ramp[i] = static_cast<std::uint8_t>(i);
+    const OMobj_id datamap = host::create(parent, name, host::Kind::group);
+    OMset_real_val(host::create(datamap, "min", host::Kind::real), 0.0);
+    OMset_real_val(host::create(datamap, "max", host::Kind::real), 255.0);
+    for (const char* channel : {"alpha", "red", "green", "blue"})
+        host::set_values(host::create(datamap, channel, host::Kind::array), DTYPE_BYTE, ramp.data(), 256);
+}
+
+TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
+    make_datamap(instance, "gray");
+    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
+    OMset_array_size(maps, 2);
+    OMset_obj_ref(host::find(maps, "[1]"), host::find(instance, "gray"));
+    set_floats("colors", {1, 0.5F, 2, 0, 0, 1});
+    set_floats("background", {0.5F, 1, -1});
+    const auto square = [this](const char* name, float x, const std::vector<float>& values) {
+        return make_cells(name, {x, 0, 0, x + 2, 0, 0, x + 2, 8, 0, x, 8, 0}, {{"Tri", {0, 1, 2, 0, 2, 3}}}, values);
+    };
+    const OMobj_id ignored = square("ignored", 6, {9, 9, 9, 9});
+    const Picture picture = draw({square("plain", 0, {9, 9, 9, 9}), square("mapped", 2, {0, 200, 200, 0}), ignored});
+    EXPECT_EQ(picture.color(0, 0), (std::array{255, 128, 255}));
+    EXPECT_EQ(picture.color(2, 4), (std::array{50, 50, 50}));
+    EXPECT_EQ(picture.color(3, 4), (std::array{150, 150, 150}));
+    EXPECT_EQ(picture.color(5, 4), (std::array{127, 255, 0}));  // cut as captures' backgrounds are
+    EXPECT_EQ(picture.pixels[4 * 5], 0);
+    EXPECT_EQ(picture.pixels[4 * 3], 255);
+    EXPECT_EQ(picture.color(7, 4), (std::array{255, 255, 255}));
+
+    // one value a cell; null values have the object's own colour
+    const Picture cells = draw({ignored, square("cells", 0, {40, 80})});
+    EXPECT_EQ(cells.color(1, 1), (std::array{40, 40, 40}));
+    EXPECT_EQ(cells.color(0, 7), (std::array{80, 80, 80}));
+    const OMobj_id null = square("null", 0, {40, 40, 40, 40});
+    const float null_value = 40;
+    FLDset_node_null_data(null, 0, &null_value, DTYPE_FLOAT);
+    EXPECT_EQ(draw({ignored, null}).color(1, 1), (std::array{0, 0, 255}));
+
+    // an image shows its own colours, unless it is given one
+    const OMobj_id image = make_field<std::uint8_t>(
+        "image", {{2, 2}, 0, 2, {0, 0, 8, 0, 0, 8, 8, 8}, 4, {9, 1, 2, 3, 9, 1, 2, 3, 9, 1, 2, 3, 9, 1, 2, 3}});
+    FLDset_node_data_id(image, 0, 669);
+    EXPECT_EQ(draw({image}).color(1, 1), (std::array{255, 128, 255}));
+    host::destroy(host::find(instance, "colors"));
+    EXPECT_EQ(draw({image}).color(1, 1), (std::array{1, 2, 3}));
+}
+
+TEST_F(ViewTest, PerspectiveColorsAreThoseOfSpace) {
+    make_datamap(instance, "gray");
+    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
+    OMset_array_size(maps, 1);
+    OMset_obj_ref(host::find(maps, "[0]"), host::find(instance, "gray"));
+    set_size(9, 9);
+    set_real("fptr", 1);
+    set_xform({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, {0, 0, 0});
+    // from (-0.5, z 0) to (1.5, z -2): seen from -0.5 to 0.5; in the middle of the image x = 0, a quarter of the way
+    const OMobj_id wall = make_cells("wall", {-0.5F, -9, 0, 1.5F, -9, -2, 1.5F, 9, -2, -0.5F, 9, 0},
+                                     {{"Quad", {0, 1, 2, 3}}}, {0, 200, 200, 0});
+    const double light = 0.25 + 0.75 * std::sqrt(0.5);
+    EXPECT_NEAR(draw({wall}).color(4, 4)[0], 50 * light, 1);
+}
+
+TEST_F(ViewTest, EverythingIsInViewUnlessTold) {
+    host::destroy(host::find(instance, "xform"));
+    std::vector<float> cloud;
+    for (int corner = 0; corner < 8; ++corner)
+        for (const int axis : {0, 1, 2})
+            cloud.push_back((corner >> axis & 1) != 0 ? 1100.F + 40.F * static_cast<float>(axis) : 1000.F);
+    const std::vector<float> turned{0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    for (const auto& [width, height, fptr] :
+         {std::tuple{100, 100, 0.0}, {160, 60, 0.0}, {60, 160, 0.5}, {90, 70, 3.0}}) {
+        set_int("width", width);
+        set_int("height", height);
+        set_real("fptr", fptr);
+        const OMobj_id box = make_cells("box", cloud, {{"Hex", {0, 1, 3, 2, 4, 5, 7, 6}}});
+        host::set_field_xform(box, turned, {}, {});
+        const Rows rows = draw({box}).covered();
+        int left = width, right = 0, top = height, bottom = 0;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                if (rows[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == '#') {
+                    left = std::min(left, x), right = std::max(right, x + 1);
+                    top = std::min(top, y), bottom = std::max(bottom, y + 1);
+                }
+        SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+        EXPECT_NEAR(left, width - right, 1);
+        EXPECT_NEAR(top, height - bottom, 1);
+        const double share = std::max(double(right - left) / width, double(bottom - top) / height);
+        EXPECT_NEAR(share, 0.9, 0.03);
+        EXPECT_GT(right - left, bottom - top);  // turned: the longer side of the box lies along x
+    }
+    EXPECT_EQ(draw({make_cells("one", {5, 5, 5}, {})}).depth(45, 35) > 0, true);
+}
+
+/// As a merge of captures does it: of every pixel the greatest depth, the first of equal ones.
+Picture merge(Picture all, const Picture& one) {
+    for (std::size_t i = 0; i < all.depths.size(); ++i) {
+        if (!(one.depths[i] > 1e-6F && one.depths[i] > all.depths[i])) continue;
+        all.depths[i] = one.depths[i];
+        std::copy_n(one.pixels.begin() + static_cast<std::ptrdiff_t>(4 * i), 4,
+                    all.pixels.begin() + static_cast<std::ptrdiff_t>(4 * i));
+    }
+    return all;
+}
+
+TEST_F(ViewTest, ViewsOfSingleObjectsMergeIntoTheViewOfAll) {
+    set_size(64, 48);
+    std::mt19937 random(3);  // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    for (const double fptr : {0.0, 0.7, 4.0}) {
+        set_real("fptr", fptr);
+        std::vector<OMobj_id> objects;
+        std::vector<float> colors;
+        for (int object = 0; object < 6; ++object) {
+            std::vector<float> coord;
+            for (int i = 0; i < 24; ++i) {
+                const auto place = [&](float range) { return static_cast<float>(random() % 1024) / 1024 * range; };
+                // the last object lies where the first does: ties
+                coord.insert(coord.end(), {place(90) - 13, place(70) - 11, object % 5 == 0 ? 0.25F : place(2) - 1});
+            }
+            std::vector<xp_long> nodes(24);
+            for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = static_cast<xp_long>(i);
+            const std::vector<Cells> sets[] = {{{"Tri", nodes}}, {{"Line", nodes}}, {}};
+            const std::string name = "object" + std::to_string(object);
+            objects.push_back(make_cells(name.c_str(), coord, sets[object % 5 % 3]));
+            for (int k = 0; k < 3; ++k) colors.push_back(static_cast<float>(random() % 256) / 255);
+        }
+        set_floats("colors", colors);
+        const Picture joint = draw(objects);
+        Picture merged = draw({});
+        for (std::size_t i = 0; i < objects.size(); ++i) {
+            set_floats("colors", {colors.begin() + static_cast<std::ptrdiff_t>(3 * i), colors.end()});
+            merged = merge(std::move(merged), draw({objects[i]}));
+        }
+        EXPECT_TRUE(merged == joint) << fptr;
+        for (const float depth : joint.depths) EXPECT_TRUE(depth == 0 || (depth >= 1e-5F && depth <= 1));
+    }
+}
+
+}  // namespace
+}  // namespace zam::test

@@ -1,0 +1,141 @@
+// A view in its host, in coordinates of pixels: x right and y down from the upper left corner, z toward the viewer.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "embedded/view.h"
+#include "tests/support/module_test.h"
+
+namespace zam::test {
+
+struct Picture {
+    int width = 0, height = 0;
+    std::vector<std::uint8_t> pixels;  // 4 a pixel
+    std::vector<float> depths;
+
+    /// A row a text: '#' where something is drawn.
+    std::vector<std::string> covered() const {
+        std::vector<std::string> rows(static_cast<std::size_t>(height),
+                                      std::string(static_cast<std::size_t>(width), '.'));
+        for (std::size_t i = 0; i < depths.size(); ++i)
+            if (depths[i] > 0) rows[i / rows[0].size()][i % rows[0].size()] = '#';
+        return rows;
+    }
+    std::array<int, 3> color(int x, int y) const {
+        const auto at = static_cast<std::size_t>(4 * (y * width + x));
+        return {pixels[at + 1], pixels[at + 2], pixels[at + 3]};
+    }
+    float depth(int x, int y) const { return depths[static_cast<std::size_t>(y * width + x)]; }
+    bool operator==(const Picture&) const = default;
+};
+
+struct Cells {
+    const char* type;
+    std::vector<xp_long> nodes;
+    std::vector<xp_long> counts = {};  // of polygons
+};
+
+class ViewTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        host::create(instance, "out", host::Kind::field);
+        set_size(8, 8);
+    }
+
+    /// Sets the size, and a transform from coordinates of pixels.
+    void set_size(int width, int height) const {
+        set_int("width", width);
+        set_int("height", height);
+        const float scale = 1.0F / static_cast<float>(std::min(width, height));
+        set_xform({scale, 0, 0, 0, 0, -scale, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1},
+                  {-0.5F * static_cast<float>(width) * scale, 0.5F * static_cast<float>(height) * scale, 0});
+    }
+    void set_xform(const std::vector<float>& mat, const std::vector<float>& xlate) const {
+        const OMobj_id group = host::create(instance, "xform", host::Kind::group);
+        set_floats(group, "mat", mat);
+        set_floats(group, "xlate", xlate);
+    }
+    void set_int(const char* name, int value) const {
+        OMset_int_val(host::create(instance, name, host::Kind::integer), value);
+    }
+    void set_real(const char* name, double value) const {
+        OMset_real_val(host::create(instance, name, host::Kind::real), value);
+    }
+    static void set_floats(OMobj_id parent, const char* name, const std::vector<float>& values) {
+        host::set_values(host::create(parent, name, host::Kind::array), DTYPE_FLOAT, values.data(),
+                         static_cast<xp_long>(values.size()));
+    }
+    void set_floats(const char* name, const std::vector<float>& values) const { set_floats(instance, name, values); }
+
+    /// An unstructured field with cell sets.
+    OMobj_id make_cells(const char* name, const std::vector<float>& coord, const std::vector<Cells>& sets,
+                        const std::vector<float>& values = {}) const {
+        const auto nnodes = static_cast<xp_long>(coord.size() / 3);
+        const OMobj_id field = make_field(name, {{}, nnodes, 3, coord, values.empty() ? 0 : 1, values});
+        int index = 0;
+        for (const Cells& set : sets) {
+            OMobj_id cells{};
+            FLDadd_cell_set(field, set.type);
+            FLDget_cell_set(field, index++, &cells);
+            fill(cells, set);
+        }
+        return field;
+    }
+    static void fill(OMobj_id cells, const Cells& set) {
+        const auto size = static_cast<xp_long>(set.nodes.size());
+        int poly = 0, each = 0;
+        FLDget_poly_flag(cells, &poly);
+        FLDget_cell_set_nnodes(cells, &each);
+        if (poly == 0) {
+            FLDset_ncells(cells, size / each);
+            FLDset_node_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
+            return;
+        }
+        FLDset_npolys(cells, each > 0 ? size / 2 : static_cast<xp_long>(set.counts.size()));
+        HostArray<xp_long> counts;
+        if (!set.counts.empty() && FLDget_poly_nnodes(cells, counts.place(), counts.count_place(), ARR_WRITE) == 1)
+            std::copy(set.counts.begin(), set.counts.end(), counts.data());
+        FLDset_poly_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
+    }
+
+    /// Lets `objects` refer to fields.
+    void show(const std::vector<OMobj_id>& fields) const {
+        const OMobj_id list = host::create(instance, "objects", host::Kind::objects);
+        OMset_array_size(list, static_cast<xp_long>(fields.size()));
+        for (std::size_t i = 0; i < fields.size(); ++i)
+            OMset_obj_ref(host::find(list, "[" + std::to_string(i) + "]"), fields[i]);
+    }
+    int update() const { return host_view(instance, 0, 0); }
+
+    Picture picture() const {
+        const OMobj_id out = host::find(instance, "out");
+        Picture picture;
+        HostArray<xp_long> dims;
+        int ndim = 0;
+        if (FLDget_dims(out, dims.place(), &ndim) != 1 || ndim != 2) return picture;
+        picture.width = static_cast<int>(dims[0]);
+        picture.height = static_cast<int>(dims[1]);
+        int type = -1;
+        HostArray<std::uint8_t> pixels;
+        FLDget_node_data(out, 0, &type, pixels.untyped_place(), pixels.count_place(), ARR_READ);
+        picture.pixels.assign(pixels.data(), pixels.data() + pixels.size());
+        picture.depths = values(out, 1);
+        return picture;
+    }
+    Picture draw(const std::vector<OMobj_id>& fields) const {
+        show(fields);
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(reports, std::vector<std::string>());
+        return picture();
+    }
+};
+
+}  // namespace zam::test
