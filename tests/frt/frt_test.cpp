@@ -3,6 +3,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <set>
 
 #include "modules/zam/frt_records.h"
@@ -248,6 +249,22 @@ TEST_F(FortranGrids, GiveTheMessageOfTheRecordTheyEndIn) {
     }
 }
 
+TEST_F(FortranGrids, OfManyBlocksAreReadWhole) {
+    for (const bool swapped : {false, true}) {
+        GridBytes file({4, 4, {}, swapped, true, true, 0});
+        std::vector<float> x(300 * 400);
+        std::iota(x.begin(), x.end(), 0.5F);
+        const std::vector<float> y(x.rbegin(), x.rend());
+        const std::vector<double> values(x.begin(), x.end());
+        file.dims({300, 400}).record(x).record(y).record(values);
+        ASSERT_EQ(read_bytes(file.bytes), 1);
+        const auto coord = positions(out, FLDget_coord);
+        for (std::size_t node = 0; node < x.size(); ++node)
+            ASSERT_TRUE(coord[2 * node] == x[node] && coord[2 * node + 1] == y[node]) << node;
+        EXPECT_TRUE(component(0, true) == values);
+    }
+}
+
 // --- Files that lie ---
 
 const Form kPlain{4, 4, {3, 3}, false, true, false, 0};
@@ -288,6 +305,8 @@ const struct {
     {"no_jmax", GridBytes(kPlain).dims({3, 0}).bytes, "Error! read jmax.", -1},
     {"negative_kmax", GridBytes(kLong).dims({3, 3, -1}).marker(40).bytes, "Error! read kmax.", -1},
     {"dims_overflow", GridBytes(kLong).dims({xp_long{1} << 40, xp_long{1} << 40, 9}).marker(40).bytes,
+     "Can't allocate x coordinate.", -1},
+    {"dims_of_no_file", GridBytes(kLong).dims({xp_long{1} << 25, xp_long{1} << 25, 1}).marker(40).bytes,
      "Can't allocate x coordinate.", -1},
     {"dims_not_in_the_file", GridBytes(kLong).dims({9000, 9000, 9000}).marker(40).bytes, "Error! read xcoords.", -1},
     {"time_of_3_bytes", plane().marker(3).put(1.0F).marker(3).bytes, kNoTime, -1},
