@@ -1,4 +1,4 @@
-// Node data as floats, whatever type they are held in.
+// Node data and arrays as floats, whatever type they are held in.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "contract/fld.h"
+#include "contract/om.h"
 #include "modules/support/host_array.h"
 
 namespace zam {
 
-/// The values of a component: the host's own where they are floats, else a converted copy (raw bytes count as
-/// unsigned).
+/// The values of a component or an array: the host's own where they are floats, else a converted copy (raw bytes count
+/// as unsigned).
 class FloatValues {
 public:
     /// Nothing when the host has no values or they are of an unknown type.
@@ -23,6 +24,21 @@ public:
         int type = DTYPE_FLOAT;
         auto* place = const_cast<void**>(reinterpret_cast<const void**>(data.place()));
         if (FLDget_node_data(field, comp, &type, place, data.count_place(), ARR_READ) != 1) return std::nullopt;
+        return take(std::move(data), type);
+    }
+
+    /// As read(), of the array in sub-object `name`.
+    static std::optional<FloatValues> read_array(OMobj_id object, const char* name) {
+        xp_long count = 0;
+        int type = DTYPE_FLOAT;
+        const void* data = OMret_name_array_ptr(object, OMstr_to_name(name), ARR_READ, &count, &type);
+        return take({static_cast<const std::byte*>(data), count}, type);
+    }
+
+    std::span<const float> span() const { return floats_; }
+
+private:
+    static std::optional<FloatValues> take(HostArray<const std::byte> data, int type) {
         if (!data || data.size() < 0 || type_size(type) == 0) return std::nullopt;
         FloatValues values;
         const auto size = static_cast<std::size_t>(data.size());
@@ -35,9 +51,6 @@ public:
         return values;
     }
 
-    std::span<const float> span() const { return floats_; }
-
-private:
     void convert(int type, const std::byte* data, std::size_t size) {
         const auto copy = [&]<class T>(const T* from) {
             converted_.reserve(size);

@@ -1,0 +1,24 @@
+// Parameters of an instance by their names.
+#pragma once
+
+#include "contract/om.h"
+
+namespace zam {
+
+inline OMobj_id find_parameter(OMobj_id object, const char* name, int mode) {
+    return OMfind_subobj(object, OMstr_to_name(name), mode);
+}
+
+/// The parameter's value, or `otherwise` when it cannot be read.
+inline int int_or(OMobj_id object, const char* name, int otherwise) {
+    OMget_name_int_val(object, OMstr_to_name(name), &otherwise);
+    return otherwise;
+}
+
+/// As int_or.
+inline double real_or(OMobj_id object, const char* name, double otherwise) {
+    OMget_name_real_val(object, OMstr_to_name(name), &otherwise);
+    return otherwise;
+}
+
+}  // namespace zam

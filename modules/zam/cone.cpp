@@ -1,0 +1,104 @@
+// Cone: makes a closed cone of triangles about the x axis.
+// Reads div, offset, length, radius. Writes out: its nodes and the triangles of its first cell set.
+#include "modules/zam/cone.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
+#include "modules/support/report.h"
+
+namespace zam {
+
+// deliberate: not 2 pi, but twice 3.141592652589793
+constexpr double kFullTurn = 6.283185305179586;
+
+void cone_nodes(const Cone& cone, std::span<float> coord) {
+    const auto base = static_cast<float>(cone.offset);
+    const std::array<float, 6> axis{base, 0, 0, static_cast<float>(cone.offset + cone.length), 0, 0};
+    float* node = std::copy(axis.begin(), axis.end(), coord.data());
+    const double segment = kFullTurn / cone.div;
+    for (int k = 0; k < cone.div; ++k, node += 3) {
+        const double angle = k * segment;
+        node[0] = base;
+        node[1] = static_cast<float>(cone.radius * std::cos(angle));
+        node[2] = static_cast<float>(cone.radius * std::sin(angle));
+    }
+}
+
+void cone_triangles(int div, std::span<xp_long> connect) {
+    constexpr xp_long kFirstOfRim = 2;
+    xp_long* triangle = connect.data();
+    const auto add_segment = [&](xp_long node, xp_long next) {
+        for (const xp_long n : {xp_long{0}, next, node}) *triangle++ = n;  // base
+        for (const xp_long n : {xp_long{1}, node, next}) *triangle++ = n;  // mantle
+    };
+    const xp_long last = xp_long{div} + 1;
+    for (xp_long node = kFirstOfRim; node < last; ++node) add_segment(node, node + 1);
+    add_segment(last, kFirstOfRim);
+}
+
+namespace {
+
+constexpr Reporter report{.label = "", .flags = 66};
+
+std::optional<Cone> read_cone(OMobj_id instance) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    const auto read = [&](const char* name, double& value) {
+        return OMget_name_real_val(instance, OMstr_to_name(name), &value) == 1;
+    };
+    Cone cone{};
+    if (OMget_name_int_val(instance, OMstr_to_name("div"), &cone.div) != 1) return fail("can't get div\n");
+    if (cone.div < 3) return fail("div must be at least 3!\n");
+    if (!read("offset", cone.offset)) return fail("can't get offset!\n");
+    if (!read("length", cone.length)) return fail("can't get length!\n");
+    if (!read("radius", cone.radius)) return fail("can't get radius!\n");
+    return cone;
+}
+
+void write_cells(OMobj_id out, const Cone& cone, OutArray<xp_long> connect) {
+    OMobj_id cell_set{};
+    // silent: the first cell set belongs to the object's definition, and without it the nodes stand alone
+    if (FLDget_cell_set(out, 0, &cell_set) != 1) return;
+    if (FLDset_ncells(cell_set, 2 * xp_long{cone.div}) != 1) return;
+    if (FLDset_node_connect(cell_set, connect.data(), connect.size(), ARR_HOST_OWNS) == 1) connect.release();
+}
+
+int update(OMobj_id instance) {
+    const auto cone = read_cone(instance);
+    if (!cone) return 0;
+    const xp_long nnodes = xp_long{cone->div} + 2;
+    MemoryBudget memory;
+    auto coord = memory.allocate<float>(3 * nnodes);
+    if (!coord) return report.fail("can't alloc coord !\n");
+    auto connect = memory.allocate<xp_long>(6 * xp_long{cone->div});
+    if (!connect) return report.fail("can't alloc coord connect_array!\n");
+    cone_nodes(*cone, coord.span());
+    cone_triangles(cone->div, connect.span());
+
+    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RW);
+    if (FLDset_nnodes(out, nnodes) != 1 || FLDset_nspace(out, 3) != 1 ||
+        FLDset_coord(out, coord.data(), coord.size(), ARR_HOST_OWNS) != 1)
+        return report.fail("revolve: couldn't set coord!");  // deliberate: the text of another module
+    coord.release();
+    write_cells(out, *cone, std::move(connect));
+    return 1;
+}
+
+}  // namespace
+}  // namespace zam
+
+int DVConeUpdate(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    zam::update(instance);
+    return 1;  // deliberate: also after a failure, which leaves the previous output in place
+}

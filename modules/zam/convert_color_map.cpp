@@ -1,0 +1,140 @@
+// Convert colour map: samples the instance's data map into the four arrays of its colour table.
+// Reads active, color_map_size, datamap. Writes color_table.{red,green,blue} (0..255) and .alpha (16 bits).
+#include "modules/zam/convert_color_map.h"
+
+#include <new>
+#include <numeric>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "contract/gd.h"
+#include "contract/om.h"
+#include "modules/support/batch.h"
+#include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
+#include "modules/support/report.h"
+
+namespace zam {
+
+constexpr std::size_t kPackedBytes = 4;
+
+void split_argb(std::span<const std::uint8_t> packed, const TableColumns& table) {
+    const std::uint8_t* argb = packed.data();
+    for (std::size_t i = 0; i < table.alpha.size(); ++i, argb += kPackedBytes) {
+        table.alpha[i] = argb[0];
+        table.red[i] = argb[1];
+        table.green[i] = argb[2];
+        table.blue[i] = argb[3];
+    }
+}
+
+namespace {
+
+constexpr Reporter report{.label = "", .flags = 96};
+
+bool is_active(OMobj_id instance) {
+    int active = 1;
+    // deliberate: a module whose flag is missing still works
+    if (OMget_name_int_val(instance, OMstr_to_name("active"), &active) != 1)
+        report.warn("Can't get active ( this module activate flag )\n");
+    return active != 0;
+}
+
+struct Params {
+    OMobj_id datamap;  // evaluated at the values 0 .. size - 1
+    int size;          // entries in the table
+    OMobj_id red, green, blue, alpha;
+};
+
+/// Nothing, silently, when there is no table to fill.
+std::optional<Params> read_params(OMobj_id instance) {
+    Params params{};
+    params.datamap = find_parameter(instance, "datamap", OM_OBJ_RW);
+    if (OMget_name_int_val(instance, OMstr_to_name("color_map_size"), &params.size) != 1 || params.size < 0)
+        return std::nullopt;
+    const OMobj_id table = find_parameter(instance, "color_table", OM_OBJ_RD);
+    const auto resolve = [&](const char* name, OMobj_id& array) {
+        return OMget_obj_val(find_parameter(table, name, OM_OBJ_RD), &array) == 1;
+    };
+    const bool complete = resolve("red", params.red) && resolve("green", params.green) &&
+                          resolve("blue", params.blue) && resolve("alpha", params.alpha);
+    return complete ? std::optional(params) : std::nullopt;
+}
+
+struct Table {
+    OutArray<std::uint8_t> red, green, blue;
+    OutArray<std::int16_t> alpha;
+
+    TableColumns columns() const { return {red.span(), green.span(), blue.span(), alpha.span()}; }
+};
+
+std::optional<Table> allocate_table(int size, MemoryBudget& memory) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    Table table;
+    if (!(table.red = memory.allocate<std::uint8_t>(size))) return fail("red array is not allocated\n");
+    if (!(table.green = memory.allocate<std::uint8_t>(size))) return fail("green array is not allocated\n");
+    if (!(table.blue = memory.allocate<std::uint8_t>(size))) return fail("blue array is not allocated\n");
+    if (!(table.alpha = memory.allocate<std::int16_t>(size))) return fail("alpha array is not allocated\n");
+    return table;
+}
+
+/// `count` elements, or nothing after a report.
+template <class T>
+std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, const char* failure) {
+    try {
+        if (memory.take(static_cast<xp_long>(count), sizeof(T))) return std::vector<T>(count);
+    } catch (const std::bad_alloc&) {
+        // as for what does not fit
+    }
+    report.fail(failure);
+    return std::nullopt;
+}
+
+/// Fills the table with the colours of 0 to size - 1. @return false when memory runs out (reported) or there are none
+bool sample_map(const Params& params, const Table& table, MemoryBudget& memory) {
+    const auto size = static_cast<std::size_t>(params.size);
+    auto values = scratch<int>(size, memory, "node array is not allocated\n");
+    if (!values) return false;
+    auto packed = scratch<std::uint8_t>(size * kPackedBytes, memory, "colormap array is not allocated\n");
+    if (!packed) return false;
+    std::iota(values->begin(), values->end(), 0);
+    if (GDgen_argbs(params.datamap, values->data(), DTYPE_INT, packed->data(), params.size, 1, params.size, params.size,
+                    0) != 1)
+        return false;  // silent: no data map
+    split_argb(*packed, table.columns());
+    return true;
+}
+
+template <class T>
+bool write_column(OMobj_id column, OutArray<T>& values) {
+    if (OMset_array(column, values.type(), values.data(), values.size(), ARR_HOST_OWNS) != 1) return false;
+    values.release();
+    return true;
+}
+
+int write_table(const Params& params, Table table) {
+    const WriteBatch batch;
+    for (const OMobj_id column : {params.red, params.green, params.blue, params.alpha})
+        OMset_array_size(column, params.size);
+    const bool written = write_column(params.red, table.red) && write_column(params.green, table.green) &&
+                         write_column(params.blue, table.blue) && write_column(params.alpha, table.alpha);
+    return written ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace zam
+
+int ZAMconvert_color_map(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    if (!zam::is_active(instance)) return 0;
+    const auto params = zam::read_params(instance);
+    if (!params) return 0;
+    zam::MemoryBudget memory;
+    auto table = zam::allocate_table(params->size, memory);
+    if (!table || !zam::sample_map(*params, *table, memory)) return 0;
+    return zam::write_table(*params, std::move(*table));
+}

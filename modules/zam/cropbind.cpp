@@ -1,0 +1,190 @@
+// Crop and bind: folds a byte volume about a column, so that what lies right of the fold comes first in depth and the
+// mirror image of what lies left of it behind.
+// Reads center, xy_dist, in. Writes out: dims, points and component 0.
+#include "modules/zam/cropbind.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <optional>
+
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/float_values.h"
+#include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
+#include "modules/support/report.h"
+
+namespace zam {
+
+std::array<xp_long, 3> folded_dims(const std::array<xp_long, 3>& in, xp_long center) {
+    return {std::max(center, in[0] - center), in[1], 2 * in[2]};
+}
+
+namespace {
+
+/// Reverses eight bytes.
+std::uint64_t reversed(std::uint64_t word) {
+    word = (word >> 32) | (word << 32);
+    word = ((word >> 16) & 0x0000FFFF0000FFFFU) | ((word & 0x0000FFFF0000FFFFU) << 16);
+    return ((word >> 8) & 0x00FF00FF00FF00FFU) | ((word & 0x00FF00FF00FF00FFU) << 8);
+}
+
+/// Copies `count` bytes so that the last one comes first.
+void copy_reversed(const std::byte* from, std::size_t count, std::byte* to) {
+    constexpr std::size_t kWord = sizeof(std::uint64_t);
+    const std::byte* end = from + count;
+    for (; count >= kWord; count -= kWord, to += kWord) {
+        end -= kWord;
+        std::uint64_t word = 0;
+        std::memcpy(&word, end, kWord);
+        word = reversed(word);
+        std::memcpy(to, &word, kWord);
+    }
+    std::reverse_copy(end - count, end, to);
+}
+
+/// The part of `count` bytes from `first` on that lies within the volume.
+struct Run {
+    xp_long first, count;
+
+    Run(xp_long wanted, xp_long length, xp_long size)
+        : first(std::clamp<xp_long>(wanted, 0, size)), count(std::clamp<xp_long>(wanted + length, 0, size) - first) {}
+};
+
+}  // namespace
+
+void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>& in, xp_long center,
+                 std::span<std::byte> folded) {
+    const auto size = static_cast<xp_long>(volume.size());
+    const xp_long width = folded_dims(in, center)[0];
+    const xp_long rows = in[0] > 0 ? in[1] * in[2] : 0;
+    std::byte* to = folded.data();
+    std::byte* mirrored = to + rows * width;
+    const auto clear = [](std::byte* bytes, xp_long count) {
+        if (count > 0) std::memset(bytes, 0, static_cast<std::size_t>(count));
+    };
+    for (xp_long row = 0; row < rows; ++row, to += width, mirrored += width) {
+        const xp_long fold = row * in[0] + center;
+        const Run right(fold, width, size);
+        if (right.count > 0) std::memcpy(to, volume.data() + right.first, static_cast<std::size_t>(right.count));
+        clear(to + right.count, width - right.count);
+        const Run left(fold - width + 1, width, size);
+        const xp_long skipped = fold + 1 - (left.first + left.count);  // columns behind the volume's end
+        clear(mirrored, std::min(skipped, width));
+        if (left.count > 0)
+            copy_reversed(volume.data() + left.first, static_cast<std::size_t>(left.count), mirrored + skipped);
+        clear(mirrored + skipped + left.count, width - skipped - left.count);
+    }
+    clear(mirrored, folded.data() + folded.size() - mirrored);
+}
+
+namespace {
+
+constexpr Reporter report{.label = "", .flags = 96};
+constexpr const char* kNoMemory = "Error : Can't allocate memory.\n";
+
+struct Input {
+    int nspace = 0;
+    std::array<xp_long, 3> dims{};
+    HostArray<float> points;
+    int type = DTYPE_BYTE;
+    HostArray<std::byte> data;  // counted in values of `type`
+
+    std::span<const std::byte> bytes() const { return {data.data(), data.span().size() * type_size(type)}; }
+};
+
+/// Nothing, silently, when there is no volume to fold.
+std::optional<Input> read_input(OMobj_id instance) {
+    const OMobj_id field = find_parameter(instance, "in", OM_OBJ_RW);
+    Input input;
+    HostArray<xp_long> dims;
+    int ndim = 0;
+    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim != 3) return std::nullopt;
+    std::copy_n(dims.data(), 3, input.dims.begin());
+    if (FLDget_nspace(field, &input.nspace) != 1) return std::nullopt;
+    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
+    if (FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1 ||
+        !input.data)
+        return std::nullopt;
+    return input;
+}
+
+struct Output {
+    OutArray<xp_long> dims;
+    OutArray<float> points;
+    OutArray<std::byte> data;
+};
+
+/// The second corner, as far as there are numbers for it: one node a unit, or what xy_dist says of x and y.
+void fill_points(std::span<float> points, std::span<const xp_long> dims, OMobj_id instance) {
+    constexpr std::size_t kSecond = 3;
+    const auto given = FloatValues::read_array(instance, "xy_dist");
+    const bool use = given && given->span().size() >= 2;
+    std::ranges::fill(points, 0.0F);
+    for (std::size_t axis = 0; axis < 3 && kSecond + axis < points.size(); ++axis) {
+        const bool from_given = use && axis < 2;
+        points[kSecond + axis] = from_given ? given->span()[axis] : static_cast<float>(dims[axis] - 1);
+    }
+}
+
+/// Empty, after a report, when the fold lies outside or memory runs out.
+std::optional<Output> make_output(OMobj_id instance, const Input& input) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    Output out;
+    out.dims = OutArray<xp_long>::allocate(3);
+    if (!out.dims) return fail(kNoMemory);
+    const int center = int_or(instance, "center", 0);
+    // deliberate: center = dims[0] passes, whatever the text says
+    if (center < 1 || center > input.dims[0]) return fail("Error : center > 0 && center < dims[0]\n");
+    const auto dims = folded_dims(input.dims, center);
+    std::ranges::copy(dims, out.dims.data());
+    out.points = OutArray<float>::allocate(input.points.size());
+    if (!out.points) return fail(kNoMemory);
+    fill_points(out.points.span(), dims, instance);
+
+    const auto plane = checked_product(dims[0], dims[1]);
+    const auto nodes = plane ? checked_product(*plane, dims[2]) : std::nullopt;
+    MemoryBudget memory;
+    if (nodes) out.data = memory.allocate_as(input.type, std::max(*nodes, input.data.size()));
+    if (!out.data) return fail(kNoMemory);
+    // deliberate: bytes, whatever the type
+    fold_volume(input.bytes(), input.dims, center, out.data.span());
+    return out;
+}
+
+/// Silent when the host refuses a part: what it has taken stays.
+void write_field(OMobj_id field, const Input& input, Output& out) {
+    if (FLDset_ndim(field, 3) != 1 || FLDset_nspace(field, input.nspace) != 1 ||
+        FLDset_dims(field, out.dims.data()) != 1)
+        return;
+    if (FLDset_points(field, out.points.data(), out.points.size(), ARR_HOST_OWNS) != 1) return;
+    out.points.release();
+    if (FLDset_node_data_ncomp(field, 1) != 1 || FLDset_node_data_veclen(field, 0, 1) != 1) return;
+    if (FLDset_node_data(field, 0, out.data.data(), input.type, out.data.size(), ARR_HOST_OWNS) == 1)
+        out.data.release();
+}
+
+void update(OMobj_id instance) {
+    const auto input = read_input(instance);
+    if (!input) return;
+    auto out = make_output(instance, *input);
+    if (out) write_field(find_parameter(instance, "out", OM_OBJ_RD), *input, *out);
+}
+
+}  // namespace
+}  // namespace zam
+
+int ADDcropbind(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        zam::update(instance);
+    } catch (const std::bad_alloc&) {
+        zam::report.fail(zam::kNoMemory);
+    }
+    return 1;  // deliberate: also after a failure
+}
