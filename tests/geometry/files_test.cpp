@@ -1,0 +1,139 @@
+// Listing files: patterns, what a directory holds, and the module's two passes.
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "modules/zam/get_files.h"
+#include "platform/find_files.h"
+#include "tests/geometry/geometry_fixture.h"
+
+namespace zam::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+
+TEST(Patterns, MatchAsOnWindows) {
+    struct Case {
+        const char* pattern;
+        Names matched, others;
+    };
+    const Case cases[] = {
+        {"*", {"a", ".", "..", "a.b", ".git", ""}, {}},
+        {"*.*", {"a", "a.b", ".git", "a.b.c"}, {}},
+        {"*.", {"README", "end.", "a.end."}, {"a.b", ".git", "a.b.c"}},
+        {"*.txt", {"a.txt", "A.TXT", ".txt", "a.b.txt", "a b.TxT"}, {"a", "txt", "a.txt2", "a.tx", "a.txt.gz"}},
+        {"*.tar.gz", {"a.tar.gz", "a.b.tar.gz"}, {"a.gz", "a.tar.gz.gz", "tar.gz"}},
+        {"*.t?t", {"a.txt", "a.TxT"}, {"a.tt", "a.text", "txt"}},
+        {"*.?", {"a.c", "a", "a."}, {"a.cc"}},
+        {"*.c??", {"a.cpp", "a.cc", "a.c"}, {"a.cxxx", "a.h"}},
+        {"*.c*", {"a.c", "a.cpp", "a.c.b"}, {"a.h", "c"}},
+        {"*.[a-z]", {"a.[a-z]"}, {"a.b"}},
+        {"*.\xC3\xA9", {"a.\xC3\xA9"}, {"a.e"}},
+    };
+    for (const auto& c : cases) {
+        for (const auto& name : c.matched) EXPECT_TRUE(platform::matches_pattern(name, c.pattern)) << c.pattern << name;
+        for (const auto& name : c.others) EXPECT_FALSE(platform::matches_pattern(name, c.pattern)) << c.pattern << name;
+    }
+    // no pattern takes exponential time
+    std::string hard;
+    for (int i = 0; i < 1000; ++i) hard += "*a";
+    EXPECT_FALSE(platform::matches_pattern(std::string(255, 'a'), hard + "b"));
+}
+
+TEST(Patterns, AreBuiltFromDirectoryAndExtension) {
+    EXPECT_EQ(listing_pattern("d", ""), "d\\*.");
+    EXPECT_EQ(listing_pattern("d\\", "*"), "d\\*");
+    EXPECT_EQ(listing_pattern("d\\\\", "a%s"), "d\\\\*.a%s");  // one backslash is dropped
+    EXPECT_EQ(listing_pattern("\\", "x"), "\\*.x");
+}
+
+class GetFiles : public GeometryTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        folder = fs::path(testing::TempDir()) / ("zam_files_" + std::to_string(::getpid()));
+        fs::create_directories(folder / "inner.txt");
+        fs::create_directories(folder / "empty");
+        for (const char* name : {"b.txt", "B.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) {
+            std::ofstream(folder / name) << name;
+        }
+        for (const char* name : {"dir", "ext"}) host::create(instance, name, host::Kind::text);
+        host::create(instance, "nFiles", host::Kind::integer);
+        files = host::create(instance, "files", host::Kind::texts);
+    }
+    void TearDown() override {
+        fs::remove_all(folder);
+        GeometryTest::TearDown();
+    }
+    void set_text(const char* name, const std::string& text) const {
+        OMset_name_str_val(instance, OMstr_to_name(name), text.c_str());
+    }
+    int count() const { return int_or(instance, "nFiles", -1); }
+    Names names() const {
+        Names all;
+        xp_long size = 0;
+        OMget_array_size(files, &size);
+        for (xp_long i = 0; i < size; ++i) all.push_back(host::text_at(files, i).value_or("-"));
+        return all;
+    }
+    int update() const { return GetFilesCore_update(instance, 0, 0); }
+
+    fs::path folder;
+    OMobj_id files{};
+};
+
+TEST_F(GetFiles, ListsNamesInTheOrderOfTheirBytes) {
+    setenv("ZAM_TEST_FILES", folder.c_str(), 1);
+    std::string backslashes = folder.string();
+    std::replace(backslashes.begin(), backslashes.end(), '/', '\\');
+    const Names every{".hidden.txt", "B.TXT", "README", "a.txt", "b.txt", "c.dat"};
+    const Names texts{".hidden.txt", "B.TXT", "a.txt", "b.txt"};
+    const std::tuple<std::string, const char*, Names> cases[] = {
+        {folder.string(), "*", every},           {backslashes + "\\", "*", every},
+        {folder.string() + "/", "txt", texts},   {"$ZAM_TEST_FILES", "TxT", texts},
+        {folder.string(), "", {"README"}},       {folder.string(), "d?t", {"c.dat"}},
+        {folder.string(), "none", {}},           {folder.string() + "/empty", "*", {}},
+        {folder.string() + "/nowhere", "*", {}}, {folder.string() + "/a.txt", "*", {}},
+    };
+    for (const auto& [directory, extension, expected] : cases) {
+        SCOPED_TRACE(directory + " " + extension);
+        set_text("dir", directory);
+        set_text("ext", extension);
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(count(), static_cast<int>(expected.size()));
+        Names all = names();
+        EXPECT_TRUE(std::all_of(all.begin() + static_cast<std::ptrdiff_t>(expected.size()), all.end(),
+                                [](const auto& name) { return name == "-"; }));
+        all.resize(expected.size());
+        EXPECT_EQ(all, expected);
+    }
+    EXPECT_EQ(reports, Names());
+    const auto found = platform::find_files(folder.string() + "\\*.txt");
+    ASSERT_EQ(found.size(), 5U);
+    EXPECT_TRUE(found[0].attributes == platform::kHidden && found[1].attributes == 0);
+    EXPECT_TRUE(found[4].name == "inner.txt" && found[4].attributes == platform::kDirectory);
+}
+
+TEST_F(GetFiles, ClearsWhatThereIsAndStopsQuietly) {
+    set_text("dir", folder.string());
+    set_text("ext", "txt");
+    EXPECT_EQ(update(), 1);
+    set_text("dir", "");
+    for (const int claimed : {2, 2147483647}) {
+        OMset_name_int_val(instance, OMstr_to_name("nFiles"), claimed);
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(names(), claimed == 2 ? (Names{"-", "-", "a.txt", "b.txt"}) : Names(4, "-"));
+        EXPECT_EQ(count(), claimed);
+    }
+    set_text("dir", folder.string());
+    fail_in_turn([this] { return update(); });
+    const int before = host::stamp(files);
+    host::create(instance, "ext", host::Kind::unset);
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(host::stamp(files), before);
+}
+
+}  // namespace
+}  // namespace zam::test

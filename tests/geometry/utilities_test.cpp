@@ -1,0 +1,222 @@
+// Crop and bind, threshold colour, convert colour map: results to the byte, and what stops them.
+#include <limits>
+#include <random>
+
+#include "bench/plain_geometry.h"
+#include "modules/zam/convert_color_map.h"
+#include "modules/zam/cropbind.h"
+#include "modules/zam/threshcolor.h"
+#include "tests/geometry/geometry_fixture.h"
+
+namespace zam::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+const std::string kNoMemory = "Error : Can't allocate memory.\n";
+
+std::vector<std::byte> random_bytes(std::size_t count) {
+    std::mt19937 random(5);
+    std::vector<std::byte> bytes(count);
+    for (auto& byte : bytes) byte = static_cast<std::byte>(random());
+    return bytes;
+}
+
+class CropBind : public GeometryTest {
+protected:
+    std::vector<int> fold(int center, const ByteField& contents) {
+        set("center", center);
+        set_field(contents);
+        EXPECT_EQ(ADDcropbind(instance, 0, 0), 1);
+        EXPECT_EQ(reports, Texts());
+        return numbers(out);
+    }
+};
+
+TEST_F(CropBind, FoldsAboutTheColumn) {
+    const ByteField row{{8, 1, 1}, 1, {0, 1, 2, 3, 4, 5, 6, 7}, {1, 1, 1, 9, 9, 9}};
+    EXPECT_EQ(fold(4, row), (std::vector<int>{4, 5, 6, 7, 4, 3, 2, 1}));
+    EXPECT_EQ(dims(out), (std::vector<xp_long>{4, 1, 2}));
+    EXPECT_EQ(positions(out, FLDget_points), (std::vector<float>{0, 0, 0, 3, 0, 1}));
+    set_array("xy_dist", std::vector<float>{2.5F, 3.5F});
+    EXPECT_EQ(fold(8, row), (std::vector<int>{0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 6, 5, 4, 3, 2, 1}));
+    EXPECT_EQ(positions(out, FLDget_points), (std::vector<float>{0, 0, 0, 2.5F, 3.5F, 1}));
+    set_array("xy_dist", std::vector<float>{2.5F});
+    EXPECT_EQ(fold(1, row), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 1, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(positions(out, FLDget_points), (std::vector<float>{0, 0, 0, 6, 0, 1}));
+    // runs go on in neighbouring rows; two values a node give the array of the input's size
+    EXPECT_EQ(fold(2, {{3, 2, 1}, 1, {1, 2, 3, 4, 5, 6}}), (std::vector<int>{3, 4, 6, 0, 3, 2, 6, 5}));
+    EXPECT_EQ(fold(1, {{2, 1, 1}, 2, {1, 2, 3, 4}}), (std::vector<int>{2, 2, 0, 0}));
+    fail_in_turn([this] { return ADDcropbind(instance, 0, 0); });
+    set_field<std::int16_t>({{4, 1, 1}, 1, {0x0201, 0x0403, 0x0605, 0x0807}});
+    set("center", 2);
+    EXPECT_EQ(ADDcropbind(instance, 0, 0), 1);
+    EXPECT_EQ(numbers(out), (std::vector<int>{0x0403, 0x0203, 0, 0}));
+}
+
+TEST_F(CropBind, HasTheBytesOfItsPlainForm) {
+    const std::array<xp_long, 3> dims{37, 5, 3};
+    for (const std::size_t available : {555U, 100U, 0U}) {
+        const auto volume = random_bytes(available);
+        for (const xp_long center : {1, 2, 18, 19, 36, 37}) {
+            std::vector<std::byte> folded(37 * 2 * 15 + 7, std::byte{99});
+            fold_volume(volume, dims, center, folded);
+            EXPECT_EQ(folded, plain_fold(volume, dims, center, folded.size())) << available << " " << center;
+        }
+    }
+}
+
+TEST_F(CropBind, SaysWhatIsWrong) {
+    EXPECT_EQ(refusal(ADDcropbind), "");  // no volume
+    set_field({{4, 1, 1}, 1, {1, 2, 3, 4}});
+    for (const double center : {-1e9, 0.0, 5.0, 2147483647.0}) {
+        set("center", center);
+        EXPECT_EQ(refusal(ADDcropbind), "Error : center > 0 && center < dims[0]\n");
+    }
+    set("center", 2);
+    EXPECT_EQ(allocation_refusals(ADDcropbind), (Texts(3, kNoMemory)));
+    const ByteField silent[] = {{{4}, 1, {1, 2, 3, 4}}, {{4, 1, 1}, 1, {}}, {{4, 1, 1}, 1, {1, 2, 3, 4}, {}}};
+    for (const auto& contents : silent) {
+        set_field(contents);
+        EXPECT_EQ(refusal(ADDcropbind), "");
+    }
+    set_field({{xp_long{1} << 30, 1 << 18, 4}, 1, {1}});
+    EXPECT_EQ(refusal(ADDcropbind), kNoMemory);
+}
+
+class ThreshColor : public GeometryTest {};
+
+TEST_F(ThreshColor, AppendsTheLuminance) {
+    struct Case {
+        const char* name;
+        int min, max;
+        std::vector<int> color;
+        int expected;
+    };
+    const Case cases[] = {
+        {"weights and truncation", 0, 255, {9, 100, 50, 20}, 61},
+        {"bytes from 128 up are negative", 0, 255, {9, 255, 255, 255}, 0},
+        {"a negative sum gives its low byte", -100, 255, {9, 255, 250, 255}, 253},
+        {"one channel above min is enough", 10, 255, {9, 10, 11, 10}, 10},
+        {"all at min are cut", 10, 255, {9, 10, 10, 10}, 0},
+        {"all at max are cut", 0, 50, {9, 50, 60, 70}, 0},
+        {"one channel below max is enough", 0, 50, {9, 50, 49, 70}, 51},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        set("min", c.min);
+        set("max", c.max);
+        set_field({{1, 1, 1}, 4, c.color});
+        EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);
+        EXPECT_EQ(numbers(out).at(4), c.expected);
+    }
+    const auto colors = random_bytes(7 * 1000);
+    for (const int veclen : {4, 7}) {
+        const xp_long nodes = 7000 / veclen;
+        std::vector<std::byte> to(static_cast<std::size_t>(nodes * (veclen + 1)));
+        append_luminance(colors, veclen, nodes, -20, 90, to);
+        EXPECT_EQ(to, plain_luminance(colors, veclen, nodes, -20, 90));
+    }
+    std::vector<std::byte> cut(15, std::byte{1});  // the second node lacks its blue
+    append_luminance(std::span(colors).first(7), 4, 3, 0, 255, cut);
+    std::vector<std::byte> expected(colors.begin(), colors.begin() + 7);
+    expected.resize(12);
+    EXPECT_TRUE(std::equal(cut.begin(), cut.end(), plain_luminance(expected, 4, 3, 0, 255).begin()));
+}
+
+TEST_F(ThreshColor, KeepsTheShapeAndSaysWhatIsWrong) {
+    const ByteField contents{{2, 1}, 5, {0, 3, 3, 3, 9, 0, 40, 40, 40, 8}, {1, 2, 3, 4}};
+    set_field(contents);
+    EXPECT_EQ(allocation_refusals(ADDthreshcolor), Texts(3, kNoMemory));
+    EXPECT_EQ(dims(out), contents.dims);
+    EXPECT_EQ(positions(out, FLDget_points), contents.points);
+    EXPECT_EQ(numbers(out), (std::vector<int>{0, 3, 3, 3, 9, 3, 0, 40, 40, 40, 8, 40}));
+    fail_in_turn([this] { return ADDthreshcolor(instance, 0, 0); });
+    set_field<std::int16_t>({{1}, 4, {0x0302, 0x0504, 0, 0}, {0, 1}});
+    EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);  // the first four bytes and the one appended
+    EXPECT_EQ(numbers(out), (std::vector<int>{0x0302, 0x0504, 3, 0, 0}));
+    for (const auto& silent : {ByteField{{2}, 3, {1, 2, 3, 4, 5, 6}}, ByteField{{2}, 4, {}}}) {
+        set_field(silent);
+        EXPECT_EQ(refusal(ADDthreshcolor), "");
+    }
+}
+
+class ConvertColorMap : public GeometryTest {
+protected:
+    void SetUp() override {
+        GeometryTest::SetUp();
+        set("active", 1);
+        set("color_map_size", 3);
+        datamap = host::create(instance, "datamap", host::Kind::group);
+        for (const auto& [name, value] : {std::pair{"min", 0.0}, {"max", 2.0}}) {
+            host::create(datamap, name, host::Kind::real);
+            OMset_name_real_val(datamap, OMstr_to_name(name), value);
+        }
+        table = host::create(instance, "color_table", host::Kind::group);
+        std::uint8_t first = 1;
+        for (const char* name : kNames) {
+            const std::vector<std::uint8_t> entries{first, 128, static_cast<std::uint8_t>(200 + first)};
+            host::set_values(host::create(datamap, name, host::Kind::array), DTYPE_BYTE, entries.data(), 3);
+            host::set_values(host::create(table, name, host::Kind::array), DTYPE_BYTE, &first, 1);
+            ++first;
+        }
+    }
+    int update() const { return ZAMconvert_color_map(instance, 0, 0); }
+    std::vector<std::vector<int>> columns() const {
+        std::vector<std::vector<int>> all;
+        for (const char* name : kNames) {
+            const auto column = FloatValues::read_array(table, name);
+            all.emplace_back(column->span().begin(), column->span().end());
+        }
+        return all;
+    }
+    using Columns = std::vector<std::vector<int>>;
+    static constexpr const char* kNames[] = {"alpha", "red", "green", "blue"};
+    OMobj_id datamap{}, table{};
+};
+
+TEST_F(ConvertColorMap, SplitsTheColours) {
+    EXPECT_EQ(update(), 1);
+    EXPECT_EQ(columns(), (Columns{{1, 128, 201}, {2, 128, 202}, {3, 128, 203}, {4, 128, 204}}));
+    int type = -1;
+    xp_long count = 0;
+    HostArray<void*> alpha(static_cast<void**>(OMret_name_array_ptr(table, OMstr_to_name("alpha"), 0, &count, &type)),
+                           count);
+    EXPECT_EQ(type, int{DTYPE_SHORT});
+    alpha.end_access();
+    fail_in_turn([this] { return update(); });
+    set("color_map_size", 0);
+    EXPECT_EQ(update(), 1);
+    EXPECT_EQ(columns(), Columns(4));
+    EXPECT_EQ(reports, Texts());
+}
+
+TEST_F(ConvertColorMap, StopsAsDescribed) {
+    const int before = host::stamp(table);
+    const auto expect = [&](const Texts& texts) {
+        EXPECT_EQ(update(), 0);
+        EXPECT_EQ(reports, texts);
+        EXPECT_EQ(host::stamp(table), before);
+        reports.clear();
+    };
+    for (const char* name : {"red", "green", "blue", "alpha"}) {
+        static int n = 0;
+        host::fail_allocation(++n);
+        expect({name + std::string(" array is not allocated\n")});
+    }
+    set("active", 0);
+    expect({});
+    host::destroy(host::find(instance, "active"));
+    const std::string inactive = "Can't get active ( this module activate flag )\n";
+    set("color_map_size", -1);
+    expect({inactive});
+    host::destroy(host::find(instance, "color_map_size"));
+    expect({inactive});
+    set("color_map_size", 3);
+    host::destroy(datamap);
+    expect({inactive});
+    host::destroy(host::find(table, "red"));
+    EXPECT_EQ(update(), 0);
+}
+
+}  // namespace
+}  // namespace zam::test
