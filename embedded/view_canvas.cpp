@@ -82,7 +82,7 @@ Canvas::Screen Canvas::project(const Corner& corner) const {
     const double y = 0.5 * frame_.height + corner[kY] * near;
     return {round_down(x * kSubpixels + 0.5),
             round_down(y * kSubpixels + 0.5),
-            nearness(corner),
+            nearness_of(corner),
             {corner[kColor] * near, corner[kColor + 1] * near, corner[kColor + 2] * near}};
 }
 
@@ -94,10 +94,10 @@ float Canvas::depth(double nearness) const {
     return static_cast<float>(kLeastDepth + (1.0 - kLeastDepth) * share);
 }
 
+/// Of equal depths the first stays. Opacity is full where something is drawn.
 void Canvas::put(std::int64_t column, std::int64_t row, float depth, const std::array<double, 3>& color) {
-    const auto at =
-        static_cast<std::size_t>(row) * static_cast<std::size_t>(frame_.width) + static_cast<std::size_t>(column);
-    if (!(depth > depths_[at])) return;  // of equal depths the first stays
+    const std::size_t at = place(column, row);
+    if (!(depth > depths_[at])) return;
     depths_[at] = depth;
     std::uint8_t* pixel = pixels_ + 4 * at;
     pixel[0] = 255;
@@ -188,15 +188,18 @@ void Canvas::fill(const Screen& a, const Screen& b, const Screen& c) {
 /// @param range  of the triangle's nearness, which rounding must not leave
 void Canvas::fill_row(std::int64_t row, std::int64_t first, std::int64_t last, const Screen& start, const Screen& step,
                       const std::array<double, 2>& range) {
-    for (std::int64_t column = first; column <= last; ++column) {
-        const auto passed = static_cast<double>(column - first);
+    const float* depths = depths_ + place(first, row);
+    for (std::int64_t i = 0; i <= last - first; ++i) {
+        const auto passed = static_cast<double>(i);
         const double near = std::clamp(start.nearness + passed * step.nearness, range[0], range[1]);
+        const float here = depth(near);
+        if (!(here > depths[i])) continue;  // as put() finds, but before the colour is known
         std::array<double, 3> color;
-        for (std::size_t i = 0; i < 3; ++i) {
-            color[i] = start.color[i] + passed * step.color[i];
-            if (!parallel_) color[i] /= near;
+        for (std::size_t k = 0; k < 3; ++k) color[k] = start.color[k] + passed * step.color[k];
+        if (!parallel_) {
+            for (double& channel : color) channel /= near;
         }
-        put(column, row, depth(near), color);
+        put(first + i, row, here, color);
     }
 }
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace zam::host::view {
@@ -64,11 +65,15 @@ private:
     Corner place(const Vertex& vertex) const;
     bool is_within(const Corner& corner) const;
     Screen project(const Corner& corner) const;
-    double nearness(const Corner& corner) const { return parallel_ ? corner[kZ] : 1.0 / corner[kW]; }
+    double nearness_of(const Corner& corner) const { return parallel_ ? corner[kZ] : 1.0 / corner[kW]; }
     float depth(double nearness) const;
     void fill(const Screen& a, const Screen& b, const Screen& c);
     void fill_row(std::int64_t row, std::int64_t first, std::int64_t last, const Screen& start, const Screen& step,
                   const std::array<double, 2>& range);
+    std::size_t place(std::int64_t column, std::int64_t row) const {
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(frame_.width) +
+               static_cast<std::size_t>(column);
+    }
     void put(std::int64_t column, std::int64_t row, float depth, const std::array<double, 3>& color);
     bool clip(Corner& a, Corner& b, double half_width, double half_height) const;
 

@@ -107,6 +107,17 @@ const CheckCase kCases[] = {
     {"datamap",
      kinds(R"("datamap": ^{"preset": "gray"})"),
      {"^ modules.k.params.datamap: a datamap has a \"range\": [minimum, maximum]"}},
+    {"color_list",
+     kinds(R"("tints": [[1, 0, 0], ^[1, 0], ^"red", null])"),
+     {"^ modules.k.params.tints[1]: 3 numbers are expected, not 2",
+      "^ modules.k.params.tints[2]: an array of numbers is expected, not a text"}},
+    {"color_flat",
+     kinds(R"("tints": ^[1, 0, 0])"),
+     {"^ modules.k.params.tints: an array of colours [red, green, blue] is expected, not an array"}},
+    {"datamap_list",
+     kinds(R"("datamaps": [null, ^{"preset": "gray"}, ^3.5])"),
+     {"^ modules.k.params.datamaps[1]: a datamap has a \"range\": [minimum, maximum]",
+      "^ modules.k.params.datamaps[2]: an object is expected, not a number"}},
 
     // --- fields ---
     {"no_field",

@@ -233,7 +233,8 @@ TEST(CommandLine, Commands) {
         {"run none.json", 2, "", "none.json: cannot open the file\n"},
         {"check n.json", 0, "", ""},
         {"check bad.json", 2, "", "bad.json:1:1: \"modules\" is missing\n"},
-        {"modules", 0, "add      test_add      adds two numbers\n", ""},
+        {"modules", 0, "add        test_add      adds two numbers\n", ""},
+        {"modules host_view", 0, "host_view: draws meshes", ""},
         {"modules test_tick", 0,
          "tick: counts timer events\nuse: test_tick\n\nparameter  kind  direction  default  meaning\n"
          "interval   int   in         10       units between ticks\n",
@@ -252,7 +253,26 @@ TEST(CommandLine, Commands) {
         EXPECT_EQ(run.err.substr(0, command.err.size()), command.err) << command.arguments;
     }
     EXPECT_EQ(Json::parse(scratch.zam("modules add --json").out)["parameters"][1]["name"], "b");
-    EXPECT_EQ(Json::parse(scratch.zam("modules --json").out).size(), 7U);
+    EXPECT_EQ(Json::parse(scratch.zam("modules --json").out).size(), 8U);
+}
+
+/// The host's view is used as a module is: with references, values of its own kinds, events.
+TEST(Runs, TheHostsOwnEntries) {
+    const Scratch scratch;
+    const auto run = scratch.run(R"({"modules": {
+        "view": {"use": "host_view", "params": {
+            "objects": [{"field": {"dims": [2, 2]}}, {"field": {"dims": [2, 2], "points": [1, 0, 2, 1],
+                                                      "node_data": [{"values": [5, 5, 5, 5]}]}}],
+            "colors": [[1, 0, 0], null], "datamaps": [null, {"range": [0, 5], "preset": "gray", "red": [[0, 9]]}],
+            "width": {"ref": "size.sum"}, "height": 1, "xform": {"translate": [-1, -0.5, 0]}}},
+        "size": {"use": "test_add", "params": {"a": 1, "b": 1}}},
+      "events": [{"write": {"first.raw": "view.out"}},
+                 {"set": {"view.colors": [[0, 0, 1], [1, 1, 0]], "view.datamaps": null}}],
+      "write": {"second.raw": "view.out"}})");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(scratch.read("first.raw"), std::string("\xFF\xFF\x00\x00\xFF\x09\xFF\xFF", 8));
+    EXPECT_EQ(scratch.read("second.raw"), std::string("\xFF\x00\x00\xFF\xFF\xFF\xFF\x00", 8));
 }
 
 TEST(CommandLine, LoopRunsInRealTime) {

@@ -1,0 +1,1 @@
+zam_bench(bench_view zam_host)
