@@ -131,6 +131,34 @@ void read_entries(const Cursor& cursor, Definition& definition) {
     }
 }
 
+// --- Classes ---
+
+std::optional<Method> read_method(const Cursor& cursor, const Definition& definition) {
+    constexpr std::string_view kKeys[] = {"name", "on", "at_start"};
+    if (!cursor.object()) return std::nullopt;
+    cursor.expect_keys(kKeys);
+    Method method{.name = required_text(cursor, "name"), .on = {}, .at_start = false};
+    if (const auto on = cursor.find("on")) {
+        method.on = on->texts().value_or(std::vector<std::string>{});
+        for (const auto& name : method.on) {
+            if (!definition.find_parameter(name)) on->problem("there is no parameter " + name);
+        }
+    }
+    if (const auto at_start = cursor.find("at_start")) method.at_start = at_start->boolean().value_or(false);
+    return method;
+}
+
+void read_class(const Cursor& cursor, Definition& definition) {
+    const auto place = cursor.find("methods");
+    if (!place) return cursor.problem("\"methods\" is missing");
+    if (!place->get<Elements>()) return place->expected("an array of methods");
+    for (std::size_t i = 0; i < place->array_size(); ++i) {
+        if (auto method = read_method(place->at(i), definition)) definition.methods.push_back(std::move(*method));
+    }
+    definition.update_method = required_text(cursor, "update");
+    if (!definition.find_method(definition.update_method)) cursor.problem("\"update\" names no method");
+}
+
 }  // namespace
 
 std::string_view direction_name(Direction direction) { return kDirectionNames[static_cast<std::size_t>(direction)]; }
@@ -139,6 +167,13 @@ const Parameter* Definition::find_parameter(std::string_view name) const {
     const auto found = std::find_if(parameters.begin(), parameters.end(),
                                     [&](const auto& parameter) { return parameter.name == name; });
     return found == parameters.end() ? nullptr : &*found;
+}
+
+const Method* Definition::find_method(std::string_view name) const {
+    const auto found = std::find_if(methods.begin(), methods.end(), [&](const auto& method) {
+        return method.name == name || exported(method.name) == name;
+    });
+    return found == methods.end() ? nullptr : &*found;
 }
 
 void Definitions::add(const std::string& file, Problems& problems) {
@@ -161,16 +196,18 @@ void Definitions::add_host_entries(Problems& problems) {
 
 void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems) {
     constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
+    constexpr std::string_view kClassKeys[] = {"module", "class", "summary", "update", "methods", "parameters"};
     const std::size_t problems_before = problems.count();
     Environment environment{problems, fs::path(definition->file).parent_path().string()};
     const Cursor cursor(document, environment);
     if (!cursor.object()) return;
-    cursor.expect_keys(kKeys);
+    definition->is_class = cursor.find("class").has_value();
+    definition->is_class ? cursor.expect_keys(kClassKeys) : cursor.expect_keys(kKeys);
     definition->module = required_text(cursor, "module");
-    definition->entry = required_text(cursor, "entry");
+    definition->entry = required_text(cursor, definition->is_class ? "class" : "entry");
     definition->summary = required_text(cursor, "summary");
     read_parameters(cursor, *definition);
-    read_entries(cursor, *definition);
+    definition->is_class ? read_class(cursor, *definition) : read_entries(cursor, *definition);
     if (by_entry(definition->entry)) cursor.problem("another file defines " + definition->entry);
     if (problems.count() > problems_before) return;
     const auto behind = std::upper_bound(definitions_.begin(), definitions_.end(), definition,
@@ -208,6 +245,7 @@ const Definition* Definitions::by_any_name(std::string_view name) const {
 bool Definitions::has_entry(std::string_view entry) const {
     return std::any_of(definitions_.begin(), definitions_.end(), [&](const auto& definition) {
         const auto& further = definition->further_entries;
+        if (definition->is_class) return false;
         return definition->entry == entry || definition->set_params_entry == entry ||
                definition->delete_entry == entry || std::find(further.begin(), further.end(), entry) != further.end();
     });

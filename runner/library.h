@@ -12,8 +12,14 @@ namespace zam::runner {
 /// An entry of a module: instance, event mask, sequence number.
 using Entry = int (*)(OMobj_id, unsigned, int);
 
-/// Sets the state of simulated joystick 1 or 2: x y z r u v pov buttons, as the operating system reports them.
-using SimulateJoystick = void (*)(int id, const std::uint32_t state[8]);
+/// What a class exports: making the module's side of an object, ending it, and each method.
+using CreateEntry = void* (*)(OMobj_id object);
+using DestroyEntry = void (*)(void* self);
+using MethodEntry = int (*)(void* self, unsigned, int);
+
+/// Sets the state of simulated joystick 1 or 2: x y z r u v pov buttons, as the operating system reports them; null
+/// unplugs it. 1, or 0 where that cannot be done.
+using SimulateJoystick = int (*)(int id, const std::uint32_t* state);
 
 /// Where the module library and its definition files lie: the directory that ZAM_MODULE_PATH names, else beside this
 /// program, in a build tree as when installed.
@@ -35,6 +41,11 @@ public:
 
     /// The entry of that name, of the library or of the host itself; null when neither exports it.
     Entry find(const std::string& name) const;
+    /// The same for other forms of functions.
+    template <class Function>
+    Function find_as(const std::string& name) const {
+        return reinterpret_cast<Function>(symbol(name.c_str()));
+    }
 
     /// Null when the library has no joysticks.
     SimulateJoystick simulate_joystick() const;

@@ -63,7 +63,13 @@ void print_all(const Definitions& definitions) {
 }
 
 void print_one(const Definition& definition) {
-    print(definition.module + ": " + definition.summary + "\nuse: " + definition.entry + "\n\n");
+    print(definition.module + ": " + definition.summary + "\nuse: " + definition.entry + "\n");
+    if (definition.is_class) {
+        std::string methods = "methods:";
+        for (const auto& method : definition.methods) methods += " " + method.name;
+        print(methods + "\n");
+    }
+    print("\n");
     Table table;
     table.add({"parameter", "kind", "direction", "default", "meaning"});
     for (const auto& parameter : definition.parameters) {

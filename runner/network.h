@@ -54,7 +54,7 @@ struct RunEvent {
 };
 struct CallEvent {
     std::size_t module = 0;
-    std::string entry;
+    std::string entry;  // of a class module the method's name
 };
 struct WriteEvent {
     std::vector<Output> outputs;

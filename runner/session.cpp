@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iostream>
 #include <thread>
+#include <utility>
 
 #include "contract/om.h"
 #include "embedded/host.h"
@@ -37,6 +38,8 @@ Session::Session(const Network& network, const ModuleLibrary& library, Console& 
 }
 
 Session::~Session() {
+    for (std::size_t module = running_.size(); module-- > 0;) end_self(module);
+    for (const int id : plugged_) library_.simulate_joystick()(id, nullptr);
     host::set_recorder(nullptr);
     host::reset();
 }
@@ -47,12 +50,19 @@ bool Session::has_entries() const {
         if (!entry.empty() && !library_.find(entry)) missing.insert(entry);
     };
     for (const auto& instance : network_.instances) {
+        if (instance.definition->is_class) {
+            need(instance.definition->exported("create"));
+            need(instance.definition->exported("destroy"));
+            for (const auto& method : instance.definition->methods) need(instance.definition->exported(method.name));
+            continue;
+        }
         need(instance.definition->entry);
         need(instance.definition->set_params_entry);
         need(instance.definition->delete_entry);
     }
     for (const auto& event : network_.events) {
-        if (const auto* called = std::get_if<CallEvent>(&event.what)) need(called->entry);
+        const auto* called = std::get_if<CallEvent>(&event.what);
+        if (called && !instance(called->module).definition->is_class) need(called->entry);
     }
     for (const auto& entry : missing) console_.error("the module library has no entry " + entry);
     return missing.empty();
@@ -112,13 +122,15 @@ bool Session::follow_links(std::size_t module, bool report) {
 
 // --- Calls ---
 
-void Session::call(std::size_t module, const std::string& entry) {
+/// Calls a function of a module, with all that is recorded and shown around it.
+template <class Body>
+void Session::logged(std::size_t module, const std::string& entry, Body&& body) {
     const std::string& name = instance(module).name;
     log_.update(name, entry);
     host::set_current_module(name);
     int result = 0;
     try {
-        result = library_.find(entry)(running_[module].object, 0, running_[module].sequence);
+        result = body();
     } catch (const std::exception& error) {  // scratch memory that could not be had
         console_.module_error(name, error.what());
     }
@@ -129,17 +141,77 @@ void Session::call(std::size_t module, const std::string& entry) {
     log_.result(name, entry, result);
 }
 
+/// Calls an entry of a module, or a method of a class.
+void Session::call(std::size_t module, const std::string& entry) {
+    const Running& running = running_[module];
+    const Definition& definition = *instance(module).definition;
+    if (!definition.is_class) {
+        logged(module, entry, [&] { return library_.find(entry)(running.object, 0, running.sequence); });
+    } else if (running.self) {
+        const auto method = library_.find_as<MethodEntry>(definition.exported(entry));
+        logged(module, entry, [&] { return method(running.self, 0, running.sequence); });
+    }
+}
+
 /// Calls a module's update once.
 void Session::update(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
     follow_links(module, true);
-    call(module, instance(module).definition->entry);
+    call(module, definition.is_class ? definition.update_method : definition.entry);
     running_[module].sequence = host::now();
     running_[module].newly_set.clear();
 }
 
+// --- Class instances ---
+
+/// Makes the module's side of an instance and lets it begin.
+void Session::make_self(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    Running& running = running_[module];
+    follow_links(module, true);
+    running.self = library_.find_as<CreateEntry>(definition.exported("create"))(running.object);
+    if (!running.self) return console_.module_error(instance(module).name, "the instance cannot be made");
+    if (definition.find_method("inst")) call(module, "inst");
+}
+
+/// Whether a parameter that a method stands for was set, or what it refers to has changed.
+bool Session::wants(std::size_t module, const Method& method) const {
+    const Running& running = running_[module];
+    const bool first = running.sequence == 0;
+    if (first && !method.at_start) return false;
+    return std::any_of(method.on.begin(), method.on.end(), [&](const auto& name) {
+        if (running.newly_set.contains(name)) return true;
+        const auto links = running.links.find(name);
+        if (first || links == running.links.end()) return false;
+        return std::any_of(links->second.begin(), links->second.end(),
+                           [&](const Link& link) { return stamp_of_link(link) > running.sequence; });
+    });
+}
+
+void Session::run_methods(std::size_t module) {
+    follow_links(module, true);
+    std::vector<std::string> wanted;
+    for (const auto& method : instance(module).definition->methods) {
+        if (wants(module, method)) wanted.push_back(method.name);
+    }
+    for (const auto& name : wanted) call(module, name);
+    running_[module].sequence = host::now();
+    running_[module].newly_set.clear();
+}
+
+void Session::end_self(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    if (!running_[module].self) return;
+    if (definition.find_method("deinst")) call(module, "deinst");
+    library_.find_as<DestroyEntry>(definition.exported("destroy"))(std::exchange(running_[module].self, nullptr));
+}
+
+// --- Runs ---
+
 /// Runs a module, its parameter entry first when one of the parameters it looks after was set.
 void Session::run(std::size_t module) {
     const Definition& definition = *instance(module).definition;
+    if (definition.is_class) return run_methods(module);
     const auto& newly_set = running_[module].newly_set;
     const auto& on = definition.set_params_on;
     if (std::any_of(on.begin(), on.end(), [&](const auto& name) { return newly_set.contains(name); })) {
@@ -149,14 +221,26 @@ void Session::run(std::size_t module) {
 }
 
 void Session::run_all() {
-    for (const std::size_t module : dependencies_.order()) run(module);
+    for (const std::size_t module : dependencies_.order()) {
+        if (instance(module).definition->is_class) make_self(module);
+        run(module);
+    }
+}
+
+/// Latest change of what a reference leads to. The host does not see what a pointer leads to; it may have changed with
+/// anything in the instance whose pointer it is.
+int Session::stamp_of_link(const Link& link) const {
+    const int own = host::stamp(link.holder);
+    if (host::kind(link.holder) != host::Kind::pointer) return own;
+    const auto owner = network_.find(split_reference(link.reference.target).module);
+    return owner ? std::max(own, host::stamp(running_[*owner].object)) : own;
 }
 
 /// Latest change of what a module refers to.
 int Session::stamp_of_links(std::size_t module) const {
     int latest = 0;
     for (const auto& [parameter, links] : running_[module].links) {
-        for (const auto& link : links) latest = std::max(latest, host::stamp(link.holder));
+        for (const auto& link : links) latest = std::max(latest, stamp_of_link(link));
     }
     return latest;
 }
@@ -165,7 +249,8 @@ int Session::stamp_of_links(std::size_t module) const {
 void Session::run_affected(int since, Cause cause) {
     for (const std::size_t module : dependencies_.order()) {
         follow_links(module, false);
-        const int changed = cause == Cause::network ? host::stamp(running_[module].object) : stamp_of_links(module);
+        const int own = cause == Cause::network ? host::stamp(running_[module].object) : 0;
+        const int changed = std::max(own, stamp_of_links(module));
         if (changed > std::max(since, running_[module].sequence)) run(module);
     }
 }
@@ -204,7 +289,10 @@ void Session::joystick(const JoystickEvent& event) {
     if (!simulate) return console_.error("the module library has no joysticks to simulate");
     auto& state = joysticks_[static_cast<std::size_t>(event.id - 1)];
     for (std::size_t i = 0; i < state.size(); ++i) state[i] = event.state[i].value_or(state[i]);
-    simulate(event.id, state.data());
+    plugged_.insert(event.id);
+    if (simulate(event.id, state.data()) != 1) {
+        console_.error("joystick " + std::to_string(event.id) + " cannot be simulated on this system");
+    }
 }
 
 // --- Events ---
@@ -249,6 +337,7 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
 
 void Session::end() {
     for (std::size_t module = running_.size(); module-- > 0;) {
+        end_self(module);
         const std::string& entry = instance(module).definition->delete_entry;
         if (!entry.empty()) call(module, entry);
     }

@@ -48,6 +48,7 @@ private:
     /// A module instance in the host.
     struct Running {
         OMobj_id object{};
+        void* self = nullptr;                            // the module's side of a class instance
         int sequence = 0;                                // moment at which its latest update ended; 0 before the first
         std::map<std::string, std::vector<Link>> links;  // by parameter
         std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
@@ -64,9 +65,16 @@ private:
     void update(std::size_t module);
     void run(std::size_t module);
     void run_affected(int since, Cause cause);
+    int stamp_of_link(const Link& link) const;
     int stamp_of_links(std::size_t module) const;
     void advance(std::int64_t units);
     void call(std::size_t module, const std::string& entry);
+    template <class Body>
+    void logged(std::size_t module, const std::string& entry, Body&& body);
+    void make_self(std::size_t module);
+    bool wants(std::size_t module, const Method& method) const;
+    void run_methods(std::size_t module);
+    void end_self(std::size_t module);
     void joystick(const JoystickEvent& event);
     const Instance& instance(std::size_t module) const { return network_.instances[module]; }
 
@@ -77,6 +85,7 @@ private:
     Dependencies dependencies_;
     std::vector<Running> running_;
     std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
+    std::set<int> plugged_;  // simulated joysticks
 };
 
 }  // namespace zam::runner

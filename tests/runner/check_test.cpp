@@ -330,7 +330,34 @@ const DefinitionCase kDefinitionCases[] = {
      R"({"module": "m", "entry": "e", "summary": "s", "parameters": [],
          "entries": {"set_params": {"name": "f", "on": ["b"]}, "delete": 3}})",
      {"entries.set_params.on: there is no parameter b", "entries.delete: a text is expected, not a number"}},
+    {"class",
+     R"({"module": "m", "class": "C", "summary": "s", "parameters": [], "update": "go", "entries": {},
+         "methods": [{"name": "run", "on": ["a"], "at_start": 1, "off": 0}, 5]})",
+     {"entries: unknown key; known here: module class summary update methods parameters",
+      "methods[0].off: unknown key; known here: name on at_start", "methods[0].on: there is no parameter a",
+      "methods[0].at_start: true or false is expected, not a number", "methods[1]: an object is expected, not a number",
+      "\"update\" names no method"}},
+    {"class_without_methods",
+     R"({"module": "m", "class": "C", "summary": "s", "parameters": []})",
+     {"\"methods\" is missing"}},
 };
+
+TEST(Classes, HaveTheirMethodsCalled) {
+    const test::Scratch scratch;
+    Problems problems;
+    Definitions definitions;
+    definitions.add(scratch.write("d.json", R"({"module": "m", "class": "C", "summary": "s", "parameters": [],
+        "update": "go", "methods": [{"name": "go"}]})"),
+                    problems);
+    const auto file = scratch.write("n.json", R"({"modules": {"c": {"use": "C"}}, "events": [
+        {"call": {"module": "c", "entry": "go"}}, {"call": {"module": "c", "entry": "C_go"}},
+        {"call": {"module": "c", "entry": "C"}}]})");
+    const Network network = load_network(file, {}, definitions, problems);
+    ASSERT_EQ(problems.count(), 1U);
+    EXPECT_TRUE(problems.lines()[0].ends_with("events[2].call.entry: C has no method C")) << problems.lines()[0];
+    ASSERT_EQ(network.events.size(), 2U);
+    for (const auto& event : network.events) EXPECT_EQ(std::get<CallEvent>(event.what).entry, "go");
+}
 
 TEST(DefinitionFiles, AreChecked) {
     for (const auto& test_case : kDefinitionCases) {
