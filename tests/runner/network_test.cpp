@@ -15,8 +15,9 @@ struct NetworkCase {
 
 // steps: forward, backward over the end, a step by number, data flipped; another module follows the step.
 // volume: a bar along x below the middle of the picture; turned by 90 degrees it stands right of the middle.
+// joystick: classes whose methods run as their parameters change, a joystick plugged in late, polls, settings loaded.
 // failing: a reader that cannot read, and what follows from that.
-const NetworkCase kNetworks[] = {{"steps", 0}, {"volume", 0}, {"failing", 1}};
+const NetworkCase kNetworks[] = {{"steps", 0}, {"volume", 0}, {"joystick", 0}, {"failing", 1}};
 
 class Networks : public testing::TestWithParam<NetworkCase> {};
 

@@ -1,0 +1,1 @@
+zam_fuzz(profile_fuzz zam_platform)

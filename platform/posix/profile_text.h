@@ -1,0 +1,23 @@
+// The text of a profile file, apart from where it is kept. The libraries for such files that distributions have either
+// only read them, or write all of a file anew in a form of their own; here whatever is not set must stay byte for byte.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zam::platform {
+
+/// The value of a key, without blanks and quotes round it and nothing behind a zero byte; a view into `text`.
+std::optional<std::string_view> find_profile_value(std::string_view text, std::string_view section,
+                                                   std::string_view key);
+
+/// The text with the key set: in its line, else in a line behind the section's last one that is not blank, else in a
+/// new section at the end. Line ends are those of the text's first line, LF where there is none.
+std::string set_profile_value(std::string_view text, std::string_view section, std::string_view key,
+                              std::string_view value);
+
+/// Whether a section, key or value can be found again once it was set.
+bool can_keep_profile_texts(std::string_view section, std::string_view key, std::string_view value);
+
+}  // namespace zam::platform

@@ -1,0 +1,193 @@
+// Joystick capture: what counts as a change, when it polls, what the process captures. What the process has captured
+// stays so: tests that begin without are run in a process each, as ctest does it.
+#include <cmath>
+
+#include "tests/joystick/joystick_fixture.h"
+
+namespace zam::test {
+namespace {
+
+class Capture : public JoystickTest {};
+
+TEST_F(Capture, CapturesOnceAProcess) {
+    begin();
+    EXPECT_EQ(get(instance, "joy1_captured") + get(instance, "joy2_captured") + get(instance, "event_on"), 0);
+    EXPECT_EQ(poll(), 0);
+    move(1, kRest);
+    ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
+    EXPECT_EQ(get(instance, "joy1_captured"), 1);
+    EXPECT_EQ(get(instance, "joy2_captured"), 0);
+    EXPECT_EQ(get(instance, "event_on"), 1);
+    // that the second joystick was not there has ended the capture of the first
+    EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), 0U);
+    move(2, kRest);
+    ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
+    EXPECT_EQ(get(instance, "joy2_captured"), 1);
+    EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), MMRESULT{JOYERR_NOCANDO});
+    // captures outlive the instance, and the joysticks
+    end();
+    for (const int id : {1, 2}) zam_simulate_joystick(id, nullptr);
+    set(instance, "joy1_captured", 0);
+    begin();
+    EXPECT_EQ(get(instance, "joy1_captured"), 1);
+    EXPECT_EQ(get(instance, "event_on"), 0);  // but nothing is read
+}
+
+struct Move {
+    const char* name;
+    double threshold;
+    Position position;
+    const char* changed;  // at rest, then in three polls there, then in two at rest again
+};
+const Move kMoves[] = {
+    {"x_within", 0.1, {32767 + 6553, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "000000"},
+    {"x_beyond", 0.1, {32767 + 6554, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
+    {"x_beyond_downward", 0.1, {32767 - 6554, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
+    {"y_beyond", 0.1, {32767, 26213, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
+    {"r_beyond", 0.1, {32767, 32767, 32767, 39321, 32767, 32767, 65535, 0}, "011100"},
+    {"z_within", 0.1, {32767, 32767, 39320, 32767, 32767, 32767, 65535, 0}, "000000"},
+    {"z_tells_once", 0.1, {32767, 32767, 39321, 32767, 32767, 32767, 65535, 0}, "010010"},
+    {"x_hides_z", 0.1, {65535, 32767, 65535, 32767, 32767, 32767, 65535, 0}, "011100"},
+    {"u_v_hat_do_not_count", 0.1, {32767, 32767, 32767, 32767, 0, 65535, 9000, 0}, "000000"},
+    {"button", 0.1, {32767, 32767, 32767, 32767, 32767, 32767, 65535, 0x80000000}, "011100"},
+    {"smallest", 0.0, {32768, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
+    {"single_precision", 0.30000001, {32767 - 19660, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "000000"},
+    {"whole_range", 1.0, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
+    {"negative", -1.0, kRest, "111111"},
+    {"not_a_number", NAN, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
+    {"infinite", INFINITY, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
+    {"negative_infinite", -1e300, kRest, "111111"},
+};
+
+TEST_F(Capture, ComparesWithTheRestPosition) {
+    for (const auto& test_case : kMoves) {
+        set_real(instance, "threshold", test_case.threshold);
+        move(1, kRest);
+        begin();
+        poll();  // the first may tell of the throttle
+        std::string changed = std::to_string(poll());
+        move(1, test_case.position);
+        for (int i = 0; i < 3; ++i) changed += std::to_string(poll());
+        move(1, kRest);
+        for (int i = 0; i < 2; ++i) changed += std::to_string(poll());
+        EXPECT_EQ(changed, test_case.changed) << test_case.name;
+        end();
+    }
+}
+
+TEST_F(Capture, ComparesButtonsWithThoseAtTheStart) {
+    Position position = kRest;
+    position[7] = 3;
+    move(1, position);
+    begin();
+    EXPECT_EQ(poll(), 0);
+    position[7] = 5;  // as many, but others
+    move(1, position);
+    EXPECT_EQ(poll(), 1);
+    position[7] = 3;
+    move(1, position);
+    EXPECT_EQ(poll(), 0);
+    EXPECT_EQ(record("ref_info")->dwButtons, 3U);
+    EXPECT_EQ(record("cur_info")->dwSize, 52U);
+    EXPECT_EQ(record("cur_info")->dwFlags, 255U);
+}
+
+TEST_F(Capture, TellsOfTheThrottleFromNoughtAtTheStart) {
+    move(1, kRest);
+    begin();
+    EXPECT_EQ(get(instance, "changed"), 1);
+    const int before = host::stamp(host::find(instance, "changed"));
+    EXPECT_EQ(poll(), 0);
+    move(1, {0, 0, 32767, 0, 0, 0, 0, 0});
+    EXPECT_EQ(poll(), 1);
+    const int first = host::stamp(host::find(instance, "changed"));
+    EXPECT_EQ(poll(), 1);
+    EXPECT_LT(before, first);
+    EXPECT_LT(first, host::stamp(host::find(instance, "changed")));  // told anew
+}
+
+TEST_F(Capture, ReadsTheJoystickChosen) {
+    move(1, {1, 0, 0, 0, 0, 0, 0, 0});
+    move(2, {2, 0, 0, 0, 0, 0, 0, 0});
+    for (const auto& [joystick, x] : {std::pair(1, 1U), {2, 2U}, {0, 1U}, {7, 1U}, {-1, 1U}}) {
+        set(instance, "joystick", joystick);
+        begin();
+        EXPECT_EQ(record("ref_info")->dwXpos, x) << joystick;
+        move(joystick == 2 ? 2 : 1, {60000, 0, 0, 0, 0, 0, 0, 0});
+        EXPECT_EQ(poll(), joystick == 0 ? 0 : 1) << joystick;
+        EXPECT_EQ(record("cur_info")->dwXpos, joystick == 0 ? x : 60000) << joystick;
+        move(1, {1, 0, 0, 0, 0, 0, 0, 0});
+        set(instance, "changed", 0);
+        end();
+        EXPECT_EQ(record("cur_info"), nullptr);
+    }
+}
+
+TEST_F(Capture, PollsWhileActive) {
+    move(1, kRest);
+    begin();
+    const auto set_and_update = [this](const char* name, int value) {
+        set(instance, name, value);
+        EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
+        return host::next_due().value_or(-1);
+    };
+    EXPECT_EQ(host::next_due(), 10);
+    EXPECT_EQ(set_and_update("interval", 25), 25);
+    EXPECT_EQ(get(instance, "event_interval"), 25);
+    EXPECT_EQ(set_and_update("active", 2), -1);
+    EXPECT_EQ(set_and_update("active", 1), 25);
+    EXPECT_EQ(set_and_update("active", 0), -1);
+    EXPECT_EQ(get(instance, "event_on"), 0);
+    EXPECT_EQ(set_and_update("interval", -5), -1);
+    EXPECT_EQ(set_and_update("active", 1), 1);
+    // parameters that are the instance's own, changed from outside: no registration stays behind
+    EXPECT_EQ(set_and_update("event_on", 0), 1);
+    EXPECT_EQ(set_and_update("event_interval", 99), 1);
+    set(instance, "event_on", 0);
+    EXPECT_EQ(ZAM_LIB_QELjoyCapture_deinst(self, 0, 0), 1);
+    ZAM_LIB_QELjoyCapture_destroy(self);
+    self = nullptr;
+    EXPECT_FALSE(host::next_due());
+}
+
+TEST_F(Capture, LivesWithWhatIsNotThere) {
+    move(1, kRest);
+    set(instance, "owner_wnd", 5);  // no pointer
+    begin();
+    EXPECT_EQ(poll(), 0);
+    void* elsewhere = this;
+    for (const char* name : {"ref_info", "cur_info", "active", "threshold", "joystick", "interval", "event_on"}) {
+        if (host::kind(host::find(instance, name)) == host::Kind::pointer) {
+            OMset_name_ptr_val(instance, OMstr_to_name(name), elsewhere, 0);
+            ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
+        }
+        host::destroy(host::find(instance, name));
+        for (auto* method :
+             {ZAM_LIB_QELjoyCapture_update_init, ZAM_LIB_QELjoyCapture_update_event, ZAM_LIB_QELjoyCapture_update_pos})
+            EXPECT_EQ(method(self, 0, 0), 1) << name;
+    }
+    end();
+    void* fresh = ZAM_LIB_QELjoyCapture_create(instance);
+    EXPECT_EQ(ZAM_LIB_QELjoyCapture_inst(fresh, 0, 0), 0);
+    EXPECT_EQ(reports, std::vector<std::string>{"QELjoyCapture: Failure allocating position records"});
+    ZAM_LIB_QELjoyCapture_destroy(fresh);
+}
+
+TEST_F(Capture, SurvivesAnyFailingCall) {
+    move(1, kRest);
+    fail_in_turn([this] {
+        self = ZAM_LIB_QELjoyCapture_create(instance);
+        const int result = ZAM_LIB_QELjoyCapture_inst(self, 0, 0);
+        host::advance(30);
+        set(instance, "active", 0);
+        EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
+        set(instance, "active", 1);
+        EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
+        end();
+        return result;
+    });
+    host::advance(30);
+}
+
+}  // namespace
+}  // namespace zam::test

@@ -1,0 +1,213 @@
+// Joystick parameter files: texts and members, which file is read, what is saved.
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "modules/zam/joystick/QELjoySetParams.h"
+#include "tests/joystick/joystick_fixture.h"
+
+namespace zam::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::vector<std::string> kIntegers = [] {
+    std::vector<std::string> names{"joystick", "interval"};
+    for (const char axis : {'x', 'y', 'z', 'r'}) {
+        for (const char i : {'0', '1', '2', '3'}) names.push_back(std::string{axis} + "_pos_" + i + "_mode");
+    }
+    for (int i = 1; i <= 8; ++i) names.push_back("btn_" + std::to_string(i) + "_mode");
+    return names;
+}();
+const std::vector<std::string> kReals{"threshold",    "pos_threshold", "scale",        "rot_scale",
+                                      "rot_offset",   "trans_scale",   "trans_offset", "scale_scale",
+                                      "scale_offset", "btn_scale",     "btn_offset"};
+
+class Params : public JoystickTest {
+protected:
+    void SetUp() override {
+        JoystickTest::SetUp();
+        params = host::create(host::root(), "params", host::Kind::group);
+        for (const auto& name : kIntegers) set(params, name.c_str(), -7);
+        for (const auto& name : kReals) set_real(params, name.c_str(), -7);
+        for (const char* name : {"use_default_file", "load_status", "loaded"}) set(params, name, 0);
+        set_text("section", "joy");
+        keeper = ZAM_LIB_QELjoySetParams_create(params);
+        std::string pattern = (fs::temp_directory_path() / "zam_params_XXXXXX").string();
+        directory = mkdtemp(pattern.data());
+    }
+    void TearDown() override {
+        ZAM_LIB_QELjoySetParams_destroy(keeper);
+        fs::remove_all(directory);
+        unsetenv("XP_PATH");
+        JoystickTest::TearDown();
+    }
+    void set_text(const char* name, const std::string& text) const {
+        OMset_str_val(host::create(params, name, host::Kind::text), text.c_str());
+    }
+    std::string write(const std::string& name, const std::string& text) const {
+        std::ofstream(directory / name, std::ios::binary) << text;
+        return (directory / name).string();
+    }
+    std::string read(const std::string& name) const {
+        std::ifstream in(directory / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    int load() const { return ZAM_LIB_QELjoySetParams_load_params(keeper, 0, 0); }
+    int save() const { return ZAM_LIB_QELjoySetParams_save_params(keeper, 0, 0); }
+
+    OMobj_id params{};
+    void* keeper = nullptr;
+    fs::path directory;
+};
+
+struct TextCase {
+    const char* text;
+    int integer;
+    double real;
+    int mode;  // -7: stays as it was
+};
+const TextCase kTexts[] = {
+    {"50", 50, 50, 50},
+    {"2.9", 2, static_cast<double>(2.9F), 2},
+    {"-2.9", -2, static_cast<double>(-2.9F), -2},
+    {"0.1", 0, static_cast<double>(0.1F), 0},
+    {"+3e2xyz", 3, 300, 300},
+    {"99999999999", 2147483647, static_cast<double>(99999999999.0F), 2147483647},
+    {"-1e400", -1, -INFINITY, -2147483648},
+    {"1e-400", 1, 0, 0},
+    {"1e39", 1, INFINITY, 2147483647},
+    {"-99999999999999999999", -2147483648, -1e20F, -2147483648},
+    {"0x10", 0, 16, 16},
+    {"inf", 0, INFINITY, 2147483647},
+    {"nan", 0, NAN, -7},
+    {"garbage", 0, 0, 0},
+    {"\" 7\"", 7, 7, 7},
+    {"", -7, -7, -7},
+};
+
+TEST_F(Params, LoadsEveryKey) {
+    const bool comma = std::setlocale(LC_NUMERIC, "de_DE.UTF-8") != nullptr;  // where there is such a locale
+    for (const auto& test_case : kTexts) {
+        std::string text = "[JOY]\n";
+        for (const auto& name : kIntegers) text += name + "=" + test_case.text + "\n";
+        for (const auto& name : kReals) text += name + " = " + test_case.text + " \r\n";
+        set_text("load_file", write("a.ini", text));
+        for (const auto& name : kIntegers) set(params, name.c_str(), -7);
+        for (const auto& name : kReals) set_real(params, name.c_str(), -7);
+        EXPECT_EQ(load(), 1);
+        for (const auto& name : kIntegers) {
+            const bool mode = name.ends_with("_mode");
+            EXPECT_EQ(get(params, name.c_str()), mode ? test_case.mode : test_case.integer) << name << test_case.text;
+        }
+        for (const auto& name : kReals) {
+            const double value = get_real(params, name.c_str());
+            EXPECT_TRUE(std::isnan(test_case.real) ? std::isnan(value) : value == test_case.real)
+                << name << test_case.text << value;
+        }
+    }
+    if (comma) std::setlocale(LC_NUMERIC, "C");
+    EXPECT_EQ(OMpop_ctx(), 0);  // every context that was pushed has been popped
+    EXPECT_EQ(get(params, "load_status"), 1);
+    EXPECT_EQ(get(params, "loaded"), 1);
+}
+
+TEST_F(Params, LeavesWhatTheFileDoesNotSay) {
+    set_text("load_file", write("a.ini", "[joy]\ninterval=50\n[other]\njoystick=2\n"));
+    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(get(params, "interval"), 50);
+    EXPECT_EQ(get(params, "joystick"), -7);
+    EXPECT_EQ(get_real(params, "threshold"), -7);
+    // a text of 1023 characters is the longest
+    set_text("load_file", write("b.ini", "[joy]\nthreshold=0." + std::string(1019, '0') + "19999\n"));
+    load();
+    EXPECT_EQ(get_real(params, "threshold"), 0);
+    set_text("load_file", write("c.ini", "[joy]\ninterval=" + std::string(1022, ' ') + "12" +
+                                             "\nscale=" + std::string(1022, '0') + "12\n"));
+    load();
+    EXPECT_EQ(get(params, "interval"), 12);
+    EXPECT_EQ(get_real(params, "scale"), 1);
+}
+
+TEST_F(Params, NamesTheFile) {
+    fs::create_directory(directory / "one");
+    fs::create_directory(directory / "two");
+    write("one/joy.ini", "[joy]\ninterval=1\n");
+    write("two/joy.ini", "[joy]\ninterval=2\n");
+    EXPECT_EQ(load(), 0);  // no load_file
+    EXPECT_EQ(get(params, "load_status"), 0);
+    EXPECT_EQ(get(params, "loaded"), 0);
+    set_text("default_file", "joy.ini");
+    EXPECT_EQ(ZAM_LIB_QELjoySetParams_init_params(keeper, 0, 0), 1);  // XP_PATH is not set
+    EXPECT_EQ(get(params, "loaded"), 0);
+    setenv("XP_PATH", ((directory / "one").string() + " " + (directory / "two").string()).c_str(), 1);
+    EXPECT_EQ(ZAM_LIB_QELjoySetParams_init_params(keeper, 0, 0), 1);
+    EXPECT_EQ(get(params, "interval"), 1);
+    EXPECT_EQ(get(params, "load_status"), 1);
+    EXPECT_EQ(get(params, "use_default_file"), 0);
+    set_text("load_file", (directory / "two\\joy.ini").string());
+    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(get(params, "interval"), 2);
+    set(params, "use_default_file", 1);
+    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(get(params, "interval"), 1);
+    set_text("default_file", "none.ini");
+    EXPECT_EQ(load(), 1);  // a file that is not there was named all the same
+    unsetenv("XP_PATH");
+    EXPECT_EQ(load(), 0);
+    EXPECT_EQ(get(params, "load_status"), 0);
+    EXPECT_EQ(get(params, "loaded"), 1);
+}
+
+TEST_F(Params, SavesWithItsOddities) {
+    EXPECT_EQ(save(), 1);  // no save_file
+    set(params, "joystick", 2);
+    set_real(params, "threshold", 0.1);
+    set_real(params, "scale", 1e10);
+    set_real(params, "rot_scale", NAN);
+    set_real(params, "btn_scale", -0.5);
+    set(params, "x_pos_1_mode", 5);
+    host::destroy(host::find(params, "rot_offset"));
+    host::create(params, "scale_offset", host::Kind::unset);
+    set_text("save_file", (directory / "new.ini").string());
+    EXPECT_EQ(save(), 1);
+    std::string expected =
+        "[joy]\njoystick=0\nthreshold=0.100000\npos_threshold=-7.000000\ninterval=-7\nscale=10000000000.000000\n"
+        "rot_scale=nan\ntrans_offset=-7.000000\nscale_scale=-7.000000\nbtn_scale=-0.500000\n";
+    for (std::size_t i = 2; i < kIntegers.size(); ++i)
+        expected += kIntegers[i] + (kIntegers[i] == "x_pos_1_mode" ? "=5\n" : "=-7\n");
+    EXPECT_EQ(read("new.ini"), expected);
+
+    const std::string kept =
+        "; mine\r\n[other]\r\njoystick=9\r\n\r\n[Joy]\r\n JOYSTICK = 1 \r\ntrans_scale=3\r\n"
+        "btn_offset = 4\r\nunknown\r\n\r\n[last]\r\n";
+    set_text("save_file", write("old.ini", kept));
+    EXPECT_EQ(save(), 1);
+    EXPECT_EQ(OMpop_ctx(), 0);
+    const std::string saved = read("old.ini");
+    EXPECT_EQ(saved.find("; mine\r\n[other]\r\njoystick=9\r\n\r\n[Joy]\r\n JOYSTICK = 0 \r\ntrans_scale=3\r\n"
+                         "btn_offset = 4\r\nunknown\r\nthreshold=0.100000\r\n"),
+              0U);
+    EXPECT_TRUE(saved.ends_with("btn_8_mode=-7\r\n\r\n[last]\r\n"));
+    set(params, "joystick", 4194305);  // a double whose lower half is not 0
+    EXPECT_EQ(save(), 1);
+    EXPECT_NE(read("old.ini").find(" JOYSTICK = 1073741824 \r\n"), std::string::npos);
+}
+
+TEST_F(Params, SurvivesAnyFailingCall) {
+    set_text("load_file", write("a.ini", "[joy]\ninterval=50\nthreshold=0.5\nbtn_8_mode=3\n"));
+    set_text("save_file", (directory / "b.ini").string());
+    fail_in_turn([this] {
+        const int loaded = load();
+        EXPECT_EQ(save(), 1);
+        return loaded;
+    });
+    EXPECT_NE(read("b.ini").find("btn_8_mode=3\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zam::test
