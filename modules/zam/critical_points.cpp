@@ -79,7 +79,7 @@ bool append_zeros(const VectorGrid& grid, int i, int j, int& count) {
     const Roots roots = roots_in_cell(qa, qb, qc);
     for (const float t : {roots.first, roots.second}) {
         if (t == kNoRoot) continue;
-        // where u vanishes on the whole line, v says where the zero lies
+        // where u has one value on the line, its quotient is none; v then says where the zero lies
         const bool only_v_tells = u.flat_along(t) && Range(near[0], near[2], far[0], far[2]).changes_sign();
         const float s = (only_v_tells ? v : u).zero_along(t);
         if (!in_cell(s)) continue;

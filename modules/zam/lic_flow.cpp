@@ -1,6 +1,7 @@
 #include "modules/zam/lic_flow.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "modules/zam/lic_texture.h"
 
@@ -133,14 +134,18 @@ class Walks {
 public:
     Walks(const Flow& flow, int way) : flow_(flow), rules_(kRules.of[way]) {}
 
-    void run(std::span<const Start> starts, std::span<const double> weights, std::span<Tally> tallies) {
-        begin(starts, tallies);
-        int step = 0;
-        for (int end = next_end(starts, 0); end > 0; end = next_end(starts, end)) {
-            while (step < end && step_all(weights[static_cast<std::size_t>(step)])) ++step;
-            if (step < end) break;  // all have halted
-            for (std::size_t w = 0; w < starts.size(); ++w)
-                if (starts[w].steps <= end) walks_[w].code = kHalted;
+    /// @param alike  the weights are all the same, so that rounds can be counted
+    void run(std::span<const Start> starts, std::span<const double> weights, bool alike, std::span<Tally> tallies) {
+        begin(starts, static_cast<std::int64_t>(weights.size()), tallies);
+        std::int64_t step = 0;
+        for (std::int64_t end = next_end(0); end > 0; end = next_end(end)) {
+            const std::int64_t watch = alike ? std::min<std::int64_t>(end, kFirstMark) : end;
+            bool going = true;
+            while (step < watch && (going = step_all(weights[static_cast<std::size_t>(step)]))) ++step;
+            while (going && step < end && (going = step_all(weights[0]))) watch_rounds(starts, ++step, end);
+            if (!going) break;  // all have halted
+            for (Walk& walk : walks_)
+                if (walk.end <= end) walk.code = kHalted;
         }
         for (std::size_t w = 0; w < starts.size(); ++w) tallies[w] = {walks_[w].tally[0], walks_[w].tally[1]};
     }
@@ -150,10 +155,16 @@ private:
         Pair position{0, 0};
         Pair tally{0, 0};
         std::size_t code = kHalted;
+        std::int64_t end = 0;   // steps to be taken
+        bool is_round = false;  // its rounds have been counted
     };
 
-    void begin(std::span<const Start> starts, std::span<const Tally> tallies) {
+    // Steps after which walks are watched for coming round. Few get there, and watching is not free.
+    static constexpr std::int64_t kFirstMark = 256;
+
+    void begin(std::span<const Start> starts, std::int64_t most, std::span<const Tally> tallies) {
         for (std::size_t w = 0; w < starts.size(); ++w) {
+            walks_[w].end = std::min<std::int64_t>(starts[w].steps, most);
             walks_[w].position = Pair{starts[w].column + 0.5, starts[w].row + 0.5};
             walks_[w].tally = Pair{tallies[w].noise, tallies[w].weight};
             walks_[w].code = kStart;
@@ -161,11 +172,35 @@ private:
     }
 
     /// The fewest steps above `done` that any walk is to take; 0 for none.
-    static int next_end(std::span<const Start> starts, int done) {
-        int end = 0;
-        for (const Start& start : starts)
-            if (start.steps > done && (end == 0 || start.steps < end)) end = start.steps;
+    std::int64_t next_end(std::int64_t done) const {
+        std::int64_t end = 0;
+        for (const Walk& walk : walks_)
+            if (walk.end > done && (end == 0 || walk.end < end)) end = walk.end;
         return end;
+    }
+
+    /// Counts the further rounds of a walk that stands where it stood at the mark, as it then will again and again, and
+    /// leaves the rest of a round to be walked. The mark moves on at powers of 2, so that it comes to lie within the
+    /// round (Brent, "An improved Monte Carlo factorization algorithm").
+    /// @param end  the next stop, brought forward where a walk ends earlier
+    void watch_rounds(std::span<const Start> starts, std::int64_t step, std::int64_t& end) {
+        for (std::size_t w = 0; step > kFirstMark && w < starts.size(); ++w) {
+            Walk& walk = walks_[w];
+            const Walk& mark = marks_[w];
+            if (walk.position[0] != mark.position[0] || walk.position[1] != mark.position[1]) continue;
+            if (walk.code != mark.code || walk.code == kHalted || walk.is_round) continue;
+            const std::int64_t round = step - marked_;
+            const std::int64_t left = starts[w].steps - step;
+            const auto rounds = static_cast<double>(left / round);
+            walk.tally += (walk.tally - mark.tally) * rounds;  // whole numbers, exact
+            walk.end = step + left % round;
+            walk.is_round = true;
+            end = std::min(end, walk.end);
+        }
+        if (std::has_single_bit(static_cast<std::uint64_t>(step))) {
+            std::ranges::copy(walks_, marks_);
+            marked_ = step;
+        }
     }
 
     /// A step of every walk. @return whether any goes on
@@ -192,14 +227,16 @@ private:
     const Flow& flow_;
     const Rule (&rules_)[kKinds][kCodes];
     Walk walks_[kTogether];
+    Walk marks_[kTogether];
+    std::int64_t marked_ = 0;  // steps that had been taken at the marks
 };
 
 }  // namespace
 
 void follow(const Flow& flow, std::span<const Start> starts, const Kernel& kernel, std::span<Tally> tallies) {
     std::ranges::fill(tallies, Tally{});
-    Walks(flow, 0).run(starts, kernel.forward, tallies);
-    Walks(flow, 1).run(starts, kernel.backward, tallies);
+    Walks(flow, 0).run(starts, kernel.forward, kernel.alike, tallies);
+    Walks(flow, 1).run(starts, kernel.backward, kernel.alike, tallies);
 }
 
 }  // namespace zam::lic

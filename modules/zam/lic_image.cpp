@@ -64,15 +64,9 @@ void subtract_axis(std::span<const std::byte> bytes, int axis, std::span<float> 
     }
 }
 
-RowPainter::RowPainter(const Flow& flow, int width, int height, std::span<const float> magnitudes, Range range,
+RowPainter::RowPainter(const Flow& flow, int width, std::span<const float> magnitudes, Range range,
                        const Kernel& kernel, const Shading& shading)
-    : flow_(flow),
-      width_(width),
-      magnitudes_(magnitudes),
-      range_(range),
-      kernel_(kernel),
-      shading_(shading),
-      longest_(longest_walk(width, height)) {}
+    : flow_(flow), width_(width), magnitudes_(magnitudes), range_(range), kernel_(kernel), shading_(shading) {}
 
 int RowPainter::steps_of(float magnitude) const {
     double steps = shading_.half_length;
@@ -81,7 +75,7 @@ int RowPainter::steps_of(float magnitude) const {
         const double scale = (double{magnitude} - range_.min) / step + 1.0;
         steps = std::min(steps, std::trunc(shading_.half_length / 5.0 * scale));
     }
-    return static_cast<int>(std::clamp<double>(steps, 1, longest_));
+    return static_cast<int>(std::clamp<double>(steps, 1, std::numeric_limits<int>::max()));
 }
 
 void RowPainter::color(float magnitude, const Tally& tally, std::uint8_t* pixel) const {

@@ -21,8 +21,8 @@ struct Shading {
     bool magnitude_to_color;   // bluish where it is small, reddish where it is great
 };
 
-/// No streamline is followed for more steps than this, however long the kernel. A straight one always reaches the
-/// border.
+/// No streamline is followed for more steps than this, however long the kernel, but for one that comes round exactly to
+/// where it was: under a kernel of equal weights all its rounds count. A straight one always reaches the border.
 int longest_walk(int width, int height);
 
 /// Lengths of vectors, and their least and greatest.
@@ -40,8 +40,8 @@ void subtract_axis(std::span<const std::byte> bytes, int axis, std::span<float> 
 class RowPainter {
 public:
     /// @param magnitudes  of all pixels
-    RowPainter(const Flow& flow, int width, int height, std::span<const float> magnitudes, Range range,
-               const Kernel& kernel, const Shading& shading);
+    RowPainter(const Flow& flow, int width, std::span<const float> magnitudes, Range range, const Kernel& kernel,
+               const Shading& shading);
 
     /// @param pixels  width * 4 bytes: opacity, red, green, blue
     void paint(int row, std::span<std::uint8_t> pixels) const;
@@ -56,7 +56,6 @@ private:
     Range range_;
     const Kernel& kernel_;
     Shading shading_;
-    int longest_;
 };
 
 }  // namespace zam::lic

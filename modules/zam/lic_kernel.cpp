@@ -30,13 +30,13 @@ namespace zam::lic {
 
 Kernel box_kernel(int half_length, int steps) {
     const std::vector<double> ones(static_cast<std::size_t>(steps), 1.0);
-    return {.forward = ones, .backward = ones, .full = 2.0 * half_length - 1};
+    return {.forward = ones, .backward = ones, .full = 2.0 * half_length - 1, .alike = true};
 }
 
 Kernel ripple_kernel(int half_length, int cycle, int phase, int steps) {
     const double reach = half_length - 0.5;
     const double angle = phase * 2.0 * kPi / 5;
-    Kernel kernel;
+    Kernel kernel{};
     kernel.forward.reserve(static_cast<std::size_t>(steps));
     kernel.backward.reserve(static_cast<std::size_t>(steps));
     double u = 0;

@@ -13,6 +13,7 @@ constexpr double kPi = 3.141592;
 struct Kernel {
     std::vector<double> forward, backward;
     double full;  // what the weights of a streamline that nothing stops add up to
+    bool alike;   // all weights are 1
 };
 
 /// Every step counts 1.

@@ -152,7 +152,7 @@ void draw(const Input& input, const Params& params, std::span<const std::uint8_t
     const int height = input.height();
     const Flow flow({{input.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
     const Kernel kernel = make_kernel(params, width, height);
-    const RowPainter painter(flow, width, height, magnitudes, range, kernel,
+    const RowPainter painter(flow, width, magnitudes, range, kernel,
                              {.half_length = params.line,
                               .by_kernel = params.norm != 0,
                               .magnitude_to_length = params.filvecflag != 0,

@@ -141,6 +141,31 @@ TEST_F(Lic, DrawsThePlainPixels) {
     }
 }
 
+TEST_F(Lic, TakesDefaultsForWhatIsMissing) {
+    auto vectors = make_vectors(37, 23);
+    set_field({37, 23}, 2, vectors);
+    EXPECT_EQ(update(), 1);
+    EXPECT_EQ(pixels(), plain::PlainLic({.nx = 37, .ny = 23, .vectors = vectors.data()}).draw());
+}
+
+/// Swirls inward, so that walks against the vectors leave and those with them end up going round.
+TEST_F(Lic, CountsTheRoundsOfLongWalks) {
+    std::vector<float> swirl;
+    for (int j = 0; j < 16; ++j)
+        for (int i = 0; i < 16; ++i) {
+            const float x = static_cast<float>(i) - 7.4F;
+            const float y = static_cast<float>(j) - 7.7F;
+            swirl.insert(swirl.end(), {-y - 0.1F * x, x - 0.1F * y});
+        }
+    set_field({16, 16}, 2, swirl);
+    for (const int line : {257, 1000, 1001, 70001}) {
+        const LicScene scene{.nx = 16, .ny = 16, .vectors = swirl.data(), .line = line, .norm = 1, .rate = 0.5};
+        set(scene);
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(pixels(), plain::PlainLic(scene).draw()) << line;
+    }
+}
+
 TEST_F(Lic, WhiteNoiseGivesWhatTheArithmeticSays) {
     std::vector<float> uniform;
     for (int n = 0; n < 41 * 41; ++n) uniform.insert(uniform.end(), {1.0F, 1.0F});

@@ -94,6 +94,23 @@ TEST(Step, IsThePlainOneToTheLastBit) {
     }
 }
 
+TEST(Noise, IsBlackWhereTheNumberIsNotAboveTheRate) {
+    int index = 0;
+    int table[56] = {};
+    init_rnd2(5993232, &index, table);
+    const double first = rnd2(&index, table);
+    std::uint8_t level = 1;
+    fill_noise(first, {&level, 1});
+    EXPECT_EQ(level, 0);
+    fill_noise(first - 1e-9, {&level, 1});
+    EXPECT_EQ(level, 255);
+}
+
+TEST(Ripple, HasThisPi) {
+    EXPECT_EQ(ripple_kernel(10, 0, 0, 1).full, ripple(-10, 10, 3.141592 / 10, 0, 0));
+    EXPECT_NE(ripple_kernel(10, 0, 0, 1).full, ripple(-10, 10, 3.14159265 / 10, 0, 0));
+}
+
 TEST(Ripple, IsTheIntegralOfWindowTimesWave) {
     const double cases[][5] = {{0, 0.5, 0.33, 0.66, 1.2},   {-2, 3, 0.3, 0, 0.7},   {-2.5, 1.5, 0.3, 0.3, 2.5},
                                {-2.5, 1.5, 0.3, -0.3, 1.9}, {0.5, 4, 0, 0.8, -0.4}, {-1, 2, 0, 0, 0.6}};

@@ -54,7 +54,7 @@ TEST_F(TimeAdvect, StartsWithTheSeedsAndGoesOnWithTheParticles) {
     EXPECT_EQ(times(), (std::vector<float>{0.5F, 20, 30}));
     EXPECT_EQ(out_time(), 0);
     EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{101, 202, 303, 101, 203, 305}));
-    EXPECT_EQ(update(2, "1e0"), "");
+    EXPECT_EQ(update(2, (std::string(253, '0') + "1e0").c_str()), "");
     EXPECT_EQ(times(), (std::vector<float>{0.5F, 1, 30}));
     EXPECT_EQ(out_time(), 0.5);
     EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{100, 202, 297}));  // z of a plane is 0

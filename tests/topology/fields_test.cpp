@@ -84,6 +84,27 @@ TEST_F(Fields, linear_fields_have_one_point_of_their_class) {
     }
 }
 
+TEST_F(Fields, steep_directions_are_scaled_and_axes_found) {
+    const struct {
+        topology::Jacobian jacobian;
+        double lambda[2];
+        TopologyVector e[2];
+    } cases[] = {
+        {{0, 4e6, 1, 0}, {2000, -2000}, {{20, 0.01}, {-200000, 100}}},
+        {{0, 1e6, 1, 0}, {1000, -1000}, {{1000, 1}, {-100000, 100}}},
+        {{2, 0, 0, -2}, {2, -2}, {{1, 0}, {0, 100}}},
+        {{2, 0, 0, -2}, {std::nextafter(2, 3), -2}, {{1, 0}, {0, 100}}},  // rounding does not turn an axis
+    };
+    for (const auto& c : cases) {
+        origin_num = 0;
+        topology::saddle_directions(c.jacobian, c.lambda[0], c.lambda[1]);
+        for (int k = 0; k < 4; ++k) {
+            EXPECT_EQ(eigen_vector[0][k].x, (k < 2 ? 1 : -1) * c.e[k % 2].x) << c.lambda[0] << " " << k;
+            EXPECT_EQ(eigen_vector[0][k].y, (k < 2 ? 1 : -1) * c.e[k % 2].y) << c.lambda[0] << " " << k;
+        }
+    }
+}
+
 TEST_F(Fields, products_of_sines_have_a_lattice_of_points) {
     // sin x cos y, -cos x sin y: saddles at multiples of pi, centres half-way between them; the symmetric mix of the
     // two keeps both and leaves no line on which one component vanishes
