@@ -144,18 +144,24 @@ private:
 struct Merged {
     ImageSize size;
     OutArray<std::uint8_t> colors;    // the output's values
+    std::int64_t depth_pixels;        // all, or one block when the captures are a single group
     std::unique_ptr<float[]> depths;  // NOLINT(modernize-avoid-c-arrays): a vector would fill it
 
-    /// Nothing when there is no memory.
-    static std::optional<Merged> allocate(ImageSize size) {
-        Merged merged{size, OutArray<std::uint8_t>::allocate(size.pixels() * zam::kColorBytes), {}};
+    /// Nothing when there is no memory for the colours.
+    /// @throws std::bad_alloc
+    static std::optional<Merged> allocate(ImageSize size, bool single_group) {
+        Merged merged{size,
+                      OutArray<std::uint8_t>::allocate(size.pixels() * zam::kColorBytes),
+                      single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels(),
+                      {}};
         if (!merged.colors) return std::nullopt;
-        merged.depths = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size.pixels()));
+        merged.depths = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(merged.depth_pixels));
         return merged;
     }
     zam::MergedPixels pixels(std::int64_t first, std::int64_t count) const {
         const auto number = static_cast<std::size_t>(count);
-        return {{colors.data() + first * zam::kColorBytes, number * zam::kColorBytes}, {depths.get() + first, number}};
+        float* const block_depths = depths.get() + (depth_pixels < size.pixels() ? 0 : first);
+        return {{colors.data() + first * zam::kColorBytes, number * zam::kColorBytes}, {block_depths, number}};
     }
 };
 
@@ -182,7 +188,7 @@ bool merge_group(const std::vector<Capture>& group, bool first_group, zam::Backg
 template <class Captures>
 std::optional<Merged> merge(const Captures& captures, int count, zam::Background background) {
     const auto size = count >= 1 ? captures.size() : std::nullopt;
-    auto merged = size ? Merged::allocate(*size) : std::nullopt;
+    auto merged = size ? Merged::allocate(*size, count <= kGroup) : std::nullopt;
     if (!merged) return std::nullopt;
     BlockValues values;
     std::vector<typename Captures::Capture> group;

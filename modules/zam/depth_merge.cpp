@@ -46,12 +46,15 @@ void merge_pixels(MergedPixels merged, CapturedPixels captured) {
     const std::size_t pixels = merged.depths.size();
     for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
         const float depth = captured_depths[pixel];
-        const bool nearer = depth > depths[pixel];  // deliberate: larger is nearer, and the first of equals stays
+        const float nearest = depths[pixel];
+        // deliberate: larger is nearer, and the first of equals stays
+        const Word nearer = depth > nearest ? ~Word{0} : Word{0};
         const Word own = load(colors + 4 * pixel);
         const Word other = load(captured_colors + 4 * pixel) & kColorMask;
-        const Word chosen = nearer ? other : own;
+        const Word chosen = own ^ ((own ^ other) & nearer);
         std::memcpy(colors + 4 * pixel, &chosen, sizeof chosen);
-        depths[pixel] = nearer ? depth : depths[pixel];
+        depths[pixel] = std::bit_cast<float>(std::bit_cast<Word>(nearest) ^
+                                             ((std::bit_cast<Word>(nearest) ^ std::bit_cast<Word>(depth)) & nearer));
     }
 }
 

@@ -1,0 +1,1 @@
+zam_bench(bench_capture zam_modules_objects zam_host)
