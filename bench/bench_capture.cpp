@@ -170,29 +170,39 @@ void capture_to_disk(benchmark::State& state) {
 
 std::string block_file(int i) { return (directory() / ("zam_bench_" + std::to_string(i))).string(); }
 
-void write_blocks(const std::vector<char>& block) {
+void write_in_blocks(std::FILE* file, const void* bytes) {
+    for (std::size_t at = 0; at < kBytes / 2; at += kBlock)
+        std::fwrite(static_cast<const char*>(bytes) + at, 1, kBlock, file);
+}
+
+void write_blocks() {
     for (int i = 0; i < kCaptures; ++i) {
+        const auto& image = captures()[static_cast<std::size_t>(i)];
         std::FILE* file = std::fopen(block_file(i).c_str(), "wb");
         std::setvbuf(file, nullptr, _IONBF, 0);
-        for (std::size_t at = 0; at < kBytes; at += block.size()) std::fwrite(block.data(), 1, block.size(), file);
+        write_in_blocks(file, image.colors.data());
+        write_in_blocks(file, image.depths.data());
         std::fclose(file);
     }
 }
 
+void remove_blocks() {
+    for (int i = 0; i < kCaptures; ++i) fs::remove(block_file(i));
+}
+
 void block_write(benchmark::State& state) {
-    const std::vector<char> block(kBlock, 1);
     for (auto _ : state) {
-        write_blocks(block);
+        write_blocks();
         state.PauseTiming();
-        for (int i = 0; i < kCaptures; ++i) fs::remove(block_file(i));
+        remove_blocks();
         state.ResumeTiming();
     }
     set_rates(state);
 }
 
 void block_read(benchmark::State& state) {
-    std::vector<char> block(kBlock, 1);
-    write_blocks(block);
+    std::vector<char> block(kBlock);
+    write_blocks();
     for (auto _ : state) {
         for (int i = 0; i < kCaptures; ++i) {
             std::FILE* file = std::fopen(block_file(i).c_str(), "rb");
@@ -201,7 +211,7 @@ void block_read(benchmark::State& state) {
             std::fclose(file);
         }
     }
-    for (int i = 0; i < kCaptures; ++i) fs::remove(block_file(i));
+    remove_blocks();
     set_rates(state);
 }
 
