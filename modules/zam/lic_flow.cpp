@@ -191,8 +191,8 @@ private:
             if (walk.code != mark.code || walk.code == kHalted || walk.is_round) continue;
             const std::int64_t round = step - marked_;
             const std::int64_t left = starts[w].steps - step;
-            const auto rounds = static_cast<double>(left / round);
-            walk.tally += (walk.tally - mark.tally) * rounds;  // whole numbers, exact
+            const std::int64_t rounds = left / round;
+            walk.tally += (walk.tally - mark.tally) * static_cast<double>(rounds);  // whole numbers, exact
             walk.end = step + left % round;
             walk.is_round = true;
             end = std::min(end, walk.end);
