@@ -74,7 +74,7 @@ void block_read(benchmark::State& state) {
         if (std::fread(memory.get(), 1, grid.bytes(), file.get()) != grid.bytes()) state.SkipWithError("short read");
         benchmark::DoNotOptimize(memory.get());
     }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * grid.bytes()));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(grid.bytes()));
 }
 
 void read_grid(benchmark::State& state, bool swapped, bool wide) {
@@ -92,7 +92,7 @@ void read_grid(benchmark::State& state, bool swapped, bool wide) {
             state.SkipWithError("the file was not read whole");
     }
     host::reset();
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * grid.bytes()));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(grid.bytes()));
 }
 
 }  // namespace

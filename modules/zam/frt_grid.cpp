@@ -37,7 +37,7 @@ AxisStarts find_axes(RecordFile& file, const GridShape& shape, xp_long length) {
     // deliberate: any other length is one record for all axes, and the lengths of further records do not matter
     const bool separate = length == axis_bytes;
     AxisStarts starts{};
-    for (std::size_t axis = 0; axis < static_cast<std::size_t>(shape.ndim); ++axis) {
+    for (std::size_t axis = 0; axis < shape.axes(); ++axis) {
         if (separate && axis > 0) require(file.skip_marker(), "Error! read xyzcoord header.");
         starts[axis] = file.position();
         // deliberate: of separate records, z fails as y does
@@ -75,7 +75,7 @@ GridShape read_shape(RecordFile& file) {
     GridShape shape;
     shape.ndim = file.layout().ndim;
     require(file.skip_marker(), "Error! read ijk header.");
-    for (std::size_t axis = 0; axis < static_cast<std::size_t>(shape.ndim); ++axis) {
+    for (std::size_t axis = 0; axis < shape.axes(); ++axis) {
         const ValueTexts& texts = kDimTexts[axis];
         const xp_long dim = file.layout().integer_width == 4 ? file.value<std::int32_t>("int", texts)
                                                              : file.value<xp_long>("xp_long", texts);
@@ -93,10 +93,9 @@ GridShape read_shape(RecordFile& file) {
 OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape) {
     const xp_long length = file.marker({{"Error! read coordinate header.", "Error! byte swap failed - coords."},
                                         {"Error! read coordinate header8.", "Error! byte swap failed - coords8."}});
-    const auto naxes = static_cast<std::size_t>(shape.ndim);
     const xp_long block_nodes = std::min(shape.nnodes, kBlockBytes / kFloatBytes);
     std::array<Block, 3> blocks;
-    for (std::size_t axis = 0; axis < naxes; ++axis)
+    for (std::size_t axis = 0; axis < shape.axes(); ++axis)
         blocks[axis] = allocate_block(block_nodes, kAxisTexts[axis].allocate);
     const AxisStarts starts = find_axes(file, shape, length);
     const xp_long end = file.position();
@@ -106,7 +105,7 @@ OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape) {
     for (xp_long node = 0; node < shape.nnodes; node += block_nodes) {
         const xp_long count = std::min(block_nodes, shape.nnodes - node);
         const xp_long bytes = count * kFloatBytes;
-        for (std::size_t axis = 0; axis < naxes; ++axis) {
+        for (std::size_t axis = 0; axis < shape.axes(); ++axis) {
             file.go_to(starts[axis] + node * kFloatBytes);
             require(file.read(blocks[axis].data(), bytes), kAxisTexts[axis].read);
             require(file.to_native("float", blocks[axis].data(), static_cast<std::size_t>(bytes)),
@@ -159,7 +158,7 @@ void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentT
     values = OutArray<std::byte>::allocate_as(type, nnodes);
     require(bool(values), floats ? texts.allocate_float : texts.allocate_double);
 
-    const auto width = static_cast<xp_long>(type_size(type));
+    const xp_long width = floats ? 4 : 8;
     const xp_long size = nnodes * width;
     const xp_long held = std::min(size, file.remaining() / width * width);
     // swapped while they are in the cache

@@ -15,6 +15,8 @@ struct GridShape {
     int ndim = 3;                          // 2 or 3; also the components of a position
     std::array<xp_long, 3> dims{1, 1, 1};  // each at least 1
     xp_long nnodes = 1;
+
+    std::size_t axes() const { return ndim == 2 ? 2 : 3; }
 };
 
 /// Reads the dims.

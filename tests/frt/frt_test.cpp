@@ -38,6 +38,7 @@ protected:
         return ZAMread_frt(instance, 0, 0);
     }
     int read_bytes(const std::string& bytes) {
+        std::filesystem::remove(file_);  // a new file is not written through to the disk as a replaced one is
         std::ofstream(file_, std::ios::binary) << bytes;
         return read(file_);
     }
