@@ -62,9 +62,10 @@ struct NodeData {
 
 /// Node count and what it follows from. All steps of a field share it.
 struct Shape {
-    int nspace = 0;  // 0: not set
-    int ndim = 0;    // 0: no dimensions
-    Array dims;      // ndim of xp_long
+    int nspace = 0;            // 0: not set
+    int ndim = 0;              // 0: no dimensions
+    bool dims_follow = false;  // ndim has been set, its dims have not
+    Array dims;                // ndim of xp_long
     xp_long nnodes = 0;
     xp_long npoints = -1;   // -1: not set
     int declared_type = 0;  // grid type that the field was made with; 0: it follows from what is set

@@ -40,6 +40,7 @@ bool set_dims(Field& field, const xp_long* dims, int ndim) {
     const auto nodes = product(dims, ndim);
     Shape& shape = field.shape;
     if (!nodes) return false;
+    shape.dims_follow = false;
     const bool same = ndim == shape.ndim && (ndim == 0 || std::equal(dims, dims + ndim, shape.dims.as<xp_long>()));
     if (same) return true;
     Array copy = make_array(DTYPE_LONG, ndim);
@@ -58,14 +59,25 @@ bool set_dims(Field& field, const xp_long* dims, int ndim) {
 
 bool set_ndim(Field& field, int ndim) {
     if (ndim < 0 || ndim > kMostDims) return false;
-    if (ndim == field.shape.ndim) return true;
     const std::vector<xp_long> zeros(static_cast<std::size_t>(ndim), 0);
-    return set_dims(field, zeros.data(), ndim);
+    if (ndim != field.shape.ndim && !set_dims(field, zeros.data(), ndim)) return false;
+    field.shape.dims_follow = ndim > 0;
+    return true;
+}
+
+/// A count that comes between ndim and dims: until they come, all nodes lie along the first dimension.
+bool set_nodes_ahead_of_dims(Field& field, xp_long nnodes) {
+    std::vector<xp_long> dims(static_cast<std::size_t>(field.shape.ndim), 1);
+    dims[0] = nnodes;
+    if (!set_dims(field, dims.data(), field.shape.ndim)) return false;
+    field.shape.dims_follow = true;
+    return true;
 }
 
 bool set_nnodes(Field& field, xp_long nnodes) {
     if (nnodes < 0 || nnodes > kMostNodes) return false;
     Shape& shape = field.shape;
+    if (shape.dims_follow && nnodes != shape.nnodes) return set_nodes_ahead_of_dims(field, nnodes);
     if (shape.ndim > 0 && nnodes != shape.nnodes) {  // a count that is given is no product: the field has no dimensions
         shape.ndim = 0;
         shape.dims = {};

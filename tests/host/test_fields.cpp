@@ -68,6 +68,11 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     EXPECT_EQ(extent(2), (std::vector<float>{1, -1, 8, 5}));  // the other component of an axis' points does not count
     EXPECT_EQ(range("min"), -1.0);
     EXPECT_EQ(range("max"), 8.0);
+    EXPECT_EQ(FLDset_ndim(field, 2), 1);
+    EXPECT_EQ(FLDset_nnodes(field, 6), 1);  // a count between ndim and dims leaves the field structured
+    const xp_long following[] = {3, 2};
+    EXPECT_EQ(FLDset_dims(field, following), 1);
+    EXPECT_EQ(nnodes(), 6);
     EXPECT_EQ(FLDset_nnodes(field, 2), 1);  // a count that is no product takes the dimensions away
     EXPECT_EQ(coord({1, 2, NAN, 4}), 1);
     EXPECT_EQ(type(), FLD_UNSTRUCTURED);
