@@ -1,0 +1,176 @@
+// Voxel text reader: scattered samples, a line each as x, y, z and values, become a uniform 3-D field.
+// Reads filename, iheader, null_value, timekey. Writes outfld (a float component a value column) and time_label.
+// Extent and spacing of the grid come from the samples; nodes without a sample have the null value.
+#include "modules/zam/rd_voxel.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "contract/err.h"
+#include "contract/file.h"
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "modules/support/host_array.h"
+#include "modules/zam/voxel_grid.h"
+#include "modules/zam/voxel_samples.h"
+
+namespace {
+
+using zam::HostArray;
+using zam::OutArray;
+using zam::voxel::fail;
+using zam::voxel::Grid;
+using zam::voxel::GridAxis;
+using zam::voxel::Samples;
+
+constexpr const char* kLabel = "read_voxel";
+constexpr int kErrorFlags = 2;
+constexpr const char* kUnexpected = "Unexpected error\n";
+
+// --- Parameters ---
+
+using HostText = std::unique_ptr<char, decltype(&std::free)>;
+using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+
+struct Params {
+    HostText name;
+    OMobj_id field;  // the output
+    int header_lines = 0;
+    double null_value = -999.0;
+    HostText time_key;  // null: none
+};
+
+/// Optional parameters that cannot be read keep their defaults.
+std::optional<Params> read_params(OMobj_id instance) {
+    const OMobj_id filename = OMfind_subobj(instance, OMstr_to_name("filename"), OM_OBJ_RD);
+    const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("outfld"), OM_OBJ_RW);
+    char* text = nullptr;
+    if (OMget_str_val(filename, &text, 0) != 1 || text == nullptr) {
+        ERRerror(kLabel, 0, kErrorFlags, "Cannot get filename.");
+        return std::nullopt;
+    }
+    Params params{.name = HostText(text, std::free), .field = field, .time_key = HostText(nullptr, std::free)};
+    int lines = 0;
+    if (OMget_name_int_val(instance, OMstr_to_name("iheader"), &lines) == 1) params.header_lines = lines;
+    double value = 0.0;
+    if (OMget_name_real_val(instance, OMstr_to_name("null_value"), &value) == 1) params.null_value = value;
+    char* key = nullptr;
+    if (OMget_name_str_val(instance, OMstr_to_name("timekey"), &key, 0) == 1) params.time_key.reset(key);
+    return params;
+}
+
+// --- Output ---
+
+using Columns = std::vector<OutArray<float>>;  // one array a value column
+
+std::optional<Columns> allocate_columns(const Grid& grid, std::size_t count) {
+    Columns columns;
+    columns.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        columns.push_back(OutArray<float>::allocate(grid.nodes));
+        if (!columns.back()) {
+            // deliberate: the standard output stream, unlike every other message
+            std::fputs("Can not allocate memory(node_data).\n", stdout);
+            return std::nullopt;
+        }
+    }
+    return columns;
+}
+
+void fill(const Samples& samples, const Grid& grid, float null_value, const Columns& columns) {
+    std::vector<float*> nodes;
+    for (const auto& column : columns) {
+        std::ranges::fill(column.span(), null_value);
+        nodes.push_back(column.data());
+    }
+    grid.place(samples, nodes);
+}
+
+bool write_mesh(OMobj_id field, const Grid& grid) {
+    const auto& [x, y, z] = grid.axes;
+    const std::array<xp_long, 3> dims{x.nodes, y.nodes, z.nodes};
+    const std::array<float, 6> corners{x.min, y.min, z.min, x.max, y.max, z.max};
+    if (FLDset_ndim(field, 3) != 1) return fail("FLD Error in set_ndim.\n");
+    if (FLDset_nnodes(field, grid.nodes) != 1) return fail("FLD Error in set_nnodes.\n");
+    if (FLDset_nspace(field, 3) != 1) return fail("FLD Error in set_nspace.\n");
+    if (FLDset_npoints(field, 2) != 1) return fail("FLD Error in set_npoints.\n");
+    if (FLDset_dims(field, dims.data()) != 1) return fail("Error in set_dims.\n");
+    HostArray<float> points;
+    if (FLDget_points(field, points.place(), points.count_place(), ARR_WRITE) != 1 ||
+        points.span().size() < corners.size())
+        return fail("Error in get_points\n");
+    std::ranges::copy(corners, points.data());
+    return true;
+}
+
+bool write_component(OMobj_id field, int comp, OutArray<float>& column, float null_value) {
+    if (FLDset_node_data_veclen(field, comp, 1) != 1) return fail("FLD Error in set_node_data_veclen.\n");
+    if (FLDset_node_data(field, comp, column.data(), column.type(), column.size(), ARR_HOST_OWNS) != 1)
+        return fail("FLD Error in set_node_data.\n");
+    column.release();
+    if (FLDset_node_null_data(field, comp, &null_value, DTYPE_FLOAT) != 1)
+        return fail("FLD Error in set_node_null_data.\n");
+    std::array<char, 32> label{};
+    std::snprintf(label.data(), label.size(), "value_%d", comp);
+    if (FLDset_node_data_label(field, comp, label.data()) != 1) return fail("FLD Error in set_node_data_label.\n");
+    return true;
+}
+
+bool write_field(OMobj_id field, const Grid& grid, Columns& columns, float null_value) {
+    if (!write_mesh(field, grid)) return false;
+    if (FLDset_node_data_ncomp(field, static_cast<int>(columns.size())) != 1)
+        return fail("FLD Error in set_node_data_ncomp.\n");
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (!write_component(field, static_cast<int>(i), columns[i], null_value)) return false;
+    }
+    return true;
+}
+
+// --- The module ---
+
+/// Reads the file into the field. The arrays of the samples end with it.
+bool read_voxels(std::FILE* file, const Params& params, std::string& time_label) {
+    const auto null_value = static_cast<float>(params.null_value);
+    const auto samples =
+        zam::voxel::read_samples(file, {params.header_lines, null_value, params.time_key.get()}, time_label);
+    if (!samples) return false;
+    const auto grid = Grid::find(*samples);
+    if (!grid) return fail(kUnexpected);
+    auto columns = allocate_columns(*grid, samples->values.size());
+    if (!columns) return false;
+    fill(*samples, *grid, null_value, *columns);
+    return write_field(params.field, *grid, *columns, null_value);
+}
+
+int update(OMobj_id instance) {
+    const auto params = read_params(instance);
+    if (!params) return 0;
+    const File file(FILEfopen(params->name.get(), "rt"), std::fclose);
+    if (!file) {
+        ERRerror(kLabel, 1, kErrorFlags, "Cannot open filename.: %s", params->name.get());
+        return 0;
+    }
+    std::string time_label;
+    if (!read_voxels(file.get(), *params, time_label)) return 0;
+    // silent: an instance without the parameter has read its field all the same
+    OMset_name_str_val(instance, OMstr_to_name("time_label"), time_label.c_str());
+    return 1;
+}
+
+}  // namespace
+
+int ZAMread_voxel_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        return update(instance);
+    } catch (const std::bad_alloc&) {
+        fail(kUnexpected);  // no memory for a block of lines or a list of arrays
+        return 0;
+    }
+}

@@ -1,0 +1,61 @@
+// Lines of a voxel text file: read in blocks, cut at the length of a line buffer, brought into one form.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "contract/types.h"
+
+namespace zam::voxel {
+
+/// Characters that a line may have, its line end included; the rest of a longer line is passed over.
+constexpr std::size_t kMaxLine = 1023;
+
+/// Gives the lines of a file one after another. The file is only borrowed, and moved by no one else meanwhile.
+class LineSource {
+public:
+    /// @param length  bytes of the file that are read at most, so that reading ends whatever the file does meanwhile
+    /// @throws std::bad_alloc
+    LineSource(std::FILE* file, xp_long length);
+
+    /// The next line with its line end, as far as it fits kMaxLine; nothing at the end of the file. Valid until the
+    /// next call.
+    std::optional<std::string_view> next() {
+        if (const char* line_end = find_line_end(at_)) return line_up_to(line_end + 1);
+        return next_across_blocks();
+    }
+
+    /// Back to the first line; false for what cannot be rewound, such as a pipe.
+    bool rewind();
+
+private:
+    const char* find_line_end(const char* from) const;
+    std::string_view line_up_to(const char* line_end);
+    std::optional<std::string_view> next_across_blocks();
+    bool refill(std::size_t kept);
+
+    std::FILE* file_;
+    xp_long length_;
+    xp_long left_ = 0;  // bytes of the file not yet in the buffer
+    std::vector<char> buffer_;
+    const char* at_;
+    const char* end_;
+};
+
+using LineBuffer = std::array<char, kMaxLine>;
+
+/// A line as fields are taken from it: up to a NUL; without trailing tabs, line ends and blanks and without leading
+/// blanks; each tab replaced by one or two blanks, so that what follows stands at an even column, and what then is
+/// beyond kMaxLine cut.
+/// @param buffer  holds the result where there are tabs
+/// @return empty for a line without contents
+std::string_view normalise(std::string_view line, LineBuffer& buffer);
+
+/// Whether normalise() would leave something of the line.
+bool has_contents(std::string_view line);
+
+}  // namespace zam::voxel

@@ -1,0 +1,48 @@
+// Scattered samples of a voxel text file, read in two passes: the first counts lines, the second fills arrays.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/types.h"
+
+namespace zam::voxel {
+
+/// Longest text that is kept of a header line.
+constexpr std::size_t kMaxTimeLabel = 255;
+
+/// How a file is to be read.
+struct ReadOptions {
+    int header_lines;      // passed over in front of the samples; none when negative
+    float null_value;      // stands for missing values
+    const char* time_key;  // text to look for in the header lines; null: none
+};
+
+/// One array a coordinate and value, so that each is walked over at the speed of memory.
+struct Samples {
+    std::size_t count = 0;
+    std::array<std::unique_ptr<float[]>, 3> positions;  // x, y, z: `count` values each
+    std::vector<std::unique_ptr<float[]>> values;       // one array a value column, at least one
+
+    std::span<const float> axis(std::size_t axis) const { return {positions[axis].get(), count}; }
+    std::span<const float> column(std::size_t column) const { return {values[column].get(), count}; }
+};
+
+/// Says on the standard error stream why a file cannot be read.
+/// @return false
+bool fail(const char* text);
+
+/// Reads the samples of an open file.
+/// @param time_label  receives what the last header line with the time key has from the key on, cut at kMaxTimeLabel
+/// @return nothing after one message
+/// @throws std::bad_alloc when there is not even memory for a block of the file
+std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, std::string& time_label);
+
+}  // namespace zam::voxel
