@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "contract/file.h"
+#include "runner/capture_info.h"
 #include "runner/file_handle.h"
 
 namespace zam::runner {
@@ -31,6 +32,7 @@ Parameters fortran_grid_parameters(const FileStart& file) { return {{"frt_fname"
 constexpr FileKind kFileKinds[] = {
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
+    {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "contract/types.h"
 #include "runner/value.h"
 
 namespace zam::runner {
@@ -27,6 +28,9 @@ struct FileKind {
     std::vector<std::pair<std::string_view, Value>> (*parameters)(const FileStart& file);
     std::string_view output;  // the field that it writes
     std::string_view time;    // the text or real that it writes, the time of the data; empty: none
+    /// For files that no module reads by themselves, in place of the five above: fills a field with what is told of it.
+    /// @return what is wrong with the file; empty: nothing
+    std::string (*describe)(const FileStart& file, OMobj_id field) = nullptr;
 };
 
 /// The first bytes of a file; nothing when it cannot be opened.

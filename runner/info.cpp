@@ -106,6 +106,18 @@ int fail(const std::string& what) {
     return kFailed;
 }
 
+/// A file that is described without a module.
+int describe(const FileKind& kind, const FileStart& file) {
+    host::reset();
+    const OMobj_id field = host::create(host::root(), "file", host::Kind::field);
+    if (const std::string fault = kind.describe(file, field); !fault.empty()) return fail(file.name + " " + fault);
+    print_line("file", file.name + " (" + std::string(kind.name) + ")");
+    print_mesh(field);
+    print_components(field);
+    host::reset();
+    return kAllWell;
+}
+
 }  // namespace
 
 int show_info(const std::string& name) {
@@ -113,6 +125,7 @@ int show_info(const std::string& name) {
     if (!file) return fail("cannot open " + name);
     const FileKind* kind = find_file_kind(*file);
     if (!kind) return fail(name + " is of no kind that a module reads");
+    if (kind->describe) return describe(*kind, *file);
     const auto definitions = load_definitions();
     const auto* definition = definitions ? definitions->by_entry(kind->entry) : nullptr;
     const auto library = definition ? load_library() : nullptr;

@@ -62,6 +62,20 @@ TEST(Info, FilesOfEachKind) {
               "component   0: float, veclen 1, label \"\", units \"\", min 37.166668, max 48.5\n"
               "component   1: float, veclen 1, label \"\", units \"\", min 70.5, max 81.833336\n"
               "time steps  1: 0.75\n");
+    const std::string depths("\0\0\0\0\0\0\0\x3f", 8);  // 0, 0.5
+    scratch.write("pceimg00000.img", "0000200001abcdABCD" + depths);
+    ASSERT_EQ(
+        std::system((command + scratch.file("pceimg00000.img") + " | tail -n +2 >" + scratch.file("capture")).c_str()),
+        0);
+    EXPECT_EQ(scratch.read("capture"),
+              "grid        uniform\n"
+              "dims        2 x 1 (2 nodes)\n"
+              "space       2\n"
+              "component   0: byte, veclen 4, label \"opacity, red, green, blue\", units \"\", min 65, max 100\n"
+              "component   1: float, veclen 1, label \"depth\", units \"\", min 0, max 0.5\n");
+    scratch.write("short.img", "0000200001abcdABCD" + depths.substr(1));
+    EXPECT_EQ(
+        WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("short.img") + " 2>/dev/null").c_str())), 1);
     scratch.write("bad.fld", "# AVS\nndim = 3\n");
     EXPECT_EQ(WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("bad.fld") + " 2>/dev/null").c_str())),
               1);

@@ -1,0 +1,64 @@
+#include "runner/capture_info.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "contract/file.h"
+#include "contract/fld.h"
+#include "runner/file_handle.h"
+
+namespace zam::runner {
+namespace {
+
+constexpr std::size_t kDigits = 5;
+constexpr std::int64_t kBlockBytes = 1 << 18;
+
+xp_long number_at(const FileStart& file, std::size_t at) { return std::stoi(file.bytes.substr(at, kDigits)); }
+
+/// Reads `count` values of the file in blocks, for their range. False when the file ends before.
+template <class T>
+bool add_range(std::FILE* file, std::int64_t count, int type, OMobj_id field, int comp) {
+    std::vector<T> block(kBlockBytes / sizeof(T));
+    T minimum = std::numeric_limits<T>::max();
+    T maximum = std::numeric_limits<T>::lowest();
+    for (std::int64_t left = count; left > 0;) {
+        const auto wanted = static_cast<std::size_t>(std::min(left, static_cast<std::int64_t>(block.size())));
+        if (std::fread(block.data(), sizeof(T), wanted, file) != wanted) return false;
+        for (std::size_t i = 0; i < wanted; ++i) {  // what is no number is passed over
+            if (block[i] < minimum) minimum = block[i];
+            if (block[i] > maximum) maximum = block[i];
+        }
+        left -= static_cast<std::int64_t>(wanted);
+    }
+    FLDset_node_data_type(field, comp, type);
+    if (minimum <= maximum) FLDset_node_data_minmax(field, comp, &minimum, &maximum, type);
+    return true;
+}
+
+}  // namespace
+
+bool is_capture_file(const FileStart& file) {
+    const std::string text = file.bytes.substr(0, 2 * kDigits);
+    if (text.size() < 2 * kDigits || text.find_first_not_of("0123456789") != std::string::npos) return false;
+    return number_at(file, 0) > 0 && number_at(file, kDigits) > 0;
+}
+
+std::string describe_capture(const FileStart& start, OMobj_id field) {
+    const xp_long dims[2] = {number_at(start, 0), number_at(start, kDigits)};
+    const xp_long pixels = dims[0] * dims[1];
+    FLDset_ndim(field, 2);
+    FLDset_dims(field, dims);
+    FLDset_nspace(field, 2);
+    FLDset_node_data_ncomp(field, 2);
+    FLDset_node_data_comp(field, 0, 4, "opacity, red, green, blue", nullptr);
+    FLDset_node_data_comp(field, 1, 1, "depth", nullptr);
+    const FileHandle file(FILEfopen(start.name.c_str(), "rb"));
+    std::string text(2 * kDigits, '\0');
+    const bool whole = file && std::fread(text.data(), 1, text.size(), file.get()) == text.size() &&
+                       add_range<std::uint8_t>(file.get(), 4 * pixels, DTYPE_BYTE, field, 0) &&
+                       add_range<float>(file.get(), pixels, DTYPE_FLOAT, field, 1);
+    return whole ? "" : "is shorter than the size at its beginning says";
+}
+
+}  // namespace zam::runner

@@ -1,0 +1,15 @@
+// Capture files as `zam info` sees them: no module reads a single one.
+#pragma once
+
+#include "runner/file_kinds.h"
+
+namespace zam::runner {
+
+/// Whether a file begins as capture files do, with ten digits: a width and a height.
+bool is_capture_file(const FileStart& file);
+
+/// Gives a field what is told of the file: dims, and each component with its range. Pixels are read in blocks and not
+/// kept. @return what is wrong with the file; empty: nothing
+std::string describe_capture(const FileStart& file, OMobj_id field);
+
+}  // namespace zam::runner
