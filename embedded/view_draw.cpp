@@ -237,7 +237,12 @@ bool is_polyline(const CellSet& cells) { return cells.type && cells.type->poly &
 /// Cells for which there are node lists.
 xp_long cell_count(const CellSet& cells) {
     if (is_polyline(cells)) return std::min(cells.npolys, cells.poly_connect.count / 2);
-    if (cells.type && cells.type->poly) return std::min(cells.npolys, cells.poly_nnodes.count);
+    if (cells.type && cells.type->poly) {
+        if (cells.poly_nnodes) return std::min(cells.npolys, cells.poly_nnodes.count);
+        // of polygons without a list of their sizes, each has as many corners, at least three
+        const bool even = cells.npolys > 0 && cells.poly_connect.count % cells.npolys == 0;
+        return even && cells.poly_connect.count / cells.npolys >= 3 ? cells.npolys : 0;
+    }
     const int each = nodes_per_cell(cells);
     return each > 0 && cells.connect ? std::min(cells.ncells, cells.connect.count / each) : 0;
 }
@@ -249,40 +254,54 @@ bool is_volume(const CellSet& cells) {
     return each == 4 ? tet : each == 5 || each == 6 || each == 8;
 }
 
-/// Each polyline runs from a first to a last node through all between. A stretch that several run through is drawn for
-/// the first of them: lines that overlap take no more time than one that does not.
-void draw_polylines(Patch& patch, const CellSet& cells, xp_long first_cell) {
-    const auto* ends = cells.poly_connect.as<const xp_long>();
-    std::vector<Node> next(static_cast<std::size_t>(patch.count()));  // the first stretch from here on not yet drawn
-    std::iota(next.begin(), next.end(), Node{0});
-    const auto undrawn = [&](xp_long stretch) {
-        auto at = static_cast<Node>(stretch);
-        while (next[at] != at) at = next[at] = next[next[at]];
-        return static_cast<xp_long>(at);
-    };
-    for (xp_long i = 0; i < cell_count(cells); ++i) {
-        const auto [first, last] = std::minmax({ends[2 * i], ends[2 * i + 1]});
-        if (first < 0 || last >= patch.count()) continue;
-        for (xp_long node = undrawn(first); node < last; node = undrawn(node)) {
-            patch.draw_line(node, node + 1, first_cell + i);
-            next[static_cast<std::size_t>(node)] = static_cast<Node>(node + 1);
+/// Polylines of a patch: each runs from a first to a last node through all between. A stretch that several run through
+/// is drawn for the first of them: however many overlap, they take no more time than one that does not.
+class Polylines {
+public:
+    void draw(Patch& patch, const CellSet& cells, xp_long first_cell) {
+        if (next_.empty()) {
+            next_.resize(static_cast<std::size_t>(patch.count()));
+            std::iota(next_.begin(), next_.end(), Node{0});
+        }
+        const auto* ends = cells.poly_connect.as<const xp_long>();
+        for (xp_long i = 0; i < cell_count(cells); ++i) {
+            const auto [first, last] = std::minmax({ends[2 * i], ends[2 * i + 1]});
+            if (first < 0 || last >= patch.count()) continue;
+            for (xp_long node = undrawn(first); node < last; node = undrawn(node)) {
+                patch.draw_line(node, node + 1, first_cell + i);
+                next_[static_cast<std::size_t>(node)] = static_cast<Node>(node + 1);
+            }
         }
     }
-}
 
+private:
+    /// The first stretch from here on that has not been drawn.
+    xp_long undrawn(xp_long stretch) {
+        auto at = static_cast<Node>(stretch);
+        while (next_[at] != at) at = next_[at] = next_[next_[at]];
+        return static_cast<xp_long>(at);
+    }
+
+    std::vector<Node> next_;  // a stretch by its first node: leads to itself as long as it is not drawn
+};
+
+/// Polygons without a list of their sizes all have as many corners.
 void draw_polygons(Patch& patch, const CellSet& cells, xp_long first_cell) {
     const auto span = [](const Array& array, xp_long count) {
         return std::span<const xp_long>(array.as<const xp_long>(), static_cast<std::size_t>(count));
     };
-    patch.draw_faces(Polygons{span(cells.poly_nnodes, cell_count(cells)),
+    const xp_long count = cell_count(cells);
+    std::vector<xp_long> equal;
+    if (!cells.poly_nnodes) equal.assign(static_cast<std::size_t>(count), cells.poly_connect.count / count);
+    patch.draw_faces(Polygons{cells.poly_nnodes ? span(cells.poly_nnodes, count) : equal,
                               span(cells.poly_connect, cells.poly_connect.count), patch.count(), first_cell});
 }
 
-void draw_cell_set(Patch& patch, const CellSet& cells, xp_long first_cell) {
+void draw_cell_set(Patch& patch, Polylines& polylines, const CellSet& cells, xp_long first_cell) {
     const xp_long count = cell_count(cells);
     if (count == 0) return;
     const auto* connect = cells.connect.as<const xp_long>();
-    if (is_polyline(cells)) return draw_polylines(patch, cells, first_cell);
+    if (is_polyline(cells)) return polylines.draw(patch, cells, first_cell);
     switch (nodes_per_cell(cells)) {
         case 0: return draw_polygons(patch, cells, first_cell);
         case 1:
@@ -299,6 +318,7 @@ void draw_cell_set(Patch& patch, const CellSet& cells, xp_long first_cell) {
 
 void draw_cell_sets(Patch& patch, const Field& field) {
     std::vector<VolumeCells> volumes;
+    Polylines polylines;
     xp_long first_cell = 0;
     for (Object* object : field.cell_sets) {
         const CellSet& cells = *object->part<CellSet>();
@@ -306,7 +326,7 @@ void draw_cell_sets(Patch& patch, const Field& field) {
             volumes.push_back(
                 {cells.connect.as<const xp_long>(), cell_count(cells), nodes_per_cell(cells), first_cell});
         } else {
-            draw_cell_set(patch, cells, first_cell);
+            draw_cell_set(patch, polylines, cells, first_cell);
         }
         first_cell += cell_count(cells);
     }

@@ -39,7 +39,8 @@ struct Picture {
 struct Cells {
     const char* type;
     std::vector<xp_long> nodes;
-    std::vector<xp_long> counts = {};  // of polygons
+    std::vector<xp_long> counts = {};  // corners of polygons
+    xp_long npolys = 0;                // where there are no counts
 };
 
 class ViewTest : public ModuleTest {
@@ -99,7 +100,7 @@ protected:
             FLDset_node_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
             return;
         }
-        FLDset_npolys(cells, each > 0 ? size / 2 : static_cast<xp_long>(set.counts.size()));
+        FLDset_npolys(cells, each > 0 ? size / 2 : std::max(set.npolys, static_cast<xp_long>(set.counts.size())));
         HostArray<xp_long> counts;
         if (!set.counts.empty() && FLDget_poly_nnodes(cells, counts.place(), counts.count_place(), ARR_WRITE) == 1)
             std::copy(set.counts.begin(), set.counts.end(), counts.data());
