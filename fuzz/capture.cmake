@@ -1,0 +1,1 @@
+zam_fuzz(fuzz_capture zam_modules_objects zam_host)
