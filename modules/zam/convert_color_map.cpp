@@ -3,7 +3,6 @@
 #include "modules/zam/convert_color_map.h"
 
 #include <new>
-#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -83,11 +82,15 @@ std::optional<Table> allocate_table(int size, MemoryBudget& memory) {
     return table;
 }
 
-/// `count` elements, or nothing after a report.
+/// Room for `count` elements, not touched yet, or nothing after a report.
 template <class T>
 std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, const char* failure) {
     try {
-        if (memory.take(static_cast<xp_long>(count), sizeof(T))) return std::vector<T>(count);
+        std::vector<T> elements;
+        if (memory.take(static_cast<xp_long>(count), sizeof(T))) {
+            elements.reserve(count);
+            return elements;
+        }
     } catch (const std::bad_alloc&) {
         // as for what does not fit
     }
@@ -102,7 +105,8 @@ bool sample_map(const Params& params, const Table& table, MemoryBudget& memory) 
     if (!values) return false;
     auto packed = scratch<std::uint8_t>(size * kPackedBytes, memory, "colormap array is not allocated\n");
     if (!packed) return false;
-    std::iota(values->begin(), values->end(), 0);
+    for (int value = 0; value < params.size; ++value) values->push_back(value);
+    packed->resize(size * kPackedBytes);
     if (GDgen_argbs(params.datamap, values->data(), DTYPE_INT, packed->data(), params.size, 1, params.size, params.size,
                     0) != 1)
         return false;  // silent: no data map

@@ -29,8 +29,9 @@ TEST(Shapes, HaveTheBitsOfTheirPlainForms) {
         }
     }
     for (const int axis : {0, 1}) {
-        const Sector sector{axis, -12.5, 271, {5, 4, 9}, {.3F, 7, 11}};
-        std::vector<float> coord(540);
+        const Sector sector{
+            axis, -12.5, 271, {5, 4, 3000}, {.3F, 7, 11}};  // many angles, since few show pi's last digits
+        std::vector<float> coord(180'000);
         bend_nodes(sector, coord);
         EXPECT_EQ(coord, plain_bend_nodes(sector));
     }
@@ -132,6 +133,7 @@ TEST_F(Revolve, SaysWhatIsWrong) {
     EXPECT_EQ(DVRevolveUpdate(instance, 0, 0), 1);
     EXPECT_EQ(reports.back(), "revolve: couldn't get coordinate array!");
     fail_in_turn([this] { return DVRevolveUpdate(instance, 0, 0); });
+    EXPECT_TRUE(heap_refusals(DVRevolveUpdate).contains("revolve: couldn't get coordinate array!"));
 }
 
 class Cylinder : public GeometryTest {};
@@ -169,6 +171,7 @@ TEST_F(Cylinder, BendsAndCopiesByBytes) {
     expect_positions(std::vector<float>(24, 0));
     EXPECT_EQ(numbers(out), (std::vector<int>{11, 12, 21, 22, 0, 0, 0, 0}));
     fail_in_turn([this] { return ADDuni2cylinder(instance, 0, 0); });
+    EXPECT_EQ(heap_refusals(ADDuni2cylinder), std::set<std::string>());
 }
 
 TEST_F(Cylinder, LeavesOutAlone) {

@@ -47,6 +47,8 @@ TEST_F(CropBind, FoldsAboutTheColumn) {
     EXPECT_EQ(fold(2, {{3, 2, 1}, 1, {1, 2, 3, 4, 5, 6}}), (std::vector<int>{3, 4, 6, 0, 3, 2, 6, 5}));
     EXPECT_EQ(fold(1, {{2, 1, 1}, 2, {1, 2, 3, 4}}), (std::vector<int>{2, 2, 0, 0}));
     fail_in_turn([this] { return ADDcropbind(instance, 0, 0); });
+    EXPECT_EQ(heap_refusals(ADDcropbind), std::set<std::string>{kNoMemory});
+    reports.clear();
     set_field<std::int16_t>({{4, 1, 1}, 1, {0x0201, 0x0403, 0x0605, 0x0807}});
     set("center", 2);
     EXPECT_EQ(ADDcropbind(instance, 0, 0), 1);
@@ -131,6 +133,7 @@ TEST_F(ThreshColor, KeepsTheShapeAndSaysWhatIsWrong) {
     EXPECT_EQ(positions(out, FLDget_points), contents.points);
     EXPECT_EQ(numbers(out), (std::vector<int>{0, 3, 3, 3, 9, 3, 0, 40, 40, 40, 8, 40}));
     fail_in_turn([this] { return ADDthreshcolor(instance, 0, 0); });
+    EXPECT_EQ(heap_refusals(ADDthreshcolor), std::set<std::string>{kNoMemory});
     set_field<std::int16_t>({{1}, 4, {0x0302, 0x0504, 0, 0}, {0, 1}});
     EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);  // the first four bytes and the one appended
     EXPECT_EQ(numbers(out), (std::vector<int>{0x0302, 0x0504, 3, 0, 0}));
@@ -184,6 +187,9 @@ TEST_F(ConvertColorMap, SplitsTheColours) {
     EXPECT_EQ(type, int{DTYPE_SHORT});
     alpha.end_access();
     fail_in_turn([this] { return update(); });
+    const auto texts = heap_refusals(ZAMconvert_color_map);
+    EXPECT_TRUE(texts.contains("node array is not allocated\n") && texts.contains("colormap array is not allocated\n"));
+    reports.clear();
     set("color_map_size", 0);
     EXPECT_EQ(update(), 1);
     EXPECT_EQ(columns(), Columns(4));
