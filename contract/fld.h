@@ -36,8 +36,8 @@ ZAM_HOST_API int FLDget_dims(OMobj_id field, xp_long** dims, int* ndim);
 /// Copies ndim values; the node count becomes their product.
 ZAM_HOST_API int FLDset_dims(OMobj_id field, const xp_long* dims);
 
-/// Setting a count that is no product of the dims makes the field unstructured, unless it stands between FLDset_ndim and
-/// FLDset_dims.
+/// Setting a count that is no product of the dims makes the field unstructured, unless it stands between FLDset_ndim
+/// and FLDset_dims.
 ZAM_HOST_API int FLDget_nnodes(OMobj_id field, xp_long* nnodes);
 ZAM_HOST_API int FLDset_nnodes(OMobj_id field, xp_long nnodes);
 

@@ -1,0 +1,1 @@
+zam_bench(bench_voxel zam_modules_objects zam_host)
