@@ -138,12 +138,15 @@ int show_info(const std::string& name) {
     if (!session.has_entries()) return kWrong;
     session.build();
     session.run_all();
-    if (!console.failed()) {
+    const OMobj_id instance = host::find(host::root(), definition->module);
+    // readers of some kinds say on the standard error stream, not to the host, why they stop
+    const bool was_read = !console.failed() && !read_shape(host::find(instance, kind->output)).dims.empty();
+    if (was_read) {
         print_line("file", name + " (" + std::string(kind->name) + ")");
-        print_contents(session, *kind, *definition, host::find(host::root(), definition->module));
+        print_contents(session, *kind, *definition, instance);
     }
     session.end();
-    return console.failed() ? kFailed : kAllWell;
+    return was_read && !console.failed() ? kAllWell : kFailed;
 }
 
 }  // namespace zam::runner

@@ -76,6 +76,21 @@ TEST(Info, FilesOfEachKind) {
     scratch.write("short.img", "0000200001abcdABCD" + depths.substr(1));
     EXPECT_EQ(
         WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("short.img") + " 2>/dev/null").c_str())), 1);
+    scratch.write("voxel.txt", "time 1\n# x,y,z,a,b\n-1,0 ,+1e1,7,-2\r\n1,\t4,12,8,.5\n");
+    ASSERT_EQ(
+        std::system(("'" ZAM_PROGRAM "' info " + scratch.file("voxel.txt") + " >" + scratch.file("text")).c_str()), 0);
+    EXPECT_EQ(scratch.read("text"),
+              "file        " + scratch.file("voxel.txt") +
+                  " (voxel text)\n"
+                  "grid        uniform\n"
+                  "dims        2 x 2 x 2 (8 nodes)\n"
+                  "space       3\n"
+                  "extent      -1 0 10 to 1 4 12\n"
+                  "component   0: float, veclen 1, label \"value_0\", units \"\", min 7, max 8\n"
+                  "component   1: float, veclen 1, label \"value_1\", units \"\", min -2, max 0.5\n"
+                  "time steps  1\n");
+    scratch.write("one.txt", "1 2 3 4\n");  // no grid
+    EXPECT_NE(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("one.txt") + " 2>/dev/null").c_str()), 0);
     scratch.write("bad.fld", "# AVS\nndim = 3\n");
     EXPECT_EQ(WEXITSTATUS(std::system(("'" ZAM_PROGRAM "' info " + scratch.file("bad.fld") + " 2>/dev/null").c_str())),
               1);
