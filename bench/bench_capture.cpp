@@ -108,7 +108,7 @@ public:
 };
 
 void set_rates(benchmark::State& state) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kCaptures * kBytes));
+    state.SetBytesProcessed(state.iterations() * kCaptures * static_cast<std::int64_t>(kBytes));
     state.counters["pixels/s"] =
         benchmark::Counter(static_cast<double>(kCaptures * kPixels), benchmark::Counter::kIsIterationInvariantRate);
 }

@@ -24,6 +24,7 @@
 #include "modules/zam/capture_file.h"
 #include "modules/zam/depth_image.h"
 #include "modules/zam/depth_merge.h"
+#include "platform/memory.h"
 
 namespace {
 
@@ -92,12 +93,12 @@ public:
     };
 
     std::optional<ImageSize> size() const {
-        const auto first = open(0);
+        const auto first = zam::CaptureFile::open(zam::capture_name_to_read(directory_, 0));
         return first ? std::optional(first->size()) : std::nullopt;
     }
     std::optional<Capture> open(int number) const {
         auto file = zam::CaptureFile::open(zam::capture_name_to_read(directory_, number));
-        return file ? std::optional(Capture(std::move(*file))) : std::nullopt;
+        return file && file->is_whole() ? std::optional(Capture(std::move(*file))) : std::nullopt;
     }
 
 private:
@@ -140,20 +141,21 @@ private:
 
 // --- The merge ---
 
-/// The merged image. Its pixels are not touched before captures have proved to be as large as they say.
+/// The merged image.
 struct Merged {
     ImageSize size;
     OutArray<std::uint8_t> colors;    // the output's values
     std::int64_t depth_pixels;        // all, or one block when the captures are a single group
     std::unique_ptr<float[]> depths;  // NOLINT(modernize-avoid-c-arrays): a vector would fill it
 
-    /// Nothing when there is no memory for the colours.
+    /// Nothing when there is not that much memory.
     /// @throws std::bad_alloc
     static std::optional<Merged> allocate(ImageSize size, bool single_group) {
-        Merged merged{size,
-                      OutArray<std::uint8_t>::allocate(size.pixels() * zam::kColorBytes),
-                      single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels(),
-                      {}};
+        const std::int64_t depth_pixels = single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels();
+        // files with holes may be longer than any memory
+        const std::int64_t bytes = size.pixels() * zam::kColorBytes + depth_pixels * zam::kDepthBytes;
+        if (bytes > zam::platform::physical_memory()) return std::nullopt;
+        Merged merged{size, OutArray<std::uint8_t>::allocate(size.pixels() * zam::kColorBytes), depth_pixels, {}};
         if (!merged.colors) return std::nullopt;
         merged.depths = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(merged.depth_pixels));
         return merged;
@@ -188,8 +190,8 @@ bool merge_group(const std::vector<Capture>& group, bool first_group, zam::Backg
 template <class Captures>
 std::optional<Merged> merge(const Captures& captures, int count, zam::Background background) {
     const auto size = count >= 1 ? captures.size() : std::nullopt;
-    auto merged = size ? Merged::allocate(*size, count <= kGroup) : std::nullopt;
-    if (!merged) return std::nullopt;
+    if (!size) return std::nullopt;
+    std::optional<Merged> merged;
     BlockValues values;
     std::vector<typename Captures::Capture> group;
     OMstatus_check(0, kLabel, nullptr);
@@ -199,14 +201,15 @@ std::optional<Merged> merge(const Captures& captures, int count, zam::Background
         if (!capture || capture->size() != *size) return std::nullopt;
         group.push_back(std::move(*capture));
         if (group.size() < kGroup && number + 1 < count) continue;
-        const bool first_group = number < kGroup;
-        if (!merge_group(group, first_group, background, values, *merged)) return std::nullopt;
+        // memory only for a size that captures have proved to have
+        const bool first_group = !merged;
+        if (first_group) merged = Merged::allocate(*size, count <= kGroup);
+        if (!merged || !merge_group(group, first_group, background, values, *merged)) return std::nullopt;
         group.clear();
     }
     return merged;
 }
 
-/// What update() says of a failure; null when there was none.
 std::optional<Merged> merge_captures(OMobj_id instance, int mode, int files,
                                      const std::optional<std::string>& directory, zam::Background background) {
     try {

@@ -72,9 +72,11 @@ std::optional<CaptureFile> CaptureFile::open(const std::string& name) {
     std::array<char, kSizeTextBytes> text{};
     if (!read_exactly(file.get(), text.data(), text.size())) return std::nullopt;
     const auto size = parse_capture_size({text.data(), text.size()});
-    if (!size || platform::length(file.get()) < kSizeTextBytes + size->pixels() * (kColorBytes + kDepthBytes))
-        return std::nullopt;
-    return CaptureFile(std::move(file), *size);
+    return size ? std::optional(CaptureFile(std::move(file), *size)) : std::nullopt;
+}
+
+bool CaptureFile::is_whole() const {
+    return platform::length(file_.get()) >= kSizeTextBytes + size_.pixels() * (kColorBytes + kDepthBytes);
 }
 
 bool CaptureFile::read(std::int64_t first, std::span<std::uint8_t> colors, std::span<float> depths) const {

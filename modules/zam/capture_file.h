@@ -40,10 +40,12 @@ std::optional<ImageSize> parse_capture_size(std::string_view text);
 /// A capture file open for reading.
 class CaptureFile {
 public:
-    /// Opens a file and reads its size. Nothing when the file is shorter than this announces.
+    /// Opens a file and reads the size that it announces.
     static std::optional<CaptureFile> open(const std::string& name);
 
     ImageSize size() const { return size_; }
+    /// Whether the file is as long as its size asks for. Nothing should be allocated before it is known to be.
+    bool is_whole() const;
 
     /// Reads pixels, beginning with `first`.
     /// @param colors  four bytes a pixel

@@ -14,6 +14,7 @@
 
 #include "bench/plain_merge.h"
 #include "modules/support/text_value.h"
+#include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {
@@ -29,6 +30,13 @@ inline DepthImage one_color(std::vector<std::uint8_t> color, const std::vector<f
     return image;
 }
 
+/// What a field of 1 x 3 pixels may lack to be a capture.
+struct Defect {
+    const char* name;
+    std::size_t left;  // bytes of the file that a capture leaves
+    void (*spoil)(OMobj_id image);
+};
+
 /// A capture file as the format has it, put together here.
 inline std::string file_bytes(const std::string& size_text, const DepthImage& image) {
     std::string bytes = size_text + std::string(image.colors.begin(), image.colors.end());
@@ -37,6 +45,46 @@ inline std::string file_bytes(const std::string& size_text, const DepthImage& im
     std::memcpy(bytes.data() + at, image.depths.data(), 4 * image.depths.size());
     return bytes;
 }
+
+template <class T>
+void fill(OMobj_id field, int comp, int veclen, const std::vector<T>& values) {
+    FLDset_node_data_veclen(field, comp, veclen);
+    FLDset_node_data(field, comp, handed<T>(values), kTypeCode<T>, static_cast<xp_long>(values.size()), ARR_HOST_OWNS);
+}
+inline void set_dims(OMobj_id field, const std::vector<xp_long>& dims) {
+    FLDset_ndim(field, static_cast<int>(dims.size()));
+    FLDset_dims(field, dims.data());
+}
+inline void fill_image(OMobj_id field, const std::vector<xp_long>& dims, const DepthImage& image) {
+    set_dims(field, dims);
+    FLDset_node_data_ncomp(field, 2);
+    fill(field, 0, 4, image.colors);
+    fill(field, 1, 1, image.depths);
+}
+
+inline const Defect kDefects[] = {
+    {"three bytes a pixel", 10, [](OMobj_id image) { fill(image, 0, 3, std::vector<std::uint8_t>(9)); }},
+    {"integer colours", 10, [](OMobj_id image) { fill(image, 0, 4, std::vector<int>(12)); }},
+    {"too few colours", 10, [](OMobj_id image) { fill(image, 0, 4, std::vector<std::uint8_t>(11)); }},
+    {"double depths", 22, [](OMobj_id image) { fill(image, 1, 1, std::vector<double>(3)); }},
+    {"two depths a pixel", 22, [](OMobj_id image) { fill(image, 1, 2, std::vector<float>(6)); }},
+    {"too few depths", 22, [](OMobj_id image) { fill(image, 1, 1, std::vector<float>(2)); }},
+    {"no depths", 22, [](OMobj_id image) { FLDset_node_data_ncomp(image, 1); }},
+    {"three dimensions", 0,
+     [](OMobj_id image) {
+         set_dims(image, {1, 3, 1});
+     }},
+    {"one dimension", 0, [](OMobj_id image) { set_dims(image, {3}); }},
+    {"no dimensions", 0, [](OMobj_id image) { FLDset_nnodes(image, 4); }},
+    {"no pixels", 10,
+     [](OMobj_id image) {
+         fill_image(image, {0, 3}, {});
+     }},
+    {"a size without values", 10,
+     [](OMobj_id image) {
+         set_dims(image, {99999, 99999});
+     }},
+};
 
 class CaptureTest : public ModuleTest {
 protected:
@@ -82,18 +130,33 @@ protected:
     OMobj_id element(const char* name, int index) const {
         return host::find(instance, std::string(name) + "[" + std::to_string(index) + "]");
     }
-    template <class T>
-    static void fill(OMobj_id field, int comp, int veclen, const std::vector<T>& values) {
-        FLDset_node_data_veclen(field, comp, veclen);
-        FLDset_node_data(field, comp, handed<T>(values), kTypeCode<T>, static_cast<xp_long>(values.size()),
-                         ARR_HOST_OWNS);
-    }
-    static void fill_image(OMobj_id field, const std::vector<xp_long>& dims, const DepthImage& image) {
-        FLDset_ndim(field, static_cast<int>(dims.size()));
-        FLDset_dims(field, dims.data());
-        FLDset_node_data_ncomp(field, 2);
-        fill(field, 0, 4, image.colors);
-        fill(field, 1, 1, image.depths);
+    /// Lets every call with a status, every host array and every piece of the heap that `run` asks for fail in turn.
+    /// It gives 1 all the same, with nothing left open; in the end nothing fails.
+    template <class Prepare, class Run>
+    void fail_each(std::size_t most_reports, Prepare&& prepare, Run&& run) {
+        using Switch = void (*)(int);
+        constexpr Switch kSwitches[] = {[](int n) { host::fail_call("", n); }, [](int n) { host::fail_allocation(n); },
+                                        [](int n) { fail_heap_allocation(n); }};
+        for (const Switch fail : kSwitches) {
+            bool struck = true;
+            for (int n = 1; struck && n < 1000; ++n) {
+                prepare();
+                take_reports();
+                reports.reserve(8);
+                const auto allocations = host::account().allocations;
+                fail(n);
+                const int result = run();
+                struck = fail == kSwitches[0]   ? host::call_failed()
+                         : fail == kSwitches[1] ? host::account().allocations - allocations >= n
+                                                : !heap_failure_pending();
+                fail(0);
+                EXPECT_EQ(result, 1);
+                EXPECT_LE(reports.size(), most_reports);
+                expect_nothing_left();
+            }
+            EXPECT_FALSE(struck);
+        }
+        take_reports();
     }
 
     Texts take_reports() { return std::exchange(reports, {}); }

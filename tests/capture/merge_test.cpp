@@ -4,10 +4,8 @@
 #include <random>
 
 #include "modules/zam/MergeImages.h"
-#include "modules/zam/capture_file.h"
 #include "modules/zam/depth_merge.h"
 #include "tests/capture/capture_fixture.h"
-#include "tests/reader/heap_failure.h"
 
 namespace zam::test {
 namespace {
@@ -173,37 +171,17 @@ TEST_F(Merge, NeedsItsParameters) {
 }
 
 TEST_F(Merge, RefusesFieldsThatAreNoCaptures) {
-    const std::vector<DepthImage> captures{one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {1, 1})};
-    give(1, 2, 1, captures);
+    const DepthImage image = one_color({1, 2, 3, 4}, {1, 1, 1});
+    give(1, 1, 3, {image, image});
     update();
     for (const int index : {0, 1}) {
-        const OMobj_id image = element("rc", index);
-        const auto expect = [&](const char* what) {
-            expect_failure(what);
-            fill_image(image, {2, 1}, captures[0]);
-        };
-        fill(image, 0, 3, std::vector<std::uint8_t>(6));
-        expect("three bytes a pixel");
-        fill(image, 0, 4, std::vector<float>(8));
-        expect("float colours");
-        fill(image, 0, 4, std::vector<std::uint8_t>(7));
-        expect("too few colours");
-        fill(image, 1, 1, std::vector<double>(2));
-        expect("double depths");
-        fill(image, 1, 1, std::vector<float>(1));
-        expect("too few depths");
-        FLDset_node_data_ncomp(image, 1);
-        expect("no depths");
-        fill_image(image, {2, 1, 1}, captures[0]);
-        expect("three dimensions");
-        fill_image(image, {0, 0}, {});
-        expect("no pixels");
-        FLDset_ndim(image, 2);
-        const xp_long huge[] = {30000000, 30000000};
-        FLDset_dims(image, huge);
-        expect("a size without values");
+        for (const Defect& defect : kDefects) {
+            defect.spoil(element("rc", index));
+            expect_failure(defect.name);
+            fill_image(element("rc", index), {1, 3}, image);
+        }
     }
-    fill_image(element("rc", 1), {1, 2}, captures[0]);
+    fill_image(element("rc", 1), {3, 1}, image);
     expect_failure("the same number of pixels in another shape");
 }
 
@@ -213,29 +191,33 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
     update();
     const std::string good = file_bytes("0000300002", image);
     const auto with_text = [&](const std::string& text) { return file_bytes(text, image); };
+    const struct {
+        const char* name;
+        std::string bytes;
+    } kCases[] = {
+        {"an empty file", ""},
+        {"nine characters", good.substr(0, 9)},
+        {"a size alone", good.substr(0, 10)},
+        {"a byte short", good.substr(0, good.size() - 1)},
+        {"a huge size", with_text("9999999999")},
+        {"letters", with_text("abcdefghij")},
+        {"blanks", with_text("          ")},
+        {"a width below 0", with_text("-000300002")},
+        {"no height", with_text("0000300000")},
+        {"hexadecimal", with_text("0x00300002")},
+    };
     for (const int index : {0, 1}) {
-        const auto expect = [&](const char* what, const std::string& bytes) {
-            write(image_name(index), bytes);
-            expect_failure(what);
-            write(image_name(index), good);
-        };
-        expect("an empty file", "");
-        expect("nine characters", good.substr(0, 9));
-        expect("a size alone", good.substr(0, 10));
-        expect("a byte short", good.substr(0, good.size() - 1));
-        expect("a huge size", with_text("9999999999"));
-        expect("letters", with_text("abcdefghij"));
-        expect("blanks", with_text("          "));
-        expect("a width below 0", with_text("-000300002"));
-        expect("no height", with_text("0000300000"));
-        expect("hexadecimal", with_text("0x00300002"));
+        for (const auto& c : kCases) {
+            write(image_name(index), c.bytes);
+            expect_failure(c.name);
+        }
         fs::remove(directory / image_name(index));
         expect_failure("no file");
         fs::create_directory(directory / image_name(index));
         expect_failure("a directory");
         fs::remove(directory / image_name(index));
+        write(image_name(index), good);
     }
-    write(image_name(0), good);
     write(image_name(1), file_bytes("0000200003", image));
     expect_failure("the same number of pixels in another shape");
 
@@ -251,23 +233,10 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
 }
 
 TEST_F(Merge, SurvivesAnyFailure) {
-    const std::vector<DepthImage> captures{one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {0, 2})};
     for (const int mode : {0, 1}) {
-        give(mode, 2, 1, captures);
-        fail_in_turn([this] { return MergeImagesUpdate(instance, 0, 0); });
-        bool struck = true;
-        for (int n = 1; struck && n < 1000; ++n) {
-            take_reports();
-            reports.reserve(8);
-            fail_heap_allocation(n);
-            const int result = MergeImagesUpdate(instance, 0, 0);
-            struck = !heap_failure_pending();
-            fail_heap_allocation(0);
-            EXPECT_EQ(result, 1);
-            EXPECT_LE(reports.size(), 1U);
-            expect_nothing_left();
-        }
-        EXPECT_FALSE(struck);
+        give(mode, 2, 1, {one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {0, 2})});
+        fail_each(
+            1, [] {}, [this] { return MergeImagesUpdate(instance, 0, 0); });
         EXPECT_EQ(merged(), (Bytes{0, 2, 3, 4, 0, 2, 3, 4}));
     }
 }
