@@ -133,9 +133,9 @@ TEST(VoxelGrid, AxesFollowFromTheSamples) {
     };
     const Case kCases[] = {
         {{0, 1, 2}, 1, 3},
-        {{0, 1, 3}, 2, 2},                     // the last increase, not the smallest
-        {{3, 0, 1, 0}, 1, 4},                  // the maximum comes first
-        {{0.0F, 0.3F, 0.4F}, 0.4F - 0.3F, 5},  // 3.9999998 and 1 make 5 in single precision
+        {{0, 1, 3}, 2, 2},                        // the last increase, not the smallest
+        {{3, 0, 1, 0}, 1, 4},                     // the maximum comes first
+        {{0, 0.105F, 0.12F}, 0.12F - 0.105F, 9},  // 7.9999995 and 1 make 9 in single precision
         {{0, 1, 2.9F, 3.8F}, 3.8F - 2.9F, 5},
         {{-200, 200}, 400, 0},  // the step is out of range
         {{-200, 0, 200}, 200, 3},
@@ -165,9 +165,10 @@ TEST(VoxelGrid, CellsAreFoundInFixedPoint) {
         xp_long cell;
     };
     const Case kCases[] = {
-        {{0, 2, 0.5F, 5}, 1.5F, 3},    {{0, 2, 0.5F, 5}, 1.49F, 2},       {{0, 2, 0.5F, 5}, 2.5F, -1},
-        {{-200, 200, 100, 5}, 200, 4}, {{-200, 200, 100, 5}, 214.8F, -1},  // a difference of more than 32 bits
-        {{0, 0.4F, 0.1F, 5}, 0.3F, 3}, {{0, 300, 100, 4}, 300, -1},
+        {{0, 2, 0.5F, 5}, 1.5F, 3},          {{0, 2, 0.5F, 5}, 1.49F, 2},       {{0, 2, 0.5F, 5}, 2.5F, -1},
+        {{-200, 200, 100, 5}, 200, 4},       {{-200, 200, 100, 5}, 214.8F, -1},  // a difference of more than 32 bits
+        {{0, 0.005F, 0.001F, 6}, 0.005F, 5},  // products in double precision would make it 4
+        {{0, 0.4F, 0.1F, 5}, 0.3F, 3},       {{0, 300, 100, 4}, 300, -1},
     };
     for (const auto& [axis, at, cell] : kCases) EXPECT_EQ(CellFinder(axis).cell_at(at), cell) << at;
 }

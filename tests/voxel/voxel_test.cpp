@@ -14,6 +14,8 @@
 namespace zam::test {
 namespace {
 
+using namespace std::string_literals;
+
 using Texts = std::vector<std::string>;
 
 const Texts kWrongFormat{"This module support [x(,) y(,) z(,) value] format."};
@@ -165,7 +167,10 @@ TEST_F(Voxels, SamplesLandInTheirCells) {
         {"not a number is 0 for values", "0 0 0 x 9\n1 1 1 2 9\n", {0, -5, -5, -5, -5, -5, -5, 2}},
         {"long lines are cut", "0 0 0 1 9" + std::string(1020, ' ') + "#\n1 1 1 2 9" + std::string(3000, '1') + "#\n",
          expected},
-        {"a NUL ends its line", std::string("0 0 0 1 9\0#\n\0 5 5 5\n1 1 1 2 9\n", 32), expected},
+        {"tabs push values out",
+         "0 0 0 1 9\n1 1 1" + std::string(700, '\t') + "2 9\n",
+         {1, -5, -5, -5, -5, -5, -5, -5}},
+        {"a NUL ends its line", "0 0 0 1 9\0#\n\0 5 5 5\n1 1 1 2 9\n"s, expected},
     };
     for (const auto& test : kCases) {
         make_instance();
@@ -237,7 +242,7 @@ TEST_F(Voxels, TheLabelStartsAtTheKey) {
         {"t" + std::string(400, 'x') + "\n", 1, "t", "t" + std::string(254, 'x')},
         {std::string(1020, ' ') + "time 1\n", 1, "tim", "tim"},  // cut with its line
         {std::string(1020, ' ') + "time 1\n", 1, "time", ""},
-        {std::string("a\0time\n", 7), 1, "time", ""},
+        {"a\0time\n"s, 1, "time", ""},
     };
     for (const auto& test : kCases) {
         make_instance();
