@@ -52,9 +52,8 @@ std::optional<int> capture_number(std::string_view name) {
     const std::string_view digits = name.substr(kPrefix.size(), name.size() - kPrefix.size() - kSuffix.size());
     int number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    // more zeros, or fewer, are another file's name
-    const bool exact = error == std::errc() && end == digits.data() + digits.size() && padded(number) == digits;
-    return exact && number >= 0 ? std::optional(number) : std::nullopt;
+    const bool whole = error == std::errc() && end == digits.data() + digits.size();
+    return whole && number >= 0 ? std::optional(number) : std::nullopt;
 }
 
 std::string capture_size_text(ImageSize size) { return padded(size.width) + padded(size.height); }

@@ -26,7 +26,7 @@ std::string capture_directory_name(const std::string& parent, const std::string&
 std::string capture_name_to_write(const std::string& directory, int number);
 std::string capture_name_to_read(const std::string& directory, int number);
 
-/// The number of the capture that a file name (without directory) stands for; nothing for names that no capture has.
+/// The number in a file name (without directory) like those of captures, with however many zeros; nothing for others.
 std::optional<int> capture_number(std::string_view name);
 
 /// Text at the beginning of a file, for a size that fits.

@@ -208,8 +208,10 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
     };
     for (const int index : {0, 1}) {
         for (const auto& c : kCases) {
+            const auto allocations = host::account().allocations;
             write(image_name(index), c.bytes);
             expect_failure(c.name);
+            EXPECT_EQ(host::account().allocations, allocations) << c.name;  // whatever the size, it was not believed
         }
         fs::remove(directory / image_name(index));
         expect_failure("no file");
