@@ -51,12 +51,14 @@ void fill(OMobj_id field, int comp, int veclen, const std::vector<T>& values) {
     FLDset_node_data_veclen(field, comp, veclen);
     FLDset_node_data(field, comp, handed<T>(values), kTypeCode<T>, static_cast<xp_long>(values.size()), ARR_HOST_OWNS);
 }
-inline void set_dims(OMobj_id field, const std::vector<xp_long>& dims) {
-    FLDset_ndim(field, static_cast<int>(dims.size()));
-    FLDset_dims(field, dims.data());
+template <class... Sizes>
+void set_dims(OMobj_id field, Sizes... sizes) {
+    const xp_long dims[] = {sizes...};
+    FLDset_ndim(field, sizeof...(sizes));
+    FLDset_dims(field, dims);
 }
-inline void fill_image(OMobj_id field, const std::vector<xp_long>& dims, const DepthImage& image) {
-    set_dims(field, dims);
+inline void fill_image(OMobj_id field, xp_long width, xp_long height, const DepthImage& image) {
+    set_dims(field, width, height);
     FLDset_node_data_ncomp(field, 2);
     fill(field, 0, 4, image.colors);
     fill(field, 1, 1, image.depths);
@@ -70,20 +72,11 @@ inline const Defect kDefects[] = {
     {"two depths a pixel", 22, [](OMobj_id image) { fill(image, 1, 2, std::vector<float>(6)); }},
     {"too few depths", 22, [](OMobj_id image) { fill(image, 1, 1, std::vector<float>(2)); }},
     {"no depths", 22, [](OMobj_id image) { FLDset_node_data_ncomp(image, 1); }},
-    {"three dimensions", 0,
-     [](OMobj_id image) {
-         set_dims(image, {1, 3, 1});
-     }},
-    {"one dimension", 0, [](OMobj_id image) { set_dims(image, {3}); }},
+    {"three dimensions", 0, [](OMobj_id image) { set_dims(image, 1, 3, 1); }},
+    {"one dimension", 0, [](OMobj_id image) { set_dims(image, 3); }},
     {"no dimensions", 0, [](OMobj_id image) { FLDset_nnodes(image, 4); }},
-    {"no pixels", 10,
-     [](OMobj_id image) {
-         fill_image(image, {0, 3}, {});
-     }},
-    {"a size without values", 10,
-     [](OMobj_id image) {
-         set_dims(image, {99999, 99999});
-     }},
+    {"no pixels", 10, [](OMobj_id image) { fill_image(image, 0, 3, DepthImage()); }},
+    {"a size without values", 10, [](OMobj_id image) { set_dims(image, 99999, 99999); }},
 };
 
 class CaptureTest : public ModuleTest {

@@ -33,8 +33,8 @@ protected:
         set("currTmpDir", "");
         make_list("out", 0);
         make_list("in", 2);
-        fill_image(element("in", 0), {2, 1}, kFirst);
-        fill_image(element("in", 1), {1, 3}, kSecond);
+        fill_image(element("in", 0), 2, 1, kFirst);
+        fill_image(element("in", 1), 1, 3, kSecond);
     }
     void update(int seq = 7) const { EXPECT_EQ(ZBufCaptureUpdate(instance, 0, seq), 1); }
     std::string set_name(int seq = 7) const { return "ada" + std::to_string(getpid()) + "." + std::to_string(seq); }
@@ -68,7 +68,7 @@ TEST_F(Capture, AppendsFilesToTheSet) {
 TEST_F(Capture, GoesWithoutAUserNameAndTakesTheLargestSize) {
     unsetenv("USERNAME");
     const DepthImage wide = one_color({1, 2, 3, 4}, std::vector<float>(99999, 1));
-    fill_image(element("in", 0), {99999, 1}, wide);
+    fill_image(element("in", 0), 99999, 1, wide);
     update(3);
     const std::string name = std::to_string(getpid()) + ".3";
     EXPECT_EQ(text("currDir"), directory.string() + "\\" + name);
@@ -124,11 +124,11 @@ TEST_F(Capture, DoesNothingWithoutACause) {
 TEST_F(Capture, RefusesImagesOfAnotherShape) {
     std::vector<Defect> defects(std::begin(kDefects), std::end(kDefects));
     defects.push_back({"three components", 0, [](OMobj_id image) { FLDset_node_data_ncomp(image, 3); }});
-    defects.push_back({"wider than five digits", 0, [](OMobj_id image) { set_dims(image, {100000, 1}); }});
+    defects.push_back({"wider than five digits", 0, [](OMobj_id image) { set_dims(image, 100000, 1); }});
     continue_set();
     for (const Defect& defect : defects) {
         SCOPED_TRACE(defect.name);
-        fill_image(element("in", 1), {1, 3}, kSecond);
+        fill_image(element("in", 1), 1, 3, kSecond);
         defect.spoil(element("in", 1));
         set("saveMode", 0);
         update();
@@ -214,7 +214,7 @@ TEST_F(Capture, SeesADiskThatFillsUp) {
     auto* const handler = signal(SIGXFSZ, SIG_IGN);
     continue_set();
     const DepthImage large = one_color({1, 2, 3, 4}, std::vector<float>(10000, 1));
-    fill_image(element("in", 1), {100, 100}, large);
+    fill_image(element("in", 1), 100, 100, large);
     const rlimit limit{60000, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
     update();

@@ -35,7 +35,7 @@ protected:
         if (mode == 1) make_list("rc", count);
         for (int i = 0; i < count; ++i) {
             const auto& image = captures[static_cast<std::size_t>(i)];
-            if (mode == 1) fill_image(element("rc", i), {width, height}, image);
+            if (mode == 1) fill_image(element("rc", i), width, height, image);
             if (mode == 0) write(image_name(i), file_bytes(text, image));
         }
         set("saveMode", mode);
@@ -178,10 +178,10 @@ TEST_F(Merge, RefusesFieldsThatAreNoCaptures) {
         for (const Defect& defect : kDefects) {
             defect.spoil(element("rc", index));
             expect_failure(defect.name);
-            fill_image(element("rc", index), {1, 3}, image);
+            fill_image(element("rc", index), 1, 3, image);
         }
     }
-    fill_image(element("rc", 1), {3, 1}, image);
+    fill_image(element("rc", 1), 3, 1, image);
     expect_failure("the same number of pixels in another shape");
 }
 
