@@ -7,6 +7,9 @@
 #include <cstdint>
 
 #if defined(_WIN32)
+#if !defined(NOMINMAX)
+#define NOMINMAX  // min and max are the standard library's
+#endif
 // clang-format off
 #include <windows.h>
 #include <mmsystem.h>

@@ -13,6 +13,9 @@
 #include <cstdint>
 
 #if defined(_WIN32)
+#if !defined(NOMINMAX)
+#define NOMINMAX  // min and max are the standard library's
+#endif
 #include <windows.h>
 #else
 

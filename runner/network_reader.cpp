@@ -188,18 +188,17 @@ std::optional<CallEvent> NetworkReader::read_call(const Cursor& cursor) {
     }
     const auto module = module_number(*module_place);
     const auto entry = entry_place->text();
-    if (!module || !entry) return std::nullopt;
-    const auto* definition = network_.instances[*module].definition;
-    if (definition && definition->is_class) {
+    const auto* definition = module ? network_.instances[*module].definition : nullptr;
+    if (entry && definition && definition->is_class) {
         const auto* method = definition->find_method(*entry);
         if (!method) entry_place->problem(definition->entry + " has no method " + *entry);
         return method ? std::optional(CallEvent{*module, method->name}) : std::nullopt;
     }
-    if (!definitions_.has_entry(*entry)) {
+    if (entry && !definitions_.has_entry(*entry)) {
         entry_place->problem("there is no entry " + *entry);
         return std::nullopt;
     }
-    return CallEvent{*module, *entry};
+    return module && entry ? std::optional(CallEvent{*module, *entry}) : std::nullopt;
 }
 
 std::optional<JoystickEvent> NetworkReader::read_joystick(const Cursor& cursor) {
