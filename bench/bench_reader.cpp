@@ -77,7 +77,7 @@ void read_through_module(benchmark::State& state, const std::string& name, bool 
         if (DVLDread_field_update(instance, 0, 0) != 1) state.SkipWithError("the file was not read");
     }
     host::reset();
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
 }
 
 /// The yardstick: one block read into fresh memory.
@@ -89,7 +89,7 @@ void block_read(benchmark::State& state) {
         if (std::fread(memory.get(), 1, kBytes, file.get()) != kBytes) state.SkipWithError("short read");
         benchmark::DoNotOptimize(memory.get());
     }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kBytes));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kBytes));
 }
 
 void native_floats(benchmark::State& state) {
