@@ -82,12 +82,13 @@ bool make_directory(const std::string& directory) {
     return true;
 }
 
-/// Keeps what is known of a set that begins.
-bool record_directory(OMobj_id instance, const std::string& directory, const std::string& parent) {
+/// Keeps what is known of a set that begins. @return whether the next capture will find it
+bool record_set(OMobj_id instance, const std::string& directory, const std::string& parent) {
     const auto mode = read_int(instance, "saveMode");
-    return mode && OMset_name_str_val(instance, OMstr_to_name("currDir"), directory.c_str()) == 1 &&
-           OMset_name_str_val(instance, OMstr_to_name("currTmpDir"), parent.c_str()) == 1 &&
-           OMset_name_int_val(instance, OMstr_to_name("currSaveMode"), *mode) == 1;
+    if (OMset_name_str_val(instance, OMstr_to_name("currDir"), directory.c_str()) != 1) return false;
+    OMset_name_str_val(instance, OMstr_to_name("currTmpDir"), parent.c_str());
+    OMset_name_int_val(instance, OMstr_to_name("currSaveMode"), mode.value_or(kToDisk));
+    return true;
 }
 
 std::optional<std::string> begin_set(OMobj_id instance, int seq) {
@@ -100,7 +101,7 @@ std::optional<std::string> begin_set(OMobj_id instance, int seq) {
     const char* user = std::getenv("USERNAME");
     const auto directory = zam::capture_directory_name(*parent, user ? user : "", platform::process_id(), seq);
     if (!make_directory(directory)) return fail("Can not make image save directory.\n");
-    if (!record_directory(instance, directory, *parent)) {
+    if (!record_set(instance, directory, *parent)) {
         platform::remove_directory(directory);  // empty, and nobody would know of it
         return fail("Can not make image save directory.\n");
     }
@@ -145,7 +146,8 @@ void write_images(OMobj_id instance, const std::string& directory) {
         show_progress(i, images);
         const OMobj_id image = zam::find_element(instance, "in", i);
         const bool has_number = *number >= 0 && *number < std::numeric_limits<int>::max();
-        if (!has_number || !write_image(image, zam::capture_name_to_write(directory, *number)))
+        if (!has_number || OMvalid_obj(image) != 1 ||
+            !write_image(image, zam::capture_name_to_write(directory, *number)))
             return report.warn("Can not output image.\n");
         ++*number;
     }
