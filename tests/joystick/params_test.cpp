@@ -5,7 +5,7 @@
 
 #include "modules/zam/joystick/QELjoySetParams.h"
 #include "tests/joystick/joystick_fixture.h"
-#include "tests/joystick/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace zam::test {
 namespace {

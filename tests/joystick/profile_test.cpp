@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/posix/profile_text.h"
-#include "tests/joystick/scratch_directory.h"
+#include "tests/support/scratch_directory.h"
 
 namespace zam::test {
 namespace {
@@ -91,7 +91,7 @@ protected:
         return WritePrivateProfileStringA("s", "k", value, file.c_str());
     }
     std::ptrdiff_t files() const {
-        return std::distance(fs::directory_iterator(scratch.path), fs::directory_iterator());
+        return std::distance(fs::directory_iterator(scratch.path()), fs::directory_iterator());
     }
     ScratchDirectory scratch;
 };
@@ -124,7 +124,7 @@ TEST_F(ProfileFile, IsReplacedWhole) {
     EXPECT_TRUE(fs::is_symlink(scratch.file("link.ini")));
     EXPECT_EQ(scratch.read("sub/a.ini"), "[s]\nk=9\n");
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
-    EXPECT_EQ(set(scratch.path + "\\sub\\a.ini", "10"), 1);
+    EXPECT_EQ(set(scratch.path() + "\\sub\\a.ini", "10"), 1);
     EXPECT_EQ(get(file), "10");
     EXPECT_EQ(set(scratch.file("dangling.ini")), 1);
     EXPECT_EQ(scratch.read("sub/new.ini"), "[s]\nk=9\n");
@@ -141,7 +141,7 @@ TEST_F(ProfileFile, ThatCannotBeUsed) {
     const auto large = scratch.write("large.ini", "[s]\nk=1\n");
     fs::resize_file(large, (4U << 20) + 1);
     for (const std::string& file :
-         {scratch.path, scratch.file("pipe"), scratch.file("none/a.ini"), scratch.file("round"), large,
+         {scratch.path(), scratch.file("pipe"), scratch.file("none/a.ini"), scratch.file("round"), large,
           scratch.file(std::string(300, 'x')), std::string("/dev/zero"), std::string()}) {
         EXPECT_EQ(set(file), 0) << file;
         EXPECT_EQ(get(file), "none") << file;

@@ -11,30 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/scratch_directory.h"
+
 namespace zam::test {
 
-/// A directory that lives as long as a test.
-class Scratch {
+/// A directory to run the program in.
+class Scratch : public ScratchDirectory {
 public:
-    Scratch() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "zam_runner_XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-    ~Scratch() { std::filesystem::remove_all(path_); }
-
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-    bool has(const std::string& name) const { return std::filesystem::exists(path_ / name); }
-    std::string write(const std::string& name, const std::string& text) const {
-        std::ofstream(path_ / name, std::ios::binary) << text;
-        return file(name);
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream in(path_ / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
     struct Run {
         int status;
         std::string out, err;
@@ -42,9 +25,8 @@ public:
     /// Runs zam with the test modules in this directory.
     /// @param streams  where its standard output and error go
     Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err") const {
-        const std::string command = "cd '" + path_.string() +
-                                    "' && ZAM_MODULE_PATH='" ZAM_TEST_MODULES "' '" ZAM_PROGRAM "' " + arguments +
-                                    " </dev/null " + streams;
+        const std::string command = "cd '" + path() + "' && ZAM_MODULE_PATH='" ZAM_TEST_MODULES "' '" ZAM_PROGRAM "' " +
+                                    arguments + " </dev/null " + streams;
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
     }
@@ -53,9 +35,6 @@ public:
         write("n.json", network);
         return zam("run n.json " + options);
     }
-
-private:
-    std::filesystem::path path_;
 };
 
 }  // namespace zam::test
