@@ -1,34 +1,16 @@
 // Two capture files, merged. The first byte says where the first file ends.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/zam/MergeImages.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 namespace host = zam::host;
-
-struct Scratch {
-    Scratch() {
-        std::string pattern = (fs::temp_directory_path() / "zam_fuzz_XXXXXX").string();
-        directory = mkdtemp(pattern.data());
-    }
-    ~Scratch() { fs::remove_all(directory); }
-    fs::path directory;
-};
-
-void write(const fs::path& path, const std::uint8_t* data, std::size_t size) {
-    if (std::FILE* file = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(data, 1, size, file);
-        std::fclose(file);
-    }
-}
 
 OMobj_id make_instance(const std::string& directory) {
     host::reset();
@@ -46,13 +28,13 @@ OMobj_id make_instance(const std::string& directory) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Scratch scratch;
-    const fs::path& directory = scratch.directory;
+    static const zam::test::ScratchDirectory scratch;
     if (size == 0) return 0;
-    const std::size_t first = (size - 1) * data[0] / 255;
-    write(directory / "pceimg00000.img", data + 1, first);
-    write(directory / "pceimg00001.img", data + 1 + first, size - 1 - first);
-    const OMobj_id instance = make_instance(directory.string());
+    const std::string bytes(reinterpret_cast<const char*>(data + 1), size - 1);
+    const std::size_t first = bytes.size() * data[0] / 255;
+    scratch.write("pceimg00000.img", bytes.substr(0, first));
+    scratch.write("pceimg00001.img", bytes.substr(first));
+    const OMobj_id instance = make_instance(scratch.path());
     if (MergeImagesUpdate(instance, 0, 0) != 1) std::abort();
     const auto account = host::account();
     if (account.outstanding_arrays + account.open_accesses != 0 || !account.faults.empty()) std::abort();

@@ -1,19 +1,18 @@
 // Whole files of Fortran records: whatever a file says, the read ends in order and leaves nothing behind.
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <string>
 
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/zam/read_frt.h"
+#include "tests/support/scratch_directory.h"
 
 namespace host = zam::host;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::string file = std::filesystem::temp_directory_path() / ("zam_" + std::to_string(std::rand()));
-    std::ofstream(file, std::ios::binary)
-        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    static const zam::test::ScratchDirectory scratch;
+    const std::string file = scratch.write("grid.dat", {reinterpret_cast<const char*>(data), size});
     host::reset();
     int reports = 0;
     host::set_recorder([&](const host::Record&) { ++reports; });

@@ -1,13 +1,12 @@
 // Whole field files: header, inline data and sources that name the file itself, read step by step, cropped and stored.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/zam/ld_rdfld/ldrf_rfld.h"
+#include "tests/support/scratch_directory.h"
 
 namespace {
 
@@ -38,13 +37,8 @@ void change(OMobj_id instance, const char* name, int value, int& seq) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::string file =
-        (std::filesystem::temp_directory_path() / ("zam_fuzz_" + std::to_string(std::rand()) + ".fld")).string();
-    if (std::FILE* out = std::fopen(file.c_str(), "wb")) {
-        std::fwrite(data, 1, size, out);
-        std::fclose(out);
-    }
-    const OMobj_id instance = make_instance(file);
+    static const zam::test::ScratchDirectory scratch;
+    const OMobj_id instance = make_instance(scratch.write("field.fld", {reinterpret_cast<const char*>(data), size}));
     int seq = 0;
     DVLDread_field_update(instance, 0, seq);
     seq = host::now();

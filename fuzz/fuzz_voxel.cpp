@@ -2,8 +2,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "bench/plain_voxel.h"
@@ -11,6 +9,7 @@
 #include "embedded/host.h"
 #include "modules/support/float_values.h"
 #include "modules/zam/rd_voxel.h"
+#include "tests/support/scratch_directory.h"
 
 namespace host = zam::host;
 
@@ -43,12 +42,12 @@ void compare(OMobj_id instance, OMobj_id out, const zam::plain::Voxels& plain) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
-    static const std::string file = std::filesystem::temp_directory_path() / ("zam_" + std::to_string(std::rand()));
+    static const zam::test::ScratchDirectory scratch;
     const std::string bytes(reinterpret_cast<const char*>(data + 1), size - 1);
     const int header_lines = data[0] - '0';
     const auto plain = zam::plain::read_voxels(bytes, header_lines, -999.0F, "t", 1 << 20);
     if (plain.too_large) return 0;
-    std::ofstream(file, std::ios::binary) << bytes;
+    const std::string file = scratch.write("samples.txt", bytes);
 
     host::reset();
     const OMobj_id instance = host::create(host::root(), "reader", host::Kind::group);

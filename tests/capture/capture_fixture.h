@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +15,7 @@
 #include "modules/support/text_value.h"
 #include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
+#include "tests/support/scratch_directory.h"
 
 namespace zam::test {
 
@@ -91,12 +91,6 @@ protected:
                 statuses.push_back(record.text + " " + std::to_string(record.percent));
             }
         });
-        std::string pattern = (fs::temp_directory_path() / "zam_capture_XXXXXX").string();
-        directory = mkdtemp(pattern.data());
-    }
-    void TearDown() override {
-        fs::remove_all(directory);
-        ModuleTest::TearDown();
     }
 
     void set(const char* name, int value) const {
@@ -169,7 +163,8 @@ protected:
         return names;
     }
 
-    fs::path directory;
+    const ScratchDirectory scratch;
+    fs::path directory = scratch.path();
     Texts statuses;
     std::string report_call;  // how the latest report came
 };
