@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <utility>
 
 #include "platform/posix/sdl_library.h"
 
@@ -17,11 +18,16 @@ constexpr int kAngleAxis = kAxes;
 constexpr int kAxisOffset = 32768;  // SDL's axes are -32768 to 32767
 constexpr std::uint32_t kAxisMax = 65535;
 
-/// What goes by one number.
+constexpr SDL_JoystickID kNone = -1;
+
+/// What goes by one number. SDL never gives an instance's number again; its pointers end when anybody in the process
+/// ends SDL.
 struct Place {
-    SDL_Joystick* device = nullptr;
-    SDL_Joystick* simulated = nullptr;  // comes before the device
+    SDL_JoystickID device = kNone;
+    SDL_JoystickID simulated = kNone;  // comes before the device
     bool captured = false;
+
+    bool is_empty() const { return device == kNone && simulated == kNone; }
 };
 
 class Joysticks {
@@ -54,10 +60,9 @@ Joysticks* Joysticks::get() {
     return joysticks.start() ? &joysticks : nullptr;
 }
 
-/// Starts SDL's joysticks, anew when somebody has ended them; then all handles are void.
+/// Starts SDL's joysticks, anew when somebody has ended them.
 bool Joysticks::start() {
     if (sdl.was_init(SDL_INIT_JOYSTICK) != 0) return true;
-    places_ = {};
     sdl.set_hint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     sdl.set_hint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");  // whoever's window has the keyboard
     sdl.set_hint(SDL_HINT_JOYSTICK_HIDAPI, "0");  // it would start threads; the kernel's view is enough
@@ -67,18 +72,18 @@ bool Joysticks::start() {
 }
 
 bool Joysticks::is_known(SDL_JoystickID instance) const {
-    return std::any_of(places_.begin(), places_.end(), [&](const Place& place) {
-        return (place.device && sdl.instance(place.device) == instance) ||
-               (place.simulated && sdl.instance(place.simulated) == instance);
-    });
+    return std::any_of(places_.begin(), places_.end(),
+                       [&](const Place& place) { return place.device == instance || place.simulated == instance; });
 }
 
 void Joysticks::drop_unplugged() {
     for (Place& place : places_) {
-        for (SDL_Joystick** joystick : {&place.device, &place.simulated}) {
-            if (!*joystick || sdl.attached(*joystick) == SDL_TRUE) continue;
-            sdl.close(*joystick);
-            *joystick = nullptr;
+        for (SDL_JoystickID* instance : {&place.device, &place.simulated}) {
+            if (*instance == kNone) continue;
+            SDL_Joystick* joystick = sdl.from_instance(*instance);
+            if (joystick && sdl.attached(joystick) == SDL_TRUE) continue;
+            if (joystick) sdl.close(joystick);
+            *instance = kNone;
             place.captured = false;
         }
     }
@@ -91,30 +96,34 @@ Place& Joysticks::refresh(unsigned id) {
     const int devices = sdl.count();
     for (int i = 0; i < devices; ++i) {
         if (is_known(sdl.device_instance(i))) continue;
-        const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return !p.device; });
+        const auto free =
+            std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.device == kNone; });
         if (free == places_.end()) break;
-        free->device = sdl.open(i);
+        if (SDL_Joystick* joystick = sdl.open(i)) free->device = sdl.instance(joystick);
     }
     return places_[id];
 }
 
 SDL_Joystick* Joysticks::simulated(unsigned id) {
     Place& place = refresh(id);
-    if (place.simulated) return place.simulated;
+    if (place.simulated != kNone) return sdl.from_instance(place.simulated);
     const int device = sdl.attach_virtual(SDL_JOYSTICK_TYPE_UNKNOWN, kAxes + 1, kButtons, 0);
     if (device < 0) return nullptr;
-    place.simulated = sdl.open(device);
-    if (!place.simulated) sdl.detach_virtual(device);
-    return place.simulated;
+    SDL_Joystick* joystick = sdl.open(device);
+    if (joystick) {
+        place.simulated = sdl.instance(joystick);
+    } else {
+        sdl.detach_virtual(device);
+    }
+    return joystick;
 }
 
 void Joysticks::take_away(unsigned id) {
     Place& place = refresh(id);
-    if (!place.simulated) return;
-    const SDL_JoystickID instance = sdl.instance(place.simulated);
-    sdl.close(place.simulated);
-    place.simulated = nullptr;
+    const SDL_JoystickID instance = std::exchange(place.simulated, kNone);
+    if (instance == kNone) return;
     place.captured = false;
+    sdl.close(sdl.from_instance(instance));
     for (int i = 0; i < sdl.count(); ++i) {
         if (sdl.device_instance(i) == instance) sdl.detach_virtual(i);
     }
@@ -149,14 +158,15 @@ std::uint32_t button_mask(const SdlLibrary& sdl, SDL_Joystick* joystick) {
 }
 
 void read(const SdlLibrary& sdl, const Place& place, JOYINFOEX& info) {
-    SDL_Joystick* joystick = place.simulated ? place.simulated : place.device;
+    const bool simulated = place.simulated != kNone;
+    SDL_Joystick* joystick = sdl.from_instance(simulated ? place.simulated : place.device);
     std::uint32_t* const axes[kAxes] = {&info.dwXpos, &info.dwYpos, &info.dwZpos,
                                         &info.dwRpos, &info.dwUpos, &info.dwVpos};
     for (int axis = 0; axis < kAxes; ++axis) {
         if ((info.dwFlags & (JOY_RETURNX << axis)) != 0) *axes[axis] = axis_position(sdl, joystick, axis);
     }
     if ((info.dwFlags & JOY_RETURNPOV) != 0)
-        info.dwPOV = place.simulated ? axis_position(sdl, joystick, kAngleAxis) : hat_angle(sdl, joystick);
+        info.dwPOV = simulated ? axis_position(sdl, joystick, kAngleAxis) : hat_angle(sdl, joystick);
     if ((info.dwFlags & JOY_RETURNBUTTONS) != 0) {
         info.dwButtons = button_mask(sdl, joystick);
         info.dwButtonNumber = static_cast<std::uint32_t>(std::popcount(info.dwButtons));
@@ -196,7 +206,7 @@ MMRESULT joySetCapture(HWND /*window*/, unsigned id, unsigned /*period*/, int /*
     Joysticks* joysticks = Joysticks::get();
     if (!joysticks) return MMSYSERR_NODRIVER;
     Place& place = joysticks->refresh(id);
-    if (!place.device && !place.simulated) return JOYERR_UNPLUGGED;
+    if (place.is_empty()) return JOYERR_UNPLUGGED;
     if (place.captured) return JOYERR_NOCANDO;
     place.captured = true;
     return JOYERR_NOERROR;
@@ -216,7 +226,7 @@ MMRESULT joyGetPosEx(unsigned id, JOYINFOEX* info) {
     Joysticks* joysticks = Joysticks::get();
     if (!joysticks) return MMSYSERR_NODRIVER;
     const Place& place = joysticks->refresh(id);
-    if (!place.device && !place.simulated) return JOYERR_UNPLUGGED;
+    if (place.is_empty()) return JOYERR_UNPLUGGED;
     read(joysticks->sdl, place, *info);
     return JOYERR_NOERROR;
 }

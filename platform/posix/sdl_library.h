@@ -15,6 +15,7 @@ struct SdlLibrary {
     decltype(&SDL_NumJoysticks) count;
     decltype(&SDL_JoystickGetDeviceInstanceID) device_instance;
     decltype(&SDL_JoystickInstanceID) instance;
+    decltype(&SDL_JoystickFromInstanceID) from_instance;
     decltype(&SDL_JoystickOpen) open;
     decltype(&SDL_JoystickClose) close;
     decltype(&SDL_JoystickGetAttached) attached;
