@@ -11,6 +11,7 @@
 
 #include "contract/fld.h"
 #include "contract/om.h"
+#include "modules/support/component_bytes.h"
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
@@ -90,10 +91,7 @@ struct Input {
     int nspace = 0;
     std::array<xp_long, 3> dims{};
     HostArray<float> points;
-    int type = DTYPE_BYTE;
-    HostArray<std::byte> data;  // counted in values of `type`
-
-    std::span<const std::byte> bytes() const { return {data.data(), data.span().size() * type_size(type)}; }
+    ComponentBytes data;
 };
 
 /// Nothing, silently, when there is no volume to fold.
@@ -106,9 +104,7 @@ std::optional<Input> read_input(OMobj_id instance) {
     std::copy_n(dims.data(), 3, input.dims.begin());
     if (FLDget_nspace(field, &input.nspace) != 1) return std::nullopt;
     if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
-    if (FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1 ||
-        !input.data)
-        return std::nullopt;
+    if (!input.data.read(field, 0)) return std::nullopt;
     return input;
 }
 
@@ -151,23 +147,18 @@ std::optional<Output> make_output(OMobj_id instance, const Input& input) {
     const auto plane = checked_product(dims[0], dims[1]);
     const auto nodes = plane ? checked_product(*plane, dims[2]) : std::nullopt;
     MemoryBudget memory;
-    if (nodes) out.data = memory.allocate_as(input.type, std::max(*nodes, input.data.size()));
+    if (nodes) out.data = memory.allocate_as(input.data.type, std::max(*nodes, input.data.values.size()));
     if (!out.data) return fail(kNoMemory);
     // deliberate: bytes, whatever the type
-    fold_volume(input.bytes(), input.dims, center, out.data.span());
+    fold_volume(input.data.bytes(), input.dims, center, out.data.span());
     return out;
 }
 
 /// Silent when the host refuses a part: what it has taken stays.
 void write_field(OMobj_id field, const Input& input, Output& out) {
-    if (FLDset_ndim(field, 3) != 1 || FLDset_nspace(field, input.nspace) != 1 ||
-        FLDset_dims(field, out.dims.data()) != 1)
-        return;
-    if (FLDset_points(field, out.points.data(), out.points.size(), ARR_HOST_OWNS) != 1) return;
-    out.points.release();
-    if (FLDset_node_data_ncomp(field, 1) != 1 || FLDset_node_data_veclen(field, 0, 1) != 1) return;
-    if (FLDset_node_data(field, 0, out.data.data(), input.type, out.data.size(), ARR_HOST_OWNS) == 1)
-        out.data.release();
+    if (FLDset_ndim(field, 3) == 1 && FLDset_nspace(field, input.nspace) == 1 &&
+        FLDset_dims(field, out.dims.data()) == 1)
+        hand_over_uniform(field, out.points, 1, out.data);
 }
 
 void update(OMobj_id instance) {

@@ -12,6 +12,7 @@
 
 #include "contract/fld.h"
 #include "contract/om.h"
+#include "modules/support/component_bytes.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
@@ -101,10 +102,7 @@ struct Input {
     int veclen = 0;
     xp_long nnodes = 0;
     HostArray<float> points;
-    int type = DTYPE_BYTE;
-    HostArray<std::byte> data;  // counted in values of `type`
-
-    std::span<const std::byte> bytes() const { return {data.data(), data.span().size() * type_size(type)}; }
+    ComponentBytes data;
 };
 
 /// Nothing, silently, when there are no colours.
@@ -118,9 +116,7 @@ std::optional<Input> read_input(OMobj_id instance) {
     if (FLDget_nspace(field, &input.nspace) != 1 || FLDget_nnodes(field, &input.nnodes) != 1) return std::nullopt;
     if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
     if (FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 4) return std::nullopt;
-    if (FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1 ||
-        !input.data)
-        return std::nullopt;
+    if (!input.data.read(field, 0)) return std::nullopt;
     return input;
 }
 
@@ -145,23 +141,18 @@ std::optional<Output> make_output(OMobj_id instance, const Input& input) {
     std::ranges::copy(input.points.span(), out.points.data());
     const auto values = checked_product(xp_long{input.veclen} + 1, input.nnodes);
     MemoryBudget memory;
-    if (values) out.data = memory.allocate_as(input.type, *values);
+    if (values) out.data = memory.allocate_as(input.data.type, *values);
     if (!out.data) return fail();
-    append_luminance(input.bytes(), input.veclen, input.nnodes, int_or(instance, "min", 0),
+    append_luminance(input.data.bytes(), input.veclen, input.nnodes, int_or(instance, "min", 0),
                      int_or(instance, "max", 255), out.data.span());
     return out;
 }
 
 /// Silent when the host refuses a part: what it has taken stays.
 void write_field(OMobj_id field, const Input& input, Output& out) {
-    if (FLDset_ndim(field, static_cast<int>(input.dims.size())) != 1 || FLDset_dims(field, out.dims.data()) != 1 ||
-        FLDset_nspace(field, input.nspace) != 1)
-        return;
-    if (FLDset_points(field, out.points.data(), out.points.size(), ARR_HOST_OWNS) != 1) return;
-    out.points.release();
-    if (FLDset_node_data_ncomp(field, 1) != 1 || FLDset_node_data_veclen(field, 0, input.veclen + 1) != 1) return;
-    if (FLDset_node_data(field, 0, out.data.data(), input.type, out.data.size(), ARR_HOST_OWNS) == 1)
-        out.data.release();
+    if (FLDset_ndim(field, static_cast<int>(input.dims.size())) == 1 && FLDset_dims(field, out.dims.data()) == 1 &&
+        FLDset_nspace(field, input.nspace) == 1)
+        hand_over_uniform(field, out.points, input.veclen + 1, out.data);
 }
 
 void update(OMobj_id instance) {

@@ -12,6 +12,7 @@
 
 #include "contract/fld.h"
 #include "contract/om.h"
+#include "modules/support/component_bytes.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
@@ -157,11 +158,11 @@ bool copy_frame(const Input& input, OMobj_id out) {
 
 /// A copy of a component's values. deliberate: the array has room for veclen x size values, and as many bytes are
 /// copied, so that only one-byte types come over whole.
-OutArray<std::byte> copy_values(const Input& input, int type, std::span<const std::byte> values, int veclen,
-                                xp_long size, MemoryBudget& memory) {
-    const auto count = checked_product(veclen, size);
-    auto copy = count ? memory.allocate_as(type, *count) : OutArray<std::byte>();
+OutArray<std::byte> copy_values(const Input& input, const ComponentBytes& data, int veclen, MemoryBudget& memory) {
+    const auto count = checked_product(veclen, data.values.size());
+    auto copy = count ? memory.allocate_as(data.type, *count) : OutArray<std::byte>();
     if (!copy) return copy;
+    const auto values = data.bytes();
     if (input.flip) {
         const auto& dims = input.sector.dims;
         flip_rows(values, dims[0] * veclen, dims[1], dims[2], copy.span());
@@ -177,13 +178,10 @@ void copy_component(const Input& input, OMobj_id out, int comp, MemoryBudget& me
     int veclen = 1;
     if (FLDget_node_data_veclen(input.field, comp, &veclen) != 1 || FLDset_node_data_veclen(out, comp, veclen) != 1)
         return;
-    HostArray<std::byte> data;
-    int type = DTYPE_BYTE;
-    if (FLDget_node_data(input.field, comp, &type, data.untyped_place(), data.count_place(), ARR_READ) != 1 || !data)
-        return;
-    const std::span<const std::byte> values(data.data(), data.span().size() * type_size(type));
-    auto copy = copy_values(input, type, values, veclen, data.size(), memory);
-    if (copy && FLDset_node_data(out, comp, copy.data(), type, copy.size(), ARR_HOST_OWNS) == 1) copy.release();
+    ComponentBytes data;
+    if (!data.read(input.field, comp)) return;
+    auto copy = copy_values(input, data, veclen, memory);
+    if (copy) hand_over(out, comp, copy);
 }
 
 void update(OMobj_id instance) {
