@@ -169,7 +169,7 @@ public:
 
     Drawn draw() {
         switch (axes_.size()) {
-            case 0: return draw_line();
+            case 0:
             case 1: return draw_line();
             case 2: return draw_side(axes_[0], axes_[1], 0, 0);
             default: return draw_volume();

@@ -30,18 +30,6 @@ Point Affine::apply(const Point& p) const {
     return moved;
 }
 
-Affine Affine::then(const Affine& next) const {
-    Affine both;
-    const auto turn = [&](const Point& p) {
-        Point turned = next.apply(p);
-        for (std::size_t k = 0; k < 3; ++k) turned[k] -= next.origin[k];
-        return turned;
-    };
-    for (std::size_t row = 0; row < 3; ++row) both.rows[row] = turn(rows[row]);
-    both.origin = next.apply(origin);
-    return both;
-}
-
 bool is_finite(const Point& p) { return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]); }
 
 PointBox::PointBox() {

@@ -19,8 +19,6 @@ struct Affine {
 
     static Affine from(const float matrix[16]);
     Point apply(const Point& p) const;
-    /// This one first, then `next`.
-    Affine then(const Affine& next) const;
 };
 
 bool is_finite(const Point& p);

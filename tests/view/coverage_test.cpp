@@ -67,12 +67,17 @@ const CoverageCase kCases[] = {
       {"Point", {3}},
       {"Polyhedron", {0, 1, 5}, {3}},
       {"Polyhedron", {0, 1, 2}, {4}},
-      {"Tet", {0, 1, 2, 3}}},
+      {"Tet", {0, 1, 2, 3}},
+      {"Pyr", {0, 1, 2, 2, 9}}},
      {"....", "....", "....", "...."}},
     {"not_finite",
      {NAN, 0, 0, 4, 0, 0, 0, INFINITY, 0, 1, 1, 0},
      {{"Tri", {0, 1, 3}}, {"Quad", {0, 1, 2, 3}}, {"Line", {0, 1, 3, 2}}, {"Point", {0, 2}}},
      {"....", "....", "....", "...."}},
+    {"slanted_edge_to_far_beyond",
+     {0, 0, 0, 4e9F, 2e9F, 0, 0, 4e9F, 0},
+     {{"Tri", {0, 1, 2}}},
+     {"#...", "###.", "####", "####"}},
     {"far_beyond",
      {-2e9F, -1e9F, 0, 1e9F, -1e9F, 0, 1e9F, 1e9F, 0, -1e9F, 2e9F, 0},
      {{"Quad", {0, 1, 2, 3}}},
@@ -141,6 +146,11 @@ TEST_F(ViewTest, DepthFollowsAPlane) {
         for (int x = 0; x < 8; ++x)
             EXPECT_NEAR(parallel.depth(x, y), parallel_depth(-0.5 + (x + 0.5) / 8 + 0.25 * (y + 0.5) / 8), 1e-6);
 
+    // a line's depths are those between its ends, also where a pixel's centre lies beyond them
+    const Picture line = draw({make_cells("line", {0.75F, 0.5F, 0, 1.25F, 0.5F, 0.5F}, {{"Line", {0, 1}}})});
+    EXPECT_NEAR(line.depth(0, 0), parallel_depth(0.002), 1e-6);
+    EXPECT_NEAR(line.depth(1, 0), parallel_depth(0.502), 1e-6);
+
     // with perspective, along the ray through a pixel: x = u w, z = -0.5 + (x + 0.5) + 0.25 (0.5 - y), w = 1 - z / 2
     set_real("fptr", 0.5);
     const Picture perspective = draw({plane});
@@ -162,8 +172,15 @@ TEST_F(ViewTest, TheNearerIsSeenAndOfEqualsTheFirst) {
     EXPECT_EQ(draw({far, near}).color(3, 3), second);
     EXPECT_EQ(draw({near, far}).color(3, 3), first);
     EXPECT_EQ(draw({near, as_near}).color(3, 3), first);
+    // lines and points show on the surface that they lie on
     const OMobj_id line = make_cells("line", {0, 4, 0.25F, 8, 4, 0.25F}, {{"Line", {0, 1}}});
-    EXPECT_EQ(draw({near, line}).color(3, 4), second);  // a line shows on the surface it lies on
+    const OMobj_id point = make_cells("point", {4, 4, 0.25F}, {});
+    for (const double fptr : {0.0, 0.5}) {
+        set_real("fptr", fptr);
+        EXPECT_EQ(draw({near, line}).color(3, 4), second);
+        EXPECT_EQ(draw({near, point}).color(3, 4), second);
+        EXPECT_EQ(draw({point, line}).color(3, 4), first);
+    }
 }
 
 TEST_F(ViewTest, PerspectiveEnlargesWhatIsNear) {
@@ -179,17 +196,20 @@ TEST_F(ViewTest, PerspectiveEnlargesWhatIsNear) {
     EXPECT_EQ(covered(draw({square(0)})), 16);
     EXPECT_EQ(covered(draw({square(0.25F)})), 64);
     EXPECT_EQ(covered(draw({square(-0.5F)})), 4);
-    EXPECT_EQ(covered(draw({square(0.5F)})), 0);   // at the eye
-    EXPECT_EQ(covered(draw({square(0.75F)})), 0);  // behind it
+    EXPECT_EQ(covered(draw({square(0.4975F)})), 0);  // nearer than a hundredth of the eye's distance
+    EXPECT_EQ(covered(draw({square(0.5F)})), 0);     // at the eye
+    EXPECT_EQ(covered(draw({square(0.75F)})), 0);    // behind it
     // a floor from far away to behind the eye fills what lies below the horizon
     const Picture floor = draw({make_cells("floor", {-1e6F, 11, -1e6F, 1e6F, 11, -1e6F, 1e6F, 11, 2, -1e6F, 11, 2},
                                            {{"Quad", {0, 1, 2, 3}}})});
     for (int y = 0; y < 20; ++y)
         EXPECT_EQ(floor.covered()[static_cast<std::size_t>(y)], std::string(20, y < 10 ? '.' : '#')) << y;
     // a line into the distance ends at the vanishing point
-    const auto line = draw({make_cells("line", {10.5F, 15, 3, 10.5F, 15, -1e6F}, {{"Line", {0, 1}}})}).covered();
-    for (std::size_t y = 10; y < 20; ++y) EXPECT_EQ(std::count(line[y].begin(), line[y].end(), '#'), 1) << y;
-    EXPECT_EQ(std::count(line[9].begin(), line[9].end(), '#'), 0);
+    for (const std::vector<xp_long>& ends : {std::vector<xp_long>{0, 1}, {1, 0}}) {
+        const auto line = draw({make_cells("line", {10.5F, 15, 3, 10.5F, 15, -1e6F}, {{"Line", ends}})}).covered();
+        for (std::size_t y = 10; y < 20; ++y) EXPECT_EQ(std::count(line[y].begin(), line[y].end(), '#'), 1) << y;
+        EXPECT_EQ(std::count(line[9].begin(), line[9].end(), '#'), 0);
+    }
 }
 
 }  // namespace

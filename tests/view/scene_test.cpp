@@ -1,5 +1,6 @@
 // What is drawn of fields of all kinds, in which colours, and how views merge.
 #include <cmath>
+#include <numeric>
 #include <random>
 
 #include "tests/view/view_fixture.h"
@@ -8,6 +9,17 @@ namespace zam::test {
 namespace {
 
 using Rows = std::vector<std::string>;
+
+/// Grey rising with the value, from 0 to 255.
+void make_datamap(OMobj_id parent, const char* name) {
+    std::vector<std::uint8_t> ramp(256);
+    for (std::size_t i = 0; i < 256; ++i) ramp[i] = static_cast<std::uint8_t>(i);
+    const OMobj_id datamap = host::create(parent, name, host::Kind::group);
+    OMset_real_val(host::create(datamap, "min", host::Kind::real), 0.0);
+    OMset_real_val(host::create(datamap, "max", host::Kind::real), 255.0);
+    for (const char* channel : {"alpha", "red", "green", "blue"})
+        host::set_values(host::create(datamap, channel, host::Kind::array), DTYPE_BYTE, ramp.data(), 256);
+}
 
 TEST_F(ViewTest, DrawsGrids) {
     set_size(6, 6);
@@ -49,6 +61,21 @@ TEST_F(ViewTest, DrawsGrids) {
             FLDset_points(field, handed<float>(grid.points), static_cast<xp_long>(grid.points.size()), ARR_HOST_OWNS);
         EXPECT_EQ(draw({field}).covered(), grid.covered);
     }
+    // of a volume the side that is nearest, in the colour of its cells
+    make_datamap(instance, "gray");
+    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
+    OMset_array_size(maps, 1);
+    OMset_obj_ref(host::find(maps, "[0]"), host::find(instance, "gray"));
+    const OMobj_id volume = make_field("volume", {{3, 2, 4}, 0, 3, {}, 1, {10, 20, 30, 40, 50, 60}});
+    const std::vector<float> corners{1, 1, -1, 5, 4, 1};
+    FLDset_points(volume, handed<float>(corners), 6, ARR_HOST_OWNS);
+    const Picture near = draw({volume});
+    EXPECT_FLOAT_EQ(
+        near.depth(2, 2),
+        draw({make_cells("at", {1, 1, 1, 5, 1, 1, 5, 4, 1, 1, 4, 1}, {{"Quad", {0, 1, 2, 3}}})}).depth(2, 2));
+    EXPECT_EQ(near.color(2, 2), (std::array{50, 50, 50}));
+    EXPECT_EQ(near.color(3, 2), (std::array{60, 60, 60}));
+
     const std::vector<float> bent{1, 1, 3, 1, 5, 1, 1, 4, 3, 3, 5, 4};
     EXPECT_EQ(draw({make_field("bent", {{3, 2}, 0, 2, bent})}).covered(),
               (Rows{"......", ".####.", ".####.", ".#..#.", "......", "......"}));
@@ -93,6 +120,39 @@ TEST_F(ViewTest, DrawsOuterFacesOfVolumeCells) {
     }
 }
 
+/// From every side a cell looks as the tetrahedra do that it can be cut into.
+TEST_F(ViewTest, CellsHaveTheFacesOfTheirTetrahedra) {
+    set_size(40, 40);
+    struct Solid {
+        const char* type;
+        std::vector<float> coord;
+        std::vector<xp_long> tets;
+    };
+    const std::vector<float> box{-4, -3, -2, 5, -3, -2, 5, 4, -2, -4, 4, -2, -4, -3, 6, 5, -3, 6, 5, 4, 6, -4, 4, 6};
+    const Solid solids[] = {
+        {"Hex", box, {0, 1, 3, 4, 1, 2, 3, 6, 1, 4, 5, 6, 3, 4, 6, 7, 1, 3, 4, 6}},
+        {"Prism",
+         {-4, -3, -2, 5, -3, -2, 1, 4, -2, -4, -3, 6, 5, -3, 6, 1, 4, 6},
+         {0, 1, 2, 3, 1, 2, 3, 4, 2, 3, 4, 5}},
+        {"Pyr", {-4, -3, -2, 5, -3, -2, 5, 4, -2, -4, 4, -2, 1, 0, 6}, {0, 1, 2, 4, 0, 2, 3, 4}},
+    };
+    std::mt19937 random(5);  // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    for (int view = 0; view < 12; ++view) {
+        std::vector<float> turn(16);  // any linear map will do
+        for (float& number : turn) number = static_cast<float>(static_cast<int>(random() % 201) - 100) / 1500;
+        set_xform(turn, {0, 0, 0});
+        for (const Solid& solid : solids) {
+            SCOPED_TRACE(solid.type + std::to_string(view));
+            std::vector<xp_long> nodes(solid.coord.size() / 3);
+            std::iota(nodes.begin(), nodes.end(), 0);
+            const Picture cell = draw({make_cells("cell", solid.coord, {{solid.type, nodes}})});
+            const Picture tets = draw({make_cells("tets", solid.coord, {{"Tet", solid.tets}})});
+            // corners are rounded to sub-pixels, which steep triangles show in their depths
+            for (std::size_t i = 0; i < cell.depths.size(); ++i) ASSERT_NEAR(cell.depths[i], tets.depths[i], 1e-3) << i;
+        }
+    }
+}
+
 TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
     // a ridge of 45 degrees on either side: one unit of z is eight pixels
     const std::vector<float> ridge{0, 0, -0.5F, 4, 0, 0, 8, 0, -0.5F, 0, 8, -0.5F, 4, 8, 0, 8, 8, -0.5F};
@@ -104,6 +164,11 @@ TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
     const int slanted = static_cast<int>(std::lround(255 * (0.25 + 0.75 * std::sqrt(0.5))));
     for (int x = 0; x < 8; ++x) EXPECT_EQ(flat.color(x, 4)[0], slanted) << x;
     EXPECT_EQ(shared.color(3, 4), shared.color(4, 4));
+    // neither the faces of other cell sets nor those that cannot be drawn matter
+    EXPECT_EQ(draw({make_cells("sets", ridge, {{"Quad", {0, 1, 4, 3}}, {"Quad", {1, 2, 5, 4}}})}), flat);
+    std::vector<float> broken = ridge;
+    broken.insert(broken.end(), {NAN, 4, 0});
+    EXPECT_EQ(draw({make_cells("broken", broken, {{"Quad", {0, 1, 4, 3, 1, 2, 5, 4, 1, 2, 5, 6}}})}), shared);
     EXPECT_NEAR(shared.color(4, 4)[0], 255 - (255 - slanted) / 8.0, 1);
     EXPECT_LT(shared.color(1, 4)[0], shared.color(2, 4)[0]);
     // faces may turn either way
@@ -117,17 +182,6 @@ TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
         for (const float y : {0.F, 8.F})
             for (const float x : {0.F, 8.F}) box.insert(box.end(), {x, y, z});
     EXPECT_EQ(draw({make_cells("box", box, {{"Hex", {0, 1, 3, 2, 4, 5, 7, 6}}})}).color(0, 0)[0], 255);
-}
-
-/// Grey rising with the value, from 0 to 255.
-void make_datamap(OMobj_id parent, const char* name) {
-    std::vector<std::uint8_t> ramp(256);
-    for (std::size_t i = 0; i < 256; ++i) ramp[i] = static_cast<std::uint8_t>(i);
-    const OMobj_id datamap = host::create(parent, name, host::Kind::group);
-    OMset_real_val(host::create(datamap, "min", host::Kind::real), 0.0);
-    OMset_real_val(host::create(datamap, "max", host::Kind::real), 255.0);
-    for (const char* channel : {"alpha", "red", "green", "blue"})
-        host::set_values(host::create(datamap, channel, host::Kind::array), DTYPE_BYTE, ramp.data(), 256);
 }
 
 TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
@@ -154,6 +208,9 @@ TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
     const Picture cells = draw({ignored, square("cells", 0, {40, 80})});
     EXPECT_EQ(cells.color(1, 1), (std::array{40, 40, 40}));
     EXPECT_EQ(cells.color(0, 7), (std::array{80, 80, 80}));
+    const OMobj_id sets =
+        make_cells("sets", {0, 0, 0, 2, 0, 0, 2, 8, 0, 0, 8, 0}, {{"Tri", {0, 1, 2}}, {"Tri", {0, 2, 3}}}, {40, 80});
+    EXPECT_EQ(draw({ignored, sets}), cells);
     const OMobj_id null = square("null", 0, {40, 40, 40, 40});
     const float null_value = 40;
     FLDset_node_null_data(null, 0, &null_value, DTYPE_FLOAT);
@@ -213,6 +270,11 @@ TEST_F(ViewTest, EverythingIsInViewUnlessTold) {
         EXPECT_GT(right - left, bottom - top);  // turned: the longer side of the box lies along x
     }
     EXPECT_EQ(draw({make_cells("one", {5, 5, 5}, {})}).depth(45, 35) > 0, true);
+    set_int("width", 20);  // far higher than wide, and a node that is nowhere
+    const Rows upright =
+        draw({make_cells("upright", {5, 0, 0, 5, 9, 0, INFINITY, 0, 0}, {{"Line", {0, 1}}})}).covered();
+    const auto empty_rows = std::count(upright.begin(), upright.end(), std::string(20, '.'));
+    EXPECT_NEAR(static_cast<double>(empty_rows), 0.1 * 70, 2);
 }
 
 /// As a merge of captures does it: of every pixel the greatest depth, the first of equal ones.
