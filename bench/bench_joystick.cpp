@@ -54,7 +54,7 @@ void poll(benchmark::State& state) {
 
 /// A file of settings behind as many bytes of something else.
 std::string parameter_file(std::int64_t other_bytes) {
-    const auto path = (std::filesystem::temp_directory_path() / "zam_bench_joystick.ini").string();
+    auto path = (std::filesystem::temp_directory_path() / "zam_bench_joystick.ini").string();
     std::ofstream file(path, std::ios::binary);
     file << "[other]\n";
     for (std::int64_t i = 0; i < other_bytes; i += 16) file << "key" << 100000 + i / 16 % 900000 << " = 12\n";

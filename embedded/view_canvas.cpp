@@ -36,8 +36,10 @@ std::array<double, N> between(const std::array<double, N>& a, const std::array<d
     return mixed;
 }
 
+/// The nearest byte; 0 of what is no number.
 std::uint8_t color_byte(double value) {
-    return value > 0.0 ? static_cast<std::uint8_t>(std::min(value, 255.0) + 0.5) : std::uint8_t{0};
+    const double above = value + 0.5;
+    return above >= 1.0 ? static_cast<std::uint8_t>(std::min(above, 255.0)) : std::uint8_t{0};
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ TEST(Patterns, AreBuiltFromDirectoryAndExtension) {
 class GetFiles : public GeometryTest {
 protected:
     void SetUp() override {
-        ModuleTest::SetUp();
+        GeometryTest::SetUp();
         folder = fs::path(testing::TempDir()) / ("zam_files_" + std::to_string(::getpid()));
         fs::create_directories(folder / "inner.txt");
         fs::create_directories(folder / "empty");

@@ -41,7 +41,7 @@ const FindCase kFound[] = {
     {"unfinished_section", "[s\nk=1\n", nullptr},
     {"section_ends_at_any_bracket", "[s]\n[\nk=1\n", nullptr},
     {"byte_order_mark", "\xEF\xBB\xBF[s]\nk=1\n", "1"},
-    {"zero_bytes", std::string("[s]\nk=1 \0 2\n", 13), "1"},
+    {"zero_bytes", std::string("[s]\nk=1 \0 2\n", 12), "1"},
 };
 
 TEST(ProfileText, IsSearched) {
