@@ -1,6 +1,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/ascii.h"
 #include "platform/find_files.h"
 
 namespace zam::platform {
@@ -12,8 +13,6 @@ struct Token {
     enum What { character, run, run_before_last_dot, character_or_none, dot_or_end } what;
     char value;
 };
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 std::vector<Token> parse(std::string_view pattern) {
     std::vector<Token> tokens;

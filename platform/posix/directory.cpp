@@ -1,10 +1,10 @@
 #include "platform/directory.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/listing.h"
 #include "platform/posix/path.h"
 
 namespace zam::platform {
@@ -24,10 +24,6 @@ std::FILE* open_contents(const std::string& name, int flags, const char* mode) {
     return file;
 }
 
-struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
-
 }  // namespace
 
 bool create_directory(const std::string& name) { return mkdir(native_path(name).c_str(), kDirectoryMode) == 0; }
@@ -37,7 +33,7 @@ bool remove_directory(const std::string& name) { return rmdir(native_path(name).
 bool delete_file(const std::string& name) { return unlink(native_path(name).c_str()) == 0; }
 
 void visit_names(const std::string& directory, const std::function<void(std::string_view)>& visit) {
-    const std::unique_ptr<DIR, CloseDirectory> open(opendir(native_path(directory).c_str()));
+    const Listing open = open_listing(native_path(directory));
     if (!open) return;
     while (const dirent* entry = readdir(open.get())) visit(entry->d_name);
 }

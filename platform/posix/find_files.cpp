@@ -1,19 +1,14 @@
 #include "platform/find_files.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 
+#include "platform/posix/listing.h"
 #include "platform/posix/path.h"
 
 namespace zam::platform {
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 
 /// @param directory  with its separator at the end
 bool is_directory(const std::string& directory, const dirent& entry) {
@@ -36,7 +31,7 @@ std::vector<FoundFile> find_files(const std::string& pattern) {
     const std::string directory = names_at == 0 ? "./" : path.substr(0, names_at);
 
     std::vector<FoundFile> found;
-    const std::unique_ptr<DIR, CloseDirectory> listing(opendir(directory.c_str()));
+    const Listing listing = open_listing(directory);
     if (!listing) return found;
     while (const dirent* entry = readdir(listing.get())) {
         if (matches_pattern(entry->d_name, names)) found.push_back({entry->d_name, attributes_of(directory, *entry)});

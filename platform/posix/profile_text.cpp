@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/ascii.h"
+
 namespace zam::platform {
 namespace {
 
@@ -13,8 +15,6 @@ std::string_view trimmed(std::string_view text) {
     if (first == std::string_view::npos) return text.substr(text.size());
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
-
-constexpr char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool same_name(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
