@@ -21,7 +21,6 @@ namespace {
 
 constexpr int kMostSide = 99999;                             // what captures of images can say of their size
 constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;  // 8 bytes each
-constexpr int kImageId = 669;                                // marks image colours
 constexpr double kFill = 0.9;  // share of the image that everything takes when the view is not told where to look
 
 int fail(const std::string& text) {
@@ -229,7 +228,7 @@ struct Image {
         return FLDset_ndim(out, 2) == 1 && FLDset_dims(out, dims) == 1 && FLDset_nspace(out, 2) == 1 &&
                points.give_as_points(out) && FLDset_node_data_ncomp(out, 2) == 1 &&
                FLDset_node_data_comp(out, 0, 4, "colors", "") == 1 && pixels.give_as_component(out, 0) &&
-               FLDset_node_data_id(out, 0, kImageId) == 1 && FLDset_node_data_comp(out, 1, 1, "depth", "") == 1 &&
+               FLDset_node_data_id(out, 0, kImageColorsId) == 1 && FLDset_node_data_comp(out, 1, 1, "depth", "") == 1 &&
                depths.give_as_component(out, 1);
     }
 

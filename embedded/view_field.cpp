@@ -155,14 +155,8 @@ PointBox Nodes::box() const {
 
 // --- Colours ---
 
-namespace {
-
-constexpr int kImageColors = 669;  // id of components that are colours themselves: opacity, red, green, blue
-
-}  // namespace
-
 void Paint::take_image_colors(const Component& component, xp_long nodes) {
-    const bool colors = component.id == kImageColors && component.veclen == 4 && component.values &&
+    const bool colors = component.id == kImageColorsId && component.veclen == 4 && component.values &&
                         (component.values.type == DTYPE_BYTE || component.values.type == DTYPE_CHAR);
     if (!colors || component.values.count / 4 < nodes) return;
     const auto* values = component.values.as<const unsigned char>();

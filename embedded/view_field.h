@@ -12,6 +12,8 @@ namespace zam::host::view {
 
 using Point = std::array<double, 3>;
 
+constexpr int kImageColorsId = 669;  // of components that are colours themselves: opacity, red, green, blue
+
 /// p' = p x rows + origin, in double precision: positions of any size can be placed.
 struct Affine {
     std::array<Point, 3> rows{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
