@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 
 #include "modules/support/host_array.h"
 #include "platform/memory.h"
@@ -43,6 +44,13 @@ private:
 constexpr std::optional<xp_long> checked_product(xp_long a, xp_long b) {
     if (a < 0 || b < 0 || (a > 0 && b > std::numeric_limits<xp_long>::max() / a)) return std::nullopt;
     return a * b;
+}
+
+/// The product of any number of counts.
+constexpr std::optional<xp_long> checked_product(std::span<const xp_long> counts) {
+    std::optional<xp_long> product = 1;
+    for (const xp_long count : counts) product = product ? checked_product(*product, count) : std::nullopt;
+    return product;
 }
 
 }  // namespace zam

@@ -1,4 +1,4 @@
-// Progress: the next stretch of work as a share of the current one.
+// Progress: the next stretch of work as a share of the current one, and its end.
 #pragma once
 
 #include "contract/om.h"
@@ -17,6 +17,11 @@ public:
         int interrupt = 0;
         OMstatus_check(percent, nullptr, &interrupt);
     }
+};
+
+/// Tells, when its scope ends, that a module has come to rest.
+struct IdleAtEnd {
+    ~IdleAtEnd() { OMstatus_check(100, "<idle>", nullptr); }
 };
 
 }  // namespace zam

@@ -10,16 +10,23 @@
 
 namespace zam {
 
-/// The text of sub-object `name`, its copy by the host released; nothing when there is none.
+struct FreeText {
+    void operator()(char* text) const { std::free(text); }
+};
+/// A text that the host has copied for the module.
+using HostText = std::unique_ptr<char, FreeText>;
+
+/// The text of sub-object `name`; null when there is none.
+inline HostText copy_text(OMobj_id object, const char* name) {
+    char* text = nullptr;
+    return HostText(OMget_name_str_val(object, OMstr_to_name(name), &text, 0) == 1 ? text : nullptr);
+}
+
+/// As copy_text(); nothing when there is none.
 /// @throws std::bad_alloc
 inline std::optional<std::string> read_text(OMobj_id object, const char* name) {
-    struct Free {
-        void operator()(char* text) const { std::free(text); }
-    };
-    char* place = nullptr;
-    if (OMget_name_str_val(object, OMstr_to_name(name), &place, 0) != 1 || !place) return std::nullopt;
-    const std::unique_ptr<char, Free> text(place);
-    return std::string(text.get());
+    const HostText text = copy_text(object, name);
+    return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
 }  // namespace zam

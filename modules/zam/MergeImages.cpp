@@ -20,6 +20,8 @@
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
+#include "modules/support/parameters.h"
+#include "modules/support/status_range.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/capture_file.h"
 #include "modules/zam/depth_image.h"
@@ -42,15 +44,6 @@ constexpr int kGroup = 8;
 enum SaveMode { kFromDisk = 0, kFromMemory = 1 };
 
 void report(const char* text) { ERRerror(kLabel, 1, kErrorFlags, "%s", text); }
-
-struct IdleAtEnd {
-    ~IdleAtEnd() { OMstatus_check(100, "<idle>", nullptr); }
-};
-
-int read_int(OMobj_id instance, const char* name, int otherwise) {
-    int value = otherwise;
-    return OMget_name_int_val(instance, OMstr_to_name(name), &value) == 1 ? value : otherwise;
-}
 
 std::optional<zam::Background> read_background(OMobj_id instance) {
     xp_long count = 0;
@@ -214,7 +207,7 @@ std::optional<Merged> merge_captures(OMobj_id instance, int mode, int files,
                                      const std::optional<std::string>& directory, zam::Background background) {
     try {
         if (mode == kFromDisk) return merge(FilesOnDisk(*directory), files, background);
-        if (mode == kFromMemory) return merge(FieldsInMemory(instance), read_int(instance, "num", 0), background);
+        if (mode == kFromMemory) return merge(FieldsInMemory(instance), zam::int_or(instance, "num", 0), background);
     } catch (const std::exception&) {  // no memory
     }
     return std::nullopt;
@@ -238,9 +231,9 @@ bool write_image(OMobj_id out, Merged merged) {
 }
 
 void update(OMobj_id instance) {
-    const int files = read_int(instance, "currCount", 0);
+    const int files = zam::int_or(instance, "currCount", 0);
     if (files == 0) return;  // silent: nothing has been captured
-    const int mode = read_int(instance, "saveMode", kFromMemory);
+    const int mode = zam::int_or(instance, "saveMode", kFromMemory);
     std::optional<std::string> directory;
     if (mode == kFromDisk) {
         directory = zam::read_text(instance, "currDir");
@@ -249,7 +242,7 @@ void update(OMobj_id instance) {
     const auto background = read_background(instance);
     if (!background) return report("Can not get background color.");  // deliberate: without a line end
     auto merged = merge_captures(instance, mode, files, directory, *background);
-    const OMobj_id out = merged ? OMfind_subobj(instance, OMstr_to_name("out_fld"), OM_OBJ_RW) : OMnull_obj();
+    const OMobj_id out = merged ? zam::find_parameter(instance, "out_fld", OM_OBJ_RW) : OMnull_obj();
     // an image that cannot be handed on is a merge that failed
     if (!merged || !write_image(out, std::move(*merged)))
         return report("Can not merge image in Zbuffer brending.\n");  // deliberate: "brending"
@@ -259,7 +252,7 @@ void update(OMobj_id instance) {
 }  // namespace
 
 int MergeImagesUpdate(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    const IdleAtEnd idle;
+    const zam::IdleAtEnd idle;
     try {
         update(instance);
     } catch (const std::exception&) {  // no memory for a name

@@ -15,7 +15,9 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
+#include "modules/support/status_range.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/capture_file.h"
 #include "modules/zam/depth_image.h"
@@ -23,6 +25,7 @@
 
 namespace {
 
+using zam::find_parameter;
 using zam::HostArray;
 using zam::ImageSize;
 using zam::read_text;
@@ -33,12 +36,6 @@ constexpr const char* kStatusLabel = "ZBufCapture";
 constexpr int kMostComponents = 2;  // colour and depth
 
 enum SaveMode { kToDisk = 0, kToMemory = 1 };
-
-struct IdleAtEnd {
-    ~IdleAtEnd() { OMstatus_check(100, "<idle>", nullptr); }
-};
-
-OMobj_id find(OMobj_id instance, const char* name) { return OMfind_subobj(instance, OMstr_to_name(name), OM_OBJ_RW); }
 
 std::optional<int> read_int(OMobj_id instance, const char* name) {
     int value = 0;
@@ -138,7 +135,7 @@ bool write_image(OMobj_id image, const std::string& name) {
 
 /// @return silently when the list or the count cannot be read
 void write_images(OMobj_id instance, const std::string& directory) {
-    const xp_long images = array_size(find(instance, "in"));
+    const xp_long images = array_size(find_parameter(instance, "in", OM_OBJ_RW));
     auto number = read_int(instance, "currCount");
     if (images < 1 || !number) return;
     OMstatus_check(0, kStatusLabel, nullptr);
@@ -189,8 +186,8 @@ bool copy_image(OMobj_id from, OMobj_id to) {
 }
 
 bool capture_to_memory(OMobj_id instance) {
-    const xp_long images = array_size(find(instance, "in"));
-    const OMobj_id out = find(instance, "out");
+    const xp_long images = array_size(find_parameter(instance, "in", OM_OBJ_RW));
+    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RW);
     xp_long captures = 0;
     if (images < 1 || OMget_array_size(out, &captures) != 1) return false;
     OMstatus_check(0, kStatusLabel, nullptr);
@@ -215,9 +212,7 @@ bool succeeds(Capture&& capture) {
 }
 
 void update(OMobj_id instance, int seq) {
-    const auto active = read_int(instance, "active");
-    if (!active) report.warn("Can't get active ( this module activate flag )\n");  // deliberate: works without the flag
-    if (active == 0 || array_size(find(instance, "in")) < 1) return;
+    if (!zam::is_active(instance, report) || array_size(find_parameter(instance, "in", OM_OBJ_RW)) < 1) return;
     const auto mode = read_int(instance, "saveMode");
     if (!mode) return;  // silent: an unreadable scalar only stops the module
     if (mode == kToDisk && !succeeds([&] { return capture_to_disk(instance, seq); }))
@@ -230,7 +225,7 @@ void update(OMobj_id instance, int seq) {
 }  // namespace
 
 int ZBufCaptureUpdate(OMobj_id instance, unsigned /*event_mask*/, int seq) {
-    const IdleAtEnd idle;
+    const zam::IdleAtEnd idle;
     update(instance, seq);
     return 1;  // deliberate: also after a report
 }

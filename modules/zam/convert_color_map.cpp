@@ -33,14 +33,6 @@ namespace {
 
 constexpr Reporter report{.label = "", .flags = 96};
 
-bool is_active(OMobj_id instance) {
-    int active = 1;
-    // deliberate: a module whose flag is missing still works
-    if (OMget_name_int_val(instance, OMstr_to_name("active"), &active) != 1)
-        report.warn("Can't get active ( this module activate flag )\n");
-    return active != 0;
-}
-
 struct Params {
     OMobj_id datamap;  // evaluated at the values 0 .. size - 1
     int size;          // entries in the table
@@ -134,7 +126,7 @@ int write_table(const Params& params, Table table) {
 }  // namespace zam
 
 int ZAMconvert_color_map(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    if (!zam::is_active(instance)) return 0;
+    if (!zam::is_active(instance, zam::report)) return 0;
     const auto params = zam::read_params(instance);
     if (!params) return 0;
     zam::MemoryBudget memory;

@@ -144,8 +144,7 @@ std::optional<Output> make_output(OMobj_id instance, const Input& input) {
     if (!out.points) return fail(kNoMemory);
     fill_points(out.points.span(), dims, instance);
 
-    const auto plane = checked_product(dims[0], dims[1]);
-    const auto nodes = plane ? checked_product(*plane, dims[2]) : std::nullopt;
+    const auto nodes = checked_product(dims);
     MemoryBudget memory;
     if (nodes) out.data = memory.allocate_as(input.data.type, std::max(*nodes, input.data.values.size()));
     if (!out.data) return fail(kNoMemory);

@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 #include <new>
 #include <optional>
 #include <vector>
@@ -14,6 +12,7 @@
 #include "contract/file.h"
 #include "contract/om.h"
 #include "modules/support/parameters.h"
+#include "modules/support/text_value.h"
 #include "platform/find_files.h"
 
 namespace zam {
@@ -28,15 +27,11 @@ std::string listing_pattern(std::string_view directory, std::string_view extensi
 
 namespace {
 
-struct Free {
-    void operator()(char* text) const { std::free(text); }
-};
-
 /// The text with its host variables expanded; nothing when it cannot be read.
 std::optional<std::string> read_expanded(OMobj_id instance, const char* name) {
     char* text = nullptr;
     if (OMget_str_val(find_parameter(instance, name, OM_OBJ_RD), &text, 0) != 1) return std::nullopt;
-    const std::unique_ptr<char, Free> owner(text);
+    const HostText owner(text);
     std::array<char, 4 * FILE_NAME_SIZE> expanded{};
     FILEmap_variables(text, expanded.data(), int{expanded.size()});
     return expanded.data();

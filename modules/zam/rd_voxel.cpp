@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <optional>
@@ -18,6 +17,8 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
+#include "modules/support/text_value.h"
 #include "modules/zam/voxel_grid.h"
 #include "modules/zam/voxel_samples.h"
 
@@ -36,34 +37,26 @@ constexpr const char* kUnexpected = "Unexpected error\n";
 
 // --- Parameters ---
 
-using HostText = std::unique_ptr<char, decltype(&std::free)>;
 using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 
 struct Params {
-    HostText name;
+    zam::HostText name;
     OMobj_id field;  // the output
-    int header_lines = 0;
-    double null_value = -999.0;
-    HostText time_key;  // null: none
+    int header_lines;
+    double null_value;
+    zam::HostText time_key;  // null: none
 };
 
 /// Optional parameters that cannot be read keep their defaults.
 std::optional<Params> read_params(OMobj_id instance) {
-    const OMobj_id filename = OMfind_subobj(instance, OMstr_to_name("filename"), OM_OBJ_RD);
-    const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("outfld"), OM_OBJ_RW);
-    char* text = nullptr;
-    if (OMget_str_val(filename, &text, 0) != 1 || text == nullptr) {
-        ERRerror(kLabel, 0, kErrorFlags, "Cannot get filename.");
-        return std::nullopt;
-    }
-    Params params{.name = HostText(text, std::free), .field = field, .time_key = HostText(nullptr, std::free)};
-    int lines = 0;
-    if (OMget_name_int_val(instance, OMstr_to_name("iheader"), &lines) == 1) params.header_lines = lines;
-    double value = 0.0;
-    if (OMget_name_real_val(instance, OMstr_to_name("null_value"), &value) == 1) params.null_value = value;
-    char* key = nullptr;
-    if (OMget_name_str_val(instance, OMstr_to_name("timekey"), &key, 0) == 1) params.time_key.reset(key);
-    return params;
+    Params params{.name = zam::copy_text(instance, "filename"),
+                  .field = zam::find_parameter(instance, "outfld", OM_OBJ_RW),
+                  .header_lines = zam::int_or(instance, "iheader", 0),
+                  .null_value = zam::real_or(instance, "null_value", -999.0),
+                  .time_key = zam::copy_text(instance, "timekey")};
+    if (params.name) return params;
+    ERRerror(kLabel, 0, kErrorFlags, "Cannot get filename.");
+    return std::nullopt;
 }
 
 // --- Output ---

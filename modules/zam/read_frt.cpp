@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -13,6 +12,7 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/text_value.h"
 #include "modules/zam/frt_grid.h"
 #include "modules/zam/frt_records.h"
 
@@ -97,10 +97,8 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
 }
 
 int update(OMobj_id instance) {
-    char* text = nullptr;
-    if (OMget_name_str_val(instance, OMstr_to_name("frt_fname"), &text, 0) != 1 || text == nullptr)
-        return report(kError, "ERROR : read_frt : filename == NULL.\n");
-    const std::unique_ptr<char, decltype(&std::free)> name(text, std::free);
+    const auto name = zam::copy_text(instance, "frt_fname");
+    if (!name) return report(kError, "ERROR : read_frt : filename == NULL.\n");
     const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(FILEfopen(name.get(), "rb"), std::fclose);
     if (!file) return report(kError, "ERROR : Could not Open File.\n");
     if (const char* warning = read_file(file.get(), instance)) report(kWarning, warning);

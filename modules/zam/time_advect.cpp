@@ -14,13 +14,12 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
 
 namespace {
 
 using zam::HostArray;
 using zam::OutArray;
-
-OMobj_id find(OMobj_id object, const char* name, int mode) { return OMfind_subobj(object, OMstr_to_name(name), mode); }
 
 /// The floats of array `name`; empty when there are none, or they are of another type.
 HostArray<float> open_floats(OMobj_id object, const char* name, int mode) {
@@ -91,7 +90,7 @@ OutArray<float> world_positions(OMobj_id probe) {
     if (FLDget_coord(probe, coord.place(), coord.count_place(), ARR_READ) != 1) return {};
     if (coord.span().empty() || coord.size() / nspace < nnodes || nnodes > std::numeric_limits<xp_long>::max() / 3)
         return {};
-    const OMobj_id xform = find(probe, "xform", OM_OBJ_RD);
+    const OMobj_id xform = zam::find_parameter(probe, "xform", OM_OBJ_RD);
     const Transform transform{open_floats(xform, "mat", ARR_READ), open_floats(xform, "xlate", ARR_READ),
                               open_floats(xform, "center", ARR_READ)};
     if (!transform.is_complete()) return {};
@@ -104,7 +103,7 @@ OutArray<float> world_positions(OMobj_id probe) {
 }
 
 void write_outputs(OMobj_id instance, OutArray<float> positions, float elapsed) {
-    const OMobj_id probe = find(instance, "out_probe", OM_OBJ_RW);
+    const OMobj_id probe = zam::find_parameter(instance, "out_probe", OM_OBJ_RW);
     if (FLDset_nnodes(probe, positions.size() / 3) != 1 || FLDset_nspace(probe, 3) != 1) return;
     if (FLDset_coord(probe, positions.data(), positions.size(), ARR_HOST_OWNS) != 1) return;
     positions.release();
@@ -113,13 +112,14 @@ void write_outputs(OMobj_id instance, OutArray<float> positions, float elapsed) 
 
 void update(OMobj_id instance, int seq) {
     // what changed does not matter, but hosts may count on being asked
-    if (OMchanged(find(instance, "total_step", OM_OBJ_RD), seq) == 0)
-        OMchanged(find(instance, "current_step", OM_OBJ_RD), seq);
+    if (OMchanged(zam::find_parameter(instance, "total_step", OM_OBJ_RD), seq) == 0)
+        OMchanged(zam::find_parameter(instance, "current_step", OM_OBJ_RD), seq);
     const auto step = read_step(instance);
     if (!step || !record_time(instance, *step)) return;
     const auto elapsed = elapsed_time(instance, *step);
     if (!elapsed) return;
-    auto positions = world_positions(find(instance, step->number == 1 ? "in_probe" : "in_probe2", OM_OBJ_RD));
+    auto positions =
+        world_positions(zam::find_parameter(instance, step->number == 1 ? "in_probe" : "in_probe2", OM_OBJ_RD));
     if (!positions) {
         std::fputs("Can not get coordinate.\n", stdout);
         return;

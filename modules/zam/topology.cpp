@@ -18,6 +18,7 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/zam/critical_points.h"
 #include "modules/zam/separatrix.h"
@@ -97,10 +98,6 @@ bool take_vectors(Input& input, int type, std::size_t count) {
     return true;
 }
 
-OMobj_id find(OMobj_id instance, const char* name, int mode) {
-    return OMfind_subobj(instance, OMstr_to_name(name), mode);
-}
-
 /// Node data of a field of two or more dimensions; its first plane counts.
 int read_vectors(OMobj_id field, Input& input) {
     int ncomp = 0;
@@ -125,7 +122,7 @@ int read_vectors(OMobj_id field, Input& input) {
 }
 
 int read_input(OMobj_id instance, Input& input) {
-    const OMobj_id field = find(instance, "in_field", OM_OBJ_RD);
+    const OMobj_id field = zam::find_parameter(instance, "in_field", OM_OBJ_RD);
     int ndim = 0;
     if (FLDget_dims(field, input.dims.place(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
         return report.fail("dims error\n");
@@ -135,7 +132,7 @@ int read_input(OMobj_id instance, Input& input) {
     if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) {
         return report.fail("points error\n");
     }
-    return read_vectors(find(instance, "in_field", OM_OBJ_RD), input);
+    return read_vectors(field, input);
 }
 
 void read_parameters(OMobj_id instance) {
@@ -273,11 +270,11 @@ int write_outputs(OMobj_id instance) {
     if (allocate(output) != 1) return 0;
     take_streamlines(output);
     write_points(output);
-    const OMobj_id lines = find(instance, "out_field", OM_OBJ_RW);
+    const OMobj_id lines = zam::find_parameter(instance, "out_field", OM_OBJ_RW);
     if (!set_mesh(lines, output.nodes, output.coord, output.lines, output.connect)) {
         return report.fail("out_field error\n");
     }
-    const OMobj_id points = find(instance, "out_field2", OM_OBJ_RW);
+    const OMobj_id points = zam::find_parameter(instance, "out_field2", OM_OBJ_RW);
     if (!set_mesh(points, output.points, output.point_coord, 0, output.no_connect) ||
         !set_labels(points, output.labels)) {
         return report.fail("out_field2 error\n");  // out_field has been written

@@ -16,6 +16,7 @@
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/zam/tracer_tables.h"
 
@@ -27,8 +28,6 @@ using zam::tracer::ColorMap;
 using zam::tracer::kTableSize;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
-
-OMobj_id find(OMobj_id object, const char* name, int mode) { return OMfind_subobj(object, OMstr_to_name(name), mode); }
 
 // --- Parameters ---
 
@@ -58,7 +57,7 @@ Params read_params(OMobj_id instance) {
     read_int("interpolate", params.interpolate);
     read_real("a_scale_ptr", params.a_scale);
     read_real("fptr", params.fptr);
-    GDxform_get_comp_matrix(find(instance, "xform", OM_OBJ_RW), params.matrix);
+    GDxform_get_comp_matrix(zam::find_parameter(instance, "xform", OM_OBJ_RW), params.matrix);
     return params;
 }
 
@@ -146,7 +145,7 @@ TracerColor* entries(const OutArray<float>& table) {
 
 /// The instance's colour map as a colour table; empty when there is no memory for it.
 OutArray<float> read_color_table(OMobj_id instance) {
-    const OMobj_id color_table = find(instance, "color_table", OM_OBJ_RW);
+    const OMobj_id color_table = zam::find_parameter(instance, "color_table", OM_OBJ_RW);
     ColorMap map;
     read_map(color_table, "alpha", map.alpha);
     read_map(color_table, "red", map.red);
@@ -202,7 +201,7 @@ bool write_image(OMobj_id out, const Params& params, Image& image) {
 
 int ZAMtracer_render_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     const Params params = read_params(instance);
-    const auto input = read_volume(find(instance, "in", OM_OBJ_RW));
+    const auto input = read_volume(zam::find_parameter(instance, "in", OM_OBJ_RW));
     if (!input) return 0;
     if (params.width < 1 || params.height < 1) return report.fail("width and height must be at least 1\n");
 
@@ -211,6 +210,7 @@ int ZAMtracer_render_update(OMobj_id instance, unsigned /*event_mask*/, int /*se
     const auto table = read_color_table(instance);
     if (!table) return report.fail("color table array is not allocated\n");
     render(*input, params, table, *image);
-    if (!write_image(find(instance, "out", OM_OBJ_RD), params, *image)) return report.fail("can,t write out\n");
+    if (!write_image(zam::find_parameter(instance, "out", OM_OBJ_RD), params, *image))
+        return report.fail("can,t write out\n");
     return 1;
 }

@@ -117,12 +117,6 @@ struct Input {
     int nspace = 0;
     std::vector<xp_long> dims;
     Sector sector;
-
-    xp_long nnodes() const {
-        std::optional<xp_long> product = 1;
-        for (const xp_long n : dims) product = product ? checked_product(*product, n) : std::nullopt;
-        return product.value_or(-1);
-    }
 };
 
 /// Nothing when there is no volume to bend.
@@ -188,7 +182,7 @@ void update(OMobj_id instance) {
     const auto input = read_input(instance);
     if (!input) return;
     MemoryBudget memory;
-    const auto size = checked_product(input->nspace, input->nnodes());
+    const auto size = checked_product(input->nspace, checked_product(input->dims).value_or(-1));
     auto coord = size ? memory.allocate<float>(*size) : OutArray<float>();
     if (!coord) return;
     // other axes, and dimensions beyond the third, leave positions as they are allocated: all the same, on every host

@@ -10,11 +10,11 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
-#include <memory>
 #include <new>
 
 #include "contract/contract.h"
 #include "modules/support/batch.h"
+#include "modules/support/text_value.h"
 #include "platform/number_text.h"
 #include "platform/profile.h"
 
@@ -134,7 +134,7 @@ std::optional<std::string> saved_text(const OMXobj& object, const Setting& setti
 std::optional<std::string> text_of(const OMXstr& member) {
     char* text = nullptr;
     if (!member.valid() || member.get(&text) != 1 || !text) return std::nullopt;
-    const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
+    const zam::HostText owned(text);
     return std::string(text);
 }
 

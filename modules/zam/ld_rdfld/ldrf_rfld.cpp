@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <new>
@@ -12,6 +11,8 @@
 
 #include "contract/file.h"
 #include "contract/om.h"
+#include "modules/support/parameters.h"
+#include "modules/support/text_value.h"
 #include "modules/zam/ld_rdfld/field_reader.h"
 #include "modules/zam/ld_rdfld/header_reader.h"
 #include "modules/zam/ld_rdfld/reports.h"
@@ -36,22 +37,15 @@ class Parameters {
 public:
     Parameters(OMobj_id instance, int seq) : instance_(instance), seq_(seq) {}
 
-    OMobj_id find(const char* name, int mode = OM_OBJ_RD) const {
-        return OMfind_subobj(instance_, OMstr_to_name(name), mode);
-    }
+    OMobj_id find(const char* name, int mode = OM_OBJ_RD) const { return find_parameter(instance_, name, mode); }
     bool changed(const char* name) const { return changed(find(name)); }
     bool changed(OMobj_id object) const { return OMvalid_obj(object) == 1 && OMchanged(object, seq_) != 0; }
 
-    int get_int(const char* name, int otherwise) const {
-        int value = otherwise;
-        return OMget_name_int_val(instance_, OMstr_to_name(name), &value) == 1 ? value : otherwise;
-    }
+    int get_int(const char* name, int otherwise) const { return int_or(instance_, name, otherwise); }
     bool get_text(const char* name, std::string& text) const {
-        char* value = nullptr;
-        if (OMget_name_str_val(instance_, OMstr_to_name(name), &value, 0) != 1 || value == nullptr) return false;
-        const std::unique_ptr<char, decltype(&std::free)> owner(value, std::free);
-        text = value;
-        return true;
+        const HostText value = copy_text(instance_, name);
+        if (value) text = value.get();
+        return value != nullptr;
     }
     bool get_pointer(const char* name, void*& value) const {
         return OMget_name_ptr_val(instance_, OMstr_to_name(name), &value, 0) == 1;
