@@ -8,14 +8,29 @@
 namespace zam {
 namespace {
 
-using Word = std::uint32_t;  // the four bytes of a pixel
+// The compiler's vectors (GCC and clang), of the width that every 64-bit processor has: four pixels at once.
+typedef float Depths __attribute__((vector_size(16)));
+typedef std::uint32_t Words __attribute__((vector_size(16)));  // the four bytes of each pixel
+constexpr std::size_t kPixels = 4;
 
-constexpr Word kColorMask = std::bit_cast<Word>(std::array<std::uint8_t, 4>{0, 255, 255, 255});
+constexpr auto kColorMask = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 255, 255, 255});
 
-Word load(const std::uint8_t* bytes) {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
+/// Merges kPixels pixels.
+void merge_four(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors,
+                const float* captured_depths) {
+    Words own, other;
+    Depths nearest, depth;
+    std::memcpy(&own, colors, sizeof own);
+    std::memcpy(&other, captured_colors, sizeof other);
+    std::memcpy(&nearest, depths, sizeof nearest);
+    std::memcpy(&depth, captured_depths, sizeof depth);
+    // deliberate: larger is nearer, and the first of equals stays
+    const auto nearer = std::bit_cast<Words>(depth > nearest);
+    own ^= (own ^ (other & kColorMask)) & nearer;
+    const auto kept = std::bit_cast<Words>(nearest);
+    const auto chosen = kept ^ ((kept ^ std::bit_cast<Words>(depth)) & nearer);
+    std::memcpy(colors, &own, sizeof own);
+    std::memcpy(depths, &chosen, sizeof chosen);
 }
 
 }  // namespace
@@ -30,7 +45,8 @@ Background background_bytes(std::span<const float> values) {
 }
 
 void clear_pixels(MergedPixels merged, Background background) {
-    const auto word = std::bit_cast<Word>(std::array<std::uint8_t, 4>{0, background[0], background[1], background[2]});
+    const auto word =
+        std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, background[0], background[1], background[2]});
     for (std::size_t at = 0; at < merged.colors.size(); at += sizeof word)
         std::memcpy(&merged.colors[at], &word, sizeof word);
     // as good as a depth of 0, and one comparison a pixel less
@@ -38,23 +54,16 @@ void clear_pixels(MergedPixels merged, Background background) {
 }
 
 void merge_pixels(MergedPixels merged, CapturedPixels captured) {
-    // selections instead of branches: the compiler works on several pixels at once
-    std::uint8_t* __restrict colors = merged.colors.data();
-    float* __restrict depths = merged.depths.data();
-    const std::uint8_t* __restrict captured_colors = captured.colors.data();
-    const float* __restrict captured_depths = captured.depths.data();
     const std::size_t pixels = merged.depths.size();
-    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
-        const float depth = captured_depths[pixel];
-        const float nearest = depths[pixel];
-        // deliberate: larger is nearer, and the first of equals stays
-        const Word nearer = depth > nearest ? ~Word{0} : Word{0};
-        const Word own = load(colors + 4 * pixel);
-        const Word other = load(captured_colors + 4 * pixel) & kColorMask;
-        const Word chosen = own ^ ((own ^ other) & nearer);
-        std::memcpy(colors + 4 * pixel, &chosen, sizeof chosen);
-        depths[pixel] = std::bit_cast<float>(std::bit_cast<Word>(nearest) ^
-                                             ((std::bit_cast<Word>(nearest) ^ std::bit_cast<Word>(depth)) & nearer));
+    const std::size_t whole = pixels - pixels % kPixels;
+    for (std::size_t pixel = 0; pixel < whole; pixel += kPixels) {
+        merge_four(&merged.colors[4 * pixel], &merged.depths[pixel], &captured.colors[4 * pixel],
+                   &captured.depths[pixel]);
+    }
+    for (std::size_t pixel = whole; pixel < pixels; ++pixel) {
+        if (!(captured.depths[pixel] > merged.depths[pixel])) continue;
+        merged.depths[pixel] = captured.depths[pixel];
+        std::copy_n(&captured.colors[4 * pixel + 1], 3, &merged.colors[4 * pixel + 1]);
     }
 }
 

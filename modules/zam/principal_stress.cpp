@@ -1,18 +1,28 @@
-// Jacobi rotations are the same for every tensor, whatever it holds, so that the compiler works on several at once.
+// Jacobi rotations are the same for every tensor, whatever it holds, so that several are turned at once.
 #include "modules/zam/principal_stress.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <utility>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace zam {
 namespace {
 
-// Tensors worked on together. All loops over them have this length, and are vectorised.
-constexpr std::size_t kTensors = 16;
+// The compiler's vectors (GCC and clang), of the width that every 64-bit processor has.
+typedef double Pair __attribute__((vector_size(16)));
+typedef std::int64_t PairMask __attribute__((vector_size(16)));  // 0 or -1 in each half
+
+// Tensors worked on together: several pairs, which hide each other's latency.
+constexpr std::size_t kPairs = 8;
+constexpr std::size_t kTensors = 2 * kPairs;
 
 constexpr int kMostSweeps = 100;
 
@@ -20,14 +30,32 @@ constexpr int kMostSweeps = 100;
 // stored as float cannot tell the difference.
 constexpr double kThreshold = 1e-6 * std::numeric_limits<float>::epsilon();
 
-using Lanes = std::array<double, kTensors>;
+/// A number of each tensor.
+struct Lanes {
+    Pair pair[kPairs];
+
+    void set(std::size_t tensor, double value) { pair[tensor / 2][tensor % 2] = value; }
+    double operator[](std::size_t tensor) const { return pair[tensor / 2][tensor % 2]; }
+};
+
+/// The values where the mask is set, 0 elsewhere.
+inline Pair keep(PairMask mask, Pair values) { return std::bit_cast<Pair>(std::bit_cast<PairMask>(values) & mask); }
+
+/// Of values that are not negative.
+inline Pair square_root(Pair values) {
+#ifdef __SSE2__
+    return _mm_sqrt_pd(values);
+#else
+    return Pair{std::sqrt(values[0]), std::sqrt(values[1])};
+#endif
+}
 
 /// Tensors on their way to being diagonal.
 struct Tensors {
     std::array<std::array<Lanes, 3>, 3> element;  // upper triangle
     std::array<std::array<Lanes, 3>, 3> axis;     // [column][component]: the rotations so far
     Lanes limit;                                  // squared threshold of the elements off the diagonal
-    Lanes active;                                 // 1 until these are below it, then 0
+    PairMask active[kPairs];                      // set until these are below it
 };
 
 bool has_stress(const float* tensor) {
@@ -48,12 +76,12 @@ void load(const float* tensors, std::size_t count, Tensors& work) {
         double squares = 0;
         for (std::size_t k = 0; k < 6; ++k) {
             const double value = used ? tensor[k] : 0.0;
-            work.element[kPlaces[k].first][kPlaces[k].second][n] = value;
+            work.element[kPlaces[k].first][kPlaces[k].second].set(n, value);
             squares += (k < 3 ? 1.0 : 2.0) * value * value;
         }
-        work.limit[n] = kThreshold * kThreshold * squares;
+        work.limit.set(n, kThreshold * kThreshold * squares);
         for (std::size_t column = 0; column < 3; ++column) {
-            for (std::size_t k = 0; k < 3; ++k) work.axis[column][k][n] = column == k ? 1.0 : 0.0;
+            for (std::size_t k = 0; k < 3; ++k) work.axis[column][k].set(n, column == k ? 1.0 : 0.0);
         }
     }
 }
@@ -61,20 +89,22 @@ void load(const float* tensors, std::size_t count, Tensors& work) {
 /// Tensors that are finished are left alone. @return whether there are others
 bool find_active(Tensors& work) {
     const auto& [row0, row1, row2] = work.element;
-    bool any = false;
-    for (std::size_t n = 0; n < kTensors; ++n) {
-        const double rest = row0[1][n] * row0[1][n] + row0[2][n] * row0[2][n] + row1[2][n] * row1[2][n];
-        work.active[n] = rest > work.limit[n] ? 1.0 : 0.0;
-        any = any || rest > work.limit[n];
+    PairMask any = {};
+    for (std::size_t n = 0; n < kPairs; ++n) {
+        const Pair xy = row0[1].pair[n];
+        const Pair xz = row0[2].pair[n];
+        const Pair yz = row1[2].pair[n];
+        work.active[n] = xy * xy + xz * xz + yz * yz > work.limit.pair[n];
+        any |= work.active[n];
     }
-    return any;
+    return (any[0] | any[1]) != 0;
 }
 
 void turn(const Lanes& cosine, const Lanes& sine, Lanes& p, Lanes& q) {
-    for (std::size_t n = 0; n < kTensors; ++n) {
-        const double before = p[n];
-        p[n] = cosine[n] * before - sine[n] * q[n];
-        q[n] = sine[n] * before + cosine[n] * q[n];
+    for (std::size_t n = 0; n < kPairs; ++n) {
+        const Pair before = p.pair[n];
+        p.pair[n] = cosine.pair[n] * before - sine.pair[n] * q.pair[n];
+        q.pair[n] = sine.pair[n] * before + cosine.pair[n] * q.pair[n];
     }
 }
 
@@ -82,23 +112,27 @@ void turn(const Lanes& cosine, const Lanes& sine, Lanes& p, Lanes& q) {
 template <std::size_t p, std::size_t q>
 void rotate(Tensors& work) {
     constexpr std::size_t other = 3 - p - q;
+    constexpr PairMask kSign = {INT64_MIN, INT64_MIN};
+    constexpr Pair kOnes = {1, 1};
     Lanes& diagonal_p = work.element[p][p];
     Lanes& diagonal_q = work.element[q][q];
     Lanes& element = work.element[p][q];
     Lanes cosine;
     Lanes sine;
-    for (std::size_t n = 0; n < kTensors; ++n) {
-        const double twice = 2 * element[n] * work.active[n];
-        const double gap = diagonal_q[n] - diagonal_p[n];
-        const double root = std::sqrt(gap * gap + twice * twice);
+    for (std::size_t n = 0; n < kPairs; ++n) {
+        const Pair beside = element.pair[n];
+        const Pair twice = 2 * beside * keep(work.active[n], kOnes);
+        const Pair gap = diagonal_q.pair[n] - diagonal_p.pair[n];
+        const auto sign = std::bit_cast<PairMask>(gap) & kSign;
+        const Pair root = square_root(gap * gap + twice * twice);
         // the smallest normal number only keeps 0 / 0 away
-        const double tangent =
-            std::copysign(1.0, gap) * twice / (std::fabs(gap) + root + std::numeric_limits<double>::min());
-        cosine[n] = 1 / std::sqrt(1 + tangent * tangent);
-        sine[n] = tangent * cosine[n];
-        diagonal_p[n] -= tangent * element[n];
-        diagonal_q[n] += tangent * element[n];
-        element[n] = work.active[n] > 0 ? 0.0 : element[n];
+        const Pair tangent = std::bit_cast<Pair>(std::bit_cast<PairMask>(twice) ^ sign) /
+                             (keep(~kSign, gap) + root + std::numeric_limits<double>::min());
+        cosine.pair[n] = 1 / square_root(1 + tangent * tangent);
+        sine.pair[n] = tangent * cosine.pair[n];
+        diagonal_p.pair[n] -= tangent * beside;
+        diagonal_q.pair[n] += tangent * beside;
+        element.pair[n] = keep(~work.active[n], beside);
     }
     turn(cosine, sine, work.element[std::min(p, other)][std::max(p, other)],
          work.element[std::min(q, other)][std::max(q, other)]);
