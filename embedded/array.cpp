@@ -7,6 +7,7 @@
 
 #include "contract/arr.h"
 #include "embedded/host_state.h"
+#include "platform/memory_budget.h"
 
 namespace zam::host {
 namespace {
@@ -45,6 +46,8 @@ std::optional<std::size_t> array_bytes(int type, xp_long count) {
 // --- Block ---
 
 std::shared_ptr<Block> Block::make(std::size_t bytes) {
+    // what is zeroed is not yet filled: a system that lends more memory than it has gives any amount
+    if (!platform::MemoryBudget().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
     // an empty array has an address of its own too
     void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
     if (!data) return nullptr;

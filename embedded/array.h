@@ -26,7 +26,8 @@ constexpr bool is_access_mode(int mode) { return mode >= ARR_READ && mode <= ARR
 /// A piece of memory that objects share: the host's own, or memory that stays the caller's.
 class Block {
 public:
-    /// Zeroed memory of the host's own, or null when it cannot be had.
+    /// Zeroed memory of the host's own, or null when it cannot be had. Of a piece for itself that is known beforehand;
+    /// modules see to it that all arrays of an update fit together.
     static std::shared_ptr<Block> make(std::size_t bytes);
     static std::shared_ptr<Block> borrow(void* data, std::size_t bytes);
 

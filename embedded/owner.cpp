@@ -6,6 +6,7 @@
 #include "contract/om.h"
 #include "embedded/host_state.h"
 #include "embedded/transform.h"
+#include "platform/memory.h"
 
 namespace zam::host {
 
@@ -173,6 +174,8 @@ void set_interrupt(bool requested) { state().reports.set_interrupt(requested); }
 Account account() { return state().ledger.account(); }
 
 void fail_allocation(std::int64_t n) { state().ledger.fail_allocation(n); }
+
+void pretend_available_memory(std::optional<std::int64_t> bytes) { platform::pretend_available_memory(bytes); }
 
 void fail_call(std::string_view name, std::int64_t n) { state().call_switch.set(name, n); }
 

@@ -15,6 +15,7 @@
 #include "embedded/transform.h"
 #include "embedded/values.h"
 #include "embedded/view_draw.h"
+#include "platform/memory_budget.h"
 
 namespace zam::host::view {
 namespace {
@@ -215,10 +216,16 @@ private:
 };
 
 struct Image {
+    /// @pre  fits(frame)
     explicit Image(const Frame& frame)
         : points(DTYPE_FLOAT, 4),
           pixels(DTYPE_BYTE, xp_long{4} * frame.width * frame.height),
           depths(DTYPE_FLOAT, xp_long{1} * frame.width * frame.height) {}
+
+    /// Whether there is memory for colours and depths together.
+    static bool fits(const Frame& frame) {
+        return platform::MemoryBudget().take(xp_long{1} * frame.width * frame.height, 4 + sizeof(float));
+    }
     explicit operator bool() const { return points && pixels && depths; }
 
     bool write(OMobj_id out, const Frame& frame) {
@@ -259,8 +266,10 @@ bool draw(const Params& params, Canvas& canvas) {
 int update(OMobj_id instance) {
     const auto params = read_params(instance);
     if (!params) return 0;
+    constexpr const char* kNoImage = "the image's arrays are not allocated";
+    if (!Image::fits(params->frame)) return fail(kNoImage);
     Image image(params->frame);
-    if (!image) return fail("the image's arrays are not allocated");
+    if (!image) return fail(kNoImage);
     Canvas canvas(params->frame, image.pixels.data(), image.depths.data());
     canvas.clear(params->background);
     if (!draw(*params, canvas)) return 0;

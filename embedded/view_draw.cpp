@@ -5,6 +5,7 @@
 
 #include "embedded/view_faces.h"
 #include "embedded/view_polygon.h"
+#include "platform/memory_budget.h"
 
 namespace zam::host::view {
 namespace {
@@ -39,9 +40,10 @@ struct Numbering {
 class Patch {
 public:
     /// @param count  at most kMostNodes
+    /// @throws std::bad_alloc when there is no memory for positions, normals and stretches of lines
     Patch(const Nodes& nodes, const Affine& to_view, const Paint& paint, Canvas& canvas, xp_long count,
           const Numbering& numbering)
-        : paint_(paint), canvas_(canvas), numbering_(numbering), points_(static_cast<std::size_t>(count)) {
+        : paint_(paint), canvas_(canvas), numbering_(numbering), points_(affordable(count)) {
         for (xp_long i = 0; i < count; ++i) {
             const Point p = to_view.apply(nodes.at(numbering.field_node(i)));
             points_[static_cast<std::size_t>(i)] = {static_cast<float>(p[0]), static_cast<float>(p[1]),
@@ -57,6 +59,10 @@ public:
     xp_long count() const { return static_cast<xp_long>(points_.size()); }
 
 private:
+    static std::size_t affordable(xp_long count) {
+        platform::MemoryBudget().require(count, 2 * sizeof(Vector) + sizeof(Node));
+        return static_cast<std::size_t>(count);
+    }
     /// Takes the corners of a face; false when one is not finite.
     bool gather(std::span<const Node> face);
     void add_normal(Node node, const Point& normal);

@@ -2,6 +2,8 @@
 
 #include <numeric>
 
+#include "platform/memory_budget.h"
+
 namespace zam::host::view {
 namespace {
 
@@ -32,6 +34,12 @@ OuterFaces::OuterFaces(std::span<const VolumeCells> sets, xp_long nodes) {
         std::uint64_t face;
     };
     std::vector<Face> all;
+    std::size_t most = 0;
+    for (const VolumeCells& set : sets) most += static_cast<std::size_t>(set.count) * faces_of(set.corners).size();
+    platform::MemoryBudget memory;
+    memory.require(static_cast<xp_long>(most), sizeof(Face) + sizeof(Key));
+    memory.require(nodes, sizeof(std::size_t));
+    all.reserve(most);
     for (const VolumeCells& set : sets) {
         std::array<Node, 8> cell{};
         for (xp_long i = 0; i < set.count; ++i) {

@@ -8,6 +8,7 @@
 #include "contract/gd.h"
 #include "embedded/number.h"
 #include "embedded/transform.h"
+#include "platform/memory_budget.h"
 
 namespace zam::host::view {
 
@@ -160,6 +161,7 @@ void Paint::take_image_colors(const Component& component, xp_long nodes) {
                         (component.values.type == DTYPE_BYTE || component.values.type == DTYPE_CHAR);
     if (!colors || component.values.count / 4 < nodes) return;
     const auto* values = component.values.as<const unsigned char>();
+    platform::MemoryBudget().require(nodes, 4);
     colors_.assign(values, values + 4 * nodes);
     for (xp_long node = 0; node < nodes; ++node) colors_[static_cast<std::size_t>(4 * node)] = kKnown;
     source_ = Source::nodes;
@@ -174,6 +176,7 @@ bool Paint::map(const Component& component, Object& datamap, xp_long nodes, xp_l
     if (count < nodes && (cells < 1 || count < cells)) return true;  // values of nothing that is drawn
     source_ = count >= nodes ? Source::nodes : Source::cells;
     count_ = count >= nodes ? nodes : cells;
+    platform::MemoryBudget().require(count_, 4);
     colors_.resize(static_cast<std::size_t>(4 * count_));
     if (GDgen_argbs(datamap.id, values.data(), values.type, colors_.data(), count_, component.veclen, count_, count_,
                     0) != 1)

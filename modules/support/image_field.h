@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 
 #include "contract/fld.h"
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 
 namespace zam {
 
@@ -13,11 +13,10 @@ constexpr int kImageVeclen = 4;
 constexpr int kImageColorsId = 669;  // tells the host's viewers that the component is image colours
 
 /// width * height * 4 bytes, not filled. Empty when they cannot be counted or allocated; sizes are at least 1.
-inline OutArray<std::uint8_t> allocate_pixels(int width, int height, SourcePlace where = SourcePlace::here()) {
-    const std::int64_t pixels = std::int64_t{width} * height;
-    const bool countable = pixels <= std::numeric_limits<xp_long>::max() / kImageVeclen;
-    return countable ? OutArray<std::uint8_t>::allocate_as(DTYPE_CHAR, pixels * kImageVeclen, where)
-                     : OutArray<std::uint8_t>();
+inline OutArray<std::uint8_t> allocate_pixels(MemoryBudget& memory, int width, int height,
+                                              SourcePlace where = SourcePlace::here()) {
+    const auto bytes = checked_product(std::int64_t{width} * height, kImageVeclen);
+    return bytes ? memory.allocate_as<std::uint8_t>(DTYPE_CHAR, *bytes, where) : OutArray<std::uint8_t>();
 }
 
 /// Gives a field the shape of an image: dims, and points from the centre of the first pixel to that of the last.

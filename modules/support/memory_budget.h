@@ -1,5 +1,4 @@
-// Allocations that parameters alone make large. A system that lends more memory than it has would end the process when
-// such arrays are filled; they are refused instead.
+// Arrays of the host that a memory budget allows, and products of counts.
 #pragma once
 
 #include <cstddef>
@@ -9,35 +8,25 @@
 #include <span>
 
 #include "modules/support/host_array.h"
-#include "platform/memory.h"
+#include "platform/memory_budget.h"
 
 namespace zam {
 
-/// What one update may allocate: as much as the machine has.
-class MemoryBudget {
+/// The budget of one update of a module. A module takes from it whatever parameters or files alone make large, its own
+/// scratch memory included; arrays of a few values need no budget.
+class MemoryBudget : public platform::MemoryBudget {
 public:
-    /// Whether `count` elements fit into what is left; if so they are counted.
-    bool take(xp_long count, std::size_t element_bytes) {
-        const auto bytes = static_cast<std::int64_t>(element_bytes);
-        if (count < 0 || count > left_ / bytes) return false;
-        left_ -= count * bytes;
-        return true;
-    }
-
     /// An array for the host; empty when it does not fit or cannot be allocated.
     template <class T>
     OutArray<T> allocate(xp_long count, SourcePlace where = SourcePlace::here()) {
         return take(count, sizeof(T)) ? OutArray<T>::allocate(count, where) : OutArray<T>();
     }
     /// As allocate(), with a type code that is known only at run time.
-    OutArray<std::byte> allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
+    template <class T = std::byte>
+    OutArray<T> allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
         const std::size_t bytes = type_size(type);
-        return bytes > 0 && take(count, bytes) ? OutArray<std::byte>::allocate_as(type, count, where)
-                                               : OutArray<std::byte>();
+        return bytes > 0 && take(count, bytes) ? OutArray<T>::allocate_as(type, count, where) : OutArray<T>();
     }
-
-private:
-    std::int64_t left_ = platform::physical_memory();
 };
 
 /// The product of two counts; nothing when one is negative or the product has more than 64 bits.

@@ -20,13 +20,13 @@
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/status_range.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/capture_file.h"
 #include "modules/zam/depth_image.h"
 #include "modules/zam/depth_merge.h"
-#include "platform/memory.h"
 
 namespace {
 
@@ -146,10 +146,9 @@ struct Merged {
     static std::optional<Merged> allocate(ImageSize size, bool single_group) {
         const std::int64_t depth_pixels = single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels();
         // files with holes may be longer than any memory
-        const std::int64_t bytes = size.pixels() * zam::kColorBytes + depth_pixels * zam::kDepthBytes;
-        if (bytes > zam::platform::physical_memory()) return std::nullopt;
-        Merged merged{size, OutArray<std::uint8_t>::allocate(size.pixels() * zam::kColorBytes), depth_pixels, {}};
-        if (!merged.colors) return std::nullopt;
+        zam::MemoryBudget memory;
+        Merged merged{size, memory.allocate<std::uint8_t>(size.pixels() * zam::kColorBytes), depth_pixels, {}};
+        if (!merged.colors || !memory.take(depth_pixels, sizeof(float))) return std::nullopt;
         merged.depths = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(merged.depth_pixels));
         return merged;
     }

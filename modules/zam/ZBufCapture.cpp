@@ -22,6 +22,7 @@
 #include "modules/zam/capture_file.h"
 #include "modules/zam/depth_image.h"
 #include "platform/directory.h"
+#include "platform/memory_budget.h"
 
 namespace {
 
@@ -179,6 +180,8 @@ bool copy_image(OMobj_id from, OMobj_id to) {
     const auto size = captured_size(from);
     if (!size) return false;
     const xp_long dims[2] = {size->width, size->height};
+    // captures heap up, and the host makes their arrays
+    if (!platform::MemoryBudget().take(size->pixels(), zam::kColorBytes + zam::kDepthBytes)) return false;
     if (FLDset_ndim(to, 2) != 1 || FLDset_dims(to, dims) != 1 || FLDset_node_data_ncomp(to, kMostComponents) != 1)
         return false;
     return copy_component(zam::open_colors(from, *size), to, 0, zam::kColorBytes, *size) &&

@@ -90,7 +90,7 @@ GridShape read_shape(RecordFile& file) {
     return shape;
 }
 
-OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape) {
+OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, MemoryBudget& memory) {
     const xp_long length = file.marker({{"Error! read coordinate header.", "Error! byte swap failed - coords."},
                                         {"Error! read coordinate header8.", "Error! byte swap failed - coords8."}});
     const xp_long block_nodes = std::min(shape.nnodes, kBlockBytes / kFloatBytes);
@@ -100,7 +100,7 @@ OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape) {
     const AxisStarts starts = find_axes(file, shape, length);
     const xp_long end = file.position();
 
-    auto positions = OutArray<float>::allocate(shape.nnodes * shape.ndim);
+    auto positions = memory.allocate<float>(shape.nnodes * shape.ndim);
     require(bool(positions), "Can't allocation coordinate.");
     for (xp_long node = 0; node < shape.nnodes; node += block_nodes) {
         const xp_long count = std::min(block_nodes, shape.nnodes - node);
@@ -152,10 +152,10 @@ bool fits_node_data(xp_long words, xp_long nnodes) {
 }
 
 /// Reads the values of a component and its trailing marker. Values behind the end of the file are zeros.
-void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentTexts& texts,
+void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentTexts& texts, MemoryBudget& memory,
                     OutArray<std::byte>& values) {
     const bool floats = type == DTYPE_FLOAT;
-    values = OutArray<std::byte>::allocate_as(type, nnodes);
+    values = memory.allocate_as(type, nnodes);
     require(bool(values), floats ? texts.allocate_float : texts.allocate_double);
 
     const xp_long width = floats ? 4 : 8;
@@ -178,7 +178,7 @@ void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentT
 
 /// Reads the components behind the first one.
 /// @return why it stopped; null at the end of the file
-const char* read_further_components(RecordFile& file, xp_long nnodes, NodeData& data) {
+const char* read_further_components(RecordFile& file, xp_long nnodes, MemoryBudget& memory, NodeData& data) {
     const xp_long bytes = nnodes * static_cast<xp_long>(type_size(data.type));
     try {
         for (;;) {
@@ -188,7 +188,7 @@ const char* read_further_components(RecordFile& file, xp_long nnodes, NodeData& 
             // deliberate: counted before it is read, and so also when it cannot be
             data.components.emplace_back();
             require(data.components.size() < kMostComponents, "Can't read more veclen data (internal limit over).");
-            read_component(file, nnodes, data.type, kFurther, data.components.back());
+            read_component(file, nnodes, data.type, kFurther, memory, data.components.back());
         }
     } catch (const Failure& end) {
         return end.text;
@@ -197,7 +197,7 @@ const char* read_further_components(RecordFile& file, xp_long nnodes, NodeData& 
 
 }  // namespace
 
-NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length) {
+NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length, MemoryBudget& memory) {
     NodeData data;
     const xp_long nnodes = shape.nnodes;
     if (length != nnodes * 4 && length != nnodes * 8) {
@@ -208,8 +208,8 @@ NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length
     data.type = length == nnodes * 4 ? DTYPE_FLOAT : DTYPE_DOUBLE;
     require(length <= file.remaining(), kFirst.read);
     data.components.reserve(kMostComponents);
-    read_component(file, nnodes, data.type, kFirst, data.components.emplace_back());
-    data.warning = read_further_components(file, nnodes, data);
+    read_component(file, nnodes, data.type, kFirst, memory, data.components.emplace_back());
+    data.warning = read_further_components(file, nnodes, memory, data);
     return data;
 }
 

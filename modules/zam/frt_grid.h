@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 #include "modules/zam/frt_records.h"
 
 namespace zam::frt {
@@ -25,8 +26,9 @@ GridShape read_shape(RecordFile& file);
 
 /// Reads the positions, which the file holds axis after axis, in one record or in one each.
 /// @return nnodes x ndim floats, the numbers of a node together
+/// @param memory  is charged with them
 /// @throws Failure; nothing has been allocated that the file does not hold
-OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape);
+OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, MemoryBudget& memory);
 
 /// The longest record behind the coordinates that is a time rather than node data, in bytes.
 constexpr xp_long kLongestTime = 32;
@@ -46,7 +48,8 @@ struct NodeData {
 /// Reads the components up to the end of the file.
 /// @param length  of the first data record, whose leading marker has been read. Of a file whose length fits a grid, but
 ///                whose first record does not, no component is read.
+/// @param memory  is charged with them
 /// @throws Failure when there is no first component
-NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length);
+NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length, MemoryBudget& memory);
 
 }  // namespace zam::frt

@@ -112,7 +112,7 @@ float NodeFloats::read_end(std::int64_t node, int comp) const {
 
 Flow::Flow(const VectorValues& vectors, std::span<const std::uint8_t> noise, int width, int height)
     : stride_(static_cast<std::size_t>(width) + 2) {
-    const std::size_t count = stride_ * (static_cast<std::size_t>(height) + 2);
+    const auto count = static_cast<std::size_t>(pixels(width, height));
     slopes_.resize(count);
     kinds_.resize(count, kNoVector);
     std::size_t node = 0;

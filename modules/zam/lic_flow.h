@@ -67,6 +67,9 @@ public:
     struct Slopes {
         Pair value;  // vx / vy, vy / vx; 0 for a division by 0
     };
+    /// Memory that the walks over an image need: count, with the frame, and bytes of each.
+    static std::int64_t pixels(int width, int height) { return (std::int64_t{width} + 2) * (std::int64_t{height} + 2); }
+    static constexpr std::size_t kPixelBytes = sizeof(Slopes) + 1;
     /// Columns and rows count from -1.
     std::size_t pixel(std::int32_t column, std::int32_t row) const {
         return static_cast<std::size_t>(row + 1) * stride_ + static_cast<std::size_t>(column + 1);

@@ -16,6 +16,7 @@
 #include "contract/om.h"
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
 #include "modules/zam/index_space.h"
 
@@ -23,6 +24,7 @@ namespace {
 
 using zam::FloatValues;
 using zam::HostArray;
+using zam::MemoryBudget;
 using zam::OutArray;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
@@ -130,7 +132,8 @@ std::optional<Output> allocate_output(const Input& input) {
     if (!out.dims) return fail("dims array is not allocated\n");
     out.points = OutArray<float>::allocate(2 * xp_long{input.nspace});
     if (!out.points) return fail("points array is not allocated\n");
-    out.vectors = OutArray<float>::allocate(input.nnodes * input.nspace);
+    MemoryBudget memory;
+    out.vectors = memory.allocate<float>(input.nnodes * input.nspace);
     if (!out.vectors) return fail("node data array is not allocated\n");
     return out;
 }

@@ -15,6 +15,7 @@
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
 #include "modules/zam/lic_flow.h"
 #include "modules/zam/lic_image.h"
@@ -23,6 +24,7 @@
 namespace {
 
 using zam::HostArray;
+using zam::MemoryBudget;
 using zam::OutArray;
 using namespace zam::lic;  // NOLINT(google-build-using-namespace): this file puts together what stands there
 
@@ -120,7 +122,7 @@ std::optional<Input> read_field(OMobj_id field, const Params& params) {
 // --- The image ---
 
 /// Gives the output its shape and allocates its pixels; empty after a report.
-OutArray<std::uint8_t> begin_image(OMobj_id out, const Input& input) {
+OutArray<std::uint8_t> begin_image(OMobj_id out, const Input& input, MemoryBudget& memory) {
     const auto fail = [](const char* text) {
         report.fail(text);
         return OutArray<std::uint8_t>();
@@ -133,13 +135,14 @@ OutArray<std::uint8_t> begin_image(OMobj_id out, const Input& input) {
         FLDset_node_data_ncomp(out, 1) != 1 || FLDset_node_data_id(out, 0, zam::kImageColorsId) != 1 ||
         FLDset_node_data_veclen(out, 0, zam::kImageVeclen) != 1)
         return fail("can't write out_fld\n");
-    auto pixels = zam::allocate_pixels(input.width(), input.height());
+    auto pixels = zam::allocate_pixels(memory, input.width(), input.height());
     if (!pixels) return fail("image array is not allocated\n");
     return pixels;
 }
 
-Kernel make_kernel(const Params& params, int width, int height) {
+Kernel make_kernel(const Params& params, int width, int height, MemoryBudget& memory) {
     const int steps = std::clamp(params.line, 1, longest_walk(width, height));
+    memory.require(steps, 3 * sizeof(double));  // two directions, and a copy on the way
     return params.animflag != 0 ? ripple_kernel(params.line, params.cycle, params.phase, steps)
                                 : box_kernel(params.line, steps);
 }
@@ -147,11 +150,12 @@ Kernel make_kernel(const Params& params, int width, int height) {
 /// The rows from top to bottom, with progress.
 /// @throws std::bad_alloc, std::length_error
 void draw(const Input& input, const Params& params, std::span<const std::uint8_t> noise,
-          std::span<const float> magnitudes, Range range, std::span<std::uint8_t> pixels) {
+          std::span<const float> magnitudes, Range range, MemoryBudget& memory, std::span<std::uint8_t> pixels) {
     const int width = input.width();
     const int height = input.height();
+    memory.require(Flow::pixels(width, height), Flow::kPixelBytes);
     const Flow flow({{input.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
-    const Kernel kernel = make_kernel(params, width, height);
+    const Kernel kernel = make_kernel(params, width, height, memory);
     const RowPainter painter(flow, width, magnitudes, range, kernel,
                              {.half_length = params.line,
                               .by_kernel = params.norm != 0,
@@ -172,25 +176,26 @@ int ZAMlic_texture_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/)
     const auto input = read_field(OMfind_subobj(instance, OMstr_to_name("in_fld"), OM_OBJ_RW), params);
     if (!input) return 0;
     const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out_fld"), OM_OBJ_RD);
-    auto pixels = begin_image(out, *input);
+    MemoryBudget memory;
+    auto pixels = begin_image(out, *input, memory);
     if (!pixels) return 0;
     const auto count = static_cast<xp_long>(input->pixels());
 
     OutArray<float> off_axis;  // deliberate: computed for vectors of three and more, and left
     if (input->veclen > 2) {
-        off_axis = OutArray<float>::allocate(3 * count);
+        off_axis = memory.allocate<float>(3 * count);
         if (!off_axis) return 0;  // silent: nothing depends on it
         subtract_axis(input->bytes(), params.tex_plane, off_axis.span());
     }
-    const auto noise = OutArray<std::uint8_t>::allocate_as(DTYPE_CHAR, count);
+    const auto noise = memory.allocate_as<std::uint8_t>(DTYPE_CHAR, count);
     if (!noise) return report.fail("noise alloc error\n");
     fill_noise(params.rate, noise.span());
-    const auto magnitudes = OutArray<float>::allocate(count);
+    const auto magnitudes = memory.allocate<float>(count);
     if (!magnitudes) return report.fail("vec_scale alloc error\n");
     const VectorValues vectors({input->bytes(), input->veclen}, params.comp_x, params.comp_y);
     const Range range = measure(vectors, magnitudes.span());
     try {
-        draw(*input, params, noise.span(), magnitudes.span(), range, pixels.span());
+        draw(*input, params, noise.span(), magnitudes.span(), range, memory, pixels.span());
     } catch (const std::exception&) {  // no memory, or more than can be counted
         return report.fail("flow array is not allocated\n");
     }

@@ -14,6 +14,7 @@
 #include "contract/om.h"
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
 #include "modules/zam/principal_stress.h"
 
@@ -21,6 +22,7 @@ namespace {
 
 using zam::FloatValues;
 using zam::HostArray;
+using zam::MemoryBudget;
 using zam::OutArray;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
@@ -108,11 +110,12 @@ std::optional<Output> allocate_output(xp_long nnodes) {
         return std::nullopt;
     };
     Output out;
-    out.coord = OutArray<float>::allocate(nnodes * 3);
+    MemoryBudget memory;
+    out.coord = memory.allocate<float>(nnodes * 3);
     if (!out.coord) return fail("coordinates array is not allocated\n");
-    out.values = OutArray<float>::allocate(nnodes * kValuesVeclen);
+    out.values = memory.allocate<float>(nnodes * kValuesVeclen);
     if (!out.values) return fail("principal stress array is not allocated\n");
-    out.axes = OutArray<float>::allocate(nnodes * kAxesVeclen);
+    out.axes = memory.allocate<float>(nnodes * kAxesVeclen);
     if (!out.axes) return fail("principal direction array is not allocated\n");
     return out;
 }

@@ -131,10 +131,11 @@ bool write_field(OMobj_id field, const Grid& grid, Columns& columns, float null_
 /// Reads the file into the field. The arrays of the samples end with it.
 bool read_voxels(std::FILE* file, const Params& params, std::string& time_label) {
     const auto null_value = static_cast<float>(params.null_value);
+    zam::MemoryBudget memory;
     const auto samples =
-        zam::voxel::read_samples(file, {params.header_lines, null_value, params.time_key.get()}, time_label);
+        zam::voxel::read_samples(file, {params.header_lines, null_value, params.time_key.get()}, memory, time_label);
     if (!samples) return false;
-    const auto grid = Grid::find(*samples);
+    const auto grid = Grid::find(*samples, memory);
     if (!grid) return fail(kUnexpected);
     auto columns = allocate_columns(*grid, samples->values.size());
     if (!columns) return false;

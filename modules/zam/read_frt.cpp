@@ -12,6 +12,7 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/frt_grid.h"
 #include "modules/zam/frt_records.h"
@@ -19,6 +20,7 @@
 namespace {
 
 using namespace zam::frt;
+using zam::MemoryBudget;
 using zam::OutArray;
 
 // --- Reports ---
@@ -49,19 +51,19 @@ void set_coordinates(OMobj_id out, OutArray<float> positions) {
 }
 
 /// A component that memory did not suffice for is tried once more, as zeros; a host may also do without its values.
-void replace_missing(OutArray<std::byte>& values, int type, xp_long nnodes) {
+void replace_missing(OutArray<std::byte>& values, int type, xp_long nnodes, MemoryBudget& memory) {
     if (values) return;
-    values = OutArray<std::byte>::allocate_as(type, nnodes);
+    values = memory.allocate_as(type, nnodes);
     std::ranges::fill(values ? values.span() : std::span<std::byte>(), std::byte{0});
 }
 
-void set_node_data(OMobj_id out, xp_long nnodes, NodeData& data) {
+void set_node_data(OMobj_id out, xp_long nnodes, MemoryBudget& memory, NodeData& data) {
     const bool floats = data.type == DTYPE_FLOAT;
     require(FLDset_node_data_ncomp(out, static_cast<int>(data.components.size())) == 1, "Cannot set ncomponent.");
     int comp = 0;
     for (auto& values : data.components) {
         require(FLDset_node_data_veclen(out, comp, 1) == 1, "Cannot set node data veclen.");
-        replace_missing(values, data.type, nnodes);
+        replace_missing(values, data.type, nnodes, memory);
         require(FLDset_node_data(out, comp, values.data(), data.type, values ? nnodes : 0, ARR_HOST_OWNS) == 1,
                 floats ? "Cannot set node data." : "Cannot set node double data.");
         values.release();
@@ -79,8 +81,9 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
     RecordFile file(stream);
     file.detect_layout();
     const GridShape shape = read_shape(file);
+    MemoryBudget memory;
     set_shape(out, shape);
-    set_coordinates(out, read_coordinates(file, shape));
+    set_coordinates(out, read_coordinates(file, shape, memory));
 
     // deliberate: the two widths have texts of their own, one without its full stop
     xp_long length = file.marker({{"Error! read time header.", "Error! byte swap failed - time header."},
@@ -91,8 +94,8 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
         constexpr ValueTexts kTexts{"Error! read data header.", "Error! byte swap failed - data header."};
         length = file.marker({kTexts, kTexts});
     }
-    NodeData data = read_node_data(file, shape, length);
-    set_node_data(out, shape.nnodes, data);
+    NodeData data = read_node_data(file, shape, length, memory);
+    set_node_data(out, shape.nnodes, memory, data);
     return data.warning;
 }
 

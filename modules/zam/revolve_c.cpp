@@ -86,15 +86,16 @@ std::optional<Params> read_params(OMobj_id instance) {
     return Params{resolution, smooth, std::move(*profile)};
 }
 
-/// Whether coordinates, node lists and the table of angles can be had at all: the host makes the first two, after it
-/// has dropped the old ones.
+/// Whether coordinates, cell sets with their node lists, and the table of angles can be had at all: the host makes all
+/// but the last, after it has dropped the old ones.
 bool fits(const Params& params) {
+    constexpr std::size_t kCellSetBytes = 512;  // what a host may need for the object and its array
     const auto nodes = checked_product(params.rings(), params.resolution);
     const auto cells = checked_product(params.segments(), params.resolution);
     MemoryBudget memory;
     return nodes && cells && params.segments() <= std::numeric_limits<int>::max() &&
            memory.take(*nodes, 3 * sizeof(float)) && memory.take(*cells, 4 * sizeof(xp_long)) &&
-           memory.take(params.resolution, 2 * sizeof(double));
+           memory.take(params.segments(), kCellSetBytes) && memory.take(params.resolution, 2 * sizeof(double));
 }
 
 void write_cells(OMobj_id out, const Params& params) {

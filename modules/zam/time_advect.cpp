@@ -14,11 +14,13 @@
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 
 namespace {
 
 using zam::HostArray;
+using zam::MemoryBudget;
 using zam::OutArray;
 
 /// The floats of array `name`; empty when there are none, or they are of another type.
@@ -94,7 +96,8 @@ OutArray<float> world_positions(OMobj_id probe) {
     const Transform transform{open_floats(xform, "mat", ARR_READ), open_floats(xform, "xlate", ARR_READ),
                               open_floats(xform, "center", ARR_READ)};
     if (!transform.is_complete()) return {};
-    auto world = OutArray<float>::allocate(nnodes * 3);
+    MemoryBudget memory;
+    auto world = memory.allocate<float>(nnodes * 3);
     if (!world) return {};
     for (xp_long node = 0; node < nnodes; ++node) {
         transform.apply(coord.data() + node * nspace, nspace, world.data() + node * 3);

@@ -16,6 +16,7 @@
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
+#include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/zam/tracer_tables.h"
@@ -23,6 +24,7 @@
 namespace {
 
 using zam::HostArray;
+using zam::MemoryBudget;
 using zam::OutArray;
 using zam::tracer::ColorMap;
 using zam::tracer::kTableSize;
@@ -173,7 +175,8 @@ std::optional<Image> allocate_image(const Params& params) {
     if (!image.dims) return fail("dims array is not allocated\n");
     image.points = OutArray<float>::allocate(4);
     if (!image.points) return fail("points array is not allocated\n");
-    image.pixels = zam::allocate_pixels(params.width, params.height);
+    MemoryBudget memory;
+    image.pixels = zam::allocate_pixels(memory, params.width, params.height);
     if (!image.pixels) return fail("image array is not allocated\n");
     return image;
 }

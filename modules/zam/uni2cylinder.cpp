@@ -188,7 +188,11 @@ void update(OMobj_id instance) {
     // other axes, and dimensions beyond the third, leave positions as they are allocated: all the same, on every host
     if (input->dims.size() > 3 || input->sector.axis < 0 || input->sector.axis > 1)
         std::ranges::fill(coord.span(), 0.0F);
-    if (!coord.span().empty()) bend_nodes(input->sector, coord.span());
+    if (!coord.span().empty()) {
+        const auto& dims = input->sector.dims;
+        for (const xp_long along : {dims[0], dims[1], 3 * dims[0]}) memory.require(along, sizeof(float));  // its rows
+        bend_nodes(input->sector, coord.span());
+    }
 
     const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RD);
     if (!copy_frame(*input, out) || FLDset_coord(out, coord.data(), coord.size(), ARR_HOST_OWNS) != 1) return;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/memory.h"
-
 namespace zam::voxel {
 namespace {
 
@@ -53,15 +51,14 @@ xp_long CellFinder::cell_at(float coordinate) const {
     return cell < nodes_ ? cell : -1;
 }
 
-std::optional<Grid> Grid::find(const Samples& samples) {
+std::optional<Grid> Grid::find(const Samples& samples, MemoryBudget& memory) {
     const auto x = GridAxis::find(samples.axis(0));
     const auto y = GridAxis::find(samples.axis(1));
     const auto z = GridAxis::find(samples.axis(2));
     if (!x || !y || !z) return std::nullopt;
-    const double bytes = static_cast<double>(x->nodes) * static_cast<double>(y->nodes) * static_cast<double>(z->nodes) *
-                         static_cast<double>(samples.values.size() * sizeof(float));
-    if (bytes > static_cast<double>(platform::physical_memory()) || bytes > 9.0e18) return std::nullopt;
-    return Grid{{*x, *y, *z}, x->nodes * y->nodes * z->nodes};
+    const auto nodes = checked_product(std::array{x->nodes, y->nodes, z->nodes});
+    if (!nodes || !memory.take(*nodes, samples.values.size() * sizeof(float))) return std::nullopt;
+    return Grid{{*x, *y, *z}, *nodes};
 }
 
 void Grid::place(const Samples& samples, std::span<float* const> columns) const {

@@ -44,8 +44,9 @@ struct Grid {
     std::array<GridAxis, 3> axes;
     xp_long nodes;  // product over the axes
 
-    /// @return nothing when an axis is nothing, or `columns` floats a node are more than this machine can hold
-    static std::optional<Grid> find(const Samples& samples);
+    /// @param memory  is charged with a float per node and value column
+    /// @return nothing when an axis is nothing, or the nodes need more memory than there is
+    static std::optional<Grid> find(const Samples& samples, MemoryBudget& memory);
 
     /// Writes the values of all samples to their nodes, x fastest. Of two samples in one cell the later one stays; a
     /// sample outside the grid is left out.

@@ -7,7 +7,6 @@
 #include "modules/zam/voxel_lines.h"
 #include "modules/zam/voxel_numbers.h"
 #include "platform/large_file.h"
-#include "platform/memory.h"
 
 namespace zam::voxel {
 
@@ -61,34 +60,31 @@ Layout survey(LineSource& source) {
 }
 
 /// Null when memory is exhausted. Not filled: what no sample comes to is never touched.
-std::unique_ptr<float[]> allocate(std::size_t count) {
+std::unique_ptr<float[]> allocate(xp_long count, MemoryBudget& memory) {
     try {
-        return std::make_unique_for_overwrite<float[]>(count);
+        memory.require(count, sizeof(float));
+        return std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(count));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-bool allocate(const Layout& layout, Samples& samples) {
+bool allocate(const Layout& layout, MemoryBudget& memory, Samples& samples) {
     constexpr std::array<const char*, kPositions> kNoMemory{"Cannot malloc for xval\n", "Cannot malloc for yval\n",
                                                             "Cannot malloc for zval\n"};
     constexpr const char* kNoMemoryForValues = "Cannot malloc for dval\n";
-    const auto lines = static_cast<std::size_t>(layout.lines);
     for (std::size_t axis = 0; axis < kPositions; ++axis) {
-        samples.positions[axis] = allocate(lines);
+        samples.positions[axis] = allocate(layout.lines, memory);
         if (!samples.positions[axis]) return fail(kNoMemory[axis]);
     }
     // a first line of many columns, above short lines, asks for much more than the file's length
-    const int columns = layout.columns - kPositions;
-    const double bytes = static_cast<double>(layout.lines) * columns * sizeof(float);
-    if (bytes > static_cast<double>(platform::physical_memory())) return fail(kNoMemoryForValues);
     try {
-        samples.values.resize(static_cast<std::size_t>(columns));
+        samples.values.resize(static_cast<std::size_t>(layout.columns - kPositions));
     } catch (const std::bad_alloc&) {
         return fail(kNoMemoryForValues);
     }
     for (auto& column : samples.values) {
-        column = allocate(lines);
+        column = allocate(layout.lines, memory);
         if (!column) return fail(kNoMemoryForValues);
     }
     return true;
@@ -136,7 +132,8 @@ bool read_lines(LineSource& source, const Layout& layout, float null_value, Samp
 
 }  // namespace
 
-std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, std::string& time_label) {
+std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, MemoryBudget& memory,
+                                    std::string& time_label) {
     constexpr const char* kCannotRewind = "Unexpected error\n";
     LineSource source(file, platform::length(file));
     if (!source.rewind()) {  // tried first: a pipe may never end
@@ -154,7 +151,7 @@ std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options,
         return std::nullopt;
     }
     Samples samples;
-    if (!allocate(layout, samples)) return std::nullopt;
+    if (!allocate(layout, memory, samples)) return std::nullopt;
     skip_header(source, options.header_lines);
     if (!read_lines(source, layout, options.null_value, samples)) return std::nullopt;
     return samples;

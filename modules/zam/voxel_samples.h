@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "contract/types.h"
+#include "modules/support/memory_budget.h"
 
 namespace zam::voxel {
 
@@ -40,9 +41,11 @@ struct Samples {
 bool fail(const char* text);
 
 /// Reads the samples of an open file.
+/// @param memory      is charged with the samples
 /// @param time_label  receives what the last header line with the time key has from the key on, cut at kMaxTimeLabel
 /// @return nothing after one message
 /// @throws std::bad_alloc when there is not even memory for a block of the file
-std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, std::string& time_label);
+std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, MemoryBudget& memory,
+                                    std::string& time_label);
 
 }  // namespace zam::voxel
