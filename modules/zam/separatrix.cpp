@@ -26,17 +26,12 @@ TopologyVector normalised(const TopologyVector& vector) {
     return {vector.x / by, vector.y / by};
 }
 
-TopologyPoint* append_point(double x, double y, Skeleton& skeleton) {
-    return &skeleton.points.emplace_back(TopologyPoint{x, y, nullptr});
-}
-
-TopologyPoint* step(const VectorGrid& grid, double x, double y, int direction, Skeleton& skeleton) {
+std::optional<TopologyVector> step(const VectorGrid& grid, double x, double y, int direction) {
     const TopologyVector vector = sample_vector(grid, x, y);
-    if (length(vector) < kAtRest) return nullptr;
+    if (length(vector) < kAtRest) return std::nullopt;
     // x - u / Interval is x + -(u / Interval) to the last bit
-    const double next_x = x + direction * (vector.x / Interval);
-    const double next_y = y + direction * (vector.y / Interval);
-    return grid.contains(next_x, next_y) ? append_point(next_x, next_y, skeleton) : nullptr;
+    const TopologyVector next{x + direction * (vector.x / Interval), y + direction * (vector.y / Interval)};
+    return grid.contains(next.x, next.y) ? std::optional(next) : std::nullopt;
 }
 
 void append_streamline(TopologyPoint* first, Skeleton& skeleton) {
@@ -46,6 +41,14 @@ void append_streamline(TopologyPoint* first, Skeleton& skeleton) {
 }
 
 }  // namespace
+
+TopologyPoint* Skeleton::append_point(double x, double y) {
+    TopologyPoint* const added = missing == 0 ? points.append(x, y, memory) : nullptr;
+    if (added) return added;
+    ++missing;
+    beyond_ = {x, y, nullptr};
+    return &beyond_;
+}
 
 void Skeleton::end_streamlines() {
     points.clear();
@@ -57,7 +60,8 @@ void Skeleton::reset_buckets(const VectorGrid& grid) {
     for (const std::size_t index : filled) saddle_list_head[index] = saddle_list[index] = nullptr;
     filled.clear();
     entries.clear();
-    comparisons = 0;
+    comparisons = missing = 0;
+    memory = MemoryBudget();
     const int rows = std::min<int>(grid.rows, TOPOLOGY_MAX_CELLS);
     for (int i = 0; i < std::min<int>(grid.columns, TOPOLOGY_MAX_CELLS); ++i) {
         std::fill_n(saddle_list_head + std::ptrdiff_t{i} * TOPOLOGY_MAX_CELLS, rows, nullptr);
@@ -82,13 +86,9 @@ int near_saddle(double x, double y, Skeleton& skeleton) {
     return 1;
 }
 
-TopologyPoint* step_forward(const VectorGrid& grid, double x, double y, Skeleton& skeleton) {
-    return step(grid, x, y, 1, skeleton);
-}
+std::optional<TopologyVector> step_forward(const VectorGrid& grid, double x, double y) { return step(grid, x, y, 1); }
 
-TopologyPoint* step_backward(const VectorGrid& grid, double x, double y, Skeleton& skeleton) {
-    return step(grid, x, y, -1, skeleton);
-}
+std::optional<TopologyVector> step_backward(const VectorGrid& grid, double x, double y) { return step(grid, x, y, -1); }
 
 bool trace_separatrix(const VectorGrid& grid, TopologyPoint& start, int direction, Skeleton& skeleton) {
     const std::int64_t steps_a_marker = std::int64_t{10} * grid.columns * grid.rows;
@@ -97,14 +97,11 @@ bool trace_separatrix(const VectorGrid& grid, TopologyPoint& start, int directio
     TopologyPoint* current = &start;
     while (!skeleton.exhausted()) {
         const auto next_step = direction > 0 ? step_forward : step_backward;
-        TopologyPoint* next = next_step(grid, current->x, current->y, skeleton);
-        if (!next) return true;
-        if (near_saddle(next->x, next->y, skeleton) == 0) {
-            skeleton.points.pop_back();
-            return true;
-        }
-        current->next = next;
-        current = next;
+        const auto next = next_step(grid, current->x, current->y);
+        if (!next || near_saddle(next->x, next->y, skeleton) == 0) return true;
+        TopologyPoint* const added = skeleton.append_point(next->x, next->y);
+        current->next = added;
+        current = added;
         if (++steps <= steps_a_marker) continue;
         if (++markers == kMostMarkers) return true;
         skeleton.append_entry(current->x, current->y);
@@ -120,9 +117,9 @@ bool seed_separatrices(const VectorGrid& grid, int record, Skeleton& skeleton) {
         const double x = saddle.x + 2 * Radius * e.x;
         const double y = saddle.y + 2 * Radius * e.y;
         if (!grid.contains(x, y)) continue;
-        TopologyPoint* first = append_point(saddle.x, saddle.y, skeleton);
+        TopologyPoint* first = skeleton.append_point(saddle.x, saddle.y);
         append_streamline(first, skeleton);
-        first->next = append_point(x, y, skeleton);
+        first->next = skeleton.append_point(x, y);
         const TopologyVector flow = normalised(sample_vector(grid, x, y));
         const int with_flow = flow.x * e.x + flow.y * e.y >= 0.0 ? 1 : -1;
         if (!trace_separatrix(grid, *first->next, with_flow, skeleton)) return false;

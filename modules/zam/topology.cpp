@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <span>
@@ -47,6 +49,21 @@ int refuse(const char* what) {
                        "--------------------------------------------------");
 }
 
+/// What the exported lists of the last run consist of.
+Skeleton skeleton;
+
+/// Separatrices that memory does not hold. How much they need is known unless even counting them took too long.
+int refuse_size() {
+    constexpr std::int64_t kMegabyte = 1'000'000;
+    const std::int64_t charged = skeleton.points.charged();
+    const std::int64_t needed = charged + skeleton.missing * static_cast<std::int64_t>(PointBlocks::kNodeBytes);
+    std::array<char, 200> what{};
+    std::snprintf(what.data(), what.size(), "the separatrices need %s%lld MB of memory and %lld MB are available",
+                  skeleton.exhausted() ? "more than " : "", static_cast<long long>(needed / kMegabyte + 1),
+                  static_cast<long long>((charged + skeleton.memory.left()) / kMegabyte));
+    return refuse(what.data());
+}
+
 /// deliberate: the skeleton lies a little in front of the plane, so that it is not hidden by an image there.
 constexpr float kPlane = 0.05F;
 constexpr int kNspace = 3;
@@ -54,9 +71,6 @@ constexpr int kNspace = 3;
 /// Class codes as two letters; other codes have none.
 constexpr std::array<std::string_view, 6> kLabels{"SP", "AN", "RN", "AF", "RF", "CE"};
 constexpr int kLabelLength = 2;
-
-/// What the exported lists of the last run consist of.
-Skeleton skeleton;
 
 // --- Input ---
 
@@ -167,16 +181,19 @@ int make_skeleton(const VectorGrid& grid) {
     classify_points(grid);
     for (int record = 0; record < critical_num; ++record) {
         if (static_cast<int>(critical_index[record].kind) != TOPOLOGY_SADDLE) continue;
-        if (!seed_separatrices(grid, record, skeleton)) return refuse("too many steps along the separatrices");
+        if (seed_separatrices(grid, record, skeleton)) continue;
+        if (skeleton.missing > 0) break;
+        return refuse("too many steps along the separatrices");
     }
-    return 1;
+    return skeleton.missing == 0 ? 1 : refuse_size();
 }
 
 // --- Output ---
 
-/// Arrays for the two outputs. All are allocated before the first output is touched.
+/// Arrays for the two outputs. All are made before the first output is touched.
 struct Output {
-    xp_long nodes = 0, lines = 0;  // of out_field; each node but the last of a separatrix starts a line
+    xp_long nodes = 0, lines = 0;   // of out_field; each node but the last of a separatrix starts a line
+    std::vector<xp_long> per_line;  // nodes of each separatrix
     OutArray<float> coord;
     OutArray<xp_long> connect;
     xp_long points = 0;  // of out_field2
@@ -185,23 +202,6 @@ struct Output {
     OutArray<xp_long> no_connect;
 };
 
-int allocate(Output& output) {
-    output.nodes = static_cast<xp_long>(skeleton.points.size());
-    output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());
-    output.points = critical_num;
-    output.coord = OutArray<float>::allocate(kNspace * output.nodes);
-    if (!output.coord) return report.fail("coord array is not allocated\n");
-    output.connect = OutArray<xp_long>::allocate(2 * output.lines);
-    if (!output.connect) return report.fail("connect array is not allocated\n");
-    output.point_coord = OutArray<float>::allocate(kNspace * output.points);
-    if (!output.point_coord) return report.fail("point coord array is not allocated\n");
-    output.labels = OutArray<char>::allocate(kLabelLength * output.points);
-    if (!output.labels) return report.fail("label array is not allocated\n");
-    output.no_connect = OutArray<xp_long>::allocate(0);
-    if (!output.no_connect) return report.fail("point connect array is not allocated\n");
-    return 1;
-}
-
 float* write_position(float* to, double x, double y) {
     *to++ = static_cast<float>(x);
     *to++ = static_cast<float>(y);
@@ -209,27 +209,36 @@ float* write_position(float* to, double x, double y) {
     return to;
 }
 
-/// Writes the separatrices out and ends each node and record with that.
-void take_streamlines(const Output& output) {
+/// Writes the positions of the separatrices out and ends each node and record with that.
+void take_streamlines(Output& output) {
     float* coord = output.coord.data();
-    xp_long* connect = output.connect.data();
-    xp_long node = 0;
     streamline = streamline_list_head;
     while (streamline) {
-        for (const TopologyPoint* point = streamline->first; point; ++node) {
+        xp_long nodes = 0;
+        for (const TopologyPoint* point = streamline->first; point; ++nodes) {
             coord = write_position(coord, point->x, point->y);
-            if (point->next) {
-                *connect++ = node;
-                *connect++ = node + 1;
-            }
             point = point->next;
             skeleton.points.pop_front();
         }
+        output.per_line.push_back(nodes);
         streamline_prev = streamline;
         streamline = streamline->next;
         skeleton.streamlines.pop_front();
     }
     skeleton.end_streamlines();
+}
+
+/// Joins each node of a separatrix to the next.
+void write_lines(const Output& output) {
+    xp_long* connect = output.connect.data();
+    xp_long node = 0;
+    for (const xp_long nodes : output.per_line) {
+        for (const xp_long last = node + nodes - 1; node < last; ++node) {
+            *connect++ = node;
+            *connect++ = node + 1;
+        }
+        ++node;
+    }
 }
 
 void write_points(const Output& output) {
@@ -241,6 +250,28 @@ void write_points(const Output& output) {
         label = kind > 0 ? std::copy_n(kLabels[kind - 1].data(), kLabelLength, label)
                          : std::fill_n(label, kLabelLength, '\0');  // a class without letters
     }
+}
+
+/// Makes all arrays. Memory for those of the separatrices has been counted with their nodes; the node list takes the
+/// place of the nodes, so it comes after them.
+int make_output(Output& output) {
+    output.nodes = static_cast<xp_long>(skeleton.points.size());
+    output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());
+    output.points = critical_num;
+    output.coord = OutArray<float>::allocate(kNspace * output.nodes);
+    if (!output.coord) return report.fail("coord array is not allocated\n");
+    take_streamlines(output);
+    output.connect = OutArray<xp_long>::allocate(2 * output.lines);
+    if (!output.connect) return report.fail("connect array is not allocated\n");
+    write_lines(output);
+    output.point_coord = OutArray<float>::allocate(kNspace * output.points);
+    if (!output.point_coord) return report.fail("point coord array is not allocated\n");
+    output.labels = OutArray<char>::allocate(kLabelLength * output.points);
+    if (!output.labels) return report.fail("label array is not allocated\n");
+    output.no_connect = OutArray<xp_long>::allocate(0);
+    if (!output.no_connect) return report.fail("point connect array is not allocated\n");
+    write_points(output);
+    return 1;
 }
 
 /// Gives a field its nodes and one cell set of lines.
@@ -267,9 +298,7 @@ bool set_labels(OMobj_id field, OutArray<char>& labels) {
 
 int write_outputs(OMobj_id instance) {
     Output output;
-    if (allocate(output) != 1) return 0;
-    take_streamlines(output);
-    write_points(output);
+    if (make_output(output) != 1) return 0;
     const OMobj_id lines = zam::find_parameter(instance, "out_field", OM_OBJ_RW);
     if (!set_mesh(lines, output.nodes, output.coord, output.lines, output.connect)) {
         return report.fail("out_field error\n");

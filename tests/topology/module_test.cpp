@@ -1,8 +1,10 @@
 // The module in its host: messages, limits, ends of separatrices, what is left behind.
+#include <array>
 #include <cmath>
 #include <functional>
 
 #include "modules/zam/separatrix.h"
+#include "platform/memory.h"
 #include "tests/topology/topology_fixture.h"
 
 namespace zam::test {
@@ -22,6 +24,12 @@ Field saddle(int columns, int rows, double x0, double y0) {
 Field zeros_everywhere(int cells) {
     return sampled(cells + 1, 2, [](double x, double y) { return TopologyVector{std::fmod(x, 2) - 0.5, y - 0.5}; });
 }
+
+/// Taken before any run.
+const struct {
+    double interval = Interval, radius = Radius;
+    std::int32_t points = critical_num, saddles = origin_num;
+} kInitial;
 
 class Module : public Topology {
 protected:
@@ -140,6 +148,24 @@ TEST_F(Module, separatrices_end_whatever_the_parameters) {
         ASSERT_EQ(run(saddle(6, 5, 2.25, 2.5)), 1);
         EXPECT_EQ(nodes("out_field"), 4 * c.nodes) << c.interval << " " << c.radius;
     }
+}
+
+TEST_F(Module, begins_with_the_defaults_and_returns_to_them) {
+    EXPECT_EQ(kInitial.points + kInitial.saddles, 0);
+    Interval = Radius = critical_num = origin_num = 7;
+    ASSERT_EQ(run(saddle(6, 5, 2.25, 2.5)), 1);
+    EXPECT_EQ(critical_num * 10 + origin_num, 11);
+    EXPECT_EQ((std::array{kInitial.interval, Interval}), (std::array{100.0, 100.0}));
+    EXPECT_EQ((std::array{kInitial.radius, Radius}), (std::array{0.01, 0.01}));
+}
+
+TEST_F(Module, says_how_much_memory_the_separatrices_need) {
+    platform::pretend_available_memory(std::int64_t{40} << 20);
+    set("Interval", 1e300);
+    set("Radius", -0.01);
+    EXPECT_EQ(run(saddle(6, 5, 2.25, 2.5)), 0);  // 1 204 008 nodes of 36 bytes
+    platform::pretend_available_memory(std::nullopt);
+    EXPECT_EQ(reports, std::vector{boxed("the separatrices need 44 MB of memory and 39 MB are available")});
 }
 
 TEST_F(Module, marks_classes_without_letters_by_zeros) {
