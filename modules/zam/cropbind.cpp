@@ -87,21 +87,44 @@ namespace {
 constexpr Reporter report{.label = "", .flags = 96};
 constexpr const char* kNoMemory = "Error : Can't allocate memory.\n";
 
+/// Dims of the input, and the column that it is folded about.
+struct Fold {
+    std::array<xp_long, 3> dims{};
+    xp_long center = 0;
+    OutArray<xp_long> out_dims;
+};
+
+/// Empty when there is no volume to fold, silently, or after a report. The center is checked first: a wrong one is
+/// reported whatever else the field lacks.
+std::optional<Fold> read_fold(OMobj_id instance, OMobj_id field) {
+    const auto fail = [](const char* text) {
+        report.fail(text);
+        return std::nullopt;
+    };
+    HostArray<xp_long> dims;
+    int ndim = 0;
+    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
+    Fold fold;
+    fold.out_dims = OutArray<xp_long>::allocate(3);
+    if (!fold.out_dims) return fail(kNoMemory);
+    fold.center = int_or(instance, "center", 0);
+    // deliberate: center = dims[0] passes, whatever the text says
+    if (fold.center < 1 || fold.center > dims[0]) return fail("Error : center > 0 && center < dims[0]\n");
+    if (ndim != 3) return std::nullopt;
+    std::copy_n(dims.data(), 3, fold.dims.begin());
+    std::ranges::copy(folded_dims(fold.dims, fold.center), fold.out_dims.data());
+    return fold;
+}
+
 struct Input {
     int nspace = 0;
-    std::array<xp_long, 3> dims{};
     HostArray<float> points;
     ComponentBytes data;
 };
 
-/// Nothing, silently, when there is no volume to fold.
-std::optional<Input> read_input(OMobj_id instance) {
-    const OMobj_id field = find_parameter(instance, "in", OM_OBJ_RW);
+/// Nothing, silently, when the volume lacks a part.
+std::optional<Input> read_input(OMobj_id field) {
     Input input;
-    HostArray<xp_long> dims;
-    int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim != 3) return std::nullopt;
-    std::copy_n(dims.data(), 3, input.dims.begin());
     if (FLDget_nspace(field, &input.nspace) != 1) return std::nullopt;
     if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
     if (!input.data.read(field, 0)) return std::nullopt;
@@ -109,7 +132,6 @@ std::optional<Input> read_input(OMobj_id instance) {
 }
 
 struct Output {
-    OutArray<xp_long> dims;
     OutArray<float> points;
     OutArray<std::byte> data;
 };
@@ -126,45 +148,41 @@ void fill_points(std::span<float> points, std::span<const xp_long> dims, OMobj_i
     }
 }
 
-/// Empty, after a report, when the fold lies outside or memory runs out.
-std::optional<Output> make_output(OMobj_id instance, const Input& input) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
+/// Empty, after a report, when memory runs out.
+std::optional<Output> make_output(OMobj_id instance, const Fold& fold, const Input& input) {
+    const auto fail = [] {
+        report.fail(kNoMemory);
         return std::nullopt;
     };
     Output out;
-    out.dims = OutArray<xp_long>::allocate(3);
-    if (!out.dims) return fail(kNoMemory);
-    const int center = int_or(instance, "center", 0);
-    // deliberate: center = dims[0] passes, whatever the text says
-    if (center < 1 || center > input.dims[0]) return fail("Error : center > 0 && center < dims[0]\n");
-    const auto dims = folded_dims(input.dims, center);
-    std::ranges::copy(dims, out.dims.data());
     out.points = OutArray<float>::allocate(input.points.size());
-    if (!out.points) return fail(kNoMemory);
-    fill_points(out.points.span(), dims, instance);
+    if (!out.points) return fail();
+    fill_points(out.points.span(), fold.out_dims.span(), instance);
 
-    const auto nodes = checked_product(dims);
+    const auto nodes = checked_product(fold.out_dims.span());
     MemoryBudget memory;
     if (nodes) out.data = memory.allocate_as(input.data.type, std::max(*nodes, input.data.values.size()));
-    if (!out.data) return fail(kNoMemory);
+    if (!out.data) return fail();
     // deliberate: bytes, whatever the type
-    fold_volume(input.data.bytes(), input.dims, center, out.data.span());
+    fold_volume(input.data.bytes(), fold.dims, fold.center, out.data.span());
     return out;
 }
 
 /// Silent when the host refuses a part: what it has taken stays.
-void write_field(OMobj_id field, const Input& input, Output& out) {
+void write_field(OMobj_id field, const Fold& fold, const Input& input, Output& out) {
     if (FLDset_ndim(field, 3) == 1 && FLDset_nspace(field, input.nspace) == 1 &&
-        FLDset_dims(field, out.dims.data()) == 1)
+        FLDset_dims(field, fold.out_dims.data()) == 1)
         hand_over_uniform(field, out.points, 1, out.data);
 }
 
 void update(OMobj_id instance) {
-    const auto input = read_input(instance);
+    const OMobj_id field = find_parameter(instance, "in", OM_OBJ_RW);
+    const auto fold = read_fold(instance, field);
+    if (!fold) return;
+    const auto input = read_input(field);
     if (!input) return;
-    auto out = make_output(instance, *input);
-    if (out) write_field(find_parameter(instance, "out", OM_OBJ_RD), *input, *out);
+    auto out = make_output(instance, *fold, *input);
+    if (out) write_field(find_parameter(instance, "out", OM_OBJ_RD), *fold, *input, *out);
 }
 
 }  // namespace

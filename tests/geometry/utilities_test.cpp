@@ -80,6 +80,9 @@ TEST_F(CropBind, SaysWhatIsWrong) {
     for (const auto& contents : silent) {
         set_field(contents);
         EXPECT_EQ(refusal(ADDcropbind), "");
+        set("center", 5);  // is looked at first
+        EXPECT_EQ(refusal(ADDcropbind), "Error : center > 0 && center < dims[0]\n");
+        set("center", 2);
     }
     set_field({{xp_long{1} << 30, 1 << 18, 4}, 1, {1}});
     EXPECT_EQ(refusal(ADDcropbind), kNoMemory);
