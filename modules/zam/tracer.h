@@ -41,8 +41,9 @@ typedef struct TracerRay {
 // --- The module ---
 
 /// The module's entry: renders the field `in` into the image field `out`. The parameters are in tracer.json.
-/// @return 1, also for a volume that is neither of one byte a node nor of four (reported; the image is then all 0);
-///         0 when the input cannot be read or rendered (reported, `out` untouched) or `out` cannot be written
+/// @return 1 after a render, also of a volume that is neither of one byte a node nor of four (reported; the image is
+///         then all 0), and also when `out` does not take it (not reported); 0 when the input cannot be read or
+///         rendered (reported, `out` untouched)
 ZAM_MODULE_API int ZAMtracer_render_update(OMobj_id instance, unsigned event_mask, int seq);
 
 // --- Rendering ---
