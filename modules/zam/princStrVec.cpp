@@ -52,8 +52,8 @@ struct Input {
     xp_long nnodes = 0;
     int nspace = 0;
     HostArray<float> coord;
-    std::optional<FloatValues> tensors;  // nnodes x 6
-    std::array<float, 16> xform{};
+    std::optional<FloatValues> tensors;          // nnodes x 6
+    std::optional<std::array<float, 16>> xform;  // without one the output keeps its own
 };
 
 /// Whether there are `veclen` values for each of the nodes.
@@ -93,7 +93,9 @@ bool read_tensors(const Params& params, Input& input) {
     input.tensors = FloatValues::read(field, 0);
     if (!input.tensors || !is_enough(input.tensors->span().size(), kTensorVeclen, input.nnodes))
         return report.fail(kCannotGet, "in_fld node data");
-    return FLDget_xform(field, input.xform.data()) == 1 || report.fail(kCannotGet, "in_fld xform");
+    input.xform.emplace();
+    if (FLDget_xform(field, input.xform->data()) != 1) input.xform.reset();
+    return true;
 }
 
 // --- Output ---
@@ -144,8 +146,9 @@ bool write_field(OMobj_id field, const Input& input, Output& out) {
         FLDset_coord(field, out.coord.data(), out.coord.size(), ARR_HOST_OWNS) != 1)
         return false;
     out.coord.release();
-    return FLDset_xform(field, input.xform.data()) == 1 && FLDset_node_data_ncomp(field, 2) == 1 &&
-           write_component(field, 0, kValuesVeclen, out.values) && write_component(field, 1, kAxesVeclen, out.axes);
+    if (input.xform && FLDset_xform(field, input.xform->data()) != 1) return false;
+    return FLDset_node_data_ncomp(field, 2) == 1 && write_component(field, 0, kValuesVeclen, out.values) &&
+           write_component(field, 1, kAxesVeclen, out.axes);
 }
 
 struct Range {
@@ -163,9 +166,10 @@ Range range_of(std::span<const float> values) {
     return range;
 }
 
-bool write_range(OMobj_id instance, const Range& range) {
-    return OMset_name_real_val(instance, OMstr_to_name("minPstress"), static_cast<double>(range.minimum)) == 1 &&
-           OMset_name_real_val(instance, OMstr_to_name("MaxPstress"), static_cast<double>(range.maximum)) == 1;
+/// Silent when the instance has no place for it.
+void write_range(OMobj_id instance, const Range& range) {
+    OMset_name_real_val(instance, OMstr_to_name("minPstress"), static_cast<double>(range.minimum));
+    OMset_name_real_val(instance, OMstr_to_name("MaxPstress"), static_cast<double>(range.maximum));
 }
 
 int update(OMobj_id instance) {
@@ -178,9 +182,8 @@ int update(OMobj_id instance) {
     zam::principal_stresses(input.tensors->span(), out->values.span(), out->axes.span());
     const Range range = range_of(out->values.span());  // the values will be the host's
     const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("fld_out"), OM_OBJ_RW);
-    // without nodes minimum and maximum stay as they were
-    if (!write_field(field, input, *out) || (input.nnodes > 0 && !write_range(instance, range)))
-        return report.fail("in princStrVec_comp_func error: Can't set outputs\n");
+    if (!write_field(field, input, *out)) return report.fail("in princStrVec_comp_func error: Can't set fld_out\n");
+    if (input.nnodes > 0) write_range(instance, range);  // without nodes minimum and maximum stay as they were
     return 1;
 }
 

@@ -170,8 +170,14 @@ TEST_F(Stress, WritesValuesDirectionsAndTheirRange) {
         EXPECT_EQ(positions(out, FLDget_coord), value == 0 ? std::vector<float>({8, 9, 0}) : solid().coord);
     }
     make_field("fld_in", plate());  // two dimensions come from either input
+    host::fail_call("FLDget_xform", 1);
+    host::destroy(host::find(instance, "minPstress"));
     ASSERT_EQ(update(), 1);
     EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{8, 9, 0}));
+    EXPECT_EQ(reports, std::vector<std::string>());
+    EXPECT_EQ(real("MaxPstress"), 5.0);
+    FLDget_xform(out, written);
+    EXPECT_TRUE(std::equal(xform, xform + 16, written));  // kept
 }
 
 TEST_F(Stress, StopsAsDescribed) {
