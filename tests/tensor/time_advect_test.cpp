@@ -95,6 +95,11 @@ TEST_F(TimeAdvect, SaysThatAProbeHasNoPositions) {
     expect_message("no transform");
     host::destroy(probe);
     expect_message("no probe");
+    make_field("in_probe2", {{}, 1, 2, {1, 3}});
+    host::set_field_xform(host::find(instance, "in_probe2"), kTurn, {}, {});
+    host::destroy(out);
+    EXPECT_EQ(update(2, "7"), "");  // it has positions, and nowhere to hand them to
+    EXPECT_EQ(out_time(), -5);
 }
 
 TEST_F(TimeAdvect, SurvivesAnyFailingCall) {
