@@ -1,12 +1,15 @@
 // The Jacobian of a node is inverted by its adjugate: no branch, no pivot, so that several nodes are worked on at once.
 // Products of two floats are exact in double precision, hence every cofactor is right to the last bit and only the sum
-// that makes the determinant can cancel.
+// that makes the determinant can cancel. Where that leaves no inverse, the host's own operation decides.
 #include "modules/zam/index_space.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include "modules/zam/lic_jacobi.h"
 
 namespace zam {
 namespace {
@@ -76,9 +79,31 @@ private:
     const float* positions_;
 };
 
+/// Expresses the vectors again whose results are not finite, by the inverse that the host gives of their matrices.
+/// @param differences  along each axis, of `count` nodes
+template <int N>
+void express_by_host(const float* const (&differences)[N], xp_long count, const float* vectors, MatrixInverse inverse,
+                     float* result) {
+    constexpr int kSide = N + 1;
+    for (xp_long at = 0; at < count * N; at += N) {
+        float* vector = result + at;
+        if (std::all_of(vector, vector + N, [](float value) { return std::isfinite(value); })) continue;
+        float matrix[kSide * kSide] = {};
+        for (int axis = 0; axis < N; ++axis) std::copy_n(differences[axis] + at, N, matrix + kSide * axis);
+        matrix[kSide * kSide - 1] = 1;
+        std::copy_n(vectors + at, N, vector);
+        if (inverse(matrix, matrix) != 1)
+            std::fill_n(vector, N, 0.0F);
+        else if constexpr (N == 2)
+            MATvec2_mat3_multiply(vector, matrix);
+        else
+            MATvec3_mat4_multiply(vector, matrix);
+    }
+}
+
 template <int N, class Lanes>
 void express_grid(const std::array<xp_long, N>& dims, const float* positions, const float* vectors, xp_long nodes,
-                  float* result) {
+                  MatrixInverse inverse, float* result) {
     const Grid<N, Lanes> grid(dims, positions);
     float differences[N][kNodes * N] = {};
     const float* axes[N];
@@ -86,15 +111,19 @@ void express_grid(const std::array<xp_long, N>& dims, const float* positions, co
     for (xp_long first = 0; first < nodes; first += kNodes) {
         const xp_long count = std::min<xp_long>(kNodes, nodes - first);
         for (std::size_t axis = 0; axis < N; ++axis) grid.differences(axis, first, count, differences[axis]);
+        const float* from = vectors + first * N;
+        float* to = result + first * N;
+        bool finite = true;
         if (count == kNodes) {
-            Lanes::template express<N>(axes, vectors + first * N, result + first * N);
+            finite = Lanes::template express<N>(axes, from, to);
         } else {  // what lies behind the last node is computed with and not used
             float in[kNodes * N] = {};
             float out[kNodes * N];
-            std::copy_n(vectors + first * N, count * N, in);
-            Lanes::template express<N>(axes, in, out);
-            std::copy_n(out, count * N, result + first * N);
+            std::copy_n(from, count * N, in);
+            finite = Lanes::template express<N>(axes, in, out);
+            std::copy_n(out, count * N, to);
         }
+        if (!finite) express_by_host<N>(axes, count, from, inverse, to);
     }
 }
 
@@ -102,16 +131,17 @@ void express_grid(const std::array<xp_long, N>& dims, const float* positions, co
 
 template <int N>
 void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> positions,
-                    std::span<const float> vectors, std::span<float> result, Registers registers) {
+                    std::span<const float> vectors, std::span<float> result, Registers registers,
+                    MatrixInverse inverse) {
     const auto nodes = static_cast<xp_long>(result.size() / N);
     const bool wide = registers == Registers::widest && has_wide_registers();
     const auto express = wide ? express_grid<N, wide_registers::Lanes> : express_grid<N, any_processor::Lanes>;
-    express(dims, positions.data(), vectors.data(), nodes, result.data());
+    express(dims, positions.data(), vectors.data(), nodes, inverse, result.data());
 }
 
 template void to_index_space<2>(const std::array<xp_long, 2>&, std::span<const float>, std::span<const float>,
-                                std::span<float>, Registers);
+                                std::span<float>, Registers, MatrixInverse);
 template void to_index_space<3>(const std::array<xp_long, 3>&, std::span<const float>, std::span<const float>,
-                                std::span<float>, Registers);
+                                std::span<float>, Registers, MatrixInverse);
 
 }  // namespace zam

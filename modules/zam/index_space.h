@@ -4,12 +4,16 @@
 #include <array>
 #include <span>
 
+#include "contract/mat.h"
 #include "contract/types.h"
 
 namespace zam {
 
 /// What the arithmetic is done in.
 enum class Registers { any, widest };
+
+/// Inverts a square matrix, which may be in the same place. @return not 1 if there is no inverse
+using MatrixInverse = int (*)(float* inverse, const float* matrix);
 
 /// Expresses vectors given in physical space by how fast they move through the indices of a structured grid.
 ///
@@ -18,7 +22,8 @@ enum class Registers { any, widest };
 /// taken as a row, is multiplied by the inverse of that matrix. The inverse is formed in double precision and rounded
 /// to float once, as hosts invert matrices; the products are float, summed in ascending order.
 ///
-/// A node whose Jacobian has no inverse in floats (cells without volume, positions that are not finite) gets a zero
+/// A Jacobian without an inverse in floats (cells without volume, positions that are not finite) is left to the host's
+/// inverse, as a matrix for vectors with a further component of 1; if the host finds none either, the node gets a zero
 /// vector. A vector that is not finite gives components that are not.
 ///
 /// @param dims       nodes along each of the N axes (2 or 3), the first running fastest
@@ -26,9 +31,11 @@ enum class Registers { any, widest };
 /// @param vectors    nodes x N
 /// @param result     nodes x N, index steps per unit of time; does not overlap the inputs
 /// @param registers  any: what every processor has; the results are the same to the last bit
+/// @param inverse    of (N + 1) x (N + 1) floats, row-major: the host's
 /// @pre the three spans hold product(dims) * N floats
 template <int N>
 void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> positions,
-                    std::span<const float> vectors, std::span<float> result, Registers registers = Registers::widest);
+                    std::span<const float> vectors, std::span<float> result, Registers registers = Registers::widest,
+                    MatrixInverse inverse = N == 2 ? MATmat3_inverse : MATmat4_inverse);
 
 }  // namespace zam

@@ -57,7 +57,8 @@ TEST(IndexSpace, HasTheBitsOfTheDescriptionNodeByNode) {
     }
 }
 
-TEST(IndexSpace, KnowsWhatRoundingLeavesOfAZeroVolume) {
+TEST(IndexSpace, LeavesMatricesWithoutAnInverseToTheHost) {
+    // rounding leaves something of a zero volume
     const std::array<float, 3> i{3333333, 1234567, 4000037};
     const std::array<float, 3> j{2345671, 3777777, 1111117};
     std::vector<float> positions;
@@ -69,6 +70,25 @@ TEST(IndexSpace, KnowsWhatRoundingLeavesOfAZeroVolume) {
     std::vector<float> result(24, kNan);
     to_index_space<3>({2, 2, 2}, positions, std::vector<float>(24, 1.0F), result);
     EXPECT_EQ(result, std::vector<float>(24, 0.0F));
+
+    // a host that finds one
+    static std::vector<float> matrix;
+    to_index_space<3>({2, 2, 2}, positions, std::vector<float>(24, 1.0F), result, Registers::any,
+                      [](float* inverse, const float* of) {
+                          matrix.assign(of, of + 16);
+                          std::fill_n(inverse, 16, 0.5F);
+                          return 1;
+                      });
+    EXPECT_EQ(result, std::vector<float>(24, 2.0F));
+    EXPECT_EQ(matrix, (std::vector<float>{i[0], i[1], i[2], 0, j[0], j[1], j[2], 0, i[0] + j[0], i[1] + j[1],
+                                          i[2] + j[2], 0, 0, 0, 0, 1}));
+    result.resize(8);
+    to_index_space<2>({2, 2}, std::vector<float>{0, kNan, 1, 0, 0, 1, 1, 1}, std::vector<float>{1, 2, 1, 2, 1, 2, 1, 2},
+                      result, Registers::any, [](float* inverse, const float*) {
+                          std::fill_n(inverse, 9, 0.5F);
+                          return 1;
+                      });
+    EXPECT_EQ(result, (std::vector<float>{2, 2, 2, 2, 2, 2, 1, 2}));  // the last is regular
 }
 
 class Jacobi : public ModuleTest {
@@ -104,6 +124,7 @@ TEST_F(Jacobi, GivesZeroVectorsWhereThereIsNoInverse) {
         const char* name;
         FieldContents contents;
         std::vector<float> expected;
+        float length = 1;  // of the longest axis
     };
     const auto with = [](std::size_t place, float value) {
         auto contents = square();
@@ -116,13 +137,16 @@ TEST_F(Jacobi, GivesZeroVectorsWhereThereIsNoInverse) {
     const std::vector<Case> cases{
         {"a position that is no number reaches its neighbours", with(1, kNan), {0, 0, 0, 0, 0, 0, 1, 2}},
         {"infinity too", with(0, -HUGE_VALF), {0, 0, 0, 0, 0, 0, 1, 2}},
-        {"cells without area", {{2, 2}, 0, 2, {0, 0, 1, 1, 2, 2, 3, 3}, 2, square().values}, none},
+        {"cells without area", {{2, 2}, 0, 2, {0, 0, 1, 1, 2, 2, 3, 3}, 2, square().values}, none, 3},
         {"an inverse beyond floats", {{2, 2}, 0, 2, {0, 0, 1e-40F, 0, 0, 1, 1e-40F, 1}, 2, square().values}, none},
         {"a plane in three dimensions", {{2, 2, 1}, 0, 2, square().coord, 2, square().values}, none},
         {"four dimensions",
          {{2, 2, 1, 1}, 0, 3, std::vector<float>(12, 1), 3, std::vector<float>(12, 1)},
-         std::vector<float>(12, 0.0F)},
-        {"no nodes", {{2, 0}, 0, 2, {}, 2, {}}, {}}};
+         std::vector<float>(12, 0.0F),
+         0},
+        {"a single node", {{1, 1}, 0, 2, {2, 5}, 2, {1, 2}}, {1, 2}, 3},
+        {"no nodes", {{2, 0}, 0, 2, {}, 2, {}}, {}},
+        {"nor any extent", {{0, 0}, 0, 2, {}, 2, {}}, {}, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         make_field("fld_in", c.contents);
@@ -133,6 +157,7 @@ TEST_F(Jacobi, GivesZeroVectorsWhereThereIsNoInverse) {
                              ARR_HOST_OWNS);
         EXPECT_EQ(update(), 1);
         EXPECT_EQ(values(out, 0), c.expected);
+        EXPECT_EQ(positions(out, FLDget_points)[std::size_t{2} * c.contents.nspace - 2], c.length);
     }
     make_field("fld_in", hostile);
     EXPECT_EQ(update(), 1);
