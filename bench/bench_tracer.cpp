@@ -3,6 +3,9 @@
 //
 // sparse: a thin shell, the rest transparent. dense: nearly every node has some opacity, and hardly a ray saturates, so
 // that nearly every cell has to be classified and added.
+//
+// lone: one ray at a time through the exported single-ray marchers, into 64 x 64 pixels, for callers that pick or
+// probe.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -105,7 +108,52 @@ void bench(benchmark::State& state, const Case& c, bool with_plain) {
     state.counters["cells/s"] = benchmark::Counter(runs * cells, benchmark::Counter::kIsRate);
 }
 
+/// A corner of n^3 nodes, one ray per iteration.
+void bench_lone(benchmark::State& state, const Case& c, int n, bool with_plain) {
+    plain::Scene scene = make_scene(c);
+    std::fill_n(scene.n, 3, n);
+    scene.width = scene.height = 64;
+    std::vector<std::uint8_t> expected(plain::image_size(scene)), image(expected.size());
+    plain::render(scene, expected.data());
+    std::vector<plain::Ray> rays;
+    for (int row = 0; row < scene.height; ++row)
+        for (int column = 0; column < scene.width; ++column) rays.push_back(plain::make_ray(scene, column, row));
+    const auto* table = reinterpret_cast<const TracerColor*>(scene.table);
+    const auto trace = [&](std::size_t i) {
+        std::uint8_t* pixel = &image[4 * i];
+        const auto* ray = reinterpret_cast<const TracerRay*>(&rays[i]);
+        if (c.veclen == 4)
+            (c.interpolate ? interp_trace_volume : trace_volume)(pixel, ray, scene.nodes, n, n, n, scene.a_scale);
+        else
+            (c.interpolate ? interp_trace_byte_volume : trace_byte_volume)(pixel, ray, scene.nodes, n, n, n, table,
+                                                                           scene.a_scale);
+    };
+    for (std::size_t i = 0; i < rays.size(); ++i) trace(i);
+    if (image != expected) state.SkipWithError("the pixels are not the plain tracer's");
+    std::size_t next = 0;
+    std::int64_t cells = 0;
+    for (auto _ : state) {
+        next = (next + 1) % rays.size();
+        if (with_plain)
+            benchmark::DoNotOptimize(c.interpolate ? plain::march_interpolated(scene, rays[next], cells)
+                                                   : plain::march_nearest(scene, rays[next], cells));
+        else
+            trace(next);
+        benchmark::ClobberMemory();
+    }
+}
+
 const bool registered = [] {
+    for (const int n : {16, kNodes})
+        for (const int veclen : {1, 4})
+            for (const bool interpolate : {false, true})
+                for (const bool with_plain : {false, true}) {
+                    const Case c{false, interpolate, true, veclen};
+                    const auto run = [=](benchmark::State& state) { bench_lone(state, c, n, with_plain); };
+                    const std::string name =
+                        "lone/" + std::to_string(n) + "/" + c.name() + (with_plain ? "/plain" : "");
+                    benchmark::RegisterBenchmark(name.c_str(), run);
+                }
     for (const bool dense : {false, true})
         for (const int veclen : {1, 4})
             for (const bool interpolate : {false, true})

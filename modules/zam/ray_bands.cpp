@@ -1,8 +1,9 @@
-// Bands of image rows and single rays: the exported marchers over march_cells and march_faces.
+// Bands of image rows and single rays: the exported marchers over march_cells and march_faces, and
+// their forms for a lone ray.
 #include <cstdint>
-#include <utility>
 
 #include "contract/om.h"
+#include "modules/zam/ray_lone.h"
 #include "modules/zam/ray_march.h"
 #include "modules/zam/ray_view.h"
 #include "modules/zam/tracer.h"
@@ -29,23 +30,6 @@ private:
     std::uint8_t* pixels_;
     int width_;
     int column_ = 0;
-};
-
-/// A single ray with its pixel.
-class OneRay {
-public:
-    OneRay(const Ray& ray, std::uint8_t* pixel) : ray_(ray), pixel_(pixel) {}
-
-    bool next(Ray& ray, std::uint8_t*& pixel) {
-        ray = ray_;
-        pixel = pixel_;
-        return std::exchange(left_, false);
-    }
-
-private:
-    Ray ray_;
-    std::uint8_t* pixel_;
-    bool left_ = true;
 };
 
 enum class Sampling { constant, interpolated };
@@ -100,8 +84,13 @@ void render_band(const Band& band, const float* inverse, const void* data, const
 template <Sampling kSampling, class Voxels>
 int trace_one(unsigned char* pixel, const TracerRay* ray, const Grid& grid, const Voxels& voxels,
               double opacity_scale) {
-    OneRay rays(*ray, pixel);
-    march<kSampling>(rays, grid, voxels, opacity_scale);
+    constexpr bool kIsConstant = kSampling == Sampling::constant;
+    const auto entry = enter_grid(*ray, grid, kIsConstant ? Cells::voxels : Cells::between_nodes);
+    Color color{};
+    if (entry)
+        color = kIsConstant ? march_lone_cells(*entry, voxels, opacity_scale)
+                            : march_lone_faces(*entry, voxels, opacity_scale);
+    write_pixel(pixel, color);
     return 0;
 }
 
@@ -122,7 +111,7 @@ template <Sampling kSampling>
 int trace_bytes(unsigned char* pixel, const TracerRay* ray, const void* data, const Grid& grid,
                 const TracerColor* table, double opacity_scale) {
     if (!can_trace(pixel, data, grid)) return 0;
-    const TableVoxels voxels(static_cast<const std::uint8_t*>(data), table);
+    const LookedUpVoxels voxels(static_cast<const std::uint8_t*>(data), table);
     return trace_one<kSampling>(pixel, ray, grid, voxels, opacity_scale);
 }
 

@@ -80,6 +80,13 @@ public:
         return color;
     }
 
+    /// Adds a node's weighted colour (not its opacity) to the sum of one ray.
+    void add(std::size_t node, float weight, Color& sum) const {
+        const float opacity = sum[0];
+        sum += bytes_at(node) * weight;
+        sum[0] = opacity;
+    }
+
     /// The weighted colours (not opacities) that four rays collect. Terms and sums are single precision.
     class Sum {
     public:
@@ -141,6 +148,8 @@ public:
     /// As RgbaVoxels::Sum, but terms and sums are formed in double precision, then rounded to single: get_rgb's way.
     class Sum {
     public:
+        // The pair is chosen by its number. Written as `(lane < 2 ? low : high)[lane % 2]`, g++ 12 with
+        // -fsanitize=undefined computes the subscript in the first arm only and uses it uninitialised in the second.
         void clear(int lane) {
             for (auto& channel : sums_) channel[lane / 2][lane % 2] = 0;
         }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -112,6 +113,21 @@ void render_bands(const plain::Scene& s, int first_rows, std::uint8_t* image) {
                s.a_scale);
 }
 
+/// Renders by the exported marchers of single rays.
+void render_lone(const plain::Scene& s, std::uint8_t* image) {
+    const auto* table = reinterpret_cast<const TracerColor*>(s.table);
+    for (int row = 0; row < s.height; ++row)
+        for (int column = 0; column < s.width; ++column, image += 4) {
+            const auto ray = std::bit_cast<TracerRay>(plain::make_ray(s, column, row));
+            const auto [nx, ny, nz] = s.n;
+            if (s.veclen == 4)
+                (s.interpolate ? interp_trace_volume : trace_volume)(image, &ray, s.nodes, nx, ny, nz, s.a_scale);
+            else
+                (s.interpolate ? interp_trace_byte_volume : trace_byte_volume)(image, &ray, s.nodes, nx, ny, nz, table,
+                                                                               s.a_scale);
+        }
+}
+
 /// Renders with the 64-bit node numbers that only a volume of more than 2^32 nodes needs.
 template <class Voxels>
 void render_wide(const plain::Scene& s, const Voxels& voxels, std::uint8_t* image) {
@@ -132,10 +148,13 @@ TEST(TracerPixels, AreThePlainTracers) {
     for (unsigned seed = 0; seed < 3000; ++seed) {
         RandomScene random(seed);
         const plain::Scene& s = random.scene;
-        std::vector<std::uint8_t> expected(plain::image_size(s), 77), image = expected, wide = expected;
+        std::vector<std::uint8_t> expected(plain::image_size(s), 77), image = expected, wide = expected,
+                                                                      lone = expected;
         plain::render(s, expected.data());
         render_bands(s, random.random.integer(0, s.height), image.data());
         ASSERT_EQ(image, expected) << "seed " << seed;
+        render_lone(s, lone.data());
+        ASSERT_EQ(lone, expected) << "seed " << seed;
 
         const auto* table = reinterpret_cast<const TracerColor*>(s.table);
         if (s.veclen == 4)
