@@ -25,7 +25,6 @@ void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>
 
 /// The module's entry: writes component 0 of `in`, folded about column `center`, into `out`. The parameters are in
 /// cropbind.json.
-/// @return 1, whatever happens. A center outside the first of the dims, whatever else `in` lacks, and failed
-/// allocations
-///         are reported; then, and when `in` is no uniform volume with node data, `out` stays as it was.
+/// @return 1, whatever happens. A center outside the first of the dims is reported, whatever else `in` lacks, and a
+///         failed allocation is; then, and when `in` is no uniform volume with node data, `out` stays as it was.
 extern "C" ZAM_MODULE_API int ADDcropbind(OMobj_id instance, unsigned event_mask, int seq);

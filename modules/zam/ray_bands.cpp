@@ -1,5 +1,5 @@
-// Bands of image rows and single rays: the exported marchers over march_cells and march_faces, and
-// their forms for a lone ray.
+// Bands of image rows and single rays: the exported marchers over march_cells and march_faces, and over their forms for
+// a lone ray.
 #include <cstdint>
 
 #include "contract/om.h"

@@ -1,5 +1,5 @@
 // The two marchers: from voxel to voxel, and from cell face to cell face. Each exists once, for every layout of the
-// volume, and for one ray as for a row of them.
+// volume. A ray on its own takes ray_lone.h.
 //
 // Rays are any source with `bool next(Ray& ray, std::uint8_t*& pixel)`, which goes on saying false at its end. A lane
 // whose ray has ended takes the next one, so that no lane waits for the others; one that finds none is parked.
