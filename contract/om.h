@@ -75,7 +75,7 @@ ZAM_HOST_API int OMget_obj_val(OMobj_id object, OMobj_id* value);
 // --- Arrays ---
 
 /// Opens the typed array in sub-object `name`.
-/// @param mode   ARR_READ, ARR_WRITE or ARR_READ_WRITE
+/// @param mode   ARR_READ or ARR_READ_WRITE
 /// @param count  receives the number of elements, or null
 /// @param type   receives the type code, or null
 /// @return the host's array, which the caller releases with ARRfree_f, or null

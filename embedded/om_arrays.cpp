@@ -100,7 +100,7 @@ void* OMret_name_array_ptr(OMobj_id object, OMobj_name name, int mode, xp_long* 
         const Object* child = state().store.child(object, name);
         Object* target = child ? state().store.resolve(child->id) : nullptr;
         const Array* array = target ? target->get<Array>() : nullptr;
-        if (!array || !*array || !is_access_mode(mode)) return nullptr;
+        if (!array || !*array || (mode != ARR_READ && mode != ARR_READ_WRITE)) return nullptr;
         if (count) *count = array->count;
         if (type) *type = array->type;
         return state().ledger.lend("OMret_name_array_ptr", *array, mode, target->id);

@@ -152,7 +152,8 @@ TEST_F(Arrays, ArraysAreSharedNotCopied) {
     const int seq = now();
     end_access(lent);
     EXPECT_NE(OMchanged(object, seq), 0);  // the end of writing is the change
-    EXPECT_EQ(OMret_name_array_ptr(module, token("array"), 3, nullptr, nullptr), nullptr);
+    for (const int mode : {-1, int{ARR_WRITE}, 3})
+        EXPECT_EQ(OMret_name_array_ptr(module, token("array"), mode, nullptr, nullptr), nullptr) << mode;
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ void ZAM_LIB_QELjoyInfoEx::write_buttons(const JOYINFOEX& cur, int count) const 
     OMset_array_size(buttons().obj_id(), count);
     xp_long size = 0;
     int type = DTYPE_INT;
-    auto* data = OMret_name_array_ptr(obj_id(), OMstr_to_name("buttons"), ARR_WRITE, &size, &type);
+    auto* data = OMret_name_array_ptr(obj_id(), OMstr_to_name("buttons"), ARR_READ_WRITE, &size, &type);
     const zam::HostArray<int> states(static_cast<int*>(data), type == DTYPE_INT ? size : 0);
     std::uint32_t mask = 1;
     for (int i = 0; i < count; ++i) {
