@@ -27,25 +27,29 @@ constexpr AxisTexts kAxisTexts[] = {
 };
 constexpr const char* kCoordinateFooter = "Error! read xyzcoord footer.";
 
-/// Where the values of each axis begin in the file.
-using AxisStarts = std::array<xp_long, 3>;
+/// Where the values of an axis lie in the file, and the message when they cannot be read.
+struct AxisPlace {
+    xp_long start;
+    const char* read;
+};
+using AxisPlaces = std::array<AxisPlace, 3>;
 
 /// Passes over the coordinates.
 /// @throws Failure where the file ends before
-AxisStarts find_axes(RecordFile& file, const GridShape& shape, xp_long length) {
+AxisPlaces find_axes(RecordFile& file, const GridShape& shape, xp_long length) {
     const xp_long axis_bytes = shape.nnodes * kFloatBytes;
     // deliberate: any other length is one record for all axes, and the lengths of further records do not matter
     const bool separate = length == axis_bytes;
-    AxisStarts starts{};
+    AxisPlaces places{};
     for (std::size_t axis = 0; axis < shape.axes(); ++axis) {
         if (separate && axis > 0) require(file.skip_marker(), "Error! read xyzcoord header.");
-        starts[axis] = file.position();
         // deliberate: of separate records, z fails as y does
-        require(file.skip(axis_bytes), kAxisTexts[separate && axis == 2 ? 1 : axis].read);
+        places[axis] = {file.position(), kAxisTexts[separate && axis == 2 ? 1 : axis].read};
+        require(file.skip(axis_bytes), places[axis].read);
         if (separate) require(file.skip_marker(), kCoordinateFooter);
     }
     if (!separate) require(file.skip_marker(), kCoordinateFooter);
-    return starts;
+    return places;
 }
 
 using Block = std::vector<float>;
@@ -97,7 +101,7 @@ OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, Memor
     std::array<Block, 3> blocks;
     for (std::size_t axis = 0; axis < shape.axes(); ++axis)
         blocks[axis] = allocate_block(block_nodes, kAxisTexts[axis].allocate);
-    const AxisStarts starts = find_axes(file, shape, length);
+    const AxisPlaces places = find_axes(file, shape, length);
     const xp_long end = file.position();
 
     auto positions = memory.allocate<float>(shape.nnodes * shape.ndim);
@@ -106,8 +110,8 @@ OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, Memor
         const xp_long count = std::min(block_nodes, shape.nnodes - node);
         const xp_long bytes = count * kFloatBytes;
         for (std::size_t axis = 0; axis < shape.axes(); ++axis) {
-            file.go_to(starts[axis] + node * kFloatBytes);
-            require(file.read(blocks[axis].data(), bytes), kAxisTexts[axis].read);
+            file.go_to(places[axis].start + node * kFloatBytes);
+            require(file.read(blocks[axis].data(), bytes), places[axis].read);
             require(file.to_native("float", blocks[axis].data(), static_cast<std::size_t>(bytes)),
                     kAxisTexts[axis].swap);
         }

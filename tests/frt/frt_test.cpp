@@ -1,12 +1,14 @@
 // Grids in Fortran records: files that Fortran programs wrote, files that end anywhere or lie about themselves, a host
 // that refuses.
+#include <unistd.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
 #include <set>
 
-#include "modules/zam/frt_records.h"
+#include "modules/zam/frt_grid.h"
 #include "modules/zam/read_frt.h"
 #include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
@@ -246,6 +248,28 @@ TEST_F(FortranGrids, GiveTheMessageOfTheRecordTheyEndIn) {
             const std::size_t held = size < second ? nnodes : std::min((size - second) / width, nnodes);
             std::copy_n(kSamples.begin(), held, expected.begin());
             ASSERT_EQ(component(ncomp() - 1, form.wide), expected);
+        }
+    }
+}
+
+TEST_F(FortranGrids, ThatShrinkWhileTheyAreReadGiveTheSameMessage) {
+    for (const Form& form : kForms) {
+        const GridBytes file = whole_file(form);
+        for (std::size_t size = 0; size < file.messages.size(); ++size) {
+            if (!file.messages[size].ends_with("coords.")) continue;
+            const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+            std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
+            frt::RecordFile records(stream.get());
+            records.detect_layout();
+            const frt::GridShape shape = frt::read_shape(records);
+            ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0);
+            std::string text;
+            try {
+                frt::read_coordinates(records, shape);
+            } catch (const frt::Failure& failure) {
+                text = failure.text;
+            }
+            ASSERT_EQ(text, file.messages[size]) << "form " << &form - kForms << ", " << size << " bytes";
         }
     }
 }
