@@ -4,10 +4,12 @@
 //     [section]
 //     key = value
 //
-// Sections and keys are compared without regard to the case of ASCII letters. Lines end with LF or CR LF. Blanks round
-// the key, "=" and the value do not belong to them, nor does one pair of quotes round the value. Of equal sections,
-// and of equal keys in one, the first counts. Paths take either separator. A file is read anew at every call: others
-// may have changed it.
+// Sections and keys are compared without regard to the case of ASCII letters. Lines end with LF, CR LF or CR. Blanks
+// round the key, "=" and the value do not belong to them, nor does one pair of quotes round the value. Of equal
+// sections, and of equal keys in one, the first counts, also when it stands without "=" and so has no value. A
+// section's name goes up to the last "]" of its line; without one the line belongs to the section before. What stands
+// in front of the first section belongs to the one whose name is empty. Paths take either separator. A file is read
+// anew at every call: others may have changed it.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +22,9 @@
 #else
 
 /// Copies the value of a key, cut to fit, always terminated.
-/// @param otherwise  taken, without blanks at its end, where the file has no such key or cannot be read; may be null.
-///                   Not read: what is no regular file, and files of more than 4 MB
+/// @param otherwise  taken, without blanks at its end and quotes, where the file has no such value or cannot be read;
+/// may
+///                   be null. Not read: what is no regular file, and files of more than 4 MB
 /// @param buffer     `size` bytes
 /// @return characters copied, without the terminator; 0 without section, key or file
 std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, const char* otherwise, char* buffer,

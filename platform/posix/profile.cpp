@@ -130,8 +130,10 @@ std::string value_or(const char* section, const char* key, const char* otherwise
     if (const auto contents = read_file(native_path(file))) {
         if (const auto value = find_profile_value(contents->text, section, key)) return std::string(*value);
     }
-    std::string text = otherwise ? otherwise : "";
-    return text.erase(text.find_last_not_of(' ') + 1);
+    const std::string_view text = otherwise ? otherwise : "";
+    const auto last = text.find_last_not_of(' ');
+    // one that is all blanks keeps the first of them
+    return std::string(unquoted(text.substr(0, last == std::string_view::npos ? 1 : last + 1)));
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 namespace zam::platform {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\v\f";
+constexpr std::string_view kBlanks = " \t\r\n\v\f\x1A";  // the last one once ended texts
+constexpr std::string_view kLineEnds = "\r\n";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors begin files with it
 
 std::string_view trimmed(std::string_view text) {
@@ -16,77 +17,86 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-bool same_name(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
+std::string_view up_to_nul(std::string_view text) { return text.substr(0, text.find('\0')); }
+
+/// Whether a name in the file, trimmed, is the one that is looked for.
+bool is_name(std::string_view in_file, std::string_view name) {
+    in_file = up_to_nul(in_file);
+    return std::equal(in_file.begin(), in_file.end(), name.begin(), name.end(),
+                      [](char x, char y) { return lower(x) == lower(y); });
 }
 
-bool is_section_line(std::string_view line) { return line.starts_with('['); }
-
-/// Whether a line, trimmed, is the head of a section. Behind the bracket anything may stand.
-bool begins_section(std::string_view line, std::string_view section) {
-    if (!is_section_line(line)) return false;
-    const auto begin = line.find_first_not_of(kBlanks, 1);
-    if (begin == std::string_view::npos || line.size() - begin < section.size()) return false;
-    const auto behind = line.find_first_not_of(kBlanks, begin + section.size());
-    return same_name(line.substr(begin, section.size()), section) && behind != std::string_view::npos &&
-           line[behind] == ']';
+/// The name in a trimmed line that is the head of a section: up to the last bracket, behind which anything may stand.
+/// `nullopt` for other lines, one without that bracket among them.
+std::optional<std::string_view> section_name(std::string_view line) {
+    const auto end = line.rfind(']');
+    if (!line.starts_with('[') || end == std::string_view::npos) return std::nullopt;
+    return trimmed(line.substr(1, end - 1));
 }
 
-/// Whether a line, trimmed, sets `key`.
-bool sets_key(std::string_view line, std::string_view key) {
-    if (line.starts_with(';')) return false;
+/// A line within a section. Its views lie in the text and say where their parts stand, also when they are empty.
+struct Entry {
+    std::string_view key;
+    std::optional<std::string_view> value;  // `nullopt` without "="
+};
+
+Entry parse_entry(std::string_view line) {
     const auto equals = line.find('=');
-    return equals != std::string_view::npos && same_name(trimmed(line.substr(0, equals)), key);
+    if (equals == std::string_view::npos) return {trimmed(line), std::nullopt};
+    return {trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1))};
 }
+
+/// Where the first line begins.
+std::size_t begin_of(std::string_view text) { return text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0; }
+
+/// The line end at the front of a text, one or two characters.
+std::string_view line_end_at(std::string_view text) { return text.substr(0, text.starts_with("\r\n") ? 2 : 1); }
 
 /// Goes through the lines of a text.
 class Lines {
 public:
-    explicit Lines(std::string_view text) : text_(text) {
-        if (text_.starts_with(kByteOrderMark)) next_ = kByteOrderMark.size();
-    }
+    explicit Lines(std::string_view text) : text_(text), next_(begin_of(text)) {}
     /// Takes the next line; false at the end.
     bool next() {
         if (next_ >= text_.size()) return false;
-        begin_ = next_;
-        const auto end = text_.find('\n', begin_);
-        next_ = end == std::string_view::npos ? text_.size() : end + 1;
+        const auto end = std::min(text_.find_first_of(kLineEnds, next_), text_.size());
+        line_ = text_.substr(next_, end - next_);
+        next_ = end + line_end_at(text_.substr(end)).size();
         return true;
     }
-    std::size_t begin() const { return begin_; }
     /// Where the next line begins.
     std::size_t end() const { return next_; }
-    std::string_view line() const {
-        auto line = text_.substr(begin_, next_ - begin_);
-        if (line.ends_with('\n')) line.remove_suffix(1);
-        if (line.ends_with('\r')) line.remove_suffix(1);
-        return line;
-    }
+    /// Without its end.
+    std::string_view line() const { return line_; }
 
 private:
-    std::string_view text_;
-    std::size_t begin_ = 0, next_ = 0;
+    std::string_view text_, line_;
+    std::size_t next_;
 };
 
 /// Where a key stands, or would.
 struct Spot {
-    bool section = false;                  // there is one
-    std::optional<std::string_view> line;  // that sets the key, without its end
-    std::size_t section_end = 0;           // behind its last line that is not blank
+    bool section = false;         // there is one
+    std::optional<Entry> entry;   // of the key
+    std::size_t section_end = 0;  // behind its last line that is not blank
 };
 
+/// Lines in front of the first section belong to the one without a name.
 Spot find_spot(std::string_view text, std::string_view section, std::string_view key) {
-    Spot spot;
+    Spot spot{.section = section.empty(), .entry = {}, .section_end = begin_of(text)};
     Lines lines(text);
     while (lines.next()) {
         const auto line = trimmed(lines.line());
-        if (!spot.section) {
-            spot.section = begins_section(line, section);
-        } else if (is_section_line(line)) {
-            break;
-        } else if (sets_key(line, key)) {
-            spot.line = lines.line();
-            break;
+        const auto head = section_name(line);
+        if (spot.section && head) break;
+        if (head) {
+            spot.section = is_name(*head, section);
+        } else if (spot.section && !line.empty() && !line.starts_with(';')) {
+            const Entry entry = parse_entry(lines.line());
+            if (is_name(entry.key, key)) {
+                spot.entry = entry;
+                break;
+            }
         }
         if (spot.section && !line.empty()) spot.section_end = lines.end();
     }
@@ -94,12 +104,9 @@ Spot find_spot(std::string_view text, std::string_view section, std::string_view
 }
 
 std::string_view line_end(std::string_view text) {
-    const auto first = text.find('\n');
-    return first != std::string_view::npos && first > 0 && text[first - 1] == '\r' ? "\r\n" : "\n";
+    const auto first = text.find_first_of(kLineEnds);
+    return first == std::string_view::npos ? "\n" : line_end_at(text.substr(first));
 }
-
-/// The value in a line that sets a key, blanks cut; where it is empty, the view still says where it would stand.
-std::string_view value_in(std::string_view line) { return trimmed(line.substr(line.find('=') + 1)); }
 
 bool has_control(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
@@ -107,15 +114,16 @@ bool has_control(std::string_view text) {
 
 }  // namespace
 
+std::string_view unquoted(std::string_view value) {
+    const bool quoted = value.size() >= 2 && (value.front() == '"' || value.front() == '\'');
+    return quoted && value.back() == value.front() ? value.substr(1, value.size() - 2) : value;
+}
+
 std::optional<std::string_view> find_profile_value(std::string_view text, std::string_view section,
                                                    std::string_view key) {
     const Spot spot = find_spot(text, trimmed(section), trimmed(key));
-    if (!spot.line) return std::nullopt;
-    std::string_view value = value_in(*spot.line);
-    value = trimmed(value.substr(0, value.find('\0')));
-    const bool quoted = value.size() >= 2 && (value.front() == '"' || value.front() == '\'');
-    if (quoted && value.back() == value.front()) value = value.substr(1, value.size() - 2);
-    return value;
+    if (!spot.entry || !spot.entry->value) return std::nullopt;
+    return unquoted(up_to_nul(*spot.entry->value));
 }
 
 std::string set_profile_value(std::string_view text, std::string_view section, std::string_view key,
@@ -124,14 +132,15 @@ std::string set_profile_value(std::string_view text, std::string_view section, s
     key = trimmed(key);
     const Spot spot = find_spot(text, section, key);
     std::string result(text);
-    if (spot.line) {
-        const std::string_view old = value_in(*spot.line);
-        return result.replace(static_cast<std::size_t>(old.data() - text.data()), old.size(), value);
-    }
+    const auto place_of = [&](const char* at) { return static_cast<std::size_t>(at - text.data()); };
+    if (spot.entry && spot.entry->value)
+        return result.replace(place_of(spot.entry->value->data()), spot.entry->value->size(), value);
+    if (spot.entry)
+        return result.insert(place_of(spot.entry->key.data() + spot.entry->key.size()), "=" + std::string(value));
     const std::string end(line_end(text));
     std::string added;
     const std::size_t place = spot.section ? spot.section_end : text.size();
-    if (place > 0 && text[place - 1] != '\n') added = end;
+    if (place > begin_of(text) && kLineEnds.find(text[place - 1]) == std::string_view::npos) added = end;
     if (!spot.section) added.append("[").append(section).append("]").append(end);
     added.append(key).append("=").append(value).append(end);
     return result.insert(place, added);

@@ -8,12 +8,17 @@
 
 namespace zam::platform {
 
-/// The value of a key, without blanks and quotes round it and nothing behind a zero byte; a view into `text`.
+/// A value without one pair of quotes round it.
+std::string_view unquoted(std::string_view value);
+
+/// The value of a key, without blanks and quotes round it and nothing behind a zero byte; a view into `text`. `nullopt`
+/// when the key is missing, or its first line has no "=".
 std::optional<std::string_view> find_profile_value(std::string_view text, std::string_view section,
                                                    std::string_view key);
 
 /// The text with the key set: in its line, else in a line behind the section's last one that is not blank, else in a
-/// new section at the end. Line ends are those of the text's first line, LF where there is none.
+/// new section at the end. The section without a name is what stands in front of the first one. Line ends are that of
+/// the text's first line, LF where there is none.
 std::string set_profile_value(std::string_view text, std::string_view section, std::string_view key,
                               std::string_view value);
 

@@ -34,14 +34,19 @@ const FindCase kFound[] = {
     {"first_section", "[s]\nj=1\n[s]\nk=2\n", nullptr},
     {"other_sections", "k=0\n[t]\nk=1\n[s]\n[u]\nk=2\n", nullptr},
     {"longer_names", "[ss]\nk=1\n[s]\nkk=2\nk k=3\n", nullptr},
+    {"longer_by_brackets", "[s]]\nk=1\n[[s]\nk=2\n[s] [t]\nk=3\n", nullptr},
     {"comments", "[s]\n;k=1\n ;k=2\n#k=3\nk=4;5\n", "4;5"},
     {"comment_behind_section", "[s] ; first\nk=1\n", "1"},
     {"commented_section", ";[s]\nk=1\n", nullptr},
-    {"no_equals", "[s]\nk\nk=1\n", "1"},
+    {"no_equals", "[s]\nk\nk=1\n", nullptr},
     {"unfinished_section", "[s\nk=1\n", nullptr},
-    {"section_ends_at_any_bracket", "[s]\n[\nk=1\n", nullptr},
+    {"goes_on_behind_an_unfinished_section", "[s]\n[t\n[\nk=1\n", "1"},
+    {"section_ends_at_any_head", "[s]\n[]\nk=1\n", nullptr},
+    {"carriage_returns_alone", "[s]\rj=2\rk=1\r[t]\r", "1"},
+    {"carriage_return_in_a_line", "[s]\nk=1\rj=2\n", "1"},
     {"byte_order_mark", "\xEF\xBB\xBF[s]\nk=1\n", "1"},
-    {"zero_bytes", std::string("[s]\nk=1 \0 2\n", 12), "1"},
+    {"zero_bytes", std::string("[s\0t]\nk\0j=1 \0 2\n", 18), "1 "},
+    {"end_of_text_marks", "[s]\n\x1Ak=1\x1A\n\x1A", "1"},
 };
 
 TEST(ProfileText, IsSearched) {
@@ -68,6 +73,10 @@ const SetCase kSet[] = {
     {"no_value", "[s]\r\nk= \r\nj", "[s]\r\nk= 9\r\nj"},
     {"value_at_the_end", "[s]\nk=", "[s]\nk=9"},
     {"quoted", "[s]\nk=\"1\"\n", "[s]\nk=9\n"},
+    {"no_equals", "[s]\n k ; a\n k \nk=1\n", "[s]\n k ; a\n k=9 \nk=1\n"},
+    {"unfinished_section", "[s]\n[t\n\n[t]\n", "[s]\n[t\nk=9\n\n[t]\n"},
+    {"carriage_returns_alone", "[s]\rj=1\r[t]\r", "[s]\rj=1\rk=9\r[t]\r"},
+    {"new_section_behind_a_byte_order_mark", "\xEF\xBB\xBF", "\xEF\xBB\xBF[s]\nk=9\n"},
 };
 
 TEST(ProfileText, IsSet) {
@@ -104,6 +113,8 @@ TEST_F(ProfileFile, FillsTheBuffer) {
     EXPECT_EQ(get(file, 1), "");
     EXPECT_EQ(get(scratch.file("none"), 3), "no");
     EXPECT_EQ(get(scratch.file("none"), 64, nullptr), "");
+    EXPECT_EQ(get(scratch.file("none"), 64, "'x' "), "x");
+    EXPECT_EQ(get(scratch.file("none"), 64, "   "), " ");
     char untouched = '#';
     EXPECT_EQ(GetPrivateProfileStringA("s", "k", "x", &untouched, 0, file.c_str()), 0U);
     EXPECT_EQ(GetPrivateProfileStringA("s", "k", "x", nullptr, 9, file.c_str()), 0U);
@@ -150,6 +161,13 @@ TEST_F(ProfileFile, ThatCannotBeUsed) {
     EXPECT_EQ(set(full, "123456789"), 0);  // would be too large to be read again
     EXPECT_EQ(get(full), "1");
     EXPECT_EQ(files(), 5);
+}
+
+TEST(ProfileText, BelongsToNoNameBeforeTheFirstSection) {
+    const std::string text = set_profile_value("\xEF\xBB\xBF\n[]\nk=1\n", "", "k", "9");
+    EXPECT_EQ(text, "\xEF\xBB\xBFk=9\n\n[]\nk=1\n");
+    EXPECT_EQ(find_profile_value(text, "", "k"), "9");
+    EXPECT_EQ(find_profile_value("[]\nk=1\n", "", "k"), std::nullopt);
 }
 
 TEST_F(ProfileFile, KeepsOnlyWhatCanBeFoundAgain) {
