@@ -44,7 +44,7 @@ bool is_capture_file(const FileStart& file) {
     return number_at(file, 0) > 0 && number_at(file, kDigits) > 0;
 }
 
-std::string describe_capture(const FileStart& start, OMobj_id field) {
+Description describe_capture(const FileStart& start, OMobj_id field) {
     const xp_long dims[2] = {number_at(start, 0), number_at(start, kDigits)};
     const xp_long pixels = dims[0] * dims[1];
     FLDset_ndim(field, 2);
@@ -58,7 +58,7 @@ std::string describe_capture(const FileStart& start, OMobj_id field) {
     const bool whole = file && std::fread(text.data(), 1, text.size(), file.get()) == text.size() &&
                        add_range<std::uint8_t>(file.get(), 4 * pixels, DTYPE_BYTE, field, 0) &&
                        add_range<float>(file.get(), pixels, DTYPE_FLOAT, field, 1);
-    return whole ? "" : "is shorter than the size at its beginning says";
+    return {whole ? "" : "is shorter than the size at its beginning says", {}, {}};
 }
 
 }  // namespace zam::runner

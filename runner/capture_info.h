@@ -9,7 +9,7 @@ namespace zam::runner {
 bool is_capture_file(const FileStart& file);
 
 /// Gives a field what is told of the file: dims, and each component with its range. Pixels are read in blocks and not
-/// kept. @return what is wrong with the file; empty: nothing
-std::string describe_capture(const FileStart& file, OMobj_id field);
+/// kept.
+Description describe_capture(const FileStart& file, OMobj_id field);
 
 }  // namespace zam::runner

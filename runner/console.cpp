@@ -1,9 +1,13 @@
 #include "runner/console.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <iostream>
 
+#include <utility>
+
+#include <fcntl.h>
 #if defined(_WIN32)
 #include <io.h>
 #else
@@ -15,14 +19,22 @@ namespace {
 
 constexpr int kWarningFlags = 16;
 constexpr std::size_t kLongestProgressText = 60;
+constexpr std::size_t kLongestQuote = 60;
 
-bool standard_error_is_terminal() {
 #if defined(_WIN32)
-    return _isatty(2) != 0;
+bool standard_error_is_terminal() { return _isatty(2) != 0; }
+int open_nothing() { return _open("NUL", _O_WRONLY); }
+int duplicate(int descriptor) { return _dup(descriptor); }
+void duplicate(int from, int to) { _dup2(from, to); }
+void close_descriptor(int descriptor) { _close(descriptor); }
 #else
-    return isatty(STDERR_FILENO) != 0;
+bool standard_error_is_terminal() { return isatty(STDERR_FILENO) != 0; }
+int open_nothing() { return open("/dev/null", O_WRONLY | O_CLOEXEC); }
+int duplicate(int descriptor) { return dup(descriptor); }
+void duplicate(int from, int to) { dup2(from, to); }
+void close_descriptor(int descriptor) { close(descriptor); }
 #endif
-}
+constexpr int kStandardOutput = 1;
 
 /// What modules printed comes before what is said about them.
 void flush_standard_output() {
@@ -30,19 +42,77 @@ void flush_standard_output() {
     std::fflush(stdout);
 }
 
+/// Length of the character of UTF-8 that a text begins with; 0 when that is none, or one that does not print.
+std::size_t printable_length(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
+    const unsigned lead = byte(0);
+    if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || (lead == 0xC2 && byte(1) < 0xA0)) return 0;  // U+0080 to U+009F are controls
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+    }
+    return length;
+}
+
+/// What stands between the first quote and the last one, cut.
+std::string with_short_quote(std::string_view text) {
+    const auto begin = text.find('"') + 1;
+    const auto end = text.rfind('"');
+    if (begin == 0 || end <= begin + kLongestQuote) return std::string(text);
+    return std::string(text.substr(0, begin + kLongestQuote)) + "..." + std::string(text.substr(end));
+}
+
 }  // namespace
+
+std::string one_line(std::string_view text) {
+    text = text.substr(0, text.find_last_not_of("\r\n") + 1);
+    const std::string shortened = with_short_quote(text);
+    std::string line;
+    for (std::string_view rest = shortened; !rest.empty();) {
+        const std::size_t length = printable_length(rest);
+        if (length > 0) {
+            line.append(rest.substr(0, length));
+        } else {
+            std::array<char, 8> code{};
+            std::snprintf(code.data(), code.size(), "\\x%02X",
+                          static_cast<unsigned>(static_cast<unsigned char>(rest[0])));
+            line.append(code.data());
+        }
+        rest.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return line;
+}
+
+SilentOutput::SilentOutput() : saved_(-1) {
+    flush_standard_output();
+    const int nothing = open_nothing();
+    if (nothing < 0) return;
+    saved_ = duplicate(kStandardOutput);
+    if (saved_ >= 0) duplicate(nothing, kStandardOutput);
+    close_descriptor(nothing);
+}
+
+SilentOutput::~SilentOutput() {
+    flush_standard_output();
+    if (saved_ < 0) return;
+    duplicate(saved_, kStandardOutput);
+    close_descriptor(saved_);
+}
 
 bool is_warning(const host::Record& record) {
     return record.call != "ERRout_of_memory" && record.flags == kWarningFlags;
 }
 
-Console::Console(bool progress) : progress_(progress && standard_error_is_terminal()) {}
+Console::Console(bool progress, std::string file)
+    : progress_(progress && standard_error_is_terminal()), file_(std::move(file)) {}
 
 void Console::print(std::string_view module, std::string_view severity, std::string_view text) {
     if (text.ends_with('\n')) text.remove_suffix(1);
+    const std::string about = file_.empty() ? std::string(module) : one_line(file_);
     std::string line = "zam: ";
-    if (!module.empty()) line.append(module).append(": ");
-    line.append(severity).append(": ").append(text).append("\n");
+    if (!about.empty()) line.append(about).append(": ");
+    line.append(severity).append(": ").append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
     clear_progress();
     flush_standard_output();
     std::fwrite(line.data(), 1, line.size(), stderr);
@@ -61,6 +131,8 @@ void Console::module_error(std::string_view module, std::string_view text) {
     print(module, "error", text);
     failed_ = true;
 }
+
+void Console::warning(std::string_view text) { print("", "warning", text); }
 
 void Console::show_progress(const host::Record& record) {
     if (!progress_) return;

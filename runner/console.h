@@ -11,7 +11,9 @@ namespace zam::runner {
 class Console {
 public:
     /// @param progress  whether a progress line is wanted; it appears on terminals only
-    explicit Console(bool progress);
+    /// @param file      what all is about: named in the place of modules, and each text is brought into one line, as
+    ///                  bytes of the file may stand in it. Empty: texts stand as they are
+    explicit Console(bool progress, std::string file = {});
     ~Console() { clear_progress(); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
@@ -22,6 +24,8 @@ public:
     void error(std::string_view text);
     /// "zam: MODULE: error: TEXT"
     void module_error(std::string_view module, std::string_view text);
+    /// "zam: warning: TEXT"
+    void warning(std::string_view text);
     /// Takes the progress line away.
     void clear_progress();
 
@@ -33,8 +37,24 @@ private:
     void show_progress(const host::Record& record);
 
     bool progress_;
+    std::string file_;
     std::string line_;  // the progress line that is shown
     bool failed_ = false;
+};
+
+/// A text for one line of a terminal: what does not print as \xHH, of what stands in quotes 60 bytes.
+std::string one_line(std::string_view text);
+
+/// Takes the standard output away while it lives.
+class SilentOutput {
+public:
+    SilentOutput();
+    ~SilentOutput();
+    SilentOutput(const SilentOutput&) = delete;
+    SilentOutput& operator=(const SilentOutput&) = delete;
+
+private:
+    int saved_;  // descriptor of the standard output; negative: it could not be taken away
 };
 
 /// Whether a report is a warning by its flag word.

@@ -1,13 +1,11 @@
 #include "runner/file_kinds.h"
 
-#include <algorithm>
-#include <charconv>
-#include <cstdint>
 #include <cstdio>
 
 #include "contract/file.h"
 #include "runner/capture_info.h"
 #include "runner/file_handle.h"
+#include "runner/voxel_info.h"
 
 namespace zam::runner {
 namespace {
@@ -32,50 +30,11 @@ bool is_fortran_grid(const FileStart& file) {
 }
 Parameters fortran_grid_parameters(const FileStart& file) { return {{"frt_fname", {file.name}}}; }
 
-/// Whether a line is four numbers or more and nothing else, with commas or white space between them.
-bool is_sample(std::string_view line) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const char* const end = line.data() + line.size();
-    const auto skip_blanks = [&](const char* at) {
-        return std::find_if(at, end, [&](char c) { return kBlanks.find(c) == std::string_view::npos; });
-    };
-    int numbers = 0;
-    for (const char* at = skip_blanks(line.data()); at != end; ++numbers) {
-        if (*at == '+') ++at;
-        double number = 0.0;
-        const auto result = std::from_chars(at, end, number);
-        if (result.ec == std::errc::invalid_argument) return false;
-        at = skip_blanks(result.ptr);
-        if (at != end && *at == ',')
-            at = skip_blanks(at + 1);
-        else if (at != end && at == result.ptr)
-            return false;
-    }
-    return numbers >= 4;
-}
-
-/// Lines in front of the first that is a sample; nothing when none is.
-std::optional<int> lines_before_samples(const FileStart& file) {
-    if (file.bytes.find('\0') != std::string::npos) return std::nullopt;
-    int lines = 0;
-    for (std::size_t at = 0; at < file.bytes.size(); ++lines) {
-        const auto end = std::min(file.bytes.find('\n', at), file.bytes.size());
-        if (is_sample(std::string_view(file.bytes).substr(at, end - at))) return lines;
-        at = end + 1;
-    }
-    return std::nullopt;
-}
-
-bool is_voxel_text(const FileStart& file) { return lines_before_samples(file).has_value(); }
-Parameters voxel_text_parameters(const FileStart& file) {
-    return {{"filename", {file.name}}, {"iheader", {std::int32_t{*lines_before_samples(file)}}}};
-}
-
 constexpr FileKind kFileKinds[] = {
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},
-    {"voxel text", is_voxel_text, "ZAMread_voxel_update", voxel_text_parameters, "outfld", "time_label"},
+    {"voxel text", is_voxel_text, "", nullptr, "", "", describe_voxels},
 };
 
 }  // namespace

@@ -19,6 +19,13 @@ struct FileStart {
 };
 constexpr std::size_t kFileStartBytes = 4096;
 
+/// What is told of a file beside a field.
+struct Description {
+    std::string fault;    // what is wrong with the file, in place of all else; empty: nothing
+    std::string samples;  // how many, and where; empty: it has none
+    std::string warning;  // what a person should look at; empty: nothing
+};
+
 /// One kind of file. A new kind is a row of the table in file_kinds.cpp, in front of the kinds that are less sure.
 struct FileKind {
     std::string_view name;  // for people: "field file"
@@ -28,9 +35,9 @@ struct FileKind {
     std::vector<std::pair<std::string_view, Value>> (*parameters)(const FileStart& file);
     std::string_view output;  // the field that it writes
     std::string_view time;    // the text or real that it writes, the time of the data; empty: none
-    /// For files that no module reads by themselves, in place of the five above: fills a field with what is told of it.
-    /// @return what is wrong with the file; empty: nothing
-    std::string (*describe)(const FileStart& file, OMobj_id field) = nullptr;
+    /// For files that are described without a run of a module, in place of the four above: fills a field with what is
+    /// told of it.
+    Description (*describe)(const FileStart& file, OMobj_id field) = nullptr;
 };
 
 /// The first bytes of a file; nothing when it cannot be opened.

@@ -77,6 +77,7 @@ void print_steps(Session& session, const FileKind& kind, const Definition& defin
     std::string times = time_text(instance, kind);
     const Parameter* stepno = definition.find_parameter("stepno");
     for (int step = 2; stepno && step <= std::min(nsteps, kMostTimeTexts); ++step) {
+        const SilentOutput silent;
         session.set({{0, stepno, {step}, {}}});
         const std::string time = time_text(instance, kind);
         if (!time.empty()) times += (times.empty() ? "" : " ") + time;
@@ -102,18 +103,25 @@ Network reading_network(const FileKind& kind, const FileStart& file, const Defin
 }
 
 int fail(const std::string& what) {
-    std::fprintf(stderr, "zam: error: %s\n", what.c_str());
+    std::fprintf(stderr, "zam: error: %s\n", one_line(what).c_str());
     return kFailed;
 }
 
-/// A file that is described without a module.
-int describe(const FileKind& kind, const FileStart& file) {
+/// A file that is described without a run of a module.
+int describe(const FileKind& kind, const FileStart& file, Console& console) {
     host::reset();
+    host::set_recorder([&](const host::Record& record) { console.show(record); });
     const OMobj_id field = host::create(host::root(), "file", host::Kind::field);
-    if (const std::string fault = kind.describe(file, field); !fault.empty()) return fail(file.name + " " + fault);
+    const Description description = kind.describe(file, field);
+    host::set_recorder(nullptr);
+    if (console.failed()) return kFailed;
+    // what stands on the standard error stream by now does not say which file it is about
+    if (!description.fault.empty()) return fail(file.name + " " + description.fault);
     print_line("file", file.name + " (" + std::string(kind.name) + ")");
     print_mesh(field);
     print_components(field);
+    if (!description.samples.empty()) print_line("samples", description.samples);
+    if (!description.warning.empty()) console.warning(description.warning);
     host::reset();
     return kAllWell;
 }
@@ -125,23 +133,27 @@ int show_info(const std::string& name) {
     if (!file) return fail("cannot open " + name);
     const FileKind* kind = find_file_kind(*file);
     if (!kind) return fail(name + " is of no kind that a module reads");
-    if (kind->describe) return describe(*kind, *file);
+    Console console(true, name);
+    if (kind->describe) return describe(*kind, *file, console);
     const auto definitions = load_definitions();
     const auto* definition = definitions ? definitions->by_entry(kind->entry) : nullptr;
     const auto library = definition ? load_library() : nullptr;
     if (!library) return kWrong;
 
     const Network network = reading_network(*kind, *file, *definition);
-    Console console(true);
     CallLog log;
     Session session(network, *library, console, log);
     if (!session.has_entries()) return kWrong;
-    session.build();
-    session.run_all();
+    {
+        const SilentOutput silent;
+        session.build();
+        session.run_all();
+    }
     const OMobj_id instance = host::find(host::root(), definition->module);
-    // readers of some kinds say on the standard error stream, not to the host, why they stop
     const bool was_read = !console.failed() && !read_shape(host::find(instance, kind->output)).dims.empty();
-    if (was_read) {
+    if (!was_read && !console.failed()) {
+        console.error("cannot be read as " + std::string(kind->name));
+    } else if (was_read) {
         print_line("file", name + " (" + std::string(kind->name) + ")");
         print_contents(session, *kind, *definition, instance);
     }

@@ -19,16 +19,15 @@
 #include "modules/support/host_array.h"
 #include "modules/support/parameters.h"
 #include "modules/support/text_value.h"
+#include "modules/zam/voxel_field.h"
 #include "modules/zam/voxel_grid.h"
 #include "modules/zam/voxel_samples.h"
 
 namespace {
 
-using zam::HostArray;
 using zam::OutArray;
 using zam::voxel::fail;
 using zam::voxel::Grid;
-using zam::voxel::GridAxis;
 using zam::voxel::Samples;
 
 constexpr const char* kLabel = "read_voxel";
@@ -86,23 +85,6 @@ void fill(const Samples& samples, const Grid& grid, float null_value, const Colu
     grid.place(samples, nodes);
 }
 
-bool write_mesh(OMobj_id field, const Grid& grid) {
-    const auto& [x, y, z] = grid.axes;
-    const std::array<xp_long, 3> dims{x.nodes, y.nodes, z.nodes};
-    const std::array<float, 6> corners{x.min, y.min, z.min, x.max, y.max, z.max};
-    if (FLDset_ndim(field, 3) != 1) return fail("FLD Error in set_ndim.\n");
-    if (FLDset_nnodes(field, grid.nodes) != 1) return fail("FLD Error in set_nnodes.\n");
-    if (FLDset_nspace(field, 3) != 1) return fail("FLD Error in set_nspace.\n");
-    if (FLDset_npoints(field, 2) != 1) return fail("FLD Error in set_npoints.\n");
-    if (FLDset_dims(field, dims.data()) != 1) return fail("Error in set_dims.\n");
-    HostArray<float> points;
-    if (FLDget_points(field, points.place(), points.count_place(), ARR_WRITE) != 1 ||
-        points.span().size() < corners.size())
-        return fail("Error in get_points\n");
-    std::ranges::copy(corners, points.data());
-    return true;
-}
-
 bool write_component(OMobj_id field, int comp, OutArray<float>& column, float null_value) {
     if (FLDset_node_data_veclen(field, comp, 1) != 1) return fail("FLD Error in set_node_data_veclen.\n");
     if (FLDset_node_data(field, comp, column.data(), column.type(), column.size(), ARR_HOST_OWNS) != 1)
@@ -117,7 +99,7 @@ bool write_component(OMobj_id field, int comp, OutArray<float>& column, float nu
 }
 
 bool write_field(OMobj_id field, const Grid& grid, Columns& columns, float null_value) {
-    if (!write_mesh(field, grid)) return false;
+    if (!zam::voxel::write_mesh(field, grid)) return false;
     if (FLDset_node_data_ncomp(field, static_cast<int>(columns.size())) != 1)
         return fail("FLD Error in set_node_data_ncomp.\n");
     for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -135,8 +117,8 @@ bool read_voxels(std::FILE* file, const Params& params, std::string& time_label)
     const auto samples =
         zam::voxel::read_samples(file, {params.header_lines, null_value, params.time_key.get()}, memory, time_label);
     if (!samples) return false;
-    const auto grid = Grid::find(*samples, memory);
-    if (!grid) return fail(kUnexpected);
+    const auto grid = Grid::find(*samples);
+    if (!grid || !memory.take(grid->nodes, samples->values.size() * sizeof(float))) return fail(kUnexpected);
     auto columns = allocate_columns(*grid, samples->values.size());
     if (!columns) return false;
     fill(*samples, *grid, null_value, *columns);

@@ -51,28 +51,26 @@ xp_long CellFinder::cell_at(float coordinate) const {
     return cell < nodes_ ? cell : -1;
 }
 
-std::optional<Grid> Grid::find(const Samples& samples, MemoryBudget& memory) {
+std::optional<Grid> Grid::find(const Samples& samples) {
     const auto x = GridAxis::find(samples.axis(0));
     const auto y = GridAxis::find(samples.axis(1));
     const auto z = GridAxis::find(samples.axis(2));
     if (!x || !y || !z) return std::nullopt;
     const auto nodes = checked_product(std::array{x->nodes, y->nodes, z->nodes});
-    if (!nodes || !memory.take(*nodes, samples.values.size() * sizeof(float))) return std::nullopt;
+    if (!nodes) return std::nullopt;
     return Grid{{*x, *y, *z}, *nodes};
 }
 
 void Grid::place(const Samples& samples, std::span<float* const> columns) const {
-    const CellFinder x(axes[0]);
-    const CellFinder y(axes[1]);
-    const CellFinder z(axes[2]);
+    const NodeFinder finder(*this);
     for (std::size_t sample = 0; sample < samples.count; ++sample) {
-        const xp_long ix = x.cell_at(samples.positions[0][sample]);
-        const xp_long iy = y.cell_at(samples.positions[1][sample]);
-        const xp_long iz = z.cell_at(samples.positions[2][sample]);
-        if (ix < 0 || iy < 0 || iz < 0) continue;
-        const xp_long node = (iz * axes[1].nodes + iy) * axes[0].nodes + ix;
+        const xp_long node = finder.node_of(samples, sample);
+        if (node < 0) continue;
         for (std::size_t i = 0; i < columns.size(); ++i) columns[i][node] = samples.values[i][sample];
     }
 }
+
+NodeFinder::NodeFinder(const Grid& grid)
+    : x_(grid.axes[0]), y_(grid.axes[1]), z_(grid.axes[2]), nx_(grid.axes[0].nodes), ny_(grid.axes[1].nodes) {}
 
 }  // namespace zam::voxel

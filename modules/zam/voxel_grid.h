@@ -44,14 +44,31 @@ struct Grid {
     std::array<GridAxis, 3> axes;
     xp_long nodes;  // product over the axes
 
-    /// @param memory  is charged with a float per node and value column
-    /// @return nothing when an axis is nothing, or the nodes need more memory than there is
-    static std::optional<Grid> find(const Samples& samples, MemoryBudget& memory);
+    /// @return `nullopt` when an axis is none, or there are more nodes than can be counted
+    static std::optional<Grid> find(const Samples& samples);
 
     /// Writes the values of all samples to their nodes, x fastest. Of two samples in one cell the later one stays; a
     /// sample outside the grid is left out.
     /// @param columns  one array a value column, `nodes` floats each
     void place(const Samples& samples, std::span<float* const> columns) const;
+};
+
+/// Finds the nodes of samples, x fastest.
+class NodeFinder {
+public:
+    explicit NodeFinder(const Grid& grid);
+
+    /// Index of the sample's node; -1 outside the grid.
+    xp_long node_of(const Samples& samples, std::size_t sample) const {
+        const xp_long ix = x_.cell_at(samples.positions[0][sample]);
+        const xp_long iy = y_.cell_at(samples.positions[1][sample]);
+        const xp_long iz = z_.cell_at(samples.positions[2][sample]);
+        return ix < 0 || iy < 0 || iz < 0 ? -1 : (iz * ny_ + iy) * nx_ + ix;
+    }
+
+private:
+    CellFinder x_, y_, z_;
+    xp_long nx_, ny_;
 };
 
 }  // namespace zam::voxel

@@ -22,10 +22,12 @@ public:
         int status;
         std::string out, err;
     };
-    /// Runs zam with the test modules in this directory.
+    /// Runs zam in this directory.
     /// @param streams  where its standard output and error go
-    Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err") const {
-        const std::string command = "cd '" + path() + "' && ZAM_MODULE_PATH='" ZAM_TEST_MODULES "' '" ZAM_PROGRAM "' " +
+    /// @param modules  directory of the module library; empty: the project's own
+    Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err",
+            const std::string& modules = ZAM_TEST_MODULES) const {
+        const std::string command = "cd '" + path() + "' && ZAM_MODULE_PATH='" + modules + "' '" ZAM_PROGRAM "' " +
                                     arguments + " </dev/null " + streams;
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};

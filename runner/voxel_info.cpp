@@ -1,0 +1,85 @@
+#include "runner/voxel_info.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+#include "runner/commands.h"
+#include "runner/library.h"
+
+namespace zam::runner {
+namespace {
+
+constexpr xp_long kSparse = 100;  // nodes per sample; fewer are usual where a body fills part of its box
+
+/// The module library's function for such texts.
+using DescribeVoxels = int (*)(const char* file, int header_lines, OMobj_id field, xp_long* counts);
+
+/// Whether a line is four numbers or more and nothing else, with commas or white space between them.
+bool is_sample(std::string_view line) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const char* const end = line.data() + line.size();
+    const auto skip_blanks = [&](const char* at) {
+        return std::find_if(at, end, [&](char c) { return kBlanks.find(c) == std::string_view::npos; });
+    };
+    int numbers = 0;
+    for (const char* at = skip_blanks(line.data()); at != end; ++numbers) {
+        if (*at == '+') ++at;
+        double number = 0.0;
+        const auto result = std::from_chars(at, end, number);
+        if (result.ec == std::errc::invalid_argument) return false;
+        at = skip_blanks(result.ptr);
+        if (at != end && *at == ',')
+            at = skip_blanks(at + 1);
+        else if (at != end && at == result.ptr)
+            return false;
+    }
+    return numbers >= 4;
+}
+
+/// Lines in front of the first that is a sample; nothing when none is.
+std::optional<int> lines_before_samples(const FileStart& file) {
+    if (file.bytes.find('\0') != std::string::npos) return std::nullopt;
+    int lines = 0;
+    for (std::size_t at = 0; at < file.bytes.size(); ++lines) {
+        const auto end = std::min(file.bytes.find('\n', at), file.bytes.size());
+        if (is_sample(std::string_view(file.bytes).substr(at, end - at))) return lines;
+        at = end + 1;
+    }
+    return std::nullopt;
+}
+
+/// What a person should look at; empty: nothing.
+std::string warning_about(xp_long samples, xp_long placed, xp_long filled, xp_long nodes) {
+    if (placed < samples)
+        return std::to_string(samples - placed) +
+               " samples lie outside the grid: coordinates are x, y and z, below 214.7483647";
+    if (filled < placed)
+        return std::to_string(placed - filled) +
+               " samples share a node with a later one, which stays; are all steps multiples of the last one?";
+    if (filled < nodes / kSparse) return "few of the nodes have a sample; do the lines begin with x, y and z?";
+    return {};
+}
+
+}  // namespace
+
+bool is_voxel_text(const FileStart& file) { return lines_before_samples(file).has_value(); }
+
+Description describe_voxels(const FileStart& file, OMobj_id field) {
+    const std::string fault = "cannot be read as voxel text";
+    const auto library = load_library();
+    const auto describe = library ? library->find_as<DescribeVoxels>("zam_describe_voxels") : nullptr;
+    xp_long counts[3]{};
+    xp_long nodes = 0;
+    if (!describe || describe(file.name.c_str(), *lines_before_samples(file), field, counts) != 1)
+        return {fault, {}, {}};
+    FLDget_nnodes(field, &nodes);
+    const auto [samples, placed, filled] = counts;
+    return {.fault = {},
+            .samples = std::to_string(samples) + ", " + std::to_string(placed) + " of them in the grid, at " +
+                       std::to_string(filled) + " nodes",
+            .warning = warning_about(samples, placed, filled, nodes)};
+}
+
+}  // namespace zam::runner
