@@ -1,8 +1,6 @@
 // Networks of the real modules: what they write and print is beside them.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "tests/runner/support.h"
 
 namespace zam::test {
