@@ -37,7 +37,8 @@ void expect_same_bits(const std::array<xp_long, N>& dims, float stretch) {
     const auto expected = plain_index_space<N>(dims, positions, vectors);
     for (const Registers registers : {Registers::any, Registers::widest}) {
         std::vector<float> result(vectors.size(), kNan);
-        to_index_space<N>(dims, positions, vectors, result, registers);
+        // a host that finds no inverse: what has one must not come to it
+        to_index_space<N>(dims, positions, vectors, result, registers, [](float*, const float*) { return 0; });
         std::size_t different = 0;
         for (std::size_t k = 0; k < result.size(); ++k)
             different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;

@@ -200,6 +200,7 @@ TEST(TracerBody, RendersBandsWithTheStretchedInverse) {
 
         std::string progress;
         zam::host::set_recorder([&](const zam::host::Record& r) {
+            EXPECT_EQ(r.range_low, r.range_high - 25) << c.name;
             progress += std::to_string(r.range_high) + ":" + std::to_string(r.percent) + " ";
         });
         const xp_long dims[3] = {5, 6, c.nz};
