@@ -47,9 +47,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(reports == (steps > 0 ? 0 : 1));
     LDRF_alloc(header_model(), steps);
     reports = 0;
-    const int result = read_header(file, "header", 1);
-    require(reports == (result == 1 ? 0 : 1));
-    if (result == 1) check_model(header_model());
+    const auto header = read_header(file, "header", 1);
+    require(reports == (header ? 0 : 1));
+    if (header) check_model(*header);
     std::fclose(file);
     return 0;
 }

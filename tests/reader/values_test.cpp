@@ -10,7 +10,7 @@
 #include "embedded/host.h"
 #include "modules/zam/ld_rdfld/ascii_values.h"
 #include "modules/zam/ld_rdfld/crop.h"
-#include "modules/zam/ld_rdfld/value_decoding.h"
+#include "modules/zam/ld_rdfld/value_reader.h"
 
 namespace zam::ldrf {
 namespace {
@@ -26,8 +26,17 @@ Temporary file_with(const std::string& bytes) {
     return file;
 }
 
+/// A cursor over a file's words, and what it borrows.
+struct Words {
+    explicit Words(const std::string& text) : file(file_with(text)) { bytes.attach(file.get()); }
+
+    Temporary file;
+    FileBytes bytes;
+    AsciiCursor cursor{bytes};
+};
+
 struct NumberCase {
-    const char* text;
+    std::string text;
     double real;     // NaN: no number
     double integer;  // as int; NaN: refused
 };
@@ -54,34 +63,33 @@ const NumberCase kNumbers[] = {
     {"abc", kNone, kNone},
     {"-", kNone, kNone},
     {"", kNone, kNone},
+    // words of 1024 characters are numbers, longer ones are not
+    {std::string(1021, '0') + "1D0", 1, 1},
+    {std::string(1022, '0') + "1D0", kNone, kNone},
+    {std::string(1024, '0'), 0, 0},
+    {std::string(1025, '0'), kNone, kNone},
 };
 
 TEST(AsciiNumbers, AreReadOrRefusedWhole) {
+    const auto read_as = [](const NumberCase& number, auto value, double expected) {
+        Words words("skipped\n \t" + number.text + "\n");
+        ASSERT_EQ(words.cursor.skip_lines(1), 1);
+        EXPECT_EQ(words.cursor.read(value), !std::isnan(expected)) << number.text;
+        if (!std::isnan(expected)) {
+            EXPECT_DOUBLE_EQ(static_cast<double>(value), expected) << number.text;
+        }
+    };
     for (const NumberCase& number : kNumbers) {
-        const Temporary file = file_with(std::string("skipped\n \t") + number.text + "\n");
-        AsciiCursor reals(file.get(), 0);
-        double real = 0;
-        ASSERT_TRUE(reals.skip_lines(1));
-        EXPECT_EQ(reals.read(real), !std::isnan(number.real)) << number.text;
-        if (!std::isnan(number.real)) {
-            EXPECT_DOUBLE_EQ(real, number.real) << number.text;
-        }
-
-        AsciiCursor integers(file.get(), 8);
-        std::int32_t integer = 0;
-        EXPECT_EQ(integers.read(integer), !std::isnan(number.integer)) << number.text;
-        if (!std::isnan(number.integer)) {
-            EXPECT_EQ(integer, number.integer) << number.text;
-        }
+        read_as(number, double{}, number.real);
+        read_as(number, std::int32_t{}, number.integer);
     }
 }
 
 TEST(AsciiNumbers, BytesTakeTheLowByte) {
-    const Temporary file = file_with("300 -1 255.9");
-    AsciiCursor cursor(file.get(), 0);
+    Words words("300 -1 255.9");
     std::uint8_t value = 0;
     for (const int expected : {44, 255, 255}) {
-        ASSERT_TRUE(cursor.read(value));
+        ASSERT_TRUE(words.cursor.read(value));
         EXPECT_EQ(value, expected);
     }
 }
@@ -91,60 +99,90 @@ TEST(AsciiNumbers, WordsAndBlanksAcrossBlocks) {
     std::string text;
     for (int i = 0; i < 60000; ++i) text += std::to_string(i) + (i % 3 == 0 ? "\r\n" : "\f  ");
     text += std::string(600000, 'x') + std::string(600000, ' ') + "17";
-    const Temporary file = file_with(text);
-    AsciiCursor cursor(file.get(), 0);
+    Words words(text);
+    AsciiCursor& cursor = words.cursor;
     int value = -1;
     for (int i = 0; i < 60000; ++i) {
         ASSERT_TRUE(cursor.read(value));
         ASSERT_EQ(value, i);
     }
     EXPECT_FALSE(cursor.read(value));
-    ASSERT_TRUE(cursor.skip_words(1));
+    ASSERT_EQ(cursor.skip_words(1), 1);
     ASSERT_TRUE(cursor.read(value));
     EXPECT_EQ(value, 17);
     EXPECT_EQ(cursor.position(), static_cast<xp_long>(text.size()));
-    EXPECT_FALSE(cursor.skip_words(1));
+    EXPECT_EQ(cursor.skip_words(1), 0);
+}
+
+/// `count` nodes, of which every `keep`-th is kept.
+KeptNodes line(xp_long count, xp_long keep = 1) {
+    KeptNodes kept;
+    kept.ndim = 1;
+    kept.axis[0] = {.full = count, .factor = static_cast<double>(keep), .count = (count - 1) / keep + 1};
+    kept.full_nodes = count;
+    kept.nodes = kept.axis[0].count;
+    return kept;
 }
 
 TEST(Decoding, TypesThatCannotBeDecodedSaySo) {
     const Temporary file = file_with("12345678");
     std::byte value[8];
-    const auto decode = [&](const Encoding& encoding, Asking asking) {
-        PlainBytes bytes(file.get(), 0);
-        return decode_values(bytes, encoding, value, 1, 1, asking);
+    const auto read = [&](const Encoding& encoding, const KeptNodes& kept) {
+        ValueReader reader;
+        reader.attach(file.get());
+        reader.begin({}, encoding);
+        return reader.read(kept, value);
     };
     testing::internal::CaptureStderr();
-    EXPECT_EQ(decode({DTYPE_CHAR, true, false}, Asking::whole_field), Decoded::failed);
+    EXPECT_EQ(read({DTYPE_CHAR, true, false}, line(1))->kind, Fault::not_decoded);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "rf_read_field2: LDRFread_stuff_all: unknown dtype\n");
     testing::internal::CaptureStderr();
-    EXPECT_EQ(decode({7, false, false}, Asking::cropped_field), Decoded::failed);
+    EXPECT_EQ(read({7, false, false}, line(2, 2))->kind, Fault::not_decoded);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "rf_read_field3: read_stuff2: unknown dtype\n");
     testing::internal::CaptureStderr();
-    EXPECT_EQ(decode({DTYPE_BYTE, false, true}, Asking::whole_field), Decoded::ok);
+    EXPECT_FALSE(read({DTYPE_BYTE, false, true}, line(1)));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "rf_read_field: can't swap bytes\n");
     EXPECT_EQ(value[0], std::byte{'1'});
 }
 
 TEST(Decoding, NegativeLongsOfFourBytes) {
-    const Temporary file = file_with(std::string("\xff\xff\xff\xfe\x00\x00\x00\x07", 8));
-    PlainBytes bytes(file.get(), 0);
+    std::string wire("\xff\xff\xff\xfe\x00\x00\x00\x07", 8);
     xp_long values[2] = {};
-    ASSERT_EQ(decode_values(bytes, {DTYPE_LONG, true, false}, reinterpret_cast<std::byte*>(values), 2, 1), Decoded::ok);
+    ASSERT_TRUE(decode_values(reinterpret_cast<std::byte*>(wire.data()), {DTYPE_LONG, true, false},
+                              reinterpret_cast<std::byte*>(values), 2));
     EXPECT_EQ(values[0], -2);
     EXPECT_EQ(values[1], 7);
 }
 
+struct ShortCase {
+    const char* name;
+    bool swap;
+    xp_long bytes, nodes, keep, stride;  // of the file; of the source
+    xp_long asked, got;                  // bytes from the first value kept to the last
+};
+
+const ShortCase kShort[] = {
+    {"contiguous", false, 6, 2, 1, 1, 8, 6},
+    {"contiguous_swapped", true, 6, 2, 1, 1, 8, 6},
+    {"strided", false, 17, 4, 1, 2, 28, 17},
+    {"strided_in_blocks", false, 3'000'005, 10, 1, 100'000, 3'600'004, 3'000'005},
+    {"thinned_and_strided_in_blocks", false, 3'000'005, 10, 2, 100'000, 3'200'004, 3'000'005},
+    {"thinned", true, 30, 9, 4, 1, 36, 30},
+};
+
 TEST(Decoding, ShortReadSaysHowMuchWasThere) {
-    std::string text;
-    host::set_recorder([&](const host::Record& record) { text = record.text; });
-    const Temporary file = file_with("123456");
-    std::byte values[8];
-    for (const bool swap : {false, true}) {
-        PlainBytes bytes(file.get(), 0);
-        EXPECT_EQ(decode_values(bytes, {DTYPE_INT, false, swap}, values, 2, 1), Decoded::reported);
-        EXPECT_EQ(text, "Attempted binary read of 8 bytes read only 6");
+    for (const ShortCase& test : kShort) {
+        const Temporary file = file_with(std::string(static_cast<std::size_t>(test.bytes), 'x'));
+        ValueReader reader;
+        reader.attach(file.get());
+        reader.begin({.stride = test.stride}, {DTYPE_INT, false, test.swap});
+        std::byte values[64];
+        const auto fault = reader.read(line(test.nodes, test.keep), values);
+        ASSERT_TRUE(fault) << test.name;
+        EXPECT_EQ(fault->kind, Fault::short_read) << test.name;
+        EXPECT_EQ(fault->asked, test.asked) << test.name;
+        EXPECT_EQ(fault->got, test.got) << test.name;
     }
-    host::set_recorder(nullptr);
 }
 
 struct CropCase {
@@ -167,6 +205,7 @@ const CropCase kCrops[] = {
     {"larger_than_the_box", 0, 4, 50.0F, 5, 0, 4, {0}},
     {"not_a_number", 0, 4, std::numeric_limits<float>::quiet_NaN(), 5, 0, 4, {0, 1, 2, 3, 4}},
     {"one_node", 0, 4, 2.0F, 1, 0, 0, {0}},
+    {"one_node_beyond", 1, 1, 1.0F, 1, 0, 0, {0}},
     {"negative", -3, -1, -1.0F, 3, 0, 2, {0, 1, 2}},
 };
 

@@ -8,14 +8,11 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <type_traits>
-
-#include "platform/large_file.h"
 
 namespace zam::ldrf {
 namespace {
-
-constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
 
 constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -23,7 +20,7 @@ constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 template <class Real>
 const char* parse_unusual_real(const char* first, const char* last, Real& value) {
     const char* end = std::find_if(first, last, is_blank);
-    std::string word(first, static_cast<std::size_t>(std::min<std::ptrdiff_t>(end - first, kMaxNumberLength)));
+    std::string word(first, end);
     if (word.find_first_of("xXpP") != std::string::npos) return nullptr;  // strtod would read hexadecimal numbers
     std::replace(word.begin(), word.end(), 'D', 'E');
     std::replace(word.begin(), word.end(), 'd', 'e');
@@ -77,34 +74,31 @@ const char* parse_number(const char* first, const char* last, T& value) {
         return parse_integer(first, last, value);
 }
 
-AsciiCursor::AsciiCursor(std::FILE* file, xp_long start) : file_(file), filled_to_(start), buffer_(kBufferBytes) {
-    at_ = end_ = buffer_.data();
-    at_end_of_file_ = start < 0 || platform::seek(file_, start, SEEK_SET) != 0;
+void AsciiCursor::take_window() {
+    const std::string_view window = bytes_.window();
+    at_ = window.data();
+    end_ = at_ + window.size();
 }
 
-/// Moves what is left to the front and reads on; false when nothing was added.
+/// Reads on behind what is left; false when nothing was added.
 bool AsciiCursor::refill() {
     if (at_end_of_file_) return false;
-    const auto left = static_cast<std::size_t>(end_ - at_);
-    std::memmove(buffer_.data(), at_, left);
-    const std::size_t got = std::fread(buffer_.data() + left, 1, buffer_.size() - left, file_);
-    filled_to_ += static_cast<xp_long>(got);
-    at_ = buffer_.data();
-    end_ = at_ + left + got;
-    at_end_of_file_ = got == 0;
-    return got > 0;
+    bytes_.seek(position());
+    at_end_of_file_ = !bytes_.extend_window();
+    take_window();
+    return !at_end_of_file_;
 }
 
-bool AsciiCursor::skip_lines(xp_long count) {
+xp_long AsciiCursor::skip_lines(xp_long count) {
     for (xp_long line = 0; line < count; ++line) {
         const void* newline = nullptr;
-        while ((newline = std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_))) == nullptr) {
+        while (at_ == end_ || (newline = std::memchr(at_, '\n', static_cast<std::size_t>(end_ - at_))) == nullptr) {
             at_ = end_;
-            if (!refill()) return false;
+            if (!refill()) return line;
         }
         at_ = static_cast<const char*>(newline) + 1;
     }
-    return true;
+    return count;
 }
 
 bool AsciiCursor::skip_blanks() {
@@ -115,23 +109,25 @@ bool AsciiCursor::skip_blanks() {
     }
 }
 
-bool AsciiCursor::skip_words(xp_long count) {
+xp_long AsciiCursor::skip_words(xp_long count) {
     for (xp_long word = 0; word < count; ++word) {
-        if (!skip_blanks()) return false;
+        if (!skip_blanks()) return word;
         for (;;) {
             while (at_ != end_ && !is_blank(*at_)) ++at_;
             if (at_ != end_ || !refill()) break;
         }
     }
-    return true;
+    return count;
 }
 
 template <class T>
 bool AsciiCursor::read(T& value) {
     if (!skip_blanks()) return false;
-    if (static_cast<std::size_t>(end_ - at_) <= kMaxNumberLength) refill();  // so that the word lies in one piece
-    const char* end = parse_number(at_, end_, value);
-    if (end == nullptr || (end != end_ && !is_blank(*end))) return false;
+    // so that the word lies in one piece
+    if (end_ - at_ <= kMaxNumberLength) refill();
+    const char* limit = at_ + std::min(end_ - at_, kMaxNumberLength + 1);
+    const char* end = parse_number(at_, limit, value);
+    if (end == nullptr || end - at_ > kMaxNumberLength || (end != end_ && !is_blank(*end))) return false;
     at_ = end;
     return true;
 }

@@ -1,16 +1,12 @@
 // Numbers in text files: words between white space, read in blocks.
 #pragma once
 
-#include <cstdio>
-#include <string_view>
-#include <vector>
-
-#include "contract/types.h"
+#include "modules/zam/ld_rdfld/byte_source.h"
 
 namespace zam::ldrf {
 
 /// Longest word that can be a number; words that are passed over may be of any length.
-constexpr std::size_t kMaxNumberLength = 1024;
+constexpr std::ptrdiff_t kMaxNumberLength = 1024;
 
 /// Reads one number from the start of a text: optional sign, decimal digits, fraction, exponent with E or Fortran's D;
 /// "nan" and "inf" for reals. Integers may be written as reals and are truncated; beyond the range of an int they are
@@ -19,31 +15,31 @@ constexpr std::size_t kMaxNumberLength = 1024;
 template <class T>
 const char* parse_number(const char* first, const char* last, T& value);
 
-/// Walks over the words of a file from a position on. The file is only borrowed, and moved by no one else meanwhile.
+/// Walks over the words of a file from where `bytes` stands, which nobody else reads meanwhile.
 class AsciiCursor {
 public:
-    AsciiCursor(std::FILE* file, xp_long start);
+    explicit AsciiCursor(FileBytes& bytes) : bytes_(bytes) { take_window(); }
 
-    /// Pass over whole lines or words; false when the file ends first.
-    bool skip_lines(xp_long count);
-    bool skip_words(xp_long count);
+    /// Pass over whole lines or words. @return how many there were, fewer where the file ends
+    xp_long skip_lines(xp_long count);
+    xp_long skip_words(xp_long count);
 
-    /// Reads the next word as a number; false when there is none or it is not a number. Form feeds count as blanks.
+    /// Reads the next word as a number; false when there is none or it is not a number, which ends the walk. Form feeds
+    /// count as blanks.
     template <class T>
     bool read(T& value);
 
     /// Position in the file behind the last word.
-    xp_long position() const { return filled_to_ - static_cast<xp_long>(end_ - at_); }
+    xp_long position() const { return bytes_.position() + static_cast<xp_long>(at_ - bytes_.window().data()); }
 
 private:
+    void take_window();
     bool refill();
     bool skip_blanks();
 
-    std::FILE* file_;
-    xp_long filled_to_;  // position in the file after the buffer
-    std::vector<char> buffer_;
-    const char* at_;
-    const char* end_;
+    FileBytes& bytes_;
+    const char* at_ = nullptr;
+    const char* end_ = nullptr;
     bool at_end_of_file_ = false;
 };
 

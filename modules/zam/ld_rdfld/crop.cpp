@@ -48,7 +48,7 @@ void CropSettings::normalise(int ndim, const std::vector<xp_long>& dims) {
         if (low < 1)
             low = 0;
         else if (low >= last)
-            low = last - 1;
+            low = std::max<xp_long>(0, last - 1);  // an axis of one node is kept whole
         if (high < 1 || high >= last) high = last;
         if (low >= high) {
             low = 0;

@@ -152,13 +152,15 @@ OutArray<T> copy_of(const HostArray<T>& lent) {
     return copy;
 }
 
-bool copy_points(OMobj_id all, OMobj_id field, int nspace) {
+bool copy_points(OMobj_id all, const StoredStep& step, OMobj_id field, int nspace) {
     HostArray<float> stored;
     if (FLDget_points(all, stored.place(), stored.count_place(), ARR_READ) != 1) {
         return field_operation_failed("Error getting point data");
     }
     auto points = copy_of(stored);
     if (!points) return out_of_memory("RFread_field: Failure allocating points array");
+    // all steps of such a field share the points of the first one
+    if (step.points.size() == points.span().size()) std::copy(step.points.begin(), step.points.end(), points.data());
     return set_points(field, nspace, points);
 }
 
@@ -172,11 +174,17 @@ bool copy_coordinates(OMobj_id step_mesh, OMobj_id field) {
     return set_coordinates(field, coord);
 }
 
-bool copy_extent(OMobj_id from, OMobj_id to, int nspace) {
+bool copy_extent(OMobj_id from, const StoredStep& step, OMobj_id to, int nspace) {
     Corner low{};
     Corner high{};
     if (FLDget_coord_extent(from, low.data(), high.data()) != 1) {
         return field_operation_failed("Error getting coord extent");
+    }
+    if (!step.min_ext.empty()) {
+        std::copy(step.min_ext.begin(), step.min_ext.end(), low.begin());
+        std::copy(step.max_ext.begin(), step.max_ext.end(), high.begin());
+    } else if (!step.points.empty()) {
+        return true;  // the extent is that of the step's own points
     }
     if (FLDset_coord_extent(to, low.data(), high.data(), nspace) == 1) return true;
     return field_operation_failed("Error setting coord extent");
@@ -189,6 +197,18 @@ bool copy_xform(OMobj_id from, OMobj_id to) {
     return field_operation_failed("Error setting xform");
 }
 
+template <class Real>
+bool any_finite(const std::byte* values, xp_long count) {
+    const auto* first = reinterpret_cast<const Real*>(values);
+    return std::any_of(first, first + count, [](Real value) { return std::isfinite(value); });
+}
+
+bool any_finite(const HostArray<std::byte>& values, int type) {
+    if (type == DTYPE_FLOAT) return any_finite<float>(values.data(), values.size());
+    if (type == DTYPE_DOUBLE) return any_finite<double>(values.data(), values.size());
+    return values.size() > 0;
+}
+
 bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& frame) {
     int type = 0;
     HostArray<std::byte> stored;
@@ -197,9 +217,9 @@ bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& fram
     }
     Value low{};
     Value high{};
-    if (FLDget_node_data_minmax(from, comp, low.data(), high.data()) != 1) {
-        return field_operation_failed("Error getting node minmax");
-    }
+    const bool ranged = FLDget_node_data_minmax(from, comp, low.data(), high.data()) == 1;
+    // values of which none is finite have no range, and need none
+    if (!ranged && any_finite(stored, type)) return field_operation_failed("Error getting node minmax");
     StepData data;
     data.components.resize(static_cast<std::size_t>(comp) + 1);
     OutArray<std::byte>& values = data.components.back();
@@ -208,19 +228,21 @@ bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& fram
     std::memcpy(values.data(), stored.data(), values.span().size());
     const FieldFrame as_stored{frame.header, frame.kept, frame.labels, frame.units, /*flip=*/false};
     if (!set_component(to, comp, as_stored, data)) return false;
+    if (!ranged) return true;
     if (FLDset_node_data_minmax(to, comp, low.data(), high.data(), type) == 1) return true;
     return field_operation_failed("Error setting node data");
 }
 
-bool copy_mesh(OMobj_id all, int step, const FieldFrame& frame, OMobj_id field) {
+bool copy_mesh(OMobj_id all, int step, const StoredStep& stored, const FieldFrame& frame, OMobj_id field) {
+    const int nspace = frame.header.nspace;
     if (frame.header.kind != kIrregular) {
-        return copy_points(all, field, frame.header.nspace) && copy_extent(all, field, frame.header.nspace);
+        return copy_points(all, stored, field, nspace) && copy_extent(all, stored, field, nspace);
     }
     OMobj_id step_mesh = OMnull_obj();
     if (FLDget_time_coordinates(all, step - 1, &step_mesh) != 1) {
         return field_operation_failed("Error getting coordinates id ");  // deliberate: the blank at the end
     }
-    return copy_coordinates(step_mesh, field) && copy_extent(step_mesh, field, frame.header.nspace);
+    return copy_coordinates(step_mesh, field) && copy_extent(step_mesh, stored, field, nspace);
 }
 
 bool copy_node_data(OMobj_id all, int step, const FieldFrame& frame, OMobj_id field) {
@@ -284,14 +306,29 @@ bool write_all_steps(OMobj_id parent, const FieldFrame& frame, std::vector<StepD
     return field_operation_failed("Error setting time values");
 }
 
-bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, OMobj_id& field) {
+std::vector<StoredStep> keep_steps(const std::vector<StepData>& steps) {
+    std::vector<StoredStep> kept;
+    for (const StepData& data : steps) {
+        StoredStep& step = kept.emplace_back(StoredStep{{}, data.min_ext, data.max_ext, data.time_text});
+        const auto points = data.points.span();
+        const auto first = steps.front().points.span();
+        if (!std::equal(points.begin(), points.end(), first.begin(), first.end())) {
+            step.points.assign(points.begin(), points.end());
+        }
+    }
+    return kept;
+}
+
+bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, const StoredStep& stored,
+                       OMobj_id& field) {
     xp_long nodes = 0;
     if (FLDget_nnodes(all, &nodes) != 1) return field_operation_failed("Error getting nnode");
     // a field that is not the one that was stored: somebody else has connected something
     if (nodes != frame.kept.nodes) return field_operation_failed("Error from LDRFfield_extract");
     const WriteBatch batch;
     return create(parent, "Output_Field", step_template(frame.header.kind), field) && set_frame(field, frame) &&
-           copy_mesh(all, step, frame, field) && copy_node_data(all, step, frame, field) && copy_xform(all, field);
+           copy_mesh(all, step, stored, frame, field) && copy_node_data(all, step, frame, field) &&
+           copy_xform(all, field);
 }
 
 }  // namespace zam::ldrf

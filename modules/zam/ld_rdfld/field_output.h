@@ -24,7 +24,19 @@ bool write_field(OMobj_id parent, const FieldFrame& frame, StepData& data, OMobj
 /// Creates the field "Output_All" below `parent` from all steps.
 bool write_all_steps(OMobj_id parent, const FieldFrame& frame, std::vector<StepData>& steps, OMobj_id& all);
 
+/// What "Output_All" cannot hold of a step, or holds only in its own way.
+struct StoredStep {
+    std::vector<float> points;  // of uniform and rectilinear fields, where they are not those of the first step
+    Row min_ext, max_ext;       // as in StepData
+    std::string time_text;
+};
+
+/// Copies what LDRFfield_extract() needs of the steps besides "Output_All".
+std::vector<StoredStep> keep_steps(const std::vector<StepData>& steps);
+
 /// Creates "Output_Field" below `parent` as a copy of one step (from 1) of "Output_All".
-bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, OMobj_id& field);
+/// @param stored  of that step
+bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, const StoredStep& stored,
+                       OMobj_id& field);
 
 }  // namespace zam::ldrf

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "modules/support/status_range.h"
 #include "modules/zam/ld_rdfld/header_reader.h"
@@ -20,9 +21,10 @@ bool sizes_fit(const HeaderModel& header, const KeptNodes& nodes) {
     return per_step * std::max(1, header.nstep) < kLimit;
 }
 
-bool read_model(FieldRead& read) {
+/// @return null after one report
+std::unique_ptr<const HeaderModel> read_model(FieldRead& read) {
     platform::seek(read.field.file, 0, SEEK_SET);
-    return read_header(read.field.file, read.field.name.c_str(), 1) == 1;
+    return read_header(read.field.file, read.field.name.c_str(), 1);
 }
 
 /// Checks the header's numbers and brings the crop, the header's own or the user's, into their range.
@@ -33,6 +35,8 @@ bool check_model(FieldRead& read, const HeaderModel& model, KeptNodes& nodes) {
     }
     if (model.ndim < 1) return refuse("Error: ndim is less than 1?");
     const CropSettings of_header = CropSettings::from_header(model);
+    read.ndim = model.ndim;
+    read.nsteps = std::max(1, model.nstep);
     read.header_insists = of_header.insists(model.ndim);
     if (!read.user_crop) read.crop = of_header.any_set(model.ndim) ? of_header : CropSettings{};
     read.crop.normalise(model.ndim, model.dims);
@@ -63,12 +67,14 @@ bool take_texts(KeptHeader& kept) {
 bool load_header(FieldRead& read) {
     if (!read.coordinates) read.coordinates = std::make_unique<CoordinateCache>();
     if (read.header) return true;
-    auto kept = std::make_unique<KeptHeader>();
-    if (!read_model(read) || !check_model(read, header_model(), kept->nodes)) return false;
-    kept->model = copy_header(header_model());
-    if (!kept->model || !take_texts(*kept)) return false;
-    kept->nsteps = std::max(1, kept->model->nstep);
+    std::unique_ptr<const HeaderModel> model = read_model(read);
+    KeptNodes nodes;
+    if (!model || !check_model(read, *model, nodes)) return false;
+    auto kept = std::make_unique<KeptHeader>(std::move(model), read.field.name);
+    kept->nsteps = read.nsteps;
     kept->crop = read.crop;
+    kept->nodes = nodes;
+    if (!take_texts(*kept)) return false;
     read.header = std::move(kept);
     return true;
 }
@@ -81,7 +87,7 @@ FieldFrame frame_of(const FieldRead& read) {
 StepReader step_reader(FieldRead& read) {
     KeptHeader& kept = *read.header;
     const DataFormat format{.portable = read.portable || kept.model->xdr != 0, .swap = read.swap};
-    return {*kept.model, read.field, kept.nodes, format, kept.positions, *read.coordinates};
+    return {*kept.model, kept.schedule, read.field, kept.nodes, format, kept.ends, *read.coordinates};
 }
 
 /// All steps together may be more than the machine holds, however small the file: repeated steps cost it nothing.
@@ -89,7 +95,11 @@ bool enough_memory_for_all(const FieldRead& read) {
     constexpr double kStepRecords = 2048.0;  // what the host and this module keep of a step besides its values
     const HeaderModel& model = *read.header->model;
     const double a_node = 8.0 * model.veclen + (model.kind == kIrregular ? 4.0 * model.nspace : 0.0);
-    const double a_step = static_cast<double>(read.header->nodes.nodes) * a_node + kStepRecords;
+    double a_step = static_cast<double>(read.header->nodes.nodes) * a_node + kStepRecords;
+    if (model.kind == kRectilinear) {  // as read, and as kept
+        for (const KeptAxis& axis : read.header->nodes.axis)
+            a_step += 8.0 * static_cast<double>(axis.count) * model.nspace;
+    }
     const double bytes = a_step * read.header->nsteps;
     if (bytes < static_cast<double>(platform::physical_memory())) return true;
     return refuse("Problem reading file %s: all %d steps together need more memory than there is",
@@ -106,20 +116,24 @@ bool read_all_steps(FieldRead& read) {
         if (!reader.read(step, steps[static_cast<std::size_t>(step - 1)])) return false;
         range.done(100);
     }
-    return write_all_steps(read.instance, frame_of(read), steps, read.out_all);
+    std::vector<StoredStep> stored = keep_steps(steps);
+    if (!write_all_steps(read.instance, frame_of(read), steps, read.out_all)) return false;
+    read.header->stored = std::move(stored);
+    return true;
 }
 
 /// Stores all steps, unless they are stored already, and copies the one wanted.
 bool read_stored(FieldRead& read) {
-    if (!read.all_stored && !read_all_steps(read)) return false;
-    StepData data;
-    if (!step_reader(read).read_time(read.step, data)) return false;
-    read.time_text = data.time_text;
-    return LDRFfield_extract(read.instance, frame_of(read), read.out_all, read.step, read.out_field);
+    const bool stored = read.all_stored && !read.header->stored.empty();
+    if (!stored && !read_all_steps(read)) return false;
+    const StoredStep& step = read.header->stored[static_cast<std::size_t>(read.step) - 1];
+    read.time_text = step.time_text;
+    return LDRFfield_extract(read.instance, frame_of(read), read.out_all, read.step, step, read.out_field);
 }
 
 bool read_wanted(FieldRead& read) {
     if (!load_header(read)) return false;
+    read.step = std::clamp(read.step, 1, read.header->nsteps);
     if (read.store_all) return read_stored(read);
     StepData data;
     if (!step_reader(read).read(read.step, data)) return false;
@@ -136,10 +150,9 @@ void LDRFinit(FieldRead& read) {
 
 bool LDRFread_field_header(FieldRead& read) {
     KeptNodes nodes;
-    if (!read_model(read)) {
-        return refuse("Problem reading file %s: %s", read.field.name.c_str(), "LDRFread_field_header");
-    }
-    return check_model(read, header_model(), nodes);
+    const std::unique_ptr<const HeaderModel> model = read_model(read);
+    if (!model) return refuse("Problem reading file %s: %s", read.field.name.c_str(), "LDRFread_field_header");
+    return check_model(read, *model, nodes);
 }
 
 bool LDRFread_field(FieldRead& read) {

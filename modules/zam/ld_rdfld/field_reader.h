@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "modules/zam/ld_rdfld/field_output.h"
@@ -11,12 +12,17 @@ namespace zam::ldrf {
 
 /// What the module keeps of a header between calls.
 struct KeptHeader {
-    std::unique_ptr<HeaderModel> model;
+    KeptHeader(std::unique_ptr<const HeaderModel> header, const std::string& field_file)
+        : model(std::move(header)), schedule(*model, field_file) {}
+
+    std::unique_ptr<const HeaderModel> model;
+    Schedule schedule;  // of the model
     int nsteps = 1;
     std::vector<std::string> labels, units;  // of the first step
     CropSettings crop;                       // in force, normalised
     KeptNodes nodes;
-    Positions positions;
+    ChainEnds ends;
+    std::vector<StoredStep> stored;  // by step, once "Output_All" has been made
 };
 
 /// One call's reading: what is wanted, what is kept from call to call, what came of it.
@@ -35,6 +41,8 @@ struct FieldRead {
     std::unique_ptr<KeptHeader> header;
     std::unique_ptr<CoordinateCache> coordinates;
 
+    int ndim = -1;                // of the header read last; -1: none has been
+    int nsteps = 1;               // likewise
     bool header_insists = false;  // the header's crop has negative values
     OMobj_id out_field{};
     OMobj_id out_all{};  // in: the stored steps, when all_stored

@@ -56,10 +56,10 @@ void resize(std::pmr::vector<T>& values, std::size_t size) {
 bool fit_rows(std::pmr::vector<Row>& rows, Table table, int wanted) {
     const auto size = static_cast<std::size_t>(std::max(0, wanted));
     return allocate(table, [&] {
-        const Row unset(std::vector<float>(size, -1.0F));
+        const Row unset = Row::not_given(size);
         std::size_t added = 0;
         for (Row& row : rows) {
-            if (!row.given()) row = unset;
+            if (!row.filled()) row = unset;
             if (row.size() < size) added += size - row.size();
             if (added > kMaxValuesAdded) throw std::bad_alloc();
             row.fit(size);

@@ -53,6 +53,7 @@ struct Source : SourceOptions {
     bool named = false;  // with a file name; else the values are in the field file, after its header
     std::string file;    // as written, until the reader replaces it by the resolved name
     int type = kAscii;   // FileType
+    int stated_in = 0;   // step whose statement this is, from 1; copies of a repeated block keep it
 };
 
 struct TimeRecord {
@@ -69,7 +70,14 @@ using SourceBlock = std::map<int, Source>;
 class Row {
 public:
     Row() = default;
-    explicit Row(std::vector<float> values) : values_(std::make_shared<std::vector<float>>(std::move(values))) {}
+    explicit Row(std::vector<float> values)
+        : values_(std::make_shared<std::vector<float>>(std::move(values))), given_(true) {}
+    /// What a step has without a statement: -1.0 throughout.
+    static Row not_given(std::size_t size) {
+        Row row(std::vector<float>(size, kNotGiven));
+        row.given_ = false;
+        return row;
+    }
 
     std::size_t size() const { return values_ ? values_->size() : 0; }
     bool empty() const { return size() == 0; }
@@ -78,12 +86,17 @@ public:
     const float* end() const { return data() + size(); }
     float operator[](std::size_t i) const { return (*values_)[i]; }
 
-    bool given() const { return values_ != nullptr; }
+    bool filled() const { return values_ != nullptr; }
+    /// Whether a statement gave it.
+    bool given() const { return given_; }
     /// Cuts or fills with -1.0 in every step that shares the row.
-    void fit(std::size_t size) { values_->resize(size, -1.0F); }
+    void fit(std::size_t size) { values_->resize(size, kNotGiven); }
 
 private:
+    static constexpr float kNotGiven = -1.0F;
+
     std::shared_ptr<std::vector<float>> values_;
+    bool given_ = false;
 };
 
 /// Per-step tables; LDRF_alloc sizes them all. The resource is the process heap except in tests.

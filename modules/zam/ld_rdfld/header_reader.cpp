@@ -100,7 +100,9 @@ bool read_model(std::FILE* file, int start) {
 int count_steps(std::FILE* file) {
     const bool ends_somewhere = platform::length(file) > 0;  // a device may go on for ever
     std::rewind(file);
-    if (!ends_somewhere) return 1;
+    const bool field_file = ends_somewhere && has_right_first_line(file);
+    std::rewind(file);
+    if (!field_file) return 1;
     std::array<char, 8192> piece{};  // of a line; a longer line counts in pieces
     xp_long ends = 0, value = 0;
     while (std::fgets(piece.data(), static_cast<int>(piece.size()), file) != nullptr) {
@@ -115,15 +117,18 @@ int count_steps(std::FILE* file) {
     return static_cast<int>(steps);
 }
 
-int read_header(std::FILE* file, const char* name, int start) {
-    if (!has_right_first_line(file)) return report.fail("File is not an AVS field file? (\"# AVS\" in first line)");
+std::unique_ptr<HeaderModel> read_header(std::FILE* file, const char* name, int start) {
+    if (!has_right_first_line(file)) {
+        report.fail("File is not an AVS field file? (\"# AVS\" in first line)");
+        return nullptr;
+    }
     bool complete = false;
     allocate(Table::data_struct, [&] { complete = read_model(file, start); });
-    if (complete) return 1;
+    if (complete) return copy_header(header_model());
     const std::string& error = header_model().error;
     // An empty text: memory ran out, which has been reported.
     if (!error.empty()) report.fail("Problem reading file %s: %s", name, error.c_str());
-    return 0;
+    return nullptr;
 }
 
 }  // namespace zam::ldrf

@@ -139,6 +139,7 @@ Source described_source(const char* file, xp_long type) {
     source.named = file != nullptr;
     if (source.named) source.file = file;
     source.type = static_cast<int>(type);
+    source.stated_in = header_model().step_counter;
     return source;
 }
 

@@ -123,6 +123,62 @@ private:
     bool taken_;
 };
 
+/// Whether an object that may move through the steps has changed.
+enum class Trigger { missing, still, changed };
+
+/// The parameters that decide what a call does, as they were when it came.
+struct Asked {
+    int check = kReadAtOnce;
+    bool exec = false;
+    bool name_changed = false;
+    bool store_all_changed = false;
+    // of a stepping call
+    bool file_open = false;
+    bool reread = false;  // values are wanted in another way than they were read
+    int nsteps = 0;
+    int stepno = 1;
+    Trigger forward = Trigger::still, backward = Trigger::still, chosen = Trigger::still;  // `chosen`: stepno
+
+    bool stepping() const { return !exec && !name_changed && !store_all_changed; }
+    bool moving() const { return stepping() && file_open && !reread && nsteps >= 2; }
+};
+
+enum class Action { nothing, show_header, read_new, step };
+
+/// What a call does.
+struct Choice {
+    Action action = Action::nothing;
+    int step = 1;                 // to read
+    const char* fault = nullptr;  // to be reported
+};
+
+/// Moves on through the steps.
+Choice choose_step(const Asked& asked) {
+    if (asked.forward == Trigger::missing) return {.fault = "Can't get 'forward' object id."};
+    if (asked.backward == Trigger::missing) return {.fault = "Can't get 'backward' object id."};
+    if (asked.chosen == Trigger::missing) return {.fault = "Can't get 'stepno' object id."};
+    int step = asked.stepno;
+    if (asked.forward == Trigger::changed) {
+        step = step >= asked.nsteps ? 1 : step + 1;
+    } else if (asked.backward == Trigger::changed) {
+        step = step <= 1 ? asked.nsteps : step - 1;
+    } else if (asked.chosen != Trigger::changed) {
+        return {};
+    }
+    return {Action::step, std::clamp(step, 1, asked.nsteps)};
+}
+
+Choice choose(const Asked& asked) {
+    if (asked.stepping()) {
+        if (!asked.file_open) return {};  // nothing has been read yet
+        if (asked.reread) return {Action::step, asked.stepno};
+        return asked.moving() ? choose_step(asked) : Choice{};
+    }
+    const bool store_all_asks = asked.store_all_changed && !asked.name_changed;  // not only because the file did
+    const bool show_first = asked.check == kShowFirst && !asked.exec && !store_all_asks;
+    return {show_first ? Action::show_header : Action::read_new};
+}
+
 /// One call of the update.
 class Update {
 public:
@@ -132,15 +188,17 @@ public:
     void release();
 
 private:
-    int new_file();
-    int step();
-    int read_step();
-    int finish(bool read);
+    Asked look();
+    void look_at_steps(Asked& asked) const;
+    Trigger look_at(const char* name) const;
+    bool perform(const Choice& choice);
+    bool open_new_file();
+    bool read_new(Action action);
+    bool read_step();
     bool find_outputs();
-    bool next_step(int nsteps, bool& moved);
-    bool header_only();
-    bool full_read();
-    void write_back();
+    int finish(Action action, bool done);
+    void write_back_header();
+    int connect_outputs();
 
     Parameters parameters_;
     FieldRead read_;
@@ -148,9 +206,8 @@ private:
     OMobj_id out_ = OMnull_obj();
     OMobj_id out_all_ = OMnull_obj();
     int check_ = kReadAtOnce;
-    bool exec_ = false;
-    bool store_all_asks_ = false;  // for data: it changed, and not only because the file did
-    bool reread_ = false;          // stored steps no longer hold what is wanted
+    bool data_read_ = false;
+    bool reread_ = false;  // stored steps no longer hold what is wanted
 
     // put back in the reverse order, before what they hold ends
     Kept<OwnedFile> kept_file_{parameters_, "file_ptr", file_};
@@ -164,30 +221,74 @@ void Update::release() {
 }
 
 int Update::run() {
+    const Asked asked = look();
+    check_ = asked.check;
+    reread_ = asked.reread;
+    const Choice choice = choose(asked);
+    if (choice.fault != nullptr) return kReport.fail(choice.fault);
+    if (choice.action == Action::nothing) return 0;
+    bool done = false;
+    try {
+        done = perform(choice);
+    } catch (const std::bad_alloc&) {
+        ERRout_of_memory("DVread_field_update: Failure allocating results struct");
+    }
+    return finish(choice.action, done);
+}
+
+// --- What is asked for ---
+
+/// Takes the parameters down, and brings those into line that a new file or `check` decides.
+Asked Update::look() {
+    Asked asked;
     read_.portable = parameters_.get_int("portable", 0) == 1;
     read_.swap = parameters_.get_int("swap", 0) == 1;
     read_.flip = parameters_.get_int("flip", 0) == 1;
-    const bool store_all_changed = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
+    asked.store_all_changed = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
     read_.store_all = parameters_.get_int("store_all", 0) == 1;
-    const bool name_changed = parameters_.changed("filename");
-    if (name_changed) {  // a new file never starts with all steps stored
+    asked.name_changed = parameters_.changed("filename");
+    if (asked.name_changed) {  // a new file never starts with all steps stored
         read_.store_all = false;
         parameters_.set_int("store_all", 0);
         parameters_.set_int("store_all_visible", 0);
     }
-    store_all_asks_ = store_all_changed && !name_changed;
-    if (store_all_changed && !read_.store_all) parameters_.set_int("store_all_visible", 0);
+    if (asked.store_all_changed && !read_.store_all) parameters_.set_int("store_all_visible", 0);
 
-    check_ = parameters_.get_int("check", kReadAtOnce);
+    asked.check = parameters_.get_int("check", kReadAtOnce);
     if (read_.header) read_.crop = read_.header->crop;
-    if (check_ != kReadAtOnce) {
+    if (asked.check != kReadAtOnce) {
         read_crop(parameters_, read_.crop);
     } else {
         write_crop(parameters_, read_.crop);
         parameters_.set_int("exec", 0);
     }
-    exec_ = parameters_.get_int("exec", 0) == 1;
-    return exec_ || name_changed || store_all_changed ? new_file() : step();
+    asked.exec = parameters_.get_int("exec", 0) == 1;
+    asked.file_open = file_ != nullptr;
+    if (asked.stepping() && asked.file_open) look_at_steps(asked);
+    return asked;
+}
+
+void Update::look_at_steps(Asked& asked) const {
+    asked.nsteps = parameters_.get_int("nsteps", 0);
+    asked.stepno = parameters_.get_int("stepno", 1);
+    asked.reread = parameters_.changed("flip") || parameters_.changed("portable");
+    if (!asked.moving()) return;
+    asked.forward = look_at("forward");
+    asked.backward = look_at("backward");
+    asked.chosen = look_at("stepno");
+}
+
+Trigger Update::look_at(const char* name) const {
+    const OMobj_id object = parameters_.find(name);
+    if (OMvalid_obj(object) != 1) return Trigger::missing;
+    return parameters_.changed(object) ? Trigger::changed : Trigger::still;
+}
+
+// --- Reading ---
+
+bool Update::perform(const Choice& choice) {
+    read_.step = choice.step;
+    return choice.action == Action::step ? read_step() : open_new_file() && read_new(choice.action);
 }
 
 /// Fails with a report when the outputs are not there.
@@ -199,125 +300,73 @@ bool Update::find_outputs() {
     return true;
 }
 
-// --- A new file, new crop values, or all steps ---
-
-int Update::new_file() {
+bool Update::open_new_file() {
     read_crop(parameters_, read_.crop);
-    read_.step = 1;
     parameters_.set_int("stepno", 0);
     parameters_.set_int("nsteps", 0);
-    if (!parameters_.get_text("filename", read_.field.name)) return kReport.fail("Can't get filename.");
-    if (!find_outputs()) return 0;
+    if (!parameters_.get_text("filename", read_.field.name)) return refuse("Can't get filename.");
+    if (!find_outputs()) return false;
     release();
     file_.reset(FILEfopen(read_.field.name.c_str(), "rb"));
-    if (!file_) return kReport.fail("Can't open file");
+    if (!file_) return refuse("Can't open file");
     read_.field.file = file_.get();
     const int nsteps = count_steps(file_.get());
-    if (nsteps < 1 || LDRF_alloc(header_model(), nsteps) != 1) {
-        release();
-        return 0;
-    }
-    const bool show_first = check_ == kShowFirst && !exec_ && !store_all_asks_;
-    bool data_read = false;
-    if (!(show_first ? header_only() : (data_read = full_read()))) {
-        release();
-        return 0;
-    }
-    data_read = data_read || exec_;
-    const int steps = read_.header ? read_.header->nsteps : std::max(1, header_model().nstep);
-    parameters_.set_int("nsteps", steps);
-    write_back();
-    if (data_read) return finish(true);
-    release();  // data will be read from the start
-    return 1;
+    return nsteps >= 1 && LDRF_alloc(header_model(), nsteps) == 1;
 }
 
-/// Reads the header; data follow at once when it insists on its own crop.
-bool Update::header_only() {
-    if (!LDRFread_field_header(read_)) return false;
-    if (read_.header_insists) check_ = kReadFollowed;
-    if (check_ == kReadFollowed) {
-        if (!LDRFread_field(read_)) return false;
-        exec_ = true;
-    }
-    check_ = kShowFirst;
-    return true;
-}
-
-bool Update::full_read() {
-    read_.user_crop = check_ != kReadAtOnce;
-    if (!LDRFread_field(read_)) return false;
-    if (check_ == kReadFollowed) check_ = kShowFirst;
-    return true;
-}
-
-// --- Stepping ---
-
-int Update::step() {
-    if (!file_) return 0;  // nothing has been read yet
-    const int nsteps = parameters_.get_int("nsteps", 0);
-    read_.step = parameters_.get_int("stepno", 1);
-    reread_ = parameters_.changed("flip") || parameters_.changed("portable");
-    if (reread_) return read_step();
-    if (nsteps < 2) return 0;
-    bool moved = false;
-    if (!next_step(nsteps, moved) || !moved) return 0;
-    return read_step();
-}
-
-/// Moves on to the step asked for. @return false after a report
-bool Update::next_step(int nsteps, bool& moved) {
-    const OMobj_id forward = parameters_.find("forward");
-    const OMobj_id backward = parameters_.find("backward");
-    const OMobj_id stepno = parameters_.find("stepno");
-    if (OMvalid_obj(forward) != 1) return refuse("Can't get 'forward' object id.");
-    if (OMvalid_obj(backward) != 1) return refuse("Can't get 'backward' object id.");
-    if (OMvalid_obj(stepno) != 1) return refuse("Can't get 'stepno' object id.");
-    moved = true;
-    int& step = read_.step;
-    if (parameters_.changed(forward)) {
-        step = step >= nsteps ? 1 : step + 1;
-    } else if (parameters_.changed(backward)) {
-        step = step <= 1 ? nsteps : step - 1;
+/// Reads the header, or header and data. Data follow a header at once when it insists on its own crop.
+bool Update::read_new(Action action) {
+    if (action == Action::show_header) {
+        if (!LDRFread_field_header(read_)) return false;
+        data_read_ = read_.header_insists;
     } else {
-        moved = parameters_.changed(stepno);
+        read_.user_crop = check_ != kReadAtOnce;
+        data_read_ = true;
     }
-    step = std::clamp(step, 1, nsteps);
+    if (data_read_ && !LDRFread_field(read_)) return false;
+    if (action == Action::show_header || check_ == kReadFollowed) check_ = kShowFirst;
     return true;
 }
 
-int Update::read_step() {
-    if (!parameters_.get_text("filename", read_.field.name)) return kReport.fail("Can't get filename.");
-    if (!find_outputs()) return 0;
+bool Update::read_step() {
+    data_read_ = true;
+    if (!parameters_.get_text("filename", read_.field.name)) return refuse("Can't get filename.");
+    if (!find_outputs()) return false;
     read_.field.file = file_.get();
     read_.user_crop = check_ != kReadAtOnce;
-    if (read_.header) read_.step = std::clamp(read_.step, 1, read_.header->nsteps);
     if (read_.store_all) {
         read_.all_stored = !reread_ && OMget_obj_ref(out_all_, &read_.out_all, 0) == 1;
     }
-    return finish(LDRFread_field(read_));
+    return LDRFread_field(read_);
 }
 
-// --- The end of a read ---
+// --- The end of every call that did something ---
 
-void Update::write_back() {
-    const CropSettings& crop = read_.crop;
-    parameters_.set_int("ndim", read_.header ? read_.header->model->ndim : header_model().ndim);
-    write_crop(parameters_, crop);
-    for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) parameters_.set_int(kEndNames[axis], crop.end[axis]);
-    parameters_.set_int("check", check_);
+/// Writes back what the call decided. Nothing is kept of a failed one, nor of a header without data.
+int Update::finish(Action action, bool done) {
     parameters_.set_int("exec", 0);
+    if (done && action != Action::step) parameters_.set_int("nsteps", read_.nsteps);
+    if (done || action == Action::step) write_back_header();
+    if (data_read_ && (done || action == Action::step)) {
+        parameters_.set_int("stepno", read_.step);
+        parameters_.set_text("time_string", read_.time_text);
+    }
+    if (done && data_read_) return connect_outputs();
+    release();
+    return done ? 1 : 0;
 }
 
-int Update::finish(bool read) {
-    if (!read) {
-        parameters_.set_int("exec", 0);
-        release();
-        return 0;
-    }
-    write_back();
-    parameters_.set_int("stepno", read_.step);
-    parameters_.set_text("time_string", read_.time_text);
+/// What is known of the header, and the crop in force.
+void Update::write_back_header() {
+    parameters_.set_int("check", check_);
+    if (read_.header) read_.ndim = read_.header->model->ndim;
+    if (read_.ndim < 0) return;
+    parameters_.set_int("ndim", read_.ndim);
+    write_crop(parameters_, read_.crop);
+    for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) parameters_.set_int(kEndNames[axis], read_.crop.end[axis]);
+}
+
+int Update::connect_outputs() {
     if (read_.store_all && !read_.all_stored) {
         OMset_obj_ref_mode(out_all_, 1);
         if (OMset_obj_ref(out_all_, read_.out_all) != 1) return 0;

@@ -6,8 +6,9 @@ zam_module(ldrf_rfld
   field_output.cpp
   field_reader.cpp
   ldrf_rfld.cpp
-  node_reader.cpp
+  schedule.cpp
   sources.cpp
   step_reader.cpp
   value_decoding.cpp
+  value_reader.cpp
 )

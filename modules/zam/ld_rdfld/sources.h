@@ -1,6 +1,7 @@
-// Which source serves a coordinate, variable or time in which step, and where in its file that step begins.
+// Opens the sources of a step at the places where its values begin.
 #pragma once
 
+#include <compare>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -8,73 +9,69 @@
 #include <tuple>
 #include <vector>
 
-#include "modules/zam/ld_rdfld/node_reader.h"
+#include "modules/zam/ld_rdfld/schedule.h"
+#include "modules/zam/ld_rdfld/value_reader.h"
 
 namespace zam::ldrf {
-
-enum class SourceKind { coordinate, variable, time };
 
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
 
-/// The field file of a read: open, and its name for messages and for the directory of relative names.
+/// The field file of a read: open, and its name for messages.
 struct FieldFile {
     std::FILE* file;
     std::string name;
 };
 
-/// Byte at which the values of a step of a source end, by kind, number of the source (from 1) and step. Kept between
-/// calls, so that sources that stay open are found when stepping backward.
-using Positions = std::map<std::tuple<SourceKind, int, int>, xp_long>;
+/// How binary values are encoded.
+struct DataFormat {
+    bool portable;  // XDR
+    bool swap;
+
+    auto operator<=>(const DataFormat&) const = default;
+};
+
+/// Bytes at which the reads of chains end, by ordinal: of a format, kind, number of the source and chain. Kept between
+/// calls, so that steps are found from anywhere.
+using ChainEnds = std::map<std::tuple<DataFormat, SourceKind, int, int>, std::vector<xp_long>>;
 
 /// A source of one step, opened: either the field file or a file of its own.
 struct OpenSource {
     std::FILE* file = nullptr;  // to read from
     OwnedFile owned;            // when it is not the field file
-    std::string name;           // resolved, for messages
     Placement placement;
 };
 
-/// The sources of a header. Steps that have no statement of a kind use the latest earlier step that has. Steps behind
-/// the last one that the header describes begin with its statements anew, as if the header were read for them.
-class SourceMap {
+class Sources {
 public:
-    SourceMap(const HeaderModel& header, Positions& positions);
+    /// Everything is borrowed; `reader` is used between the reads of others.
+    Sources(const HeaderModel& header, const Schedule& schedule, const FieldFile& field, const DataFormat& format,
+            ChainEnds& ends, ValueReader& reader)
+        : header_(header), schedule_(schedule), field_(field), format_(format), ends_(ends), reader_(reader) {}
 
-    /// The step, among those that the header describes, whose statements a step has.
-    int described(int step) const { return (step - 1) % described_steps_ + 1; }
-
-    /// The step whose statements hold for `step`, or 0 when there are none up to there.
-    int step_with(SourceKind kind, int step) const;
-
-    /// Opens source n (from 1; 1 for time) of `step`, a result of step_with(). Reports what is wrong with it.
-    /// @param nodes     values that each step of the source holds
-    /// @param encoding  of these values
+    /// Opens source n of a step. Reports what is wrong with it.
+    /// @param nodes        values that each step of the source holds
+    /// @param type         of these values
     /// @param cannot_open  message with one %s for the name
-    bool open(SourceKind kind, int n, int step, const FieldFile& field, xp_long nodes, const Encoding& encoding,
-              const char* cannot_open, OpenSource& opened) const;
+    bool open(SourceKind kind, int n, int step, xp_long nodes, int type, const char* cannot_open, OpenSource& opened);
 
-    /// Notes where `step` ends, once the reader has read it, if the source stays open.
-    void note_end(SourceKind kind, int n, int step, NodeReader& reader, xp_long nodes) const;
+    /// Notes where `step` ends, once the reader has read it, if that place is not known yet and the source stays open.
+    void note_end(SourceKind kind, int n, int step, xp_long nodes);
 
 private:
-    const Source* source(SourceKind kind, int n, int step) const;
-    bool continues(SourceKind kind, int n, int step) const;
-    bool valid(SourceKind kind, int n, int step, const FieldFile& field, xp_long nodes) const;
-    Placement place(SourceKind kind, int n, int step) const;
-    bool find_start(SourceKind kind, int n, int step, const FieldFile& field, std::FILE* file, xp_long nodes,
-                    const Encoding& encoding) const;
+    std::vector<xp_long>& ends_of(SourceKind kind, int n, const ScheduledRead& read) const;
+    bool valid(SourceKind kind, int n, int step, const Source& source, xp_long nodes) const;
+    bool pass_over(SourceKind kind, int n, int step, std::FILE* file, xp_long nodes, int type);
+    Placement place(SourceKind kind, int n, const ScheduledRead& read) const;
 
     const HeaderModel& header_;
-    Positions& positions_;
-    int described_steps_;
-    std::vector<int> coordinate_step_, variable_step_;  // by step: the latest with statements
+    const Schedule& schedule_;
+    const FieldFile& field_;
+    DataFormat format_;
+    ChainEnds& ends_;
+    ValueReader& reader_;
 };
-
-/// The name under which a source's file is opened: absolute names and names with $XP_PATH< as they stand, others in the
-/// directory of the field file.
-std::string resolve_name(const std::string& name, const std::string& field_file);
 
 }  // namespace zam::ldrf

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
+#include <utility>
 
 #include "contract/om.h"
 #include "modules/zam/ld_rdfld/ascii_values.h"
@@ -51,24 +53,34 @@ float even_position(float low, float high, xp_long node, xp_long full) {
     return static_cast<float>(low + (static_cast<double>(high) - low) * share);
 }
 
-/// Whether two rows of a header are a range: finite, and with an upper end. One that no statement gave is -1
-/// throughout.
+/// Whether statements gave both ends of a range, in finite numbers.
 bool both_ends_given(const Row& low, const Row& high, int count) {
-    const auto values = static_cast<std::size_t>(count);
-    if (low.size() < values || high.size() < values) return false;
-    bool given = false;
-    for (std::size_t i = 0; i < values; ++i) {
-        if (!std::isfinite(low[i]) || !std::isfinite(high[i])) return false;
-        given = given || high[i] != -1.0F || low[i] < high[i];
-    }
-    return given;
+    const auto finite = [&](const Row& row) {
+        return row.given() && row.size() >= static_cast<std::size_t>(count) &&
+               std::all_of(row.begin(), row.end(), [](float value) { return std::isfinite(value); });
+    };
+    return finite(low) && finite(high);
+}
+
+/// Whether a step that the header describes has an extent.
+bool has_extent(const HeaderModel& header, int described) {
+    const auto row = static_cast<std::size_t>(described - 1);
+    const StepTables& steps = header.steps;
+    return row < steps.flag.size() && (steps.flag[row] & kGivenExtent) != 0 &&
+           both_ends_given(steps.min_ext[row], steps.max_ext[row], header.nspace);
 }
 
 }  // namespace
 
-StepReader::StepReader(const HeaderModel& header, const FieldFile& field, const KeptNodes& kept,
-                       const DataFormat& format, Positions& positions, CoordinateCache& cache)
-    : header_(header), field_(field), kept_(kept), format_(format), cache_(cache), sources_(header, positions) {}
+StepReader::StepReader(const HeaderModel& header, const Schedule& schedule, const FieldFile& field,
+                       const KeptNodes& kept, const DataFormat& format, ChainEnds& ends, CoordinateCache& cache)
+    : header_(header),
+      schedule_(schedule),
+      field_(field),
+      kept_(kept),
+      format_(format),
+      cache_(cache),
+      sources_(header, schedule, field, format, ends, reader_) {}
 
 bool StepReader::read(int step, StepData& data) {
     std::vector<Opened> positions;
@@ -92,16 +104,18 @@ xp_long StepReader::inline_step_bytes() const {
     return kept_.full_nodes * header_.veclen * wire_size(value_encoding());
 }
 
-bool StepReader::open_positions(int step, std::vector<Opened>& opened) const {
+/// Axes whose positions sources give: a rectilinear field has none along axes beyond its space.
+int StepReader::coordinate_axes() const {
+    return header_.kind == kRectilinear ? std::min(header_.ndim, header_.nspace) : header_.nspace;
+}
+
+bool StepReader::open_positions(int step, std::vector<Opened>& opened) {
     if (header_.kind == kUniform && extent_step(step) > 0) return true;
-    const int described = sources_.step_with(SourceKind::coordinate, step);
-    if (described == 0) return open_inline_positions(opened);
-    const int axes = header_.kind == kRectilinear ? std::min(header_.ndim, header_.nspace) : header_.nspace;
-    for (int axis = 0; axis < axes; ++axis) {
+    if (schedule_.statements(SourceKind::coordinate, step) == 0) return open_inline_positions(opened);
+    for (int axis = 0; axis < coordinate_axes(); ++axis) {
         Opened& one = opened.emplace_back(Opened{{}, {.component = axis, .read_error = "read points error"}});
         const xp_long values = values_of_axis(axis);
-        if (!sources_.open(SourceKind::coordinate, axis + 1, described, field_, values, position_encoding(),
-                           kCannotOpen, one.source)) {
+        if (!sources_.open(SourceKind::coordinate, axis + 1, step, values, DTYPE_FLOAT, kCannotOpen, one.source)) {
             return false;
         }
         const xp_long last = header_.kind == kIrregular ? kept_.last_node : values - 1;
@@ -111,8 +125,8 @@ bool StepReader::open_positions(int step, std::vector<Opened>& opened) const {
 }
 
 /// Positions behind the inline values of all steps: axis after axis. Uniform fields may have a pair of corners an axis.
-bool StepReader::open_inline_positions(std::vector<Opened>& opened) const {
-    if (sources_.step_with(SourceKind::variable, std::max(1, header_.nstep)) != 0) {
+bool StepReader::open_inline_positions(std::vector<Opened>& opened) {
+    if (schedule_.any(SourceKind::variable)) {
         if (header_.kind == kUniform) return true;
         return refuse("cannot get points data");
     }
@@ -137,16 +151,16 @@ bool StepReader::open_inline_positions(std::vector<Opened>& opened) const {
     return true;
 }
 
-bool StepReader::open_variables(int step, std::vector<Opened>& opened) const {
-    const int described = sources_.step_with(SourceKind::variable, step);
+bool StepReader::open_variables(int step, std::vector<Opened>& opened) {
+    const bool is_inline = schedule_.statements(SourceKind::variable, step) == 0;
     for (int comp = 0; comp < header_.veclen; ++comp) {
         Opened& one = opened.emplace_back(Opened{{}, {.component = comp, .read_error = "read node data error"}});
-        if (described == 0) {  // inline: the values of a node lie together
+        if (is_inline) {  // the values of a node lie together
             one.role.read_error = "couldn't read field data";
             one.source.file = field_.file;
             one.source.placement =
                 inline_placement(header_.data_start + inline_step_bytes() * (step - 1), comp, header_.veclen);
-        } else if (!sources_.open(SourceKind::variable, comp + 1, described, field_, kept_.full_nodes, value_encoding(),
+        } else if (!sources_.open(SourceKind::variable, comp + 1, step, kept_.full_nodes, header_.data_type,
                                   kCannotOpen, one.source)) {
             return false;
         }
@@ -156,25 +170,37 @@ bool StepReader::open_variables(int step, std::vector<Opened>& opened) const {
 }
 
 /// Whether a source's file can hold its values; reports what a read would when not.
-bool StepReader::long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node) const {
+bool StepReader::long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node) {
     const OpenSource& source = opened.source;
     if (source.placement.file_type == kAscii) {
         if (last_node <= platform::length(source.file) / 2) return true;  // a digit and a blank each
         // too short whatever it holds: find the item that is missing or wrong
-        const auto reader = open_nodes(source.file, source.placement, encoding, opened.role, Asking::whole_field);
-        std::array<std::byte, sizeof(double)> value;
-        for (xp_long node = 0; node <= last_node; ++node) {
-            if (reader->read(value.data(), 1) != Decoded::ok) return false;
-        }
-        return true;
+        reader_.attach(source.file);
+        reader_.begin(source.placement, encoding);
+        const std::optional<Fault> fault = reader_.read_and_drop(last_node + 1);
+        return !fault || report(*fault, opened.role, encoding.type);
     }
     const auto missing = too_short(source.file, source.placement, encoding, last_node);
     if (!missing) return true;
-    if (encoding.portable && encoding.type != DTYPE_BYTE) {
-        return refuse(opened.role.read_error);
+    const Fault::Kind kind = encoding.native() ? Fault::short_read : Fault::not_decoded;
+    return report({.kind = kind, .asked = missing->asked, .got = missing->left}, opened.role, encoding.type);
+}
+
+/// Says what a fault is, and gives false.
+bool StepReader::report(const Fault& fault, const Role& role, int type) const {
+    const auto item = static_cast<int>(std::min<xp_long>(fault.node, std::numeric_limits<int>::max()));
+    const bool real = type == DTYPE_FLOAT || type == DTYPE_DOUBLE;
+    switch (fault.kind) {
+        case Fault::short_read:
+            return refuse("Attempted binary read of %lld bytes read only %lld", static_cast<long long>(fault.asked),
+                          static_cast<long long>(fault.got));
+        case Fault::missing_word: return refuse(" --- 2Invalid number: component %d, item %d", role.component, item);
+        case Fault::no_number:
+            return refuse(
+                real ? "Invalid float number: component %d, item %d" : "--- 1Invalid number: component %d, item %d",
+                role.component, item);
+        default: return refuse(role.read_error);
     }
-    return refuse("Attempted binary read of %lld bytes read only %lld", static_cast<long long>(missing->asked),
-                  static_cast<long long>(missing->left));
 }
 
 /// Sparse files and files of digits can announce more than this machine could ever hold.
@@ -189,12 +215,21 @@ bool StepReader::enough_memory() const {
 // --- Reading ---
 
 bool StepReader::read_source(const Opened& opened, const Encoding& encoding, const KeptNodes& kept, std::byte* to,
-                             xp_long spacing, std::unique_ptr<NodeReader>& reader) const {
-    const Asking asking = kept_.whole() ? Asking::whole_field : Asking::cropped_field;
-    reader = open_nodes(opened.source.file, opened.source.placement, encoding, opened.role, asking);
-    const Decoded decoded = read_kept_nodes(*reader, kept, encoding.type, to, spacing);
-    if (decoded == Decoded::failed) kReport.fail(opened.role.read_error);
-    return decoded == Decoded::ok;
+                             xp_long spacing) {
+    reader_.attach(opened.source.file);
+    reader_.begin(opened.source.placement, encoding);
+    const std::optional<Fault> fault = reader_.read(kept, to, spacing);
+    return !fault || report(*fault, opened.role, encoding.type);
+}
+
+/// What decides which positions an irregular or rectilinear step has.
+PositionsKey StepReader::positions_key(int step) const {
+    PositionsKey key{format_, {}};
+    for (int axis = 0; axis < coordinate_axes(); ++axis) {
+        const auto read = schedule_.find(SourceKind::coordinate, axis + 1, step);
+        if (read) key.places.push_back(read->place);
+    }
+    return key;
 }
 
 bool StepReader::read_positions(int step, const std::vector<Opened>& opened, StepData& data) {
@@ -212,21 +247,22 @@ bool StepReader::read_positions(int step, const std::vector<Opened>& opened, Ste
         return out_of_memory(rectilinear ? "RFread_field: Failure allocating points array"
                                          : "RFread_field: Failure allocating coords array");
     }
-    const int described = sources_.step_with(SourceKind::coordinate, step);
-    if (described == cache_.step && cache_.values.size() == positions.span().size()) {
+    PositionsKey key = positions_key(step);
+    if (key == cache_.key && cache_.values.size() == positions.span().size()) {
         std::copy(cache_.values.begin(), cache_.values.end(), positions.data());
         return true;
     }
-    if (!fill_positions(described, opened, positions)) return false;
-    const bool shared = step < header_.nstep && sources_.step_with(SourceKind::coordinate, step + 1) == described;
-    cache_.step = shared ? described : -1;
+    if (!fill_positions(step, opened, positions)) return false;
+    const bool shared =
+        (step < header_.nstep && positions_key(step + 1) == key) || (step > 1 && positions_key(step - 1) == key);
+    cache_.key = std::move(key);
     cache_.values.clear();
     if (shared) cache_.values.assign(positions.span().begin(), positions.span().end());
     return true;
 }
 
 /// Reads one source an axis: along the axis for a rectilinear field, at every node for an irregular one.
-bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions) const {
+bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions) {
     const bool rectilinear = header_.kind == kRectilinear;
     const auto nspace = static_cast<std::size_t>(header_.nspace);
     if (rectilinear) std::fill(positions.span().begin(), positions.span().end(), 0.0F);
@@ -235,9 +271,8 @@ bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, Out
         const KeptNodes kept = rectilinear ? line_of(kept_.axis[axis]) : kept_;
         if (axis < nspace) {  // an axis beyond the space has no component that counts
             auto* to = reinterpret_cast<std::byte*>(positions.data() + first_point * nspace + axis);
-            std::unique_ptr<NodeReader> reader;
-            if (!read_source(opened[axis], position_encoding(), kept, to, header_.nspace, reader)) return false;
-            sources_.note_end(SourceKind::coordinate, static_cast<int>(axis) + 1, step, *reader, kept.full_nodes);
+            if (!read_source(opened[axis], position_encoding(), kept, to, header_.nspace)) return false;
+            sources_.note_end(SourceKind::coordinate, static_cast<int>(axis) + 1, step, kept.full_nodes);
         }
         if (rectilinear) first_point += static_cast<std::size_t>(kept.nodes);
     }
@@ -245,7 +280,7 @@ bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, Out
 }
 
 /// The two corners of a uniform field, moved to the kept nodes: the header's extent, else pairs, else indices.
-bool StepReader::read_corners(int step, const std::vector<Opened>& opened, StepData& data) const {
+bool StepReader::read_corners(int step, const std::vector<Opened>& opened, StepData& data) {
     const auto nspace = static_cast<std::size_t>(header_.nspace);
     data.points = OutArray<float>::allocate(xp_long{2} * header_.nspace);
     if (!data.points) return out_of_memory("RFread_field: Failure allocating points array");
@@ -258,11 +293,9 @@ bool StepReader::read_corners(int step, const std::vector<Opened>& opened, StepD
             corner = {header_.steps.min_ext[row][axis], header_.steps.max_ext[row][axis]};
         } else if (axis < opened.size()) {
             std::array<float, 2> read{};
-            std::unique_ptr<NodeReader> reader;
-            if (!read_source(opened[axis], position_encoding(), pair(), reinterpret_cast<std::byte*>(read.data()), 1,
-                             reader)) {
-                return false;
-            }
+            auto* to = reinterpret_cast<std::byte*>(read.data());
+            if (!read_source(opened[axis], position_encoding(), pair(), to, 1)) return false;
+            sources_.note_end(SourceKind::coordinate, static_cast<int>(axis) + 1, step, pair().full_nodes);
             if (std::isfinite(read[0]) && std::isfinite(read[1])) corner = read;
         }
         const bool whole = kept.whole();
@@ -274,25 +307,21 @@ bool StepReader::read_corners(int step, const std::vector<Opened>& opened, StepD
     return true;
 }
 
-bool StepReader::read_variables(int step, const std::vector<Opened>& opened, StepData& data) const {
-    const int described = sources_.step_with(SourceKind::variable, step);
+bool StepReader::read_variables(int step, const std::vector<Opened>& opened, StepData& data) {
     for (std::size_t comp = 0; comp < opened.size(); ++comp) {
         int interrupt = 0;
         OMstatus_check(static_cast<int>(comp * 100 / opened.size()), nullptr, &interrupt);
         auto values = OutArray<std::byte>::allocate_as(header_.data_type, kept_.nodes);
         if (!values) return out_of_memory("RFread_field: Failure allocating nnodes array");
-        std::unique_ptr<NodeReader> reader;
-        if (!read_source(opened[comp], value_encoding(), kept_, values.data(), 1, reader)) return false;
-        if (described > 0) {
-            sources_.note_end(SourceKind::variable, static_cast<int>(comp) + 1, described, *reader, kept_.full_nodes);
-        }
+        if (!read_source(opened[comp], value_encoding(), kept_, values.data(), 1)) return false;
+        sources_.note_end(SourceKind::variable, static_cast<int>(comp) + 1, step, kept_.full_nodes);
         data.components.push_back(std::move(values));
     }
     return true;
 }
 
-bool StepReader::read_time(int step, StepData& data) const {
-    const TimeRecord* record = header_.time(sources_.described(step));
+bool StepReader::read_time(int step, StepData& data) {
+    const TimeRecord* record = header_.time(schedule_.statements(SourceKind::time, step));
     if (record == nullptr) return true;
     if (!record->from_file) {
         data.time_text = record->text;
@@ -304,19 +333,23 @@ bool StepReader::read_time(int step, StepData& data) const {
     if (record->source.type < kAscii || record->source.type > kBinary) {
         return refuse("wrong file type %d", record->source.type);
     }
+    return read_time_value(step, data);
+}
+
+/// Reads a time from its source. Whatever is wrong with the value has one text.
+bool StepReader::read_time_value(int step, StepData& data) {
+    OpenSource source;
+    if (!sources_.open(SourceKind::time, 1, step, 1, DTYPE_FLOAT, "cannot open file for time %s", source)) return false;
     const Encoding encoding = position_encoding();
-    Opened opened{{}, {.component = 0, .read_error = "Could not read time : end of file", .quiet = true}};
-    if (!sources_.open(SourceKind::time, 1, step, field_, 1, encoding, "cannot open file for time %s", opened.source)) {
-        return false;
+    const bool binary = source.placement.file_type != kAscii;
+    bool read = !binary || !too_short(source.file, source.placement, encoding, 0);
+    if (read) {
+        reader_.attach(source.file);
+        reader_.begin(source.placement, encoding);
+        read = !reader_.read(line_of(KeptAxis{}), reinterpret_cast<std::byte*>(&data.time));
     }
-    const bool binary = opened.source.placement.file_type != kAscii;
-    if (binary && too_short(opened.source.file, opened.source.placement, encoding, 0)) {
-        return refuse(opened.role.read_error);
-    }
-    KeptAxis one;
-    std::unique_ptr<NodeReader> reader;
-    if (!read_source(opened, encoding, line_of(one), reinterpret_cast<std::byte*>(&data.time), 1, reader)) return false;
-    sources_.note_end(SourceKind::time, 1, step, *reader, 1);
+    if (!read) return refuse("Could not read time : end of file");
+    sources_.note_end(SourceKind::time, 1, step, 1);
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%f", static_cast<double>(data.time));
     data.time_text = text.data();
@@ -325,18 +358,10 @@ bool StepReader::read_time(int step, StepData& data) const {
 
 // --- Ranges that the header gives ---
 
-/// Whether a step that the header describes has an extent of finite numbers.
-bool StepReader::has_extent(int described) const {
-    const auto row = static_cast<std::size_t>(described - 1);
-    const StepTables& steps = header_.steps;
-    return row < steps.flag.size() && (steps.flag[row] & kGivenExtent) != 0 &&
-           both_ends_given(steps.min_ext[row], steps.max_ext[row], header_.nspace);
-}
-
 /// The step whose extents hold for `step`: its own, else those of the first step described; 0 when there are none.
 int StepReader::extent_step(int step) const {
-    for (const int candidate : {sources_.described(step), 1}) {
-        if (has_extent(candidate)) return candidate;
+    for (const int candidate : {schedule_.described(step), 1}) {
+        if (has_extent(header_, candidate)) return candidate;
     }
     return 0;
 }
@@ -348,7 +373,7 @@ void StepReader::copy_ranges(int step, StepData& data) const {
         data.min_ext = steps.min_ext[static_cast<std::size_t>(extent - 1)];
         data.max_ext = steps.max_ext[static_cast<std::size_t>(extent - 1)];
     }
-    const auto row = static_cast<std::size_t>(sources_.described(step) - 1);
+    const auto row = static_cast<std::size_t>(schedule_.described(step) - 1);
     if (row >= steps.flag.size() || (steps.flag[row] & kGivenRange) == 0) return;
     if (!both_ends_given(steps.min_val[row], steps.max_val[row], header_.veclen)) return;
     data.min_val = steps.min_val[row];

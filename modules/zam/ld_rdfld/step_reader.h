@@ -20,52 +20,63 @@ struct StepData {
     std::string time_text;
 };
 
-/// Positions of the step read last, for steps that have none of their own.
-struct CoordinateCache {
-    int step = -1;              // the step whose statements gave them, 0 for inline ones; -1: empty
-    std::vector<float> values;  // points or coordinates as in StepData
+/// What decides which positions a step has.
+struct PositionsKey {
+    DataFormat format;
+    std::vector<ChainPlace> places;  // of the coordinate sources by axis; none: inline
+
+    bool operator==(const PositionsKey&) const = default;
 };
 
-/// How binary values are encoded.
-struct DataFormat {
-    bool portable;  // XDR
-    bool swap;
+/// Positions read last, for steps that have the same.
+struct CoordinateCache {
+    PositionsKey key;
+    std::vector<float> values;  // points or coordinates as in StepData; empty: none
 };
 
 class StepReader {
 public:
-    /// Everything is borrowed. `kept` selects the nodes; `positions` and `cache` live between calls.
-    StepReader(const HeaderModel& header, const FieldFile& field, const KeptNodes& kept, const DataFormat& format,
-               Positions& positions, CoordinateCache& cache);
+    /// Everything is borrowed. `kept` selects the nodes; `ends` and `cache` live between calls.
+    StepReader(const HeaderModel& header, const Schedule& schedule, const FieldFile& field, const KeptNodes& kept,
+               const DataFormat& format, ChainEnds& ends, CoordinateCache& cache);
+    StepReader(const StepReader&) = delete;
+    StepReader& operator=(const StepReader&) = delete;
 
     /// Reads one step, from 1. Lengths of the files are checked before memory is asked for.
     /// @return false after one report; std::bad_alloc leaves when scratch memory is exhausted
     bool read(int step, StepData& data);
-    /// Reads only the time of a step.
-    bool read_time(int step, StepData& data) const;
 
 private:
-    /// A source opened for a component or axis, with what a failing read of it says.
+    /// What failing reads of a source say.
+    struct Role {
+        int component;           // from 0
+        const char* read_error;  // when nothing more precise is known
+    };
+    /// A source opened for a component or axis.
     struct Opened {
         OpenSource source;
-        SourceRole role;
+        Role role;
     };
 
-    bool open_positions(int step, std::vector<Opened>& opened) const;
-    bool open_inline_positions(std::vector<Opened>& opened) const;
-    bool open_variables(int step, std::vector<Opened>& opened) const;
-    bool long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node) const;
+    bool open_positions(int step, std::vector<Opened>& opened);
+    bool open_inline_positions(std::vector<Opened>& opened);
+    bool open_variables(int step, std::vector<Opened>& opened);
+    bool long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node);
     bool read_source(const Opened& opened, const Encoding& encoding, const KeptNodes& kept, std::byte* to,
-                     xp_long spacing, std::unique_ptr<NodeReader>& reader) const;
+                     xp_long spacing);
+    bool report(const Fault& fault, const Role& role, int type) const;
 
     bool read_positions(int step, const std::vector<Opened>& opened, StepData& data);
-    bool read_corners(int step, const std::vector<Opened>& opened, StepData& data) const;
-    bool fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions) const;
-    bool read_variables(int step, const std::vector<Opened>& opened, StepData& data) const;
+    bool read_corners(int step, const std::vector<Opened>& opened, StepData& data);
+    bool fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions);
+    bool read_variables(int step, const std::vector<Opened>& opened, StepData& data);
+    bool read_time(int step, StepData& data);
+    bool read_time_value(int step, StepData& data);
     void copy_ranges(int step, StepData& data) const;
 
-    bool has_extent(int described) const;
+    PositionsKey positions_key(int step) const;
     int extent_step(int step) const;
+    int coordinate_axes() const;
     xp_long values_of_axis(int axis) const;
     xp_long inline_step_bytes() const;
     bool enough_memory() const;
@@ -73,11 +84,13 @@ private:
     Encoding position_encoding() const { return {DTYPE_FLOAT, format_.portable, format_.swap}; }
 
     const HeaderModel& header_;
+    const Schedule& schedule_;
     const FieldFile& field_;
     const KeptNodes& kept_;
     DataFormat format_;
     CoordinateCache& cache_;
-    SourceMap sources_;
+    ValueReader reader_;
+    Sources sources_;
 };
 
 }  // namespace zam::ldrf

@@ -1,7 +1,9 @@
 // Bytes of a data source into values: native, byte-swapped or XDR.
 #pragma once
 
-#include "modules/zam/ld_rdfld/byte_source.h"
+#include <cstddef>
+
+#include "contract/types.h"
 
 namespace zam::ldrf {
 
@@ -9,24 +11,21 @@ struct Encoding {
     int type;       // type code of the values in memory
     bool portable;  // XDR; bytes (type 1) are always native
     bool swap;      // native values in the other byte order
+
+    bool native() const;
 };
+
+/// Whether values of the encoding can be decoded at all.
+bool decodable(const Encoding& encoding);
 
 /// Bytes of a value on the wire: as in memory, but an XDR long has 4. 0 for a code that does not exist.
 xp_long wire_size(const Encoding& encoding);
 
-/// How a read ended. A failure that has been reported must not be reported again.
-enum class Decoded { ok, reported, failed };
+/// Reverses the bytes of every value where the encoding says so. Values of one byte stay as they are.
+void swap_values(std::byte* values, const Encoding& encoding, xp_long count);
 
-/// Which reader asks; it only decides the text about an unknown type.
-enum class Asking { whole_field, cropped_field };
-
-/// Reads `count` values, each `stride` values after the one before, from where `bytes` stands; the position afterwards
-/// is behind the last value read.
-///
-/// @param to  count x the type's size in memory
-/// Errors: a short native read is reported ("Attempted binary read of ..."); values that XDR cannot decode and unknown
-/// types give `failed`, the latter with a line on standard error. Bytes that shall be swapped only give such a line.
-Decoded decode_values(ByteSource& bytes, Encoding encoding, std::byte* to, xp_long count, xp_long stride,
-                      Asking asking = Asking::whole_field);
+/// Turns `count` values of a decodable encoding into values in memory, in the type's size.
+/// @return false when XDR cannot decode them
+bool decode_values(std::byte* wire, const Encoding& encoding, std::byte* to, xp_long count);
 
 }  // namespace zam::ldrf
