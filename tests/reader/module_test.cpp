@@ -1,4 +1,6 @@
 // What the parameters do: crop, steps, encodings, and what is kept from call to call.
+#include <limits>
+
 #include "reader_fixture.h"
 
 namespace zam::test {
@@ -118,6 +120,35 @@ TEST_F(Encodings, PortableAndFlipReadTheStepAgain) {
     EXPECT_EQ(values(out(), 0)[23], 1000);
 }
 
+TEST_F(Encodings, PositionsFollowTheValues) {
+    const std::string sources = "data=float field=irregular nstep=2\ncoord 1 filetype=binary skip=8\n";
+    const std::string steps = "variable 1 filetype=binary\nEOT\nvariable 1 filetype=binary\nEOT";
+    const std::string data = bytes_of(counting<float>(4, 1), true);
+    ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 " + sources + steps, data)), 1);
+    EXPECT_NE(coordinates(out()), std::vector<float>({3, 4}));
+    for (const char* encoding : {"portable", "swap"}) {
+        set("swap", std::string(encoding) == "swap" ? 1 : 0);
+        set("portable", std::string(encoding) == "portable" ? 1 : 0);
+        ASSERT_EQ(update(), 1);
+        EXPECT_EQ(values(out(), 0), std::vector<double>({1, 2})) << encoding;
+        EXPECT_EQ(coordinates(out()), std::vector<float>({3, 4})) << encoding;
+    }
+}
+
+TEST_F(Encodings, PlacesOfLongsFollowTheirSize) {
+    // four bytes each as XDR, eight natively: step 2 begins where step 1 ends in the encoding in force
+    file("longs.bin", std::string("\0\0\0\1\0\0\0\2\0\0\0\3\0\0\0\4\7\0\0\0\0\0\0\0", 24) + std::string(8, '\0'));
+    ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=long field=uniform nstep=2\n"
+                              "variable 1 file=longs.bin filetype=binary close=0")),
+              1);
+    set("stepno", 2);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({7, 0}));
+    set("portable", 1);
+    ASSERT_EQ(update(), 1);
+    EXPECT_EQ(values(out(), 0), std::vector<double>({3, 4}));
+}
+
 class Steps : public ReadField {
 protected:
     /// Three steps of two nodes: a plain step, then a block of one that repeats.
@@ -178,6 +209,85 @@ TEST_F(Steps, ANewFileIsNeverStoredAtOnce) {
     EXPECT_EQ(get("store_all_visible"), 0);
 }
 
+TEST_F(Steps, FailuresAreWrittenBackToo) {
+    set("check", 1);
+    set("exec", 1);
+    EXPECT_EQ(read(directory_.string() + "/none.fld"), 0);
+    EXPECT_EQ(get("exec"), 0);
+    EXPECT_EQ(read(three_steps()), 1);
+    EXPECT_TRUE(dims(out()).empty()) << "only the header was asked for";
+
+    set("check", 0);
+    ASSERT_EQ(read(three_steps()), 1);
+    file("data.bin", "gone");
+    set("forward", 1);
+    EXPECT_EQ(update(), 0);
+    EXPECT_EQ(get("stepno"), 2);
+    EXPECT_EQ(get("exec"), 0);
+}
+
+struct StoredCase {
+    const char* name;
+    std::string header;                // of two steps of two nodes
+    std::vector<float> first, second;  // points
+};
+
+const StoredCase kStored[] = {
+    {"own_extents",
+     "field=uniform\nmin_ext=1 max_ext=2\nvariable 1 file=values.bin filetype=binary\nEOT\nmin_ext=3 max_ext=5\nEOT",
+     {1, 2},
+     {3, 5}},
+    {"own_positions",
+     "field=rectilinear\ncoord 1 file=values.bin filetype=binary\nvariable 1 file=values.bin filetype=binary\nEOT\n"
+     "coord 1 file=values.bin filetype=binary skip=8\nEOT",
+     {0, 1},
+     {2, 3}},
+    {"kept_open",
+     "field=uniform\ncoord 1 file=values.bin filetype=binary close=0\nvariable 1 file=values.bin filetype=binary",
+     {0, 1},
+     {2, 3}},
+};
+
+TEST_F(Steps, StoredStepsKeepTheirPositions) {
+    for (const StoredCase& test : kStored) {
+        file("values.bin", bytes_of(counting<float>(4)));
+        ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float nstep=2 " + test.header)), 1) << reports[0];
+        set("store_all", 1);
+        ASSERT_EQ(update(), 1) << test.name;
+        file("values.bin", "gone");
+        for (const int step : {2, 1, 2}) {
+            set("stepno", step);
+            ASSERT_EQ(update(), 1) << test.name;
+            const std::vector<float>& expected = step == 1 ? test.first : test.second;
+            EXPECT_EQ(points(out()), expected) << test.name << step;
+            float low = -1, high = -1;
+            ASSERT_EQ(FLDget_coord_extent(out(), &low, &high), 1);
+            EXPECT_EQ((std::vector<float>{low, high}), expected) << test.name << step;
+        }
+    }
+}
+
+TEST_F(Steps, StoredStepsNeedNoRangeAndNoFile) {
+    const float none = std::numeric_limits<float>::quiet_NaN();
+    file("values.bin", bytes_of(std::vector<float>{1, 2, none, none, 3, none}));
+    file("times.bin", bytes_of(std::vector<float>{0.5F, 1.5F, 2.5F}));
+    ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3\n"
+                              "time file=times.bin filetype=binary close=0\n"
+                              "variable 1 file=values.bin filetype=binary close=0")),
+              1);
+    set("store_all", 1);
+    ASSERT_EQ(update(), 1);
+    for (const char* name : {"values.bin", "times.bin"}) std::filesystem::remove(directory_ / name);
+    for (const int step : {2, 3}) {
+        set("stepno", step);
+        ASSERT_EQ(update(), 1);
+        EXPECT_EQ(text("time_string"), std::to_string(step - 1) + ".500000");
+        float low = 0, high = 0;
+        EXPECT_EQ(FLDget_node_data_minmax(out(), 0, &low, &high) == 1, step == 3);
+    }
+    EXPECT_TRUE(reports.empty());
+}
+
 TEST_F(Steps, OneStepIgnoresForward) {
     ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float field=uniform", bytes_of(counting<float>(2)))), 1);
     set("forward", 1);
@@ -205,6 +315,65 @@ TEST_F(Steps, StepsThatSayNothingReadTheSameStatements) {
     }
 }
 
+struct OpenCase {
+    const char* name;
+    std::string statements;  // of one-node steps; a.bin, a.txt and a.rec hold 0, 1, ..., b.bin 100, 101, ...
+    std::vector<double> values;
+};
+
+const std::string kA = "variable 1 file=a.bin filetype=binary close=0 ";
+const std::string kB = "variable 1 file=b.bin filetype=binary close=0 ";
+const std::string kText = "variable 1 file=a.txt filetype=ascii close=0 ";
+const std::string kRecords = "variable 1 file=a.rec filetype=unformatted close=0 ";
+const std::string kThreeTimes = "\ntime value=0 EOT time value=1 EOT time value=2 EOT";
+
+const OpenCase kOpen[] = {
+    {"one_statement", kA, {0, 1, 2, 3, 4}},
+    {"one_statement_and_times", kA + kThreeTimes, {0, 1, 2, 3, 4}},
+    {"block_of_two_files", "DO " + kA + "EOT " + kB + "EOT ENDDO", {0, 100, 1, 101, 2}},
+    {"another_file_between", kA + "EOT " + kB + "EOT " + kA + "EOT " + kA + "EOT " + kB + "EOT", {0, 100, 1, 2, 101}},
+    {"own_skip_and_offset", kA + "skip=4 EOT " + kA + "skip=8 EOT " + kA + "offset=1 EOT EOT EOT", {1, 4, 6, 7, 8}},
+    {"copies_have_none", "DO " + kA + "skip=4 offset=1 EOT ENDDO", {2, 3, 4, 5, 6}},
+    {"stride_goes_on", "DO " + kA + "stride=3 offset=1 EOT ENDDO", {1, 4, 7, 10, 13}},
+    {"closed_between", "DO " + kA + "EOT variable 1 file=a.bin filetype=binary EOT ENDDO", {0, 1, 0, 1, 0}},
+    {"closed_for_good", "variable 1 file=a.bin filetype=binary skip=8", {2, 2, 2, 2, 2}},
+    {"words", kText + "skip=1", {4, 5, 6, 7, 8}},
+    {"lines_of_the_next_step",
+     kText + "EOT " + kText + "skip=1 EOT " + kText + "skip=1 offset=2 EOT EOT EOT",
+     {0, 4, 10, 11, 12}},
+    {"records", kRecords + "skip=16", {2, 4, 6, 8, 10}},
+    {"records_with_an_offset", "DO " + kRecords + "offset=1 EOT ENDDO", {1, 2, 4, 6, 8}},
+};
+
+TEST_F(Steps, SourcesKeptOpenGoOnWhereTheyStopped) {
+    std::string lines, records;
+    for (int i = 0; i < 64; ++i) lines += std::to_string(i) + (i % 4 == 3 ? "\n" : " ");
+    for (int i = 0; i < 64; i += 2)
+        records += "\x08" + bytes_of(std::vector<int>{i, i + 1}).insert(0, 3, '\0') + std::string("\x08\0\0\0", 4);
+    file("a.bin", bytes_of(counting<int>(64)));
+    file("b.bin", bytes_of(counting<int>(64, 100)));
+    file("a.txt", lines);
+    file("a.rec", records);
+    for (const OpenCase& test : kOpen) {
+        const auto nstep = test.values.size();
+        const std::string header =
+            "ndim=1 dim1=1 nspace=1 data=int field=uniform nstep=" + std::to_string(nstep) + "\n";
+        const std::string name = field_file(header + test.statements);
+        std::vector<int> order{1, 3, 2};  // a jump first
+        for (std::size_t step = 1; step <= nstep; ++step) order.push_back(static_cast<int>(step));
+        ASSERT_EQ(read(name), 1) << test.name << reports.back();
+        for (const int step : order) {
+            if (static_cast<std::size_t>(step) > nstep) continue;
+            set("stepno", step);
+            if (nstep > 1) {
+                ASSERT_EQ(update(), 1) << test.name << reports.back();
+            }
+            EXPECT_EQ(values(out(), 0), std::vector<double>{test.values[static_cast<std::size_t>(step) - 1]})
+                << test.name << " step " << step;
+        }
+    }
+}
+
 TEST_F(Steps, CoordinatesOfEarlierStepsHoldOn) {
     file("x.txt", "5 6\n");
     const std::string header =
@@ -216,6 +385,33 @@ TEST_F(Steps, CoordinatesOfEarlierStepsHoldOn) {
     ASSERT_EQ(update(), 1);
     EXPECT_EQ(coordinates(out()), std::vector<float>({5, 6}));
     EXPECT_EQ(values(out(), 0), std::vector<double>({2, 3}));
+}
+
+struct GivenCase {
+    const char* name;
+    const char* statements;
+    std::vector<float> points, range;  // of the nodes 1 2 3 4
+};
+
+const GivenCase kGiven[] = {
+    {"both", "min_ext=-5.0 max_ext=5 min_val=-3 max_val=9", {-5, 5}, {-3, 9}},
+    {"none", "", {0, 3}, {1, 4}},
+    {"low_ends", "min_ext=-5.0 min_val=-3", {0, 3}, {1, 4}},
+    {"high_ends", "max_ext=-5.0 max_val=-3", {0, 3}, {1, 4}},
+    {"the_value_that_stands_for_nothing", "min_ext=-7 max_ext=-1 min_val=-1 max_val=-1", {-7, -1}, {-1, -1}},
+    {"ends_in_two_steps", "min_ext=-5 min_val=-3 EOT max_ext=5 max_val=9 EOT", {0, 3}, {1, 4}},
+};
+
+TEST_F(Steps, HalfOfARangeIsNone) {
+    for (const GivenCase& test : kGiven) {
+        const std::string header = "ndim=1 dim1=4 nspace=1 data=float field=uniform\n";
+        const bool two_steps = std::string(test.statements).ends_with("EOT");
+        ASSERT_EQ(read(field_file(header + test.statements, bytes_of(counting<float>(two_steps ? 8 : 4, 1)))), 1);
+        EXPECT_EQ(points(out()), test.points) << test.name;
+        std::vector<float> range(2);
+        ASSERT_EQ(FLDget_node_data_minmax(out(), 0, &range[0], &range[1]), 1);
+        EXPECT_EQ(range, test.range) << test.name;
+    }
 }
 
 }  // namespace
