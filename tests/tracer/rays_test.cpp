@@ -141,7 +141,7 @@ TEST(TracerTables, WithAndWithoutTable) {
 }
 
 TEST(TracerMatrices, InverseUndoesTheMatrix) {
-    const float m[16] = {1, 2, 0.5F, 0, -1, 3, 0.25F, 0, 0.5F, -2, 4, 0, 7, -8, 9, 1};
+    const float m[16] = {1.25F, 2, 0.5F, 0, -1, 3, 0.25F, 0, 0.5F, -2, 4, 0, 7, -8, 9, 1};
     float inverse[16];
     matrix_inverse(inverse, m);
     for (int row = 0; row < 4; ++row)
@@ -156,7 +156,7 @@ TEST(TracerMatrices, InverseUndoesTheMatrix) {
     EXPECT_TRUE(std::equal(same, same + 16, inverse));
     testing::internal::CaptureStdout();
     mat_print(m);
-    EXPECT_EQ(testing::internal::GetCapturedStdout().substr(0, 41), "   1.0000    2.0000    0.5000    0.0000\n ");
+    EXPECT_EQ(testing::internal::GetCapturedStdout().substr(0, 41), "   1.2500    2.0000    0.5000    0.0000\n ");
 }
 
 /// tracer_body's image and progress.
