@@ -45,6 +45,8 @@ TEST(PrincipalStress, KnownTensors) {
         {"shear zx", {0, 0, 0, 0, 0, 5}, {5, 0, -5}, {h, 0, h, 0, 1, 0, h, 0, -h}},
         {"zero", {0, 0, 0, 0, 0, 0}, zero3, zero9},
         {"the sum cancels", {1, -1, 0, 0, 0, 0}, zero3, zero9},
+        {"shear cancels tension", {0, 0, 1, -1, 0, 0}, zero3, zero9},
+        {"shear cancels shear", {0, 0, 0, 0, 1, -1}, zero3, zero9},
         {"the sum cancels in float", {1e8F, 1, -1e8F, 0, 0, 0}, zero3, zero9},
         {"not a number", {1, 0, 0, 0, kNan, 0}, zero3, zero9},
         {"infinite", {kInfinity, 1, 2, 0, 0, 0}, zero3, zero9},
