@@ -170,13 +170,15 @@ TEST_F(Module, says_how_much_memory_the_separatrices_need) {
 
 TEST_F(Module, marks_classes_without_letters_by_zeros) {
     // the curves on which u and v vanish touch in one point: one eigenvalue is 0
-    const auto field = sampled(6, 6, [](double x, double y) {
-        return TopologyVector{x - 2.25 + y - 2.5, (x - 2.25) * (y - 2.5)};
-    });
-    ASSERT_EQ(run(field), 1);
-    ASSERT_EQ(critical_num, 1);
-    EXPECT_EQ(labels(), "..");
-    EXPECT_EQ(critical_index[0].kind, -1.0);
+    for (const double sign : {1, -1}) {  // of the other one
+        const auto field = sampled(6, 6, [&](double x, double y) {
+            return TopologyVector{sign * (x - 2.25 + y - 2.5), sign * (x - 2.25) * (y - 2.5)};
+        });
+        ASSERT_EQ(run(field), 1);
+        ASSERT_EQ(critical_num, 1);
+        EXPECT_EQ(labels(), "..");
+        EXPECT_EQ(critical_index[0].kind, -1.0);
+    }
 }
 
 TEST_F(Module, failing_calls_leave_nothing_behind) {
