@@ -108,6 +108,7 @@ TEST_F(Merge, EqualsThePlainFormFromEitherSource) {
         give(mode, kWidth, kHeight, captures);
         update();
         EXPECT_TRUE(merged() == Bytes(plain.begin(), plain.end())) << mode;
+        EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, kWidth - 1, kHeight - 1}));
     }
     // another size into the same output
     give(1, 1, 1, {one_color({1, 2, 3, 4}, {1})});
