@@ -334,6 +334,7 @@ const OpenCase kOpen[] = {
     {"another_file_between", kA + "EOT " + kB + "EOT " + kA + "EOT " + kA + "EOT " + kB + "EOT", {0, 100, 1, 2, 101}},
     {"own_skip_and_offset", kA + "skip=4 EOT " + kA + "skip=8 EOT " + kA + "offset=1 EOT EOT EOT", {1, 4, 6, 7, 8}},
     {"copies_have_none", "DO " + kA + "skip=4 offset=1 EOT ENDDO", {2, 3, 4, 5, 6}},
+    {"empty_step_in_a_block", "DO " + kA + "EOT " + kB + "EOT EOT ENDDO", {0, 100, 101, 1, 102, 103, 2}},
     {"stride_goes_on", "DO " + kA + "stride=3 offset=1 EOT ENDDO", {1, 4, 7, 10, 13}},
     {"closed_between", "DO " + kA + "EOT variable 1 file=a.bin filetype=binary EOT ENDDO", {0, 1, 0, 1, 0}},
     {"closed_for_good", "variable 1 file=a.bin filetype=binary skip=8", {2, 2, 2, 2, 2}},

@@ -123,6 +123,7 @@ struct HeaderItems {
     int veclen = 1;
     int nstep = 1;
     int step_counter = 1;  // the step being described, from 1
+    int steps_ended = 0;   // the last step that an EOT ended, or that is a copy of one
     int data_type = -1;
     int element_size = 0;  // bytes
     int xdr = 0;

@@ -365,7 +365,7 @@ bool set_time_value(float value) {
 bool end_step() {
     HeaderModel& model = header_model();
     if (model.step_counter > kMaxSteps) return fail("EOT: more than %d time steps", kMaxSteps);
-    ++model.step_counter;
+    model.steps_ended = std::max(model.steps_ended, model.step_counter++);
     return true;
 }
 
@@ -400,6 +400,7 @@ bool end_repeat() {
     if (LDRF_alloc(model, std::max(model.steps.count(), model.nstep)) != 1) return false;
     for (int k = 0; k < repeats - 1; ++k) copy_steps(loop.start, loop.start + (k + 1) * block, block);
     if (repeats > 0) copy_steps(loop.start, loop.start + repeats * block, remainder);
+    model.steps_ended = std::max(model.steps_ended, model.nstep);
     model.step_counter = model.nstep;
     return true;
 }

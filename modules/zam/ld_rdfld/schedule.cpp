@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::array kKinds{SourceKind::coordinate, SourceKind::variable, SourceKind::time};
 
-/// Steps that the header says something about; at least one.
+/// Steps that the header says something about, were it only that they end; at least one.
 int count_described(const HeaderModel& header) {
     const auto row = static_cast<std::size_t>(header.step_counter - 1);
     const StepTables& steps = header.steps;
     const bool last =
         row < steps.flag.size() && (steps.flag[row] != 0 || steps.data[row] || steps.points[row] || steps.time[row]);
-    return std::max(1, last ? header.step_counter : header.step_counter - 1);
+    return std::max({1, header.steps_ended, last ? header.step_counter : 0});
 }
 
 bool has_statements(const HeaderModel& header, SourceKind kind, int step) {
