@@ -13,7 +13,6 @@
 
 #include "bench/plain_merge.h"
 #include "modules/support/text_value.h"
-#include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 
@@ -117,35 +116,6 @@ protected:
     OMobj_id element(const char* name, int index) const {
         return host::find(instance, std::string(name) + "[" + std::to_string(index) + "]");
     }
-    /// Lets every call with a status, every host array and every piece of the heap that `run` asks for fail in turn.
-    /// It gives 1 all the same, with nothing left open; in the end nothing fails.
-    template <class Prepare, class Run>
-    void fail_each(std::size_t most_reports, Prepare&& prepare, Run&& run) {
-        using Switch = void (*)(int);
-        constexpr Switch kSwitches[] = {[](int n) { host::fail_call("", n); }, [](int n) { host::fail_allocation(n); },
-                                        [](int n) { fail_heap_allocation(n); }};
-        for (const Switch fail : kSwitches) {
-            bool struck = true;
-            for (int n = 1; struck && n < 1000; ++n) {
-                prepare();
-                take_reports();
-                reports.reserve(8);
-                const auto allocations = host::account().allocations;
-                fail(n);
-                const int result = run();
-                struck = fail == kSwitches[0]   ? host::call_failed()
-                         : fail == kSwitches[1] ? host::account().allocations - allocations >= n
-                                                : !heap_failure_pending();
-                fail(0);
-                EXPECT_EQ(result, 1);
-                EXPECT_LE(reports.size(), most_reports);
-                expect_nothing_left();
-            }
-            EXPECT_FALSE(struck);
-        }
-        take_reports();
-    }
-
     Texts take_reports() { return std::exchange(reports, {}); }
     Texts take_statuses() { return std::exchange(statuses, {}); }
     std::string file(const std::string& name) const { return (directory / name).string(); }

@@ -235,14 +235,5 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
     EXPECT_EQ(reports, Texts());
 }
 
-TEST_F(Merge, SurvivesAnyFailure) {
-    for (const int mode : {0, 1}) {
-        give(mode, 2, 1, {one_color({1, 2, 3, 4}, {1, 1}), one_color({1, 2, 3, 4}, {0, 2})});
-        fail_each(
-            1, [] {}, [this] { return MergeImagesUpdate(instance, 0, 0); });
-        EXPECT_EQ(merged(), (Bytes{0, 2, 3, 4, 0, 2, 3, 4}));
-    }
-}
-
 }  // namespace
 }  // namespace zam::test

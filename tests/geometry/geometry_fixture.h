@@ -1,11 +1,9 @@
 // Instances of the geometry and utility modules: parameters, byte fields, and what an output holds.
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "modules/support/parameters.h"
-#include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {
@@ -82,41 +80,6 @@ protected:
         EXPECT_LE(reports.size(), 1U);
         expect_nothing_left();
         return reports.empty() ? "" : reports[0];
-    }
-    /// The same for every allocation that the update makes, one after the other.
-    template <class Update>
-    std::vector<std::string> allocation_refusals(Update update) {
-        std::vector<std::string> texts;
-        const auto before = host::account().allocations;
-        EXPECT_EQ(update(instance, 0U, 0), 1);
-        const auto allocations = host::account().allocations - before;
-        for (auto n = 1; n <= allocations; ++n) {
-            host::fail_allocation(n);
-            texts.push_back(refusal(update));
-        }
-        host::fail_allocation(0);
-        return texts;
-    }
-
-    /// What is reported while every allocation from the process heap, the host's too, fails in turn.
-    template <class Update>
-    std::set<std::string> heap_refusals(Update update) {
-        std::set<std::string> texts;
-        bool struck = true;
-        for (int n = 1; struck && n < 1000; ++n) {
-            reports.clear();
-            reports.reserve(4);
-            fail_heap_allocation(n);
-            const int result = update(instance, 0U, 0);
-            EXPECT_TRUE(result == 0 || result == 1);
-            struck = !heap_failure_pending();
-            fail_heap_allocation(0);
-            texts.insert(reports.begin(), reports.end());
-            EXPECT_LE(reports.size(), 1U) << n;
-            expect_nothing_left();
-        }
-        EXPECT_FALSE(struck);
-        return texts;
     }
 
     OMobj_id out{};

@@ -46,9 +46,6 @@ TEST_F(CropBind, FoldsAboutTheColumn) {
     // runs go on in neighbouring rows; two values a node give the array of the input's size
     EXPECT_EQ(fold(2, {{3, 2, 1}, 1, {1, 2, 3, 4, 5, 6}}), (std::vector<int>{3, 4, 6, 0, 3, 2, 6, 5}));
     EXPECT_EQ(fold(1, {{2, 1, 1}, 2, {1, 2, 3, 4}}), (std::vector<int>{2, 2, 0, 0}));
-    fail_in_turn([this] { return ADDcropbind(instance, 0, 0); });
-    EXPECT_EQ(heap_refusals(ADDcropbind), std::set<std::string>{kNoMemory});
-    reports.clear();
     set_field<std::int16_t>({{4, 1, 1}, 1, {0x0201, 0x0403, 0x0605, 0x0807}});
     set("center", 2);
     EXPECT_EQ(ADDcropbind(instance, 0, 0), 1);
@@ -75,7 +72,6 @@ TEST_F(CropBind, SaysWhatIsWrong) {
         EXPECT_EQ(refusal(ADDcropbind), "Error : center > 0 && center < dims[0]\n");
     }
     set("center", 2);
-    EXPECT_EQ(allocation_refusals(ADDcropbind), (Texts(3, kNoMemory)));
     const ByteField silent[] = {{{4}, 1, {1, 2, 3, 4}}, {{4, 1, 1}, 1, {}}, {{4, 1, 1}, 1, {1, 2, 3, 4}, {}}};
     for (const auto& contents : silent) {
         set_field(contents);
@@ -131,12 +127,10 @@ TEST_F(ThreshColor, AppendsTheLuminance) {
 TEST_F(ThreshColor, KeepsTheShapeAndSaysWhatIsWrong) {
     const ByteField contents{{2, 1}, 5, {0, 3, 3, 3, 9, 0, 40, 40, 40, 8}, {1, 2, 3, 4}};
     set_field(contents);
-    EXPECT_EQ(allocation_refusals(ADDthreshcolor), Texts(3, kNoMemory));
+    EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);
     EXPECT_EQ(dims(out), contents.dims);
     EXPECT_EQ(positions(out, FLDget_points), contents.points);
     EXPECT_EQ(numbers(out), (std::vector<int>{0, 3, 3, 3, 9, 3, 0, 40, 40, 40, 8, 40}));
-    fail_in_turn([this] { return ADDthreshcolor(instance, 0, 0); });
-    EXPECT_EQ(heap_refusals(ADDthreshcolor), std::set<std::string>{kNoMemory});
     set_field<std::int16_t>({{1}, 4, {0x0302, 0x0504, 0, 0}, {0, 1}});
     EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);  // the first four bytes and the one appended
     EXPECT_EQ(numbers(out), (std::vector<int>{0x0302, 0x0504, 3, 0, 0}));
@@ -189,10 +183,6 @@ TEST_F(ConvertColorMap, SplitsTheColours) {
                            count);
     EXPECT_EQ(type, int{DTYPE_SHORT});
     alpha.end_access();
-    fail_in_turn([this] { return update(); });
-    const auto texts = heap_refusals(ZAMconvert_color_map);
-    EXPECT_TRUE(texts.contains("node array is not allocated\n") && texts.contains("colormap array is not allocated\n"));
-    reports.clear();
     set("color_map_size", 0);
     EXPECT_EQ(update(), 1);
     EXPECT_EQ(columns(), Columns(4));
@@ -207,11 +197,6 @@ TEST_F(ConvertColorMap, StopsAsDescribed) {
         EXPECT_EQ(host::stamp(table), before);
         reports.clear();
     };
-    for (const char* name : {"red", "green", "blue", "alpha"}) {
-        static int n = 0;
-        host::fail_allocation(++n);
-        expect({name + std::string(" array is not allocated\n")});
-    }
     set("active", 0);
     expect({});
     host::destroy(host::find(instance, "active"));

@@ -167,21 +167,5 @@ TEST_F(Capture, LivesWithWhatIsNotThere) {
     ZAM_LIB_QELjoyCapture_destroy(fresh);
 }
 
-TEST_F(Capture, SurvivesAnyFailingCall) {
-    move(1, kRest);
-    fail_in_turn([this] {
-        self = ZAM_LIB_QELjoyCapture_create(instance);
-        const int result = ZAM_LIB_QELjoyCapture_inst(self, 0, 0);
-        host::advance(30);
-        set(instance, "active", 0);
-        EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
-        set(instance, "active", 1);
-        EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
-        end();
-        return result;
-    });
-    host::advance(30);
-}
-
 }  // namespace
 }  // namespace zam::test

@@ -124,10 +124,5 @@ TEST_F(Info, ReadsNothingWithoutBothRecords) {
     expect_untouched("a capture that has ended");
 }
 
-TEST_F(Info, SurvivesAnyFailingCall) {
-    fail_in_turn([this] { return update(), 1; });
-    EXPECT_EQ(axes()[0], 0);
-}
-
 }  // namespace
 }  // namespace zam::test

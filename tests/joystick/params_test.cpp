@@ -177,16 +177,5 @@ TEST_F(Params, SavesWithItsOddities) {
     EXPECT_NE(scratch.read("old.ini").find(" JOYSTICK = 1073741824 \r\n"), std::string::npos);
 }
 
-TEST_F(Params, SurvivesAnyFailingCall) {
-    set_text("load_file", scratch.write("a.ini", "[joy]\ninterval=50\nthreshold=0.5\nbtn_8_mode=3\n"));
-    set_text("save_file", scratch.file("b.ini"));
-    fail_in_turn([this] {
-        const int loaded = load();
-        EXPECT_EQ(save(), 1);
-        return loaded;
-    });
-    EXPECT_NE(scratch.read("b.ini").find("btn_8_mode=3\n"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace zam::test

@@ -265,37 +265,5 @@ TEST_F(Lic, RefusesWhatItCannotDraw) {
     }
 }
 
-TEST_F(Lic, SaysWhichArrayIsMissing) {
-    auto vectors = make_vectors(6, 8, 3);
-    set_field({6, 8}, 3, vectors);
-    const char* messages[] = {
-        "dims array is not allocated\n", "points array is not allocated\n", "image array is not allocated\n", "",
-        "noise alloc error\n",           "vec_scale alloc error\n"};
-    std::int64_t n = 0;
-    for (const std::string message : messages) {
-        reports.clear();
-        host::fail_allocation(++n);
-        EXPECT_EQ(update(), 0) << n;
-        EXPECT_EQ(reports, message.empty() ? std::vector<std::string>{} : std::vector<std::string>{message}) << n;
-        expect_nothing_left();
-    }
-    host::fail_allocation(n + 1);
-    EXPECT_EQ(update(), 1) << "six arrays are all";
-    host::fail_allocation(0);
-}
-
-TEST_F(Lic, SurvivesEveryCallThatFails) {
-    auto vectors = make_vectors(6, 8);
-    set_field({6, 8}, 2, vectors);
-    set({.nx = 6, .ny = 8, .line = 3});
-    int refused = 0;
-    fail_in_turn([&] {
-        const int result = update();
-        refused += result == 0 ? 1 : 0;
-        return result;
-    });
-    EXPECT_EQ(refused, 12 + 5) << "four queries of the field, eight settings of the image; five arrays";
-}
-
 }  // namespace
 }  // namespace zam::test

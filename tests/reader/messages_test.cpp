@@ -214,58 +214,5 @@ TEST_F(FailingHost, FieldOperationsAreReportedByTheirTexts) {
     }
 }
 
-TEST_F(FailingHost, AnyCallMayFail) {
-    for (const int kind : {0, 2}) {
-        const std::string name = two_steps(kind);
-        bool struck = true;
-        for (int n = 1; struck; ++n) {
-            ASSERT_LT(n, 2000);
-            make_instance();
-            set("filename", name);
-            reports.clear();
-            host::fail_call("", n);
-            const int result = run(name, true);
-            struck = host::call_failed();
-            host::fail_call("", 0);
-            EXPECT_LE(reports.size(), 1U) << n << ": " << reports.back();
-            if (result == 1) {
-                EXPECT_EQ(values(out(), 0).size(), 3U) << n;
-            }
-            DVLDread_field_delete(instance, 0, seq);
-            EXPECT_EQ(host::account().outstanding_arrays + host::account().open_accesses, 0) << n;
-        }
-    }
-}
-
-TEST_F(FailingHost, AnyAllocationMayFail) {
-    const std::vector<std::string> expected[] = {{"RFread_field: Failure allocating points array"},
-                                                 {"RFread_field: Failure allocating coords array"}};
-    for (const int kind : {0, 2}) {
-        const std::string name = two_steps(kind);
-        for (int n = 1;; ++n) {
-            make_instance();
-            reports.clear();
-            const auto before = host::account().allocations;
-            host::fail_allocation(n);
-            const int result = run(name, true);
-            const auto used = host::account().allocations - before;
-            host::fail_allocation(0);
-            if (n == 1) {
-                EXPECT_EQ(reports, expected[kind / 2]);
-            }
-            if (n == 2) {
-                EXPECT_EQ(reports, std::vector<std::string>{"RFread_field: Failure allocating nnodes array"});
-            }
-            DVLDread_field_delete(instance, 0, seq);
-            if (used < n) {
-                EXPECT_EQ(result, 1);
-                break;
-            }
-            EXPECT_EQ(result, 0) << n;
-            EXPECT_EQ(reports.size(), 1U) << n;
-        }
-    }
-}
-
 }  // namespace
 }  // namespace zam::test

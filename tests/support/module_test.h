@@ -1,4 +1,4 @@
-// An instance of a module in the embedded host, fields for it to read, and a host whose calls fail in turn.
+// An instance of a module in the embedded host, and fields for it to read.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -83,30 +83,6 @@ protected:
         HostArray<float> data;
         if (get(field, data.place(), data.count_place(), ARR_READ) != 1) return {};
         return {data.data(), data.data() + data.size()};
-    }
-
-    /// Lets every call with a status, and then every allocation, of `run` fail in turn. `failed` is what `run` gives
-    /// then; 0 comes with one report at most. In the end `run` gives 1.
-    template <class Run>
-    void fail_in_turn(Run&& run) {
-        for (const bool allocations : {false, true}) {
-            int result = 0;
-            bool struck = true;
-            for (int n = 1; struck && n < 200; ++n) {
-                reports.clear();
-                const auto before = host::account().allocations;
-                allocations ? host::fail_allocation(n) : host::fail_call("", n);
-                result = run();
-                struck = allocations ? host::account().allocations - before >= n : host::call_failed();
-                EXPECT_LE(reports.size(), 1U);
-                EXPECT_TRUE(result == 1 || result == 0);
-                expect_nothing_left();
-            }
-            host::fail_allocation(0);
-            host::fail_call("", 0);
-            EXPECT_FALSE(struck);
-            EXPECT_EQ(result, 1);
-        }
     }
 
     OMobj_id instance{};

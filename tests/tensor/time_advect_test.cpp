@@ -102,10 +102,5 @@ TEST_F(TimeAdvect, SaysThatAProbeHasNoPositions) {
     EXPECT_EQ(out_time(), -5);
 }
 
-TEST_F(TimeAdvect, SurvivesAnyFailingCall) {
-    fail_in_turn([this] { return update(2, "7"), 1; });
-    EXPECT_EQ(out_time(), -3);
-}
-
 }  // namespace
 }  // namespace zam::test

@@ -181,29 +181,5 @@ TEST_F(Module, marks_classes_without_letters_by_zeros) {
     }
 }
 
-TEST_F(Module, failing_calls_leave_nothing_behind) {
-    set_field(saddle(5, 4, 1.5, 1.25));
-    bool failed = true;
-    for (int n = 1; failed; ++n) {
-        reports.clear();
-        host::fail_call("", n);
-        const int result = run();
-        failed = host::call_failed();
-        host::fail_call("", 0);
-        EXPECT_EQ(reports.size(), result == 1 ? 0U : 1U) << "call " << n;
-        EXPECT_EQ(host::account().outstanding_arrays + host::account().open_accesses, 0) << "call " << n;
-    }
-    for (const char* text : {"coord", "connect", "point coord", "label", "point connect", ""}) {
-        static int n = 0;
-        host::create(instance, "out_field", host::Kind::field);
-        reports.clear();
-        host::fail_allocation(++n);
-        EXPECT_EQ(run(), *text ? 0 : 1);
-        host::fail_allocation(0);
-        EXPECT_EQ(reports, *text ? std::vector{text + std::string(" array is not allocated\n")} : reports);
-        EXPECT_EQ(nodes("out_field") == 0, *text != '\0');
-    }
-}
-
 }  // namespace
 }  // namespace zam::test

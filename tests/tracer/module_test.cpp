@@ -196,27 +196,4 @@ TEST(TracerModule, TakesWhatIsMissingAsItsDefault) {
     EXPECT_EQ(cells.image(), plain_image(false));
 }
 
-/// Runs instances in which the n-th call or allocation fails, for more n than there are; returns how many gave 0.
-int count_refusals(const std::function<void(std::int64_t)>& fail_nth) {
-    int refused = 0;
-    for (std::int64_t n = 1; n < 100; ++n) {
-        Instance instance;
-        fail_nth(n);
-        const int result = instance.update();
-        fail_nth(0);
-        EXPECT_EQ(host::account().outstanding, std::vector<std::string>{}) << n;
-        EXPECT_EQ(host::account().faults, std::vector<std::string>{}) << n;
-        EXPECT_EQ(instance.reports.size(), result == 1 ? 0U : 1U) << n;
-        EXPECT_TRUE(result == 1 || instance.image().empty()) << n;
-        refused += result == 0;
-    }
-    return refused;
-}
-
-TEST(TracerModule, LeavesNothingBehindWhenACallFails) {
-    // the shape and the values; the other calls have defaults, or write
-    EXPECT_EQ(count_refusals([](std::int64_t n) { host::fail_call("", n); }), 3 + 3);
-    EXPECT_EQ(count_refusals([](std::int64_t n) { host::fail_allocation(n); }), 4);
-}
-
 }  // namespace

@@ -108,9 +108,5 @@ TEST_F(ViewModule, RefusesWithOneReport) {
     }
 }
 
-TEST_F(ViewModule, SurvivesEveryFailingCall) {
-    fail_in_turn([this] { return update(); });
-}
-
 }  // namespace
 }  // namespace zam::test

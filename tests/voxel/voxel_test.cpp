@@ -7,7 +7,6 @@
 #include <set>
 
 #include "modules/zam/rd_voxel.h"
-#include "tests/reader/heap_failure.h"
 #include "tests/support/module_test.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -269,72 +268,6 @@ TEST(PlainVoxels, AreTheSame) {
         large += std::to_string(static_cast<double>(random()) * 1e-3) + "\n";
     }
     compare_with_plain(large);
-}
-
-TEST_F(Voxels, ARefusingHostIsSaidOnce) {
-    write("time 2\n0 0 0 1 2\n1 1 1 3 4\n");
-    std::set<std::string> texts;
-    std::string no_nodes;
-    for (const bool allocations : {false, true}) {
-        bool struck = true;
-        for (int n = 1; struck && n < 100; ++n) {
-            make_instance();
-            const auto before = host::account().allocations;
-            allocations ? host::fail_allocation(n) : host::fail_call("", n);
-            set_header(1);
-            const int result = update();
-            struck = allocations ? host::account().allocations - before >= n : host::call_failed();
-            host::fail_allocation(0);
-            host::fail_call("", 0);
-            texts.insert(said);
-            no_nodes += printed;
-            const auto lines = std::count(said.begin(), said.end(), '\n') + std::ssize(reports) +
-                               std::count(printed.begin(), printed.end(), '\n');
-            EXPECT_EQ(lines, result == 1 ? 0 : 1) << said << printed;
-            expect_nothing_left();
-        }
-        EXPECT_FALSE(struck);
-    }
-    const std::set<std::string> kTexts{
-        "",
-        "FLD Error in set_ndim.\n",
-        "FLD Error in set_nnodes.\n",
-        "FLD Error in set_nspace.\n",
-        "FLD Error in set_npoints.\n",
-        "Error in set_dims.\n",
-        "Error in get_points\n",
-        "FLD Error in set_node_data_ncomp.\n",
-        "FLD Error in set_node_data_veclen.\n",
-        "FLD Error in set_node_data.\n",
-        "FLD Error in set_node_null_data.\n",
-        "FLD Error in set_node_data_label.\n",
-    };
-    EXPECT_EQ(texts, kTexts);
-    EXPECT_EQ(no_nodes, "Can not allocate memory(node_data).\nCan not allocate memory(node_data).\n");
-}
-
-TEST_F(Voxels, AnExhaustedHeapIsSaidOnce) {
-    write("0 0 0 1 2\n1 1 1 3 4\n");
-    std::set<std::string> texts;
-    for (int n = 1; n < 500; ++n) {
-        make_instance();
-        reports.reserve(8);
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        fail_heap_allocation(n);
-        const int result = ZAMread_voxel_update(instance, 0, 0);
-        const bool struck = !heap_failure_pending();
-        fail_heap_allocation(0);
-        said = testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
-        texts.insert(said);
-        EXPECT_LE(std::count(said.begin(), said.end(), '\n') + std::ssize(reports), 1) << n << said;
-        EXPECT_TRUE(result == 1 || !said.empty() || !reports.empty()) << n;
-        expect_nothing_left();
-        if (!struck) break;
-    }
-    for (const char* text : {"Cannot malloc for xval\n", "Cannot malloc for yval\n", "Cannot malloc for zval\n",
-                             "Cannot malloc for dval\n", kUnexpected})
-        EXPECT_TRUE(texts.contains(text)) << text;
 }
 
 }  // namespace

@@ -158,7 +158,7 @@ int ZAM_LIB_QELjoySetParams::init_params(unsigned event_mask, int seq) {
     return 1;
 }
 
-int ZAM_LIB_QELjoySetParams::load_params(unsigned /*event_mask*/, int /*seq*/) {
+int ZAM_LIB_QELjoySetParams::load_params(unsigned /*event_mask*/, int /*seq*/) try {
     const auto file = file_to_load();
     if (!file) {
         load_status() = 0;
@@ -173,9 +173,12 @@ int ZAM_LIB_QELjoySetParams::load_params(unsigned /*event_mask*/, int /*seq*/) {
     load_status() = 1;  // deliberate: also when the file has none of the keys, or cannot be read
     loaded() = 1;
     return 1;
+} catch (const std::bad_alloc&) {
+    load_status() = 0;
+    return 0;  // as for a file that cannot be named
 }
 
-int ZAM_LIB_QELjoySetParams::save_params(unsigned /*event_mask*/, int /*seq*/) {
+int ZAM_LIB_QELjoySetParams::save_params(unsigned /*event_mask*/, int /*seq*/) try {
     const auto file = text_of(save_file());
     if (!file) return 1;
     const std::string name = text_of(section()).value_or("");
@@ -185,6 +188,8 @@ int ZAM_LIB_QELjoySetParams::save_params(unsigned /*event_mask*/, int /*seq*/) {
         if (text) WritePrivateProfileStringA(name.c_str(), setting.saved_as, text->c_str(), file->c_str());
     }
     return 1;
+} catch (const std::bad_alloc&) {
+    return 1;  // as for a file that cannot be written
 }
 
 // --- What the host calls ---

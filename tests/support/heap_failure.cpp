@@ -1,4 +1,4 @@
-#include "heap_failure.h"
+#include "tests/support/heap_failure.h"
 
 #include <cstdlib>
 #include <new>

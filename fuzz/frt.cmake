@@ -1,1 +1,0 @@
-zam_fuzz(fuzz_frt zam_modules_objects zam_host)

@@ -1,1 +1,0 @@
-zam_fuzz(header_fuzz zam_modules_objects zam_host)

@@ -1,1 +1,0 @@
-zam_fuzz(profile_fuzz zam_platform)
