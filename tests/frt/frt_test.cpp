@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <fstream>
 #include <numeric>
-#include <set>
 
 #include "modules/zam/frt_grid.h"
 #include "modules/zam/read_frt.h"
 #include "tests/support/module_test.h"
+#include "tests/support/scratch_directory.h"
 
 namespace zam::test {
 namespace {
@@ -23,10 +23,6 @@ protected:
         ModuleTest::SetUp();
         host::create(instance, "frt_fname", host::Kind::text);
         make_outputs();
-    }
-    void TearDown() override {
-        std::filesystem::remove(file_);
-        ModuleTest::TearDown();
     }
     void make_outputs() {
         out = host::create(instance, "out", host::Kind::field);
@@ -69,8 +65,8 @@ protected:
     OMobj_id out{};
 
 private:
-    const std::string file_ =
-        ::testing::TempDir() + "zam_frt_" + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    const ScratchDirectory scratch_;
+    const std::string file_ = scratch_.file("grid.dat");
 };
 
 // --- Written by write_grids.f90 ---

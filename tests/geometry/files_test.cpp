@@ -1,12 +1,10 @@
 // Listing files: patterns, what a directory holds, and the module's two passes.
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
 
 #include "modules/zam/get_files.h"
 #include "platform/find_files.h"
 #include "tests/geometry/geometry_fixture.h"
+#include "tests/support/scratch_directory.h"
 
 namespace zam::test {
 namespace {
@@ -53,19 +51,11 @@ class GetFiles : public GeometryTest {
 protected:
     void SetUp() override {
         GeometryTest::SetUp();
-        folder = fs::path(testing::TempDir()) / ("zam_files_" + std::to_string(::getpid()));
-        fs::create_directories(folder / "inner.txt");
-        fs::create_directories(folder / "empty");
-        for (const char* name : {"b.txt", "B.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) {
-            std::ofstream(folder / name) << name;
-        }
+        for (const char* name : {"inner.txt", "empty"}) fs::create_directory(folder / name);
+        for (const char* name : {"b.txt", "B.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) scratch.write(name, "");
         for (const char* name : {"dir", "ext"}) host::create(instance, name, host::Kind::text);
         host::create(instance, "nFiles", host::Kind::integer);
         files = host::create(instance, "files", host::Kind::texts);
-    }
-    void TearDown() override {
-        fs::remove_all(folder);
-        GeometryTest::TearDown();
     }
     void set_text(const char* name, const std::string& text) const {
         OMset_name_str_val(instance, OMstr_to_name(name), text.c_str());
@@ -80,7 +70,8 @@ protected:
     }
     int update() const { return GetFilesCore_update(instance, 0, 0); }
 
-    fs::path folder;
+    const ScratchDirectory scratch;
+    const fs::path folder = scratch.path();
     OMobj_id files{};
 };
 

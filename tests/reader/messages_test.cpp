@@ -185,14 +185,6 @@ protected:
         header += kind == 0 ? "uniform" : "irregular\ncoord 1 filetype=binary\nvariable 1 filetype=binary skip=12";
         return field_file(header, bytes_of(counting<float>(6)));
     }
-    /// Reads the file, and then stores all its steps when that is wanted; gives the last result.
-    int run(const std::string& name, bool stored) {
-        set("flip", 1);
-        const int result = read(name);
-        if (!stored || result != 1) return result;
-        set("store_all", 1);
-        return update();
-    }
 };
 
 TEST_F(FailingHost, FieldOperationsAreReportedByTheirTexts) {

@@ -1,13 +1,12 @@
 // Voxel text files read through the module: results, messages and where they go, a host and a heap that refuse.
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <random>
-#include <set>
 
 #include "modules/zam/rd_voxel.h"
 #include "tests/support/module_test.h"
+#include "tests/support/scratch_directory.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -26,10 +25,6 @@ protected:
     void SetUp() override {
         ModuleTest::SetUp();
         make_instance();
-    }
-    void TearDown() override {
-        std::filesystem::remove(file_);
-        ModuleTest::TearDown();
     }
     void make_instance() {
         out = host::create(instance, "outfld", host::Kind::field);
@@ -82,8 +77,8 @@ protected:
     std::string said, printed;  // on the standard error and standard output stream
 
 private:
-    const std::string file_ =
-        ::testing::TempDir() + "zam_voxel_" + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    const ScratchDirectory scratch_;
+    const std::string file_ = scratch_.file("samples.txt");
 };
 
 TEST_F(Voxels, FillAUniformField) {
