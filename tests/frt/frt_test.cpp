@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "modules/zam/frt_grid.h"
+#include "modules/support/memory_budget.h"
 #include "modules/zam/read_frt.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
@@ -260,7 +261,8 @@ TEST_F(FortranGrids, ThatShrinkWhileTheyAreReadGiveTheSameMessage) {
             ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0);
             std::string text;
             try {
-                frt::read_coordinates(records, shape);
+                MemoryBudget memory;
+                frt::read_coordinates(records, shape, memory);
             } catch (const frt::Failure& failure) {
                 text = failure.text;
             }
