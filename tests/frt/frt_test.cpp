@@ -369,6 +369,22 @@ TEST_F(FortranGrids, ThatLieAboutThemselves) {
     host::set_recorder(nullptr);
 }
 
+TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
+    const GridBytes file = plane(2);
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+    std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
+    frt::RecordFile records(stream.get());
+    records.detect_layout();
+    const frt::GridShape shape = frt::read_shape(records);
+    frt::read_coordinates(records, shape);
+    const xp_long length = records.marker({});
+    ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(file.bytes.size() - 8)), 0);
+    const frt::NodeData data = frt::read_node_data(records, shape, length);
+    EXPECT_STREQ(data.warning, "Warning! cannot read data: veclen > 1");
+    ASSERT_EQ(data.components.size(), 2U);
+    for (const std::byte byte : data.components[1].span()) EXPECT_EQ(byte, std::byte{0});
+}
+
 // --- Hosts that refuse ---
 
 TEST_F(FortranGrids, FilesThatDoNotOpen) {
