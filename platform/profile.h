@@ -8,8 +8,8 @@
 // round the key, "=" and the value do not belong to them, nor does one pair of quotes round the value. Of equal
 // sections, and of equal keys in one, the first counts, also when it stands without "=" and so has no value. A
 // section's name goes up to the last "]" of its line; without one the line belongs to the section before. What stands
-// in front of the first section belongs to the one whose name is empty. Paths take either separator. A file is read
-// anew at every call: others may have changed it.
+// in front of the first section belongs to the one whose name is empty. Texts in UTF-16 begin with a byte order mark.
+// Paths take either separator. A file is read anew at every call: others may have changed it.
 #pragma once
 
 #include <cstdint>

@@ -47,6 +47,7 @@ private:
 
 struct Contents {
     std::string text;
+    ProfileEncoding encoding;
     struct stat status;
 };
 
@@ -67,6 +68,8 @@ std::optional<Contents> read_file(const std::string& path) {
         filled += static_cast<std::size_t>(count);
     }
     contents.text.resize(filled);
+    contents.encoding = profile_encoding(contents.text);
+    contents.text = decode_profile(contents.text, contents.encoding);
     return contents;
 }
 
@@ -123,7 +126,8 @@ bool set_value(const char* section, const char* key, const char* value, const ch
     if (!contents) return false;
     const std::string text = set_profile_value(contents->text, section, key, value);
     if (text == contents->text) return true;
-    return text.size() <= kMostBytes && replace_file(path, text, &contents->status);
+    const auto bytes = encode_profile(text, contents->encoding);
+    return bytes && bytes->size() <= kMostBytes && replace_file(path, *bytes, &contents->status);
 }
 
 std::string value_or(const char* section, const char* key, const char* otherwise, const char* file) {

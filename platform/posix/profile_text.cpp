@@ -112,7 +112,62 @@ bool has_control(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
 }
 
+void append_utf8(std::string& text, unsigned unit) {
+    const auto tail = [](unsigned bits) { return static_cast<char>(0x80U | (bits & 0x3FU)); };
+    if (unit < 0x80U) {
+        text += static_cast<char>(unit);
+    } else if (unit < 0x800U) {
+        (text += static_cast<char>(0xC0U | unit >> 6U)) += tail(unit);
+    } else {
+        ((text += static_cast<char>(0xE0U | unit >> 12U)) += tail(unit >> 6U)) += tail(unit);
+    }
+}
+
+/// Takes a unit that append_utf8() made off the front of a text; `nullopt` for other bytes.
+std::optional<unsigned> take_unit(std::string_view& text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t length = lead < 0x80U ? 1 : (lead & 0xE0U) == 0xC0U ? 2 : (lead & 0xF0U) == 0xE0U ? 3 : 0;
+    if (length == 0 || length > text.size()) return std::nullopt;
+    unsigned unit = length == 1 ? lead : lead & (length == 2 ? 0x1FU : 0x0FU);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0U) != 0x80U) return std::nullopt;
+        unit = unit << 6U | (byte & 0x3FU);
+    }
+    text.remove_prefix(length);
+    return unit;
+}
+
 }  // namespace
+
+ProfileEncoding profile_encoding(std::string_view bytes) {
+    if (bytes.size() % 2 == 0 && bytes.starts_with("\xFF\xFE")) return ProfileEncoding::utf16_little;
+    if (bytes.size() % 2 == 0 && bytes.starts_with("\xFE\xFF")) return ProfileEncoding::utf16_big;
+    return ProfileEncoding::bytes;
+}
+
+std::string decode_profile(std::string_view bytes, ProfileEncoding encoding) {
+    if (encoding == ProfileEncoding::bytes) return std::string(bytes);
+    const std::size_t low = encoding == ProfileEncoding::utf16_little ? 0 : 1;
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned>(static_cast<unsigned char>(bytes[at])); };
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); i += 2) append_utf8(text, byte(i + low) | byte(i + 1 - low) << 8U);
+    return text;
+}
+
+std::optional<std::string> encode_profile(std::string_view text, ProfileEncoding encoding) {
+    if (encoding == ProfileEncoding::bytes) return std::string(text);
+    std::string bytes;
+    while (!text.empty()) {
+        const auto unit = take_unit(text);
+        if (!unit) return std::nullopt;
+        const char low = static_cast<char>(*unit & 0xFFU);
+        const char high = static_cast<char>(*unit >> 8U);
+        (bytes += encoding == ProfileEncoding::utf16_little ? low : high) +=
+            encoding == ProfileEncoding::utf16_little ? high : low;
+    }
+    return bytes;
+}
 
 std::string_view unquoted(std::string_view value) {
     const bool quoted = value.size() >= 2 && (value.front() == '"' || value.front() == '\'');

@@ -8,6 +8,20 @@
 
 namespace zam::platform {
 
+/// How the bytes of a file stand for its text.
+enum class ProfileEncoding {
+    bytes,         // as they are
+    utf16_little,  // units of 16 bits behind a byte order mark, as some editors on Windows save texts
+    utf16_big
+};
+ProfileEncoding profile_encoding(std::string_view bytes);
+
+/// A file's text; UTF-16 becomes UTF-8 unit by unit, halves of pairs too, so that it can be written back as it was.
+std::string decode_profile(std::string_view bytes, ProfileEncoding encoding);
+
+/// The bytes for a text; `nullopt` when it has a character that decode_profile() would not have made.
+std::optional<std::string> encode_profile(std::string_view text, ProfileEncoding encoding);
+
 /// A value without one pair of quotes round it.
 std::string_view unquoted(std::string_view value);
 

@@ -12,6 +12,7 @@ namespace zam::test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using platform::find_profile_value;
 using platform::set_profile_value;
 
@@ -140,6 +141,22 @@ TEST_F(ProfileFile, IsReplacedWhole) {
     EXPECT_EQ(set(scratch.file("dangling.ini")), 1);
     EXPECT_EQ(scratch.read("sub/new.ini"), "[s]\nk=9\n");
     EXPECT_EQ(files(), 3);  // nothing else is left
+}
+
+TEST_F(ProfileFile, StaysInUtf16) {
+    const std::string before = "\xFF\xFE[\0s\0]\0\n\0k\0=\0001\0;\0\xE4\0\n\0;\0\xAC\x20\x3D\xD8"s;
+    const std::string after = "\xFF\xFE[\0s\0]\0\n\0k\0=\0009\0\n\0;\0\xAC\x20\x3D\xD8"s;  // half a pair at the end
+    const auto swapped = [](std::string text) {
+        for (std::size_t i = 0; i < text.size(); i += 2) std::swap(text[i], text[i + 1]);
+        return text;
+    };
+    for (const bool big : {false, true}) {
+        const auto file = scratch.write("a.ini", big ? swapped(before) : before);
+        EXPECT_EQ(get(file), "1;\xC3\xA4");
+        EXPECT_EQ(set(file, "\xFF"), 0);
+        EXPECT_EQ(set(file), 1);
+        EXPECT_EQ(scratch.read("a.ini"), big ? swapped(after) : after);
+    }
 }
 
 TEST_F(ProfileFile, ThatCannotBeUsed) {
