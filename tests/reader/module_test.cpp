@@ -295,24 +295,12 @@ TEST_F(Steps, OneStepIgnoresForward) {
     EXPECT_TRUE(reports.empty());
 }
 
-TEST_F(Steps, StepsThatSayNothingReadTheSameStatements) {
-    // inline values: a block a step; sources: the same place again unless they stay open
+TEST_F(Steps, InlineStepsFollowEachOther) {
     ASSERT_EQ(read(field_file("ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3", bytes_of(counting<float>(6)))),
               1);
     set("stepno", 3);
     ASSERT_EQ(update(), 1);
     EXPECT_EQ(values(out(), 0), std::vector<double>({4, 5}));
-
-    file("words.txt", "heading 1\n0 1 2\n3 4 5\n");
-    const std::string header =
-        "ndim=1 dim1=2 nspace=1 data=float field=uniform nstep=3\n"
-        "variable 1 file=words.txt filetype=ascii skip=1 close=";
-    for (const int close : {1, 0}) {
-        ASSERT_EQ(read(field_file(header + std::to_string(close))), 1);
-        set("stepno", 3);
-        ASSERT_EQ(update(), 1);
-        EXPECT_EQ(values(out(), 0), close ? std::vector<double>({0, 1}) : std::vector<double>({4, 5}));
-    }
 }
 
 struct OpenCase {
