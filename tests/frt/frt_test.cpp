@@ -376,7 +376,8 @@ TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
     frt::RecordFile records(stream.get());
     records.detect_layout();
     const frt::GridShape shape = frt::read_shape(records);
-    frt::read_coordinates(records, shape);
+    MemoryBudget memory;
+    frt::read_coordinates(records, shape, memory);
     const xp_long length = records.marker({});
     ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(file.bytes.size() - 8)), 0);
     const frt::NodeData data = frt::read_node_data(records, shape, length);
