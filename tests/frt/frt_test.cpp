@@ -7,8 +7,8 @@
 #include <fstream>
 #include <numeric>
 
-#include "modules/zam/frt_grid.h"
 #include "modules/support/memory_budget.h"
+#include "modules/zam/frt_grid.h"
 #include "modules/zam/read_frt.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
@@ -380,7 +380,7 @@ TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
     frt::read_coordinates(records, shape, memory);
     const xp_long length = records.marker({});
     ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(file.bytes.size() - 8)), 0);
-    const frt::NodeData data = frt::read_node_data(records, shape, length);
+    const frt::NodeData data = frt::read_node_data(records, shape, length, memory);
     EXPECT_STREQ(data.warning, "Warning! cannot read data: veclen > 1");
     ASSERT_EQ(data.components.size(), 2U);
     for (const std::byte byte : data.components[1].span()) EXPECT_EQ(byte, std::byte{0});

@@ -8,7 +8,7 @@
 #include "modules/zam/ld_rdfld/header_reader.h"
 #include "modules/zam/ld_rdfld/reports.h"
 #include "platform/large_file.h"
-#include "platform/memory.h"
+#include "platform/memory_budget.h"
 
 namespace zam::ldrf {
 namespace {
@@ -90,7 +90,7 @@ StepReader step_reader(FieldRead& read) {
     return {*kept.model, kept.schedule, read.field, kept.nodes, format, kept.ends, *read.coordinates};
 }
 
-/// All steps together may be more than the machine holds, however small the file: repeated steps cost it nothing.
+/// All steps together may be more than there is memory for, however small the file: repeated steps cost it nothing.
 bool enough_memory_for_all(const FieldRead& read) {
     constexpr double kStepRecords = 2048.0;  // what the host and this module keep of a step besides its values
     const HeaderModel& model = *read.header->model;
@@ -101,7 +101,7 @@ bool enough_memory_for_all(const FieldRead& read) {
             a_step += 8.0 * static_cast<double>(axis.count) * model.nspace;
     }
     const double bytes = a_step * read.header->nsteps;
-    if (bytes < static_cast<double>(platform::physical_memory())) return true;
+    if (bytes < static_cast<double>(platform::MemoryBudget().left())) return true;
     return refuse("Problem reading file %s: all %d steps together need more memory than there is",
                   read.field.name.c_str(), read.header->nsteps);
 }

@@ -12,7 +12,7 @@
 #include "modules/zam/ld_rdfld/ascii_values.h"
 #include "modules/zam/ld_rdfld/reports.h"
 #include "platform/large_file.h"
-#include "platform/memory.h"
+#include "platform/memory_budget.h"
 
 namespace zam::ldrf {
 namespace {
@@ -203,12 +203,13 @@ bool StepReader::report(const Fault& fault, const Role& role, int type) const {
     }
 }
 
-/// Sparse files and files of digits can announce more than this machine could ever hold.
+/// Sparse files and files of digits can announce more than there is memory for.
 bool StepReader::enough_memory() const {
-    const double position_bytes = header_.kind == kIrregular ? 4.0 * header_.nspace : 0.0;
-    const double value_bytes = static_cast<double>(type_size(header_.data_type)) * header_.veclen;
-    const double bytes = static_cast<double>(kept_.nodes) * (position_bytes + value_bytes);
-    if (bytes <= static_cast<double>(platform::physical_memory())) return true;
+    const std::size_t position_bytes =
+        header_.kind == kIrregular ? sizeof(float) * static_cast<std::size_t>(header_.nspace) : 0;
+    const std::size_t value_bytes = type_size(header_.data_type) * static_cast<std::size_t>(header_.veclen);
+    const std::size_t node_bytes = position_bytes + value_bytes;
+    if (node_bytes == 0 || platform::MemoryBudget().take(kept_.nodes, node_bytes)) return true;
     return out_of_memory("RFread_field: Failure allocating nnodes array");
 }
 
