@@ -168,9 +168,13 @@ std::optional<Fault> ValueReader::read_row(const KeptAxis& row, std::byte* to, x
 std::optional<Fault> ValueReader::read_words(const KeptAxis& row, std::byte* to, xp_long spacing) {
     const xp_long first = (value_ - placement_.offset) / placement_.stride;  // node
     return with_type(encoding_.type, [&]<class T>(T value) -> Result {
+        const bool thinned = row.factor > 1.0;
         for (xp_long i = 0; i < row.count; ++i) {
-            const xp_long node = first + row.node(i) - row.min;
-            if (const Result fault = go_to_node(node)) return fault;
+            const xp_long node = first + (thinned ? row.node(i) - row.min : i);
+            const bool next = i > 0 && !thinned && placement_.stride == 1;
+            if (!next) {
+                if (const Result fault = go_to_node(node)) return fault;
+            }
             if (!words_->read(value)) return Fault{.kind = Fault::no_number, .node = node};
             ++value_;
             std::memcpy(to + i * spacing * static_cast<xp_long>(sizeof value), &value, sizeof value);
