@@ -216,11 +216,12 @@ int step_and_store(Failures& test) {
 void end_the_set(Failures& test) { test.call("ZBufClearUpdate"); }
 
 const Promise kPromises[] = {
-    {"tracer", module("ZAMtracer_render_update", R"("width": 3, "height": 2, "in": )" + kVolume), R"(13 calls, 4 arrays
-0 begun: can,t write out\n
+    // deliberate: what is refused of the image field is not reported; the update went well
+    {"tracer", module("ZAMtracer_render_update", R"("width": 3, "height": 2, "in": )" + kVolume), R"(7 calls, 4 arrays
 0 kept: can,t get dims\n | can,t get nnodes\n | can,t get node data\n | can,t get nspace\n |
-    can,t get points\n | can,t write out\n | color table array is not allocated\n |
-    dims array is not allocated\n | image array is not allocated\n | points array is not allocated\n)"},
+    can,t get points\n | color table array is not allocated\n | dims array is not allocated\n |
+    image array is not allocated\n | points array is not allocated\n
+1 kept: nothing)"},
     // silent when its input cannot be read; the image's frame is written before what fills it is made
     {"lic_texture", module("ZAMlic_texture_func", "\"in_fld\": " + kPlane), R"(12 calls, 6 arrays
 0 begun: can't write out_fld\n | flow array is not allocated\n | image array is not allocated\n |
@@ -250,13 +251,12 @@ const Promise kPromises[] = {
 1 kept: Can not get coordinate.\n | nothing)",
      "out_probe"},
     // silent when the nodes of fld_in cannot be counted, or their values are no tensors
-    {"princStrVec", module("ZAMprincStrVec_comp_func", "\"fld_in\": " + kTensors), R"(18 calls, 3 arrays
-0 begun: in princStrVec_comp_func error: Can't set outputs\n
+    {"princStrVec", module("ZAMprincStrVec_comp_func", "\"fld_in\": " + kTensors), R"(15 calls, 3 arrays
+0 begun: in princStrVec_comp_func error: Can't set fld_out\n
 0 kept: coordinates array is not allocated\n | in princStrVec_comp_func error: Can't get in_fld node data\n |
-    in princStrVec_comp_func error: Can't get in_fld xform\n |
     in princStrVec_comp_func error: Can't get in_fld_coord, in_fld_size\n |
     in princStrVec_comp_func error: Can't get in_fld_nnspace\n |
-    in princStrVec_comp_func error: Can't set outputs\n | in_fld_ncomp=0. input ncomp must be 1 (veclen 6)\n |
+    in princStrVec_comp_func error: Can't set fld_out\n | in_fld_ncomp=0. input ncomp must be 1 (veclen 6)\n |
     nothing | principal direction array is not allocated\n | principal stress array is not allocated\n)"},
     // the second update stores the steps; silent when what it keeps or writes back in parameters is refused
     {"reader_uniform", module("DVLDread_field_update", R"("flip": 1, "filename": "uniform.fld")"), R"(61 calls, 8 arrays

@@ -100,8 +100,9 @@ bool enough_memory_for_all(const FieldRead& read) {
         for (const KeptAxis& axis : read.header->nodes.axis)
             a_step += 8.0 * static_cast<double>(axis.count) * model.nspace;
     }
-    const double bytes = a_step * read.header->nsteps;
-    if (bytes < static_cast<double>(platform::MemoryBudget().left())) return true;
+    constexpr double kBeyondAll = 9.0e18;
+    const auto bytes = static_cast<std::int64_t>(std::min(a_step * read.header->nsteps, kBeyondAll));
+    if (platform::MemoryBudget().take(bytes, 1)) return true;
     return refuse("Problem reading file %s: all %d steps together need more memory than there is",
                   read.field.name.c_str(), read.header->nsteps);
 }
