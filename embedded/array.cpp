@@ -79,9 +79,7 @@ void* Ledger::allocate(int type, xp_long count, const char* file, int line) {
     if (allocations_until_failure_ > 0 && --allocations_until_failure_ == 0) return nullptr;
     const Array array = make_array(type, count);
     if (!array) return nullptr;
-    Entry& entry = entries_[array.data()];
-    entry.where = place(file, line);
-    entry.allocated = array.block;
+    entries_.insert_or_assign(array.data(), Entry{array.block, place(file, line), {}});
     return array.data();
 }
 
@@ -138,7 +136,14 @@ Array Ledger::take(const char* operation, void* data, int type, xp_long count, i
 
 void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id owner) {
     const bool writes = mode != ARR_READ;
-    entries_[array.data()].loans.push_back({array.block, owner, writes, operation, module_});
+    Loan loan{array.block, owner, writes, operation, module_};
+    if (const auto found = entries_.find(array.data()); found != entries_.end()) {
+        found->second.loans.push_back(std::move(loan));
+    } else {
+        Entry entry;  // none is left behind when memory runs out
+        entry.loans.push_back(std::move(loan));
+        entries_.emplace(array.data(), std::move(entry));
+    }
     if (writes) array.block->begin_write();
     return array.data();
 }
