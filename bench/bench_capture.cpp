@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain_merge.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/host_array.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/ZBufCapture.h"
+#include "tests/plain/merge.h"
 
 namespace {
 

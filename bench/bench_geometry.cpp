@@ -4,10 +4,10 @@
 #include <cstring>
 #include <random>
 
-#include "bench/plain_geometry.h"
 #include "modules/zam/cropbind.h"
 #include "modules/zam/revolve_c.h"
 #include "modules/zam/threshcolor.h"
+#include "tests/plain/geometry.h"
 
 namespace {
 

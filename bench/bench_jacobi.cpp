@@ -7,11 +7,11 @@
 #include <random>
 #include <vector>
 
-#include "bench/plain_jacobi.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/host_array.h"
-#include "modules/zam/index_space.h"
+#include "modules/zam/flow/index_space.h"
+#include "tests/plain/jacobi.h"
 
 namespace {
 

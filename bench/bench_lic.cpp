@@ -8,11 +8,11 @@
 #include <numbers>
 #include <vector>
 
-#include "bench/plain_lic.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/host_array.h"
 #include "modules/zam/lic_texture.h"
+#include "tests/plain/lic.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "modules/zam/principal_stress.h"
+#include "modules/zam/tensor/principal_stress.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <numbers>
 #include <vector>
 
-#include "bench/plain_topology.h"
-#include "modules/zam/critical_points.h"
-#include "modules/zam/separatrix.h"
+#include "modules/zam/flow/critical_points.h"
+#include "modules/zam/flow/separatrix.h"
+#include "tests/plain/topology.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain_tracer.h"
 #include "modules/zam/tracer.h"
+#include "tests/plain/tracer.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "contract/contract.h"
 #include "embedded/host.h"
-#include "embedded/view.h"
+#include "embedded/view/view.h"
 
 namespace {
 

@@ -13,11 +13,11 @@
 #include <string>
 #include <string_view>
 
-#include "bench/plain_voxel.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/float_values.h"
 #include "modules/zam/rd_voxel.h"
+#include "tests/plain/voxel.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/available_memory.h"
 #include "contract/arr.h"
 #include "embedded/host_state.h"
-#include "platform/memory_budget.h"
 
 namespace zam::host {
 namespace {
@@ -24,21 +24,8 @@ std::string place(const char* file, int line) {
 
 }  // namespace
 
-std::size_t element_size(int type) {
-    switch (type) {
-        case DTYPE_CHAR:
-        case DTYPE_BYTE: return 1;
-        case DTYPE_SHORT: return 2;
-        case DTYPE_INT:
-        case DTYPE_FLOAT: return 4;
-        case DTYPE_DOUBLE:
-        case DTYPE_LONG: return 8;
-        default: return 0;
-    }
-}
-
 std::optional<std::size_t> array_bytes(int type, xp_long count) {
-    const std::size_t size = element_size(type);
+    const std::size_t size = type_size(type);
     if (size == 0 || count < 0 || static_cast<std::uint64_t>(count) > kMostBytes / size) return std::nullopt;
     return static_cast<std::size_t>(count) * size;
 }
@@ -47,7 +34,7 @@ std::optional<std::size_t> array_bytes(int type, xp_long count) {
 
 std::shared_ptr<Block> Block::make(std::size_t bytes) {
     // what is zeroed is not yet filled: a system that lends more memory than it has gives any amount
-    if (!platform::MemoryBudget().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
+    if (!AvailableMemory().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
     // an empty array has an address of its own too
     void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
     if (!data) return nullptr;

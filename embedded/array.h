@@ -9,13 +9,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "contract/types.h"
+#include "base/element_types.h"
 #include "embedded/host.h"
 
 namespace zam::host {
-
-/// Bytes of one element of a type code; 0 for a code that does not exist.
-std::size_t element_size(int type);
 
 /// Bytes of `count` elements; nothing for an unknown type, a negative count or a size that no machine has.
 std::optional<std::size_t> array_bytes(int type, xp_long count);

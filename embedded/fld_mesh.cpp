@@ -159,45 +159,7 @@ int change_shape(const char* operation, OMobj_id handle, Change&& change) {
     });
 }
 
-/// The group with the arrays of a transform. Steps get theirs with the first transform that is set.
-Object* transform_group(Object& object) {
-    Store& store = state().store;
-    const Object* child = store.child(object.id, store.names.token("xform"));
-    return child ? store.resolve(child->id) : nullptr;
-}
-
-bool write_part(Object& group, const char* name, const float* values, xp_long count) {
-    Store& store = state().store;
-    const OMobj_name token = store.names.token(name);
-    Object* child = store.child(group.id, token);
-    Array array = make_array(DTYPE_FLOAT, count);
-    if (!array) return false;
-    std::copy_n(values, count, array.as<float>());
-    if (!child) {
-        store.add(&group, token, std::move(array));
-        return true;
-    }
-    Object* held = store.resolve(child->id);
-    if (!held || !(held->get<Array>() || held->get<Unset>())) return false;
-    held->value = std::move(array);
-    store.touch(*held);
-    return true;
-}
-
 }  // namespace
-
-bool write_transform(Object& object, const Transform& transform) {
-    Object* group = transform_group(object);
-    if (!group) group = &state().store.add(&object, state().store.names.token("xform"), Group{});
-    return write_part(*group, "mat", transform.mat, 16) && write_part(*group, "xlate", transform.xlate, 3) &&
-           write_part(*group, "center", transform.center, 3);
-}
-
-bool object_transform(Object& object, Transform& transform) {
-    Object* group = transform_group(object);
-    transform = identity_transform();
-    return !group || read_transform(*group, transform);
-}
 
 }  // namespace zam::host
 

@@ -16,7 +16,7 @@ constexpr int kMostVeclen = 1 << 24;
 
 std::optional<Limits> compute_limits(const Component& component) {
     const Array& values = component.values;
-    return with_element_type(values.type, [&](auto zero) -> std::optional<Limits> {
+    return with_type(values.type, [&](auto zero) -> std::optional<Limits> {
         using T = decltype(zero);
         LaneLimits<T> lanes;
         const auto* first = values.as<const T>();
@@ -89,7 +89,7 @@ bool set_veclen(Component& component, int veclen) {
 }
 
 bool set_type(Component& component, int type) {
-    if (element_size(type) == 0) return false;
+    if (!is_type(type)) return false;
     if (type != component.type) component.drop_values();
     component.type = type;
     return true;
@@ -252,7 +252,7 @@ int FLDget_node_data_minmax(OMobj_id field, int comp, void* minimum, void* maxim
 
 int FLDset_node_data_minmax(OMobj_id field, int comp, const void* minimum, const void* maximum, int type) {
     return change_component(__func__, field, comp, [&](Component& component) {
-        if (!minimum || !maximum || element_size(type) == 0) return false;
+        if (!minimum || !maximum || !zam::is_type(type)) return false;
         set_limits(component, {Number::read(type, minimum), Number::read(type, maximum)}, type);
         return true;
     });
@@ -280,7 +280,7 @@ int FLDget_node_null_data(OMobj_id field, int comp, int* flag, void* value) {
 
 int FLDset_node_null_data(OMobj_id field, int comp, const void* value, int type) {
     return change_component(__func__, field, comp, [&](Component& component) {
-        if (!value || element_size(type) == 0) return false;
+        if (!value || !zam::is_type(type)) return false;
         component.null_value = Number::read(type, value);
         component.has_null = true;
         if (component.type < 0) component.type = type;

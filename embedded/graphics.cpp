@@ -10,36 +10,6 @@
 
 namespace zam::host {
 
-Transform identity_transform() { return {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, {0, 0, 0}, {0, 0, 0}}; }
-
-bool read_transform(Object& object, Transform& transform) {
-    Store& store = state().store;
-    Transform read = identity_transform();
-    const auto part = [&](std::string_view name, float* values, xp_long count) {
-        const Object* child = store.child(object.id, store.names.token(name));
-        Object* held = child ? store.resolve(child->id) : nullptr;
-        const Array* array = held ? held->get<Array>() : nullptr;
-        if (!held || held->get<Unset>() || (array && !*array)) return true;  // left out: nothing rotated or displaced
-        return read_floats(object, name, values, count);
-    };
-    if (!part("mat", read.mat, 16) || !part("xlate", read.xlate, 3) || !part("center", read.center, 3)) return false;
-    transform = read;
-    return true;
-}
-
-void compose(const Transform& transform, float matrix[16]) {
-    const float* mat = transform.mat;
-    std::copy_n(mat, 16, matrix);
-    for (int column = 0; column < 3; ++column) {
-        float moved = mat[12 + column];
-        for (int k = 0; k < 3; ++k) {
-            // a centre of 0 leaves the displacement exact whatever the matrix holds
-            if (transform.center[k] != 0.0F) moved -= transform.center[k] * mat[4 * k + column];
-        }
-        matrix[12 + column] = moved + transform.xlate[column] + transform.center[column];
-    }
-}
-
 namespace {
 
 /// Colours over a range of values.
@@ -109,12 +79,12 @@ int GDgen_argbs(OMobj_id datamap, const void* values, int type, unsigned char* a
                 xp_long /*size_a*/, xp_long /*size_b*/, int /*flags*/) {
     return status(__func__, [&] {
         Object* group = state().store.resolve(datamap);
-        if (!group || components < 1 || count < 0 || element_size(type) == 0) return false;
+        if (!group || components < 1 || count < 0 || !zam::is_type(type)) return false;
         const auto map = read_datamap(*group);
         if (!map) return false;
         if (count == 0) return true;
         if (!values || !argb) return false;
-        with_element_type(type, [&](auto zero) {
+        zam::with_type(type, [&](auto zero) {
             map_colors(*map, static_cast<const decltype(zero)*>(values), argb, count, components);
         });
         return true;

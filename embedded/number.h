@@ -1,4 +1,4 @@
-// Single numbers of any type code, and work on arrays by their element type.
+// Single numbers of any type code.
 #pragma once
 
 #include <cmath>
@@ -8,25 +8,11 @@
 #include <optional>
 #include <type_traits>
 
-#include "contract/types.h"
+#include "base/element_types.h"
 
 namespace zam::host {
 
-/// Calls `work` with a value of the element type of `type`, which must exist: with_element_type(type, [&](auto zero) {
-/// using T = decltype(zero); ... }). Raw bytes count as unsigned.
-template <class Work>
-auto with_element_type(int type, Work&& work) {
-    switch (type) {
-        case DTYPE_SHORT: return work(std::int16_t{});
-        case DTYPE_INT: return work(std::int32_t{});
-        case DTYPE_FLOAT: return work(float{});
-        case DTYPE_DOUBLE: return work(double{});
-        case DTYPE_LONG: return work(xp_long{});
-        default: return work(std::uint8_t{});
-    }
-}
-
-/// A real as an integer type, truncated toward zero; nothing when it is not finite or does not fit.
+/// A real as an integer type, truncated toward zero; `nullopt` if it is not finite or does not fit.
 template <class Integer>
 std::optional<Integer> truncated(double value) {
     // a power of two: exact also where the largest integer has more digits than a double, and is rounded up to it
@@ -44,7 +30,7 @@ class Number {
 public:
     /// Reads one value of `type`, which must exist.
     static Number read(int type, const void* from) {
-        return with_element_type(type, [&](auto value) {
+        return with_type(type, [&](auto value) {
             std::memcpy(&value, from, sizeof value);
             return Number(value);
         });
@@ -62,7 +48,7 @@ public:
 
     double real() const { return integral_ ? static_cast<double>(integer_) : real_; }
 
-    /// The number as a T; nothing when an integer T cannot hold it.
+    /// The number as a T; `nullopt` if an integer T cannot hold it.
     template <class T>
     std::optional<T> to() const {
         if constexpr (std::is_floating_point_v<T>) {
@@ -78,7 +64,7 @@ public:
 
     /// Writes it as one value of `type`; false, and nothing written, when it does not fit.
     bool write(int type, void* to_place) const {
-        return with_element_type(type, [&](auto zero) {
+        return with_type(type, [&](auto zero) {
             const auto value = to<decltype(zero)>();
             if (value) std::memcpy(to_place, &*value, sizeof *value);
             return value.has_value();

@@ -13,7 +13,7 @@ constexpr xp_long kMostTexts = xp_long{1} << 22;
 constexpr xp_long kMostElements = xp_long{1} << 16;
 
 double element(const Array& array, xp_long index) {
-    const auto offset = static_cast<std::size_t>(index) * element_size(array.type);
+    const auto offset = static_cast<std::size_t>(index) * type_size(array.type);
     return Number::read(array.type, array.as<const std::byte>() + offset).real();
 }
 

@@ -4,11 +4,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench/plain_voxel.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/float_values.h"
 #include "modules/zam/rd_voxel.h"
+#include "tests/plain/voxel.h"
 #include "tests/support/scratch_directory.h"
 
 namespace host = zam::host;

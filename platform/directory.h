@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,12 +23,6 @@ void visit_names(const std::string& directory, const std::function<void(std::str
 /// As fopen with "rb" or "wb", but never waits: what is no file with contents (a pipe, a directory) is refused.
 std::FILE* open_to_read(const std::string& name);
 std::FILE* open_to_write(const std::string& name);
-
-/// Closes on every path. Where it matters whether everything was written, release() it and look at what fclose says.
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 int process_id();
 

@@ -4,11 +4,14 @@
 #include <cstdint>
 #include <limits>
 
+#include "base/file_handle.h"
 #include "contract/file.h"
 #include "contract/fld.h"
-#include "runner/file_handle.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 constexpr std::size_t kDigits = 5;

@@ -1,10 +1,14 @@
 #include "runner/commands.h"
 
 #include "embedded/host.h"
-#include "runner/library.h"
-#include "runner/session.h"
+#include "runner/console.h"
+#include "session/run/library.h"
+#include "session/run/session.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 /// Prints problems, if any.

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
-#include "runner/network.h"
+#include "session/network/network_reader.h"
+#include "session/run/library.h"
 
 namespace zam::runner {
 
@@ -16,7 +19,7 @@ enum ExitStatus : int {
 
 struct RunOptions {
     std::string network;
-    NetworkOptions changes;
+    session::NetworkOptions changes;
     std::string log;               // empty: none
     std::string output_directory;  // empty: the current directory
     double loop_seconds = 0.0;
@@ -31,10 +34,9 @@ int list_modules(const std::string& name, bool as_json);
 int show_info(const std::string& file);
 
 /// Loads the definitions of the modules at hand. What is wrong with them is printed.
-std::optional<Definitions> load_definitions();
+std::optional<session::Definitions> load_definitions();
 
 /// Loads the module library, or says why not.
-class ModuleLibrary;
-std::unique_ptr<ModuleLibrary> load_library();
+std::unique_ptr<session::ModuleLibrary> load_library();
 
 }  // namespace zam::runner

@@ -118,7 +118,7 @@ void Console::print(std::string_view module, std::string_view severity, std::str
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-void Console::show(const host::Record& record) {
+void Console::record(const host::Record& record) {
     if (record.what == host::Record::What::status) return show_progress(record);
     const bool warning = is_warning(record);
     print(record.module, warning ? "warning" : "error", record.text);

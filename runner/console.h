@@ -4,35 +4,34 @@
 #include <string>
 #include <string_view>
 
-#include "embedded/host.h"
+#include "session/run/listener.h"
 
 namespace zam::runner {
 
-class Console {
+class Console : public session::Listener {
 public:
     /// @param progress  whether a progress line is wanted; it appears on terminals only
     /// @param file      what all is about: named in the place of modules, and each text is brought into one line, as
     ///                  bytes of the file may stand in it. Empty: texts stand as they are
     explicit Console(bool progress, std::string file = {});
-    ~Console() { clear_progress(); }
+    ~Console() override { clear_progress(); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
     /// Prints a module's report, or shows its progress.
-    void show(const host::Record& record);
+    void record(const host::Record& record) override;
     /// "zam: error: TEXT"
-    void error(std::string_view text);
+    void error(std::string_view text) override;
     /// "zam: MODULE: error: TEXT"
-    void module_error(std::string_view module, std::string_view text);
+    void module_error(std::string_view module, std::string_view text) override;
+    void call_ended() override { clear_progress(); }
     /// "zam: warning: TEXT"
     void warning(std::string_view text);
-    /// Takes the progress line away.
-    void clear_progress();
-
     /// Whether any error was printed.
     bool failed() const { return failed_; }
 
 private:
+    void clear_progress();
     void print(std::string_view module, std::string_view severity, std::string_view text);
     void show_progress(const host::Record& record);
 

@@ -2,12 +2,15 @@
 
 #include <cstdio>
 
+#include "base/file_handle.h"
 #include "contract/file.h"
 #include "runner/capture_info.h"
-#include "runner/file_handle.h"
 #include "runner/voxel_info.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 using Parameters = std::vector<std::pair<std::string_view, Value>>;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "contract/types.h"
-#include "runner/value.h"
+#include "session/values/value.h"
 
 namespace zam::runner {
 
@@ -32,7 +32,7 @@ struct FileKind {
     bool (*matches)(const FileStart& file);
     std::string_view entry;  // the update entry that reads such files
     /// What its instance is given: parameter names of the definition, and values.
-    std::vector<std::pair<std::string_view, Value>> (*parameters)(const FileStart& file);
+    std::vector<std::pair<std::string_view, session::Value>> (*parameters)(const FileStart& file);
     std::string_view output;  // the field that it writes
     std::string_view time;    // the text or real that it writes, the time of the data; empty: none
     /// For files that are described without a run of a module, in place of the four above: fills a field with what is

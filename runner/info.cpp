@@ -4,18 +4,22 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/element_types.h"
 #include "contract/om.h"
 #include "embedded/host.h"
 #include "runner/commands.h"
-#include "runner/element_types.h"
-#include "runner/field_access.h"
+#include "runner/console.h"
 #include "runner/file_kinds.h"
-#include "runner/json_writer.h"
-#include "runner/library.h"
-#include "runner/session.h"
-#include "runner/transforms.h"
+#include "session/objects/field_access.h"
+#include "session/outputs/json_writer.h"
+#include "session/run/library.h"
+#include "session/run/session.h"
+#include "session/values/transforms.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 constexpr int kMostTimeTexts = 16;  // each step has to be read to know its time
@@ -110,7 +114,7 @@ int fail(const std::string& what) {
 /// A file that is described without a run of a module.
 int describe(const FileKind& kind, const FileStart& file, Console& console) {
     host::reset();
-    host::set_recorder([&](const host::Record& record) { console.show(record); });
+    host::set_recorder([&](const host::Record& record) { console.record(record); });
     const OMobj_id field = host::create(host::root(), "file", host::Kind::field);
     const Description description = kind.describe(file, field);
     host::set_recorder(nullptr);

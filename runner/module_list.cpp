@@ -4,10 +4,13 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "base/element_types.h"
 #include "runner/commands.h"
-#include "runner/element_types.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 using Json = nlohmann::ordered_json;

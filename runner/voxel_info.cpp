@@ -6,9 +6,12 @@
 #include <string_view>
 
 #include "runner/commands.h"
-#include "runner/library.h"
+#include "session/run/library.h"
 
 namespace zam::runner {
+
+using namespace session;
+
 namespace {
 
 constexpr xp_long kSparse = 100;  // nodes per sample; fewer are usual where a body fills part of its box

@@ -7,10 +7,10 @@
 #include <span>
 #include <vector>
 
+#include "base/available_memory.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
-#include "platform/memory_budget.h"
 
 namespace zam {
 
@@ -53,7 +53,7 @@ private:
     }
 
     void convert(int type, const std::byte* data, std::size_t size) {
-        platform::MemoryBudget().require(static_cast<std::int64_t>(size), sizeof(float));  // alone: filled at once
+        AvailableMemory().require(static_cast<std::int64_t>(size), sizeof(float));  // alone: filled at once
         const auto copy = [&]<class T>(const T* from) {
             converted_.reserve(size);
             for (std::size_t i = 0; i < size; ++i) converted_.push_back(static_cast<float>(from[i]));

@@ -7,38 +7,12 @@
 #include <type_traits>
 #include <utility>
 
+#include "base/element_types.h"
 #include "contract/arr.h"
 #include "contract/om.h"
 #include "modules/support/source_place.h"
 
 namespace zam {
-
-/// Type code of an element type.
-template <class T>
-constexpr int kTypeCode = [] {
-    using U = std::remove_cv_t<T>;
-    if constexpr (std::is_same_v<U, char> || std::is_same_v<U, std::byte>) return int{DTYPE_CHAR};
-    if constexpr (std::is_same_v<U, std::uint8_t>) return int{DTYPE_BYTE};
-    if constexpr (std::is_same_v<U, std::int16_t>) return int{DTYPE_SHORT};
-    if constexpr (std::is_same_v<U, std::int32_t>) return int{DTYPE_INT};
-    if constexpr (std::is_same_v<U, float>) return int{DTYPE_FLOAT};
-    if constexpr (std::is_same_v<U, double>) return int{DTYPE_DOUBLE};
-    if constexpr (std::is_same_v<U, xp_long>) return int{DTYPE_LONG};
-}();
-
-/// Bytes of one element of a type code; 0 for a code that does not exist.
-constexpr std::size_t type_size(int type) {
-    switch (type) {
-        case DTYPE_CHAR:
-        case DTYPE_BYTE: return 1;
-        case DTYPE_SHORT: return 2;
-        case DTYPE_INT:
-        case DTYPE_FLOAT: return 4;
-        case DTYPE_DOUBLE:
-        case DTYPE_LONG: return 8;
-        default: return 0;
-    }
-}
 
 /// An array that a getter of the host lent. Empty when the getter gave none. Its destructor ends the access.
 ///

@@ -24,9 +24,9 @@
 #include "modules/support/parameters.h"
 #include "modules/support/status_range.h"
 #include "modules/support/text_value.h"
-#include "modules/zam/capture_file.h"
-#include "modules/zam/depth_image.h"
-#include "modules/zam/depth_merge.h"
+#include "modules/zam/capture/capture_file.h"
+#include "modules/zam/capture/depth_image.h"
+#include "modules/zam/capture/depth_merge.h"
 
 namespace {
 

@@ -12,6 +12,8 @@
 #include <optional>
 #include <string>
 
+#include "base/available_memory.h"
+#include "base/file_handle.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
@@ -19,10 +21,9 @@
 #include "modules/support/report.h"
 #include "modules/support/status_range.h"
 #include "modules/support/text_value.h"
-#include "modules/zam/capture_file.h"
-#include "modules/zam/depth_image.h"
+#include "modules/zam/capture/capture_file.h"
+#include "modules/zam/capture/depth_image.h"
 #include "platform/directory.h"
-#include "platform/memory_budget.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ std::optional<ImageSize> captured_size(OMobj_id image) {
 
 // --- The directory of a set ---
 
-bool exists_to_read(const std::string& name) { return platform::File(platform::open_to_read(name)) != nullptr; }
+bool exists_to_read(const std::string& name) { return zam::FileHandle(platform::open_to_read(name)) != nullptr; }
 
 /// Makes the directory and tries whether files can be written there. @return false after a report
 bool make_directory(const std::string& directory) {
@@ -74,7 +75,7 @@ bool make_directory(const std::string& directory) {
     if (exists_to_read(probe))
         return report.fail("Sorry, temporary file is already exist.Please select other directory.\n") != 0;
     if (!made) return report.fail("Can not create Save Directory.\n") != 0;
-    if (!platform::File(platform::open_to_write(probe)))
+    if (!zam::FileHandle(platform::open_to_write(probe)))
         return report.fail("Sorry, can not open temporary file.Please select other directory.\n") != 0;
     platform::delete_file(probe);
     return true;
@@ -128,7 +129,7 @@ bool write_parts(OMobj_id image, std::FILE* file) {
 }
 
 bool write_image(OMobj_id image, const std::string& name) {
-    platform::File file(platform::open_to_write(name));
+    zam::FileHandle file(platform::open_to_write(name));
     if (!file) return false;
     const bool written = write_parts(image, file.get());
     return std::fclose(file.release()) == 0 && written;  // closing may be what finds the disk full
@@ -181,7 +182,7 @@ bool copy_image(OMobj_id from, OMobj_id to) {
     if (!size) return false;
     const xp_long dims[2] = {size->width, size->height};
     // captures heap up, and the host makes their arrays
-    if (!platform::MemoryBudget().take(size->pixels(), zam::kColorBytes + zam::kDepthBytes)) return false;
+    if (!zam::AvailableMemory().take(size->pixels(), zam::kColorBytes + zam::kDepthBytes)) return false;
     if (FLDset_ndim(to, 2) != 1 || FLDset_dims(to, dims) != 1 || FLDset_node_data_ncomp(to, kMostComponents) != 1)
         return false;
     return copy_component(zam::open_colors(from, *size), to, 0, zam::kColorBytes, *size) &&

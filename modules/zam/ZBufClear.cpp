@@ -5,10 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "contract/om.h"
 #include "modules/support/text_value.h"
 #include "modules/zam/ZBufCapture.h"
-#include "modules/zam/capture_file.h"
+#include "modules/zam/capture/capture_file.h"
 #include "platform/directory.h"
 
 namespace {
@@ -25,7 +26,7 @@ void delete_captures(const std::string& directory, int count) {
     });
     for (const int number : numbers) {
         const std::string name = zam::capture_name_to_read(directory, number);
-        const bool readable = platform::File(platform::open_to_read(name)) != nullptr;
+        const bool readable = zam::FileHandle(platform::open_to_read(name)) != nullptr;
         if (readable) platform::delete_file(name);
     }
 }

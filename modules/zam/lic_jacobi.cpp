@@ -18,7 +18,7 @@
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
-#include "modules/zam/index_space.h"
+#include "modules/zam/flow/index_space.h"
 
 namespace {
 

@@ -17,9 +17,9 @@
 #include "modules/support/image_field.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
-#include "modules/zam/lic_flow.h"
-#include "modules/zam/lic_image.h"
-#include "modules/zam/lic_kernel.h"
+#include "modules/zam/flow/lic_flow.h"
+#include "modules/zam/flow/lic_image.h"
+#include "modules/zam/flow/lic_kernel.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/report.h"
-#include "modules/zam/principal_stress.h"
+#include "modules/zam/tensor/principal_stress.h"
 
 namespace {
 

@@ -19,9 +19,9 @@
 #include "modules/support/host_array.h"
 #include "modules/support/parameters.h"
 #include "modules/support/text_value.h"
-#include "modules/zam/voxel_field.h"
-#include "modules/zam/voxel_grid.h"
-#include "modules/zam/voxel_samples.h"
+#include "modules/zam/readers/voxel_field.h"
+#include "modules/zam/readers/voxel_grid.h"
+#include "modules/zam/readers/voxel_samples.h"
 
 namespace {
 

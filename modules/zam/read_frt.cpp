@@ -14,8 +14,8 @@
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/text_value.h"
-#include "modules/zam/frt_grid.h"
-#include "modules/zam/frt_records.h"
+#include "modules/zam/readers/frt_grid.h"
+#include "modules/zam/readers/frt_records.h"
 
 namespace {
 

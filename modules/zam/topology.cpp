@@ -22,8 +22,8 @@
 #include "modules/support/host_array.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
-#include "modules/zam/critical_points.h"
-#include "modules/zam/separatrix.h"
+#include "modules/zam/flow/critical_points.h"
+#include "modules/zam/flow/separatrix.h"
 
 double Interval = 100.0;
 double Radius = 0.01;

@@ -19,7 +19,7 @@
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
-#include "modules/zam/tracer_tables.h"
+#include "modules/zam/volume/tracer_tables.h"
 
 namespace {
 

@@ -3,11 +3,13 @@
 #include <io.h>
 #include <windows.h>
 
+#include "base/file_handle.h"
+
 namespace zam::platform {
 namespace {
 
 std::FILE* open_contents(const std::string& name, const char* mode) {
-    File file(std::fopen(name.c_str(), mode));  // directories cannot be opened here
+    FileHandle file(std::fopen(name.c_str(), mode));  // directories cannot be opened here
     if (file && GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))) == FILE_TYPE_PIPE) return {};
     return file.release();
 }

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "bench/plain_merge.h"
 #include "modules/support/text_value.h"
+#include "tests/plain/merge.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "modules/zam/MergeImages.h"
-#include "modules/zam/depth_merge.h"
+#include "modules/zam/capture/depth_merge.h"
 #include "tests/capture/capture_fixture.h"
 
 namespace zam::test {

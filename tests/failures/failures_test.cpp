@@ -9,7 +9,9 @@
 #include <string>
 
 #include "contract/om.h"
-#include "runner/session.h"
+#include "runner/console.h"
+#include "session/network/network_reader.h"
+#include "session/run/session.h"
 #include "tests/support/refusal.h"
 #include "tests/support/scratch_directory.h"
 
@@ -17,6 +19,7 @@ namespace zam::test {
 namespace {
 
 using namespace runner;
+using namespace session;
 
 class Failures;
 

@@ -8,8 +8,8 @@
 #include <numeric>
 
 #include "modules/support/memory_budget.h"
-#include "modules/zam/frt_grid.h"
 #include "modules/zam/read_frt.h"
+#include "modules/zam/readers/frt_grid.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 

@@ -1,11 +1,11 @@
 // Cone, revolve and cylinder: known shapes, the bits of the plain forms, and what stops them.
 #include <limits>
 
-#include "bench/plain_geometry.h"
 #include "modules/zam/cone.h"
 #include "modules/zam/revolve_c.h"
 #include "modules/zam/uni2cylinder.h"
 #include "tests/geometry/geometry_fixture.h"
+#include "tests/plain/geometry.h"
 
 namespace zam::test {
 namespace {

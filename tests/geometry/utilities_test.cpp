@@ -2,11 +2,11 @@
 #include <limits>
 #include <random>
 
-#include "bench/plain_geometry.h"
 #include "modules/zam/convert_color_map.h"
 #include "modules/zam/cropbind.h"
 #include "modules/zam/threshcolor.h"
 #include "tests/geometry/geometry_fixture.h"
+#include "tests/plain/geometry.h"
 
 namespace zam::test {
 namespace {

@@ -14,7 +14,7 @@ const std::string kFirstLine = "# AVS\n";
 
 /// Reads a header; a failure leaves its report in `message`.
 bool read(std::string_view contents, int start = 1, std::string* message = nullptr) {
-    const File file = make_file(contents);
+    const FileHandle file = make_file(contents);
     const Reports reports;
     const bool held = read_header(file.get(), "a.fld", start) != nullptr;
     EXPECT_EQ(reports.records.size(), held ? 0U : 1U);
@@ -58,7 +58,7 @@ TEST(data_start, follows_the_first_pair_of_form_feeds) {
         contents +=
             "\f\f"
             "after";
-        const File file = make_file(contents);
+        const FileHandle file = make_file(contents);
         const auto header = read_header(file.get(), "a.fld", 1);
         ASSERT_NE(header, nullptr);
         EXPECT_EQ(header->data_start, one.start) << one.pair;
@@ -67,7 +67,7 @@ TEST(data_start, follows_the_first_pair_of_form_feeds) {
 }
 
 TEST(data_start, is_the_end_without_a_pair) {
-    const File file = make_file(kFirstLine + "ndim=1\n" + std::string(3000, ' '));
+    const FileHandle file = make_file(kFirstLine + "ndim=1\n" + std::string(3000, ' '));
     const auto header = read_header(file.get(), "a.fld", 1);
     ASSERT_NE(header, nullptr);
     EXPECT_EQ(header->data_start, 3013);
@@ -99,7 +99,7 @@ TEST(count_steps, takes_the_larger_of_lines_and_value) {
         {std::string("\0\nEOT\n", 6), 1},
     };
     for (const auto& one : kCases) {
-        const File file = make_file(kFirstLine + one.contents);
+        const FileHandle file = make_file(kFirstLine + one.contents);
         const Reports reports;
         EXPECT_EQ(count_steps(file.get()), one.steps) << one.contents.substr(0, 40);
         EXPECT_EQ(std::ftell(file.get()), 0);

@@ -2,24 +2,19 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "embedded/host.h"
 #include "modules/zam/ld_rdfld/header_model.h"
 
 namespace zam::ldrf::test {
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-inline File make_file(std::string_view contents) {
-    File file(std::tmpfile());
+inline FileHandle make_file(std::string_view contents) {
+    FileHandle file(std::tmpfile());
     std::fwrite(contents.data(), 1, contents.size(), file.get());
     std::rewind(file.get());
     return file;

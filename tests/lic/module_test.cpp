@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain_lic.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/support/host_array.h"
 #include "modules/zam/lic_texture.h"
+#include "tests/plain/lic.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {

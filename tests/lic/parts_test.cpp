@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "bench/plain_lic.h"
-#include "modules/zam/lic_image.h"
+#include "modules/zam/flow/lic_image.h"
 #include "modules/zam/lic_texture.h"
+#include "tests/plain/lic.h"
 
 namespace zam::lic {
 namespace {

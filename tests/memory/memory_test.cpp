@@ -1,16 +1,16 @@
 // What counts as available, and modules that are asked for more: each array alone would fit, all together do not.
 #include <sys/resource.h>
 
-#include "embedded/view.h"
+#include "base/available_memory.h"
+#include "base/memory.h"
+#include "base/posix/memory_files.h"
+#include "embedded/view/view.h"
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/cone.h"
 #include "modules/zam/lic_texture.h"
 #include "modules/zam/rd_voxel.h"
 #include "modules/zam/read_frt.h"
 #include "modules/zam/revolve_c.h"
-#include "platform/memory.h"
-#include "platform/memory_budget.h"
-#include "platform/posix/memory_files.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 
@@ -29,17 +29,14 @@ const struct {
     std::vector<SystemFile> files;
     std::int64_t free, group;
 } kSystems[] = {
-    {"no files", {}, platform::kNoLimit, platform::kNoLimit},
-    {"machine",
-     {{"proc/meminfo", "MemTotal:  900 kB\nMemFree: 9 kB\nMemAvailable:   70 kB\n"}},
-     70 * 1024,
-     platform::kNoLimit},
+    {"no files", {}, kNoLimit, kNoLimit},
+    {"machine", {{"proc/meminfo", "MemTotal:  900 kB\nMemFree: 9 kB\nMemAvailable:   70 kB\n"}}, 70 * 1024, kNoLimit},
     {"version 2, the files' pages dropped",
      {{"proc/self/cgroup", "0::/a/b\n"},
       {"sys/fs/cgroup/a/b/memory.max", "1000\n"},
       {"sys/fs/cgroup/a/b/memory.current", "900\n"},
       {"sys/fs/cgroup/a/b/memory.stat", "anon 500\ninactive_anon 70\ninactive_file 100\nactive_file 50\n"}},
-     platform::kNoLimit,
+     kNoLimit,
      250},
     {"version 2, limited above",
      {{"proc/self/cgroup", "1:name=systemd:/x\n0::/a/b\n"},
@@ -47,18 +44,18 @@ const struct {
       {"sys/fs/cgroup/a/b/memory.current", "900\n"},
       {"sys/fs/cgroup/a/memory.max", "5000\n"},
       {"sys/fs/cgroup/a/memory.current", "4000\n"}},
-     platform::kNoLimit,
+     kNoLimit,
      1000},
     {"version 2, a container's own root",
      {{"proc/self/cgroup", "0::/\n"}, {"sys/fs/cgroup/memory.max", "300\n"}, {"sys/fs/cgroup/memory.current", "400\n"}},
-     platform::kNoLimit,
+     kNoLimit,
      0},
     {"version 1, a path from outside",
      {{"proc/self/cgroup", "9:cpu,memory:/docker/12\n8:pids:/\n"},
       {"sys/fs/cgroup/memory/memory.limit_in_bytes", "2000\n"},
       {"sys/fs/cgroup/memory/memory.usage_in_bytes", "1500\n"},
       {"sys/fs/cgroup/memory/memory.stat", "cache 9\ninactive_file 7\ntotal_inactive_file 30\ntotal_active_file 20\n"}},
-     platform::kNoLimit,
+     kNoLimit,
      550},
 };
 
@@ -69,30 +66,30 @@ TEST(Available, FollowsTheSystemsFiles) {
             std::filesystem::create_directories(std::filesystem::path(root.file(file.name)).parent_path());
             root.write(file.name, file.text);
         }
-        EXPECT_EQ(platform::free_memory(root.path()), system.free) << system.name;
-        EXPECT_EQ(platform::group_memory(root.path()), system.group) << system.name;
+        EXPECT_EQ(free_memory(root.path()), system.free) << system.name;
+        EXPECT_EQ(group_memory(root.path()), system.group) << system.name;
     }
 }
 
 TEST(Available, IsWithinTheLimitsOfTheProcess) {
-    const std::int64_t before = platform::available_memory();
+    const std::int64_t before = available_memory();
     EXPECT_GT(before, 0);
-    EXPECT_LE(before, platform::physical_memory());
+    EXPECT_LE(before, physical_memory());
     for (const auto resource : {RLIMIT_AS, RLIMIT_DATA}) {
         rlimit limit{};
         getrlimit(resource, &limit);
         const rlim_t old =
             std::exchange(limit.rlim_cur, 64 * kMegabyte);  // below what the process has, or little above
         setrlimit(resource, &limit);
-        EXPECT_LE(platform::available_memory(), 64 * kMegabyte);
+        EXPECT_LE(available_memory(), 64 * kMegabyte);
         limit.rlim_cur = old;
         setrlimit(resource, &limit);
     }
 }
 
 TEST(Budget, CountsEverythingTaken) {
-    platform::pretend_available_memory(160 * kMegabyte);  // a sixteenth stays free
-    platform::MemoryBudget memory;
+    pretend_available_memory(160 * kMegabyte);  // a sixteenth stays free
+    AvailableMemory memory;
     EXPECT_FALSE(memory.take(-1, 1));
     EXPECT_FALSE(memory.take(std::int64_t{1} << 61, 8));
     EXPECT_TRUE(memory.take(kMegabyte, 10));
@@ -100,12 +97,12 @@ TEST(Budget, CountsEverythingTaken) {
     EXPECT_FALSE(memory.take(40 * kMegabyte + 1, 1));
     EXPECT_EQ(memory.left(), 40 * kMegabyte);
     EXPECT_TRUE(memory.take(40 * kMegabyte, 1));
-    platform::pretend_available_memory(0);
+    pretend_available_memory(0);
     EXPECT_THROW(memory.require(1, 1), std::bad_alloc);
     EXPECT_TRUE(memory.take(0, 8));
-    EXPECT_TRUE(platform::MemoryBudget().take(16 * kMegabyte, 1));  // small updates do not ask
-    EXPECT_FALSE(platform::MemoryBudget().take(16 * kMegabyte + 1, 1));
-    platform::pretend_available_memory(std::nullopt);
+    EXPECT_TRUE(AvailableMemory().take(16 * kMegabyte, 1));  // small updates do not ask
+    EXPECT_FALSE(AvailableMemory().take(16 * kMegabyte + 1, 1));
+    pretend_available_memory(std::nullopt);
 }
 
 class Refusals : public ModuleTest {
@@ -168,12 +165,12 @@ const struct {
 TEST_F(Refusals, AreSaid) {
     for (const auto& c : kRefusals) {
         reports.clear();
-        platform::pretend_available_memory(40 * kMegabyte);
+        pretend_available_memory(40 * kMegabyte);
         host::pretend_available_memory(40 * kMegabyte);
         testing::internal::CaptureStderr();
         EXPECT_EQ(c.update(instance, 0, 0), c.result);
         const std::string printed = testing::internal::GetCapturedStderr();
-        platform::pretend_available_memory(std::nullopt);
+        pretend_available_memory(std::nullopt);
         host::pretend_available_memory(std::nullopt);
         EXPECT_EQ(reports.empty() ? printed : reports[0], c.said);
         expect_nothing_left();

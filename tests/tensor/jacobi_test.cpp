@@ -5,9 +5,9 @@
 #include <limits>
 #include <random>
 
-#include "bench/plain_jacobi.h"
-#include "modules/zam/index_space.h"
+#include "modules/zam/flow/index_space.h"
 #include "modules/zam/lic_jacobi.h"
+#include "tests/plain/jacobi.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {

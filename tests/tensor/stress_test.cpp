@@ -6,9 +6,9 @@
 #include <limits>
 #include <random>
 
-#include "bench/plain_stress.h"
 #include "modules/zam/princStrVec.h"
-#include "modules/zam/principal_stress.h"
+#include "modules/zam/tensor/principal_stress.h"
+#include "tests/plain/stress.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "modules/zam/critical_points.h"
+#include "modules/zam/flow/critical_points.h"
 #include "tests/topology/topology_fixture.h"
 
 namespace zam::test {

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <functional>
 
-#include "modules/zam/separatrix.h"
-#include "platform/memory.h"
+#include "base/memory.h"
+#include "modules/zam/flow/separatrix.h"
 #include "tests/topology/topology_fixture.h"
 
 namespace zam::test {
@@ -160,11 +160,11 @@ TEST_F(Module, begins_with_the_defaults_and_returns_to_them) {
 }
 
 TEST_F(Module, says_how_much_memory_the_separatrices_need) {
-    platform::pretend_available_memory(std::int64_t{40} << 20);
+    pretend_available_memory(std::int64_t{40} << 20);
     set("Interval", 1e300);
     set("Radius", -0.01);
     EXPECT_EQ(run(saddle(6, 5, 2.25, 2.5)), 0);  // 1 204 008 nodes of 36 bytes
-    platform::pretend_available_memory(std::nullopt);
+    pretend_available_memory(std::nullopt);
     EXPECT_EQ(reports, std::vector{boxed("the separatrices need 44 MB of memory and 39 MB are available")});
 }
 

@@ -4,8 +4,8 @@
 #include <numbers>
 #include <random>
 
-#include "bench/plain_topology.h"
-#include "modules/zam/critical_points.h"
+#include "modules/zam/flow/critical_points.h"
+#include "tests/plain/topology.h"
 #include "tests/topology/topology_fixture.h"
 
 namespace zam::test {

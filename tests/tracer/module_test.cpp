@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain_tracer.h"
 #include "contract/contract.h"
 #include "embedded/host.h"
 #include "modules/zam/tracer.h"
+#include "tests/plain/tracer.h"
 
 namespace {
 

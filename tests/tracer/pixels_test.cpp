@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "bench/plain_tracer.h"
-#include "modules/zam/ray_march.h"
-#include "modules/zam/ray_view.h"
 #include "modules/zam/tracer.h"
+#include "modules/zam/volume/ray_march.h"
+#include "modules/zam/volume/ray_view.h"
+#include "tests/plain/tracer.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain_tracer.h"
 #include "embedded/host.h"
 #include "modules/zam/tracer.h"
+#include "tests/plain/tracer.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "embedded/view.h"
+#include "embedded/view/view.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "modules/zam/voxel_grid.h"
-#include "modules/zam/voxel_lines.h"
-#include "modules/zam/voxel_numbers.h"
+#include "modules/zam/readers/voxel_grid.h"
+#include "modules/zam/readers/voxel_lines.h"
+#include "modules/zam/readers/voxel_numbers.h"
 
 namespace zam::voxel {
 namespace {

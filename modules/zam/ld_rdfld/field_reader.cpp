@@ -4,11 +4,11 @@
 #include <new>
 #include <utility>
 
+#include "base/available_memory.h"
 #include "modules/support/status_range.h"
 #include "modules/zam/ld_rdfld/header_reader.h"
 #include "modules/zam/ld_rdfld/reports.h"
 #include "platform/large_file.h"
-#include "platform/memory_budget.h"
 
 namespace zam::ldrf {
 namespace {
@@ -102,7 +102,7 @@ bool enough_memory_for_all(const FieldRead& read) {
     }
     constexpr double kBeyondAll = 9.0e18;
     const auto bytes = static_cast<std::int64_t>(std::min(a_step * read.header->nsteps, kBeyondAll));
-    if (platform::MemoryBudget().take(bytes, 1)) return true;
+    if (AvailableMemory().take(bytes, 1)) return true;
     return refuse("Problem reading file %s: all %d steps together need more memory than there is",
                   read.field.name.c_str(), read.header->nsteps);
 }

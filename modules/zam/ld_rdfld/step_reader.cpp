@@ -8,11 +8,11 @@
 #include <limits>
 #include <utility>
 
+#include "base/available_memory.h"
 #include "contract/om.h"
 #include "modules/zam/ld_rdfld/ascii_values.h"
 #include "modules/zam/ld_rdfld/reports.h"
 #include "platform/large_file.h"
-#include "platform/memory_budget.h"
 
 namespace zam::ldrf {
 namespace {
@@ -209,7 +209,7 @@ bool StepReader::enough_memory() const {
         header_.kind == kIrregular ? sizeof(float) * static_cast<std::size_t>(header_.nspace) : 0;
     const std::size_t value_bytes = type_size(header_.data_type) * static_cast<std::size_t>(header_.veclen);
     const std::size_t node_bytes = position_bytes + value_bytes;
-    if (node_bytes == 0 || platform::MemoryBudget().take(kept_.nodes, node_bytes)) return true;
+    if (node_bytes == 0 || AvailableMemory().take(kept_.nodes, node_bytes)) return true;
     return out_of_memory("RFread_field: Failure allocating nnodes array");
 }
 

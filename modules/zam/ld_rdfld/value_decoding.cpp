@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/byte_order.h"
 #include "modules/support/host_array.h"
-#include "modules/zam/ld_rdfld/byte_order.h"
 
 namespace zam::ldrf {
 namespace {

@@ -1,0 +1,28 @@
+// Reversing the bytes of values, in place.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace zam {
+
+inline std::uint16_t reversed(std::uint16_t v) { return static_cast<std::uint16_t>(v << 8 | v >> 8); }
+inline std::uint32_t reversed(std::uint32_t v) { return v << 24 | (v & 0xff00U) << 8 | (v >> 8 & 0xff00U) | v >> 24; }
+inline std::uint64_t reversed(std::uint64_t v) {
+    return std::uint64_t{reversed(static_cast<std::uint32_t>(v))} << 32 | reversed(static_cast<std::uint32_t>(v >> 32));
+}
+
+/// Reverses the bytes of `count` values of the width of Word.
+template <class Word>
+void reverse_bytes(std::byte* values, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        Word word;
+        std::memcpy(&word, values + i * sizeof word, sizeof word);
+        word = reversed(word);
+        std::memcpy(values + i * sizeof word, &word, sizeof word);
+    }
+}
+
+}  // namespace zam

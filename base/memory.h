@@ -1,0 +1,21 @@
+// What memory there is.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace zam {
+
+/// Bytes of physical memory; the largest number there is when the system does not say.
+std::int64_t physical_memory();
+
+/// Bytes that this process can still fill without being refused, slowed down by paging or ended: what the machine has
+/// free or can free at once, what the limits of the process and of its control groups leave, whichever is least. It
+/// takes some system calls, so ask once per update. On Windows, where nothing is lent that is not there, it is the rest
+/// of the commit limit and of the address space.
+std::int64_t available_memory();
+
+/// For tests: what available_memory() says from now on; nullopt brings the truth back.
+void pretend_available_memory(std::optional<std::int64_t> bytes);
+
+}  // namespace zam

@@ -1,0 +1,37 @@
+#include "base/memory.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace zam {
+namespace {
+
+constexpr auto kUnknown = std::numeric_limits<std::int64_t>::max();
+
+std::optional<std::int64_t> pretended;
+
+/// Empty when the system does not say.
+std::optional<MEMORYSTATUSEX> memory_status() {
+    MEMORYSTATUSEX status{};
+    status.dwLength = sizeof status;
+    return GlobalMemoryStatusEx(&status) != 0 ? std::optional(status) : std::nullopt;
+}
+
+}  // namespace
+
+std::int64_t physical_memory() {
+    const auto status = memory_status();
+    return status ? static_cast<std::int64_t>(status->ullTotalPhys) : kUnknown;
+}
+
+std::int64_t available_memory() {
+    if (pretended) return *pretended;
+    const auto status = memory_status();
+    return status ? static_cast<std::int64_t>(std::min(status->ullAvailPageFile, status->ullAvailVirtual)) : kUnknown;
+}
+
+void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }
+
+}  // namespace zam

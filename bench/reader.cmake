@@ -1,1 +1,0 @@
-zam_bench(bench_reader zam_modules_objects zam_host)

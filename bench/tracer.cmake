@@ -1,1 +1,0 @@
-zam_bench(bench_tracer zam_modules_objects zam_host)

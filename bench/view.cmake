@@ -1,1 +1,0 @@
-zam_bench(bench_view zam_host)

@@ -1,0 +1,290 @@
+// host_view: draws a list of fields into an image with depth.
+// Reads objects, colors, datamaps, width, height, xform, fptr, background. Writes out.
+#include "embedded/view/view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <string>
+
+#include "base/available_memory.h"
+#include "contract/arr.h"
+#include "contract/err.h"
+#include "contract/fld.h"
+#include "contract/om.h"
+#include "embedded/host_state.h"
+#include "embedded/transform.h"
+#include "embedded/values.h"
+#include "embedded/view/draw.h"
+
+namespace zam::host::view {
+namespace {
+
+constexpr int kMostSide = 99999;                             // what captures of images can say of their size
+constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;  // 8 bytes each
+constexpr double kFill = 0.9;  // share of the image that everything takes when the view is not told where to look
+
+int fail(const std::string& text) {
+    ERRverror("host_view", 2, "%s\n", text.c_str());
+    return 0;
+}
+
+// --- Parameters ---
+
+struct Params {
+    std::vector<Object*> objects;   // fields
+    std::vector<Color> colors;      // of the first objects
+    std::vector<Object*> datamaps;  // of the first objects; null: none
+    Frame frame{512, 512, 0.0};
+    std::optional<Affine> xform;  // nothing: everything in view
+    std::array<std::uint8_t, 3> background{};
+};
+
+/// The object that a parameter leads to; null when it has none or no value.
+Object* parameter(OMobj_id instance, std::string_view name) {
+    Store& store = state().store;
+    const Object* child = store.child(instance, store.names.token(name));
+    Object* held = child ? store.resolve(child->id) : nullptr;
+    return held && !held->get<Unset>() ? held : nullptr;
+}
+
+int read_int(OMobj_id instance, const char* name, int otherwise) {
+    OMget_name_int_val(instance, OMstr_to_name(name), &otherwise);
+    return otherwise;
+}
+
+/// Elements of an array of objects, references followed.
+std::vector<Object*> elements(Object& list) {
+    std::vector<Object*> found;
+    for (const Object* element : list.children) found.push_back(state().store.resolve(element->id));
+    return found;
+}
+
+/// One field may stand for a list of one.
+bool read_objects(OMobj_id instance, std::vector<Object*>& objects) {
+    Object* list = parameter(instance, "objects");
+    if (!list) return true;
+    objects = list->part<Field>() ? std::vector{list} : elements(*list);
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        if (objects[i] && objects[i]->part<Field>()) continue;
+        fail("objects[" + std::to_string(i) + "] is not a field");
+        return false;
+    }
+    return true;
+}
+
+/// Values outside 0 to 1 count as the nearest end, what is no number as 0.
+double share(const Array& array, xp_long index) {
+    const double value = index < array.count ? element(array, index) : 0.0;
+    return value > 0.0 ? std::min(value, 1.0) : 0.0;
+}
+
+void read_colors(OMobj_id instance, Params& params) {
+    Object* held = parameter(instance, "colors");
+    const Array* colors = held ? held->get<Array>() : nullptr;
+    for (xp_long i = 0; colors && *colors && i < colors->count / 3; ++i) {
+        Color color;
+        for (xp_long k = 0; k < 3; ++k)
+            color[static_cast<std::size_t>(k)] = static_cast<float>(255.0 * share(*colors, 3 * i + k));
+        params.colors.push_back(color);
+    }
+    held = parameter(instance, "background");
+    const Array* background = held ? held->get<Array>() : nullptr;
+    for (xp_long k = 0; background && *background && k < 3; ++k)
+        params.background[static_cast<std::size_t>(k)] = static_cast<std::uint8_t>(255.0 * share(*background, k));
+}
+
+void read_datamaps(OMobj_id instance, Params& params) {
+    Object* list = parameter(instance, "datamaps");
+    if (!list) return;
+    params.datamaps = elements(*list);
+    for (Object*& datamap : params.datamaps) {
+        if (datamap && datamap->children.empty()) datamap = nullptr;  // the place of an object without one
+    }
+}
+
+bool read_frame(OMobj_id instance, Params& params) {
+    Frame& frame = params.frame;
+    frame.width = read_int(instance, "width", frame.width);
+    frame.height = read_int(instance, "height", frame.height);
+    double fptr = 0.0;
+    OMget_name_real_val(instance, OMstr_to_name("fptr"), &fptr);
+    if (!std::isfinite(fptr) || fptr < 0.0) {
+        fail("fptr has to be 0 or above");
+        return false;
+    }
+    frame.fptr = fptr;
+    if (frame.width < 1 || frame.height < 1 || frame.width > kMostSide || frame.height > kMostSide) {
+        fail("width and height have to be from 1 to " + std::to_string(kMostSide));
+        return false;
+    }
+    if (std::int64_t{frame.width} * frame.height > kMostPixels) {
+        fail("the image has more than " + std::to_string(kMostPixels) + " pixels");
+        return false;
+    }
+    return true;
+}
+
+bool read_xform(OMobj_id instance, Params& params) {
+    Object* group = parameter(instance, "xform");
+    if (!group) return true;
+    Transform transform;
+    if (!group->get<Group>() || !read_transform(*group, transform)) {
+        fail("xform is not a transform");
+        return false;
+    }
+    float matrix[16];
+    compose(transform, matrix);
+    params.xform = Affine::from(matrix);
+    return true;
+}
+
+std::optional<Params> read_params(OMobj_id instance) {
+    Params params;
+    read_colors(instance, params);
+    read_datamaps(instance, params);
+    const bool read =
+        read_frame(instance, params) && read_objects(instance, params.objects) && read_xform(instance, params);
+    return read ? std::optional(std::move(params)) : std::nullopt;
+}
+
+// --- The view ---
+
+/// Moves the middle of everything to the middle of the view, and scales it so that all of it is seen. What perspective
+/// enlarges before the plane z = 0 is taken into account.
+Affine everything(const Params& params) {
+    PointBox box;
+    for (Object* object : params.objects) {
+        const auto nodes = Nodes::of(*object);
+        if (!nodes) continue;
+        const PointBox of_object = nodes->box();
+        box.extend(of_object.low);
+        box.extend(of_object.high);
+    }
+    Affine fit;
+    if (box.is_empty()) return fit;
+    Point half;
+    Point middle;
+    for (std::size_t k = 0; k < 3; ++k) {
+        half[k] = 0.5 * (box.high[k] - box.low[k]);
+        middle[k] = 0.5 * box.high[k] + 0.5 * box.low[k];
+    }
+    const double side = std::min(params.frame.width, params.frame.height);
+    const double room_x = 0.5 * kFill * params.frame.width / side;
+    const double room_y = 0.5 * kFill * params.frame.height / side;
+    const double fptr = params.frame.fptr;
+    // a point at the near side is seen at x s / (1 - fptr z s)
+    const double needed = std::max(
+        {half[0] / room_x + fptr * half[2], half[1] / room_y + fptr * half[2], half[2], fptr * half[2] / kFill});
+    const double scale = needed > 0.0 ? 1.0 / needed : 1.0;
+    for (std::size_t k = 0; k < 3; ++k) {
+        fit.rows[k][k] = scale;
+        fit.origin[k] = -middle[k] * scale;
+    }
+    return fit;
+}
+
+// --- The image ---
+
+/// An array for `out`, freed unless the host takes it over.
+template <class T>
+class Output {
+public:
+    Output(int type, xp_long count)
+        : type_(type), count_(count), data_(static_cast<T*>(ARRalloc_f(nullptr, type, count, 0, __FILE__, __LINE__))) {}
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+    ~Output() { ARRfree_f(data_, __FILE__, __LINE__); }
+
+    explicit operator bool() const { return data_ != nullptr; }
+    T* data() const { return data_; }
+    bool give_as_points(OMobj_id field) { return taken(FLDset_points(field, data_, count_, ARR_HOST_OWNS)); }
+    bool give_as_component(OMobj_id field, int comp) {
+        return taken(FLDset_node_data(field, comp, data_, type_, count_, ARR_HOST_OWNS));
+    }
+
+private:
+    bool taken(int status) {
+        if (status != OM_STAT_SUCCESS) return false;
+        data_ = nullptr;
+        return true;
+    }
+
+    int type_;
+    xp_long count_;
+    T* data_;
+};
+
+struct Image {
+    /// @pre  fits(frame)
+    explicit Image(const Frame& frame)
+        : points(DTYPE_FLOAT, 4),
+          pixels(DTYPE_BYTE, xp_long{4} * frame.width * frame.height),
+          depths(DTYPE_FLOAT, xp_long{1} * frame.width * frame.height) {}
+
+    /// Whether there is memory for colours and depths together.
+    static bool fits(const Frame& frame) {
+        return AvailableMemory().take(xp_long{1} * frame.width * frame.height, 4 + sizeof(float));
+    }
+    explicit operator bool() const { return points && pixels && depths; }
+
+    bool write(OMobj_id out, const Frame& frame) {
+        const xp_long dims[2] = {frame.width, frame.height};
+        const float corners[4] = {0, 0, static_cast<float>(frame.width - 1), static_cast<float>(frame.height - 1)};
+        std::copy_n(corners, 4, points.data());
+        return FLDset_ndim(out, 2) == 1 && FLDset_dims(out, dims) == 1 && FLDset_nspace(out, 2) == 1 &&
+               points.give_as_points(out) && FLDset_node_data_ncomp(out, 2) == 1 &&
+               FLDset_node_data_comp(out, 0, 4, "colors", "") == 1 && pixels.give_as_component(out, 0) &&
+               FLDset_node_data_id(out, 0, kImageColorsId) == 1 && FLDset_node_data_comp(out, 1, 1, "depth", "") == 1 &&
+               depths.give_as_component(out, 1);
+    }
+
+    Output<float> points;
+    Output<std::uint8_t> pixels;
+    Output<float> depths;
+};
+
+/// Draws one object after another; false, with a report, when one cannot be drawn.
+bool draw(const Params& params, Canvas& canvas) {
+    const Affine xform = params.xform ? *params.xform : everything(params);
+    const std::size_t count = params.objects.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        OMstatus_check(static_cast<int>(i * 100 / count), nullptr, nullptr);
+        Look look;
+        if (i < params.colors.size()) look.color = params.colors[i];
+        if (i < params.datamaps.size()) look.datamap = params.datamaps[i];
+        const Drawn drawn = draw_object(*params.objects[i], xform, look, canvas);
+        const std::string place = "[" + std::to_string(i) + "]";
+        if (drawn == Drawn::too_many_nodes) fail("objects" + place + " has too many nodes to be drawn");
+        if (drawn == Drawn::broken_datamap) fail("datamaps" + place + " is not a datamap");
+        if (drawn != Drawn::done) return false;
+    }
+    OMstatus_check(100, nullptr, nullptr);
+    return true;
+}
+
+int update(OMobj_id instance) {
+    const auto params = read_params(instance);
+    if (!params) return 0;
+    constexpr const char* kNoImage = "the image's arrays are not allocated";
+    if (!Image::fits(params->frame)) return fail(kNoImage);
+    Image image(params->frame);
+    if (!image) return fail(kNoImage);
+    Canvas canvas(params->frame, image.pixels.data(), image.depths.data());
+    canvas.clear(params->background);
+    if (!draw(*params, canvas)) return 0;
+    const Object* out = parameter(instance, "out");
+    if (!out || !image.write(out->id, params->frame)) return fail("out cannot be written");
+    return 1;
+}
+
+}  // namespace
+}  // namespace zam::host::view
+
+int host_view(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
+    try {
+        return zam::host::view::update(instance);
+    } catch (const std::bad_alloc&) {
+        return zam::host::view::fail("memory is exhausted");
+    }
+}

@@ -1,0 +1,70 @@
+// Network files: read, checked, and, when nothing is wrong with them, made into host objects and written out again.
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+
+#include "embedded/host.h"
+#include "session/network/network_check.h"
+#include "session/network/network_reader.h"
+#include "session/objects/host_objects.h"
+#include "session/objects/run_error.h"
+#include "session/outputs/outputs.h"
+
+using namespace zam::session;
+
+namespace {
+
+const Definitions& definitions() {
+    static const Definitions loaded = [] {
+        Problems problems;
+        auto read = Definitions::load(ZAM_FUZZ_DEFINITIONS, problems);
+        if (problems.any()) std::abort();
+        return read;
+    }();
+    return loaded;
+}
+
+/// Writes an object as every kind of file; what an object does not suit is refused.
+void write_all(OMobj_id object) {
+    const std::string directory = std::filesystem::temp_directory_path().string();
+    for (const OutputKind kind : {OutputKind::png, OutputKind::json, OutputKind::raw, OutputKind::vti, OutputKind::vtr,
+                                  OutputKind::vts, OutputKind::vtu, OutputKind::svg}) {
+        try {
+            OutputFile file(directory, "zam_network_fuzz");
+            if (kind == OutputKind::png) write_png(object, Output{}, file);
+            if (kind == OutputKind::json) write_json(object, file);
+            if (kind == OutputKind::raw) write_raw(object, 0, file);
+            if (kind == OutputKind::svg) write_svg(object, object, object, file);
+            if (kind >= OutputKind::vti && kind <= OutputKind::vtu) write_vtk(object, kind, file);
+        } catch (const RunError&) {
+        }
+    }
+}
+
+void make_and_write(const Assignment& assignment) {
+    std::vector<Link> links;
+    try {
+        make_object(zam::host::root(), assignment.parameter->name, assignment.value, links);
+    } catch (const RunError&) {
+    }
+    for (const auto& link : links) follow(link);
+    write_all(zam::host::find(zam::host::root(), assignment.parameter->name));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Problems problems;
+    Document document("fuzz.json", std::string(reinterpret_cast<const char*>(data), size));
+    if (!document.parse(problems)) return 0;
+    Environment environment{problems, "/nonexistent"};
+    const Network network = read_network(document, definitions(), {}, environment);
+    check_network(network, problems);
+    if (problems.any()) return 0;
+    zam::host::reset();
+    for (const auto& instance : network.instances) {
+        for (const auto& assignment : instance.given) make_and_write(assignment);
+    }
+    zam::host::reset();
+    return 0;
+}

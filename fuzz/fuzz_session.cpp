@@ -1,0 +1,100 @@
+// Network files with the real modules: built, run, their events played, their outputs written, ended. Left alone are
+// networks that take long, that name files of the machine, or that write outside a scratch directory.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "runner/console.h"
+#include "session/network/network_check.h"
+#include "session/network/network_reader.h"
+#include "session/run/session.h"
+#include "tests/support/scratch_directory.h"
+
+using namespace zam::runner;
+using namespace zam::session;
+
+namespace {
+
+const Definitions& definitions() {
+    static const Definitions loaded = [] {
+        Problems problems;
+        auto read = Definitions::load(ZAM_FUZZ_DEFINITIONS, problems);
+        read.add_host_entries(problems);
+        if (problems.any()) std::abort();
+        return read;
+    }();
+    return loaded;
+}
+
+const ModuleLibrary& library() {
+    static const auto loaded = [] {
+        std::string error;
+        auto read = ModuleLibrary::load(ZAM_FUZZ_LIBRARY, error);
+        if (!read) std::abort();
+        return read;
+    }();
+    return *loaded;
+}
+
+/// Whether its numbers have at most two digits in a row and no exponents: sizes, steps and units of the timer.
+bool is_small(const std::string& text) {
+    int digits = 0;
+    for (const char c : text) {
+        const bool exponent = digits > 0 && (c == 'e' || c == 'E');
+        digits = std::isdigit(static_cast<unsigned char>(c)) != 0 ? digits + 1 : 0;
+        if (digits > 2 || exponent) return false;
+    }
+    return true;
+}
+
+bool uses_files(const Definition& definition) {
+    return std::any_of(definition.parameters.begin(), definition.parameters.end(), [](const Parameter& parameter) {
+        return parameter.shape.file_name || parameter.name.ends_with("Dir");
+    });
+}
+
+bool stays_inside(const std::vector<Output>& outputs) {
+    return std::all_of(outputs.begin(), outputs.end(),
+                       [](const Output& output) { return output.file.find_first_of("/\\$~") == std::string::npos; });
+}
+
+bool is_harmless(const Network& network) {
+    return stays_inside(network.outputs) &&
+           std::none_of(network.instances.begin(), network.instances.end(),
+                        [](const Instance& instance) { return uses_files(*instance.definition); }) &&
+           std::all_of(network.events.begin(), network.events.end(), [](const Event& event) {
+               const auto* write = std::get_if<WriteEvent>(&event.what);
+               return !write || stays_inside(write->outputs);
+           });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const zam::test::ScratchDirectory scratch;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    if (!is_small(text)) return 0;
+    Problems problems;
+    Document document("fuzz.json", text);
+    if (!document.parse(problems)) return 0;
+    Environment environment{problems, "/nonexistent"};
+    const Network network = read_network(document, definitions(), {}, environment);
+    check_network(network, problems);
+    if (problems.any() || !is_harmless(network)) return 0;
+    {
+        Console console(false);
+        CallLog log;
+        Session session(network, library(), console, log);
+        if (!session.has_entries()) return 0;
+        session.build();
+        session.run_all();
+        session.play_events(scratch.path());
+        session.write(network.outputs, scratch.path());
+        session.end();
+    }
+    const auto account = zam::host::account();
+    if (account.outstanding_arrays + account.open_accesses != 0 || !account.faults.empty()) std::abort();
+    return 0;
+}

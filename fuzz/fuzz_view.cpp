@@ -1,0 +1,185 @@
+// Fields, cells, looks and a transform made of the bytes, drawn: a picture of the size asked for with depths from 0 to
+// 1, or one report.
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "contract/contract.h"
+#include "embedded/host.h"
+#include "embedded/view/view.h"
+
+namespace host = zam::host;
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) std::abort();
+}
+
+/// Choices, one after the other; 0 after the last byte.
+class Bytes {
+public:
+    Bytes(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
+
+    int below(int n) { return next() % n; }
+    /// Small numbers in steps of an eighth, and now and then any.
+    float number() {
+        const std::uint8_t byte = next();
+        if (byte < 250) return static_cast<float>(byte - 125) / 8.0F;
+        std::uint8_t bytes[4] = {next(), next(), next(), next()};
+        float any = 0.0F;
+        std::memcpy(&any, bytes, sizeof any);
+        return any;
+    }
+    std::vector<float> numbers(xp_long count) {
+        std::vector<float> list(static_cast<std::size_t>(count));
+        for (float& one : list) one = number();
+        return list;
+    }
+
+private:
+    std::uint8_t next() { return left_ == 0 ? std::uint8_t{0} : (--left_, *data_++); }
+
+    const std::uint8_t* data_;
+    std::size_t left_;
+};
+
+template <class T>
+T* handed(const std::vector<T>& values, int type) {
+    void* array = ARRalloc_f(nullptr, type, static_cast<xp_long>(values.size()), 0, __FILE__, __LINE__);
+    require(array != nullptr);
+    if (!values.empty()) std::memcpy(array, values.data(), values.size() * sizeof(T));
+    return static_cast<T*>(array);
+}
+
+void set_floats(OMobj_id parent, const char* name, const std::vector<float>& values) {
+    host::set_values(host::create(parent, name, host::Kind::array), DTYPE_FLOAT, values.data(),
+                     static_cast<xp_long>(values.size()));
+}
+
+void add_cells(OMobj_id field, Bytes& bytes, int index) {
+    constexpr const char* kTypes[] = {"Point", "Line", "Polyline", "Tri", "Quad",
+                                      "Tet",   "Hex",  "Prism",    "Pyr", "Polyhedron"};
+    OMobj_id cells{};
+    int polygons = 0, corners = 0;
+    if (FLDadd_cell_set(field, kTypes[bytes.below(10)]) != 1 || FLDget_cell_set(field, index, &cells) != 1) return;
+    FLDget_poly_flag(cells, &polygons);
+    FLDget_cell_set_nnodes(cells, &corners);
+    const int count = bytes.below(12);
+    std::vector<xp_long> nodes(static_cast<std::size_t>(polygons != 0 ? 2 * count : count * corners));
+    for (xp_long& node : nodes) node = bytes.below(40) - 2;  // some that do not exist
+    const auto size = static_cast<xp_long>(nodes.size());
+    auto* list = handed(nodes, DTYPE_LONG);
+    polygons != 0 ? FLDset_npolys(cells, count) : FLDset_ncells(cells, count);
+    const int taken = polygons != 0 ? FLDset_poly_connect(cells, list, size, ARR_HOST_OWNS)
+                                    : FLDset_node_connect(cells, list, size, ARR_HOST_OWNS);
+    if (taken != 1) ARRfree_f(list, __FILE__, __LINE__);
+}
+
+void give(int taken, void* array) {
+    if (taken != 1) ARRfree_f(array, __FILE__, __LINE__);
+}
+
+OMobj_id make_field(OMobj_id parent, Bytes& bytes, const std::string& name) {
+    const OMobj_id field = host::create(parent, name, host::Kind::field);
+    const int ndim = bytes.below(5);
+    const int nspace = 1 + bytes.below(3);
+    xp_long dims[4] = {}, nodes = 1;
+    for (int axis = 0; axis < ndim; ++axis) nodes *= dims[axis] = bytes.below(6);
+    if (ndim == 0) nodes = bytes.below(40);
+    ndim > 0 ? (FLDset_ndim(field, ndim), FLDset_dims(field, dims)) : FLDset_nnodes(field, nodes);
+    FLDset_nspace(field, nspace);
+    const xp_long count = nspace * (ndim > 0 && bytes.below(2) == 0 ? 2 : nodes);
+    auto* positions = handed(bytes.numbers(count), DTYPE_FLOAT);
+    const bool corners = ndim > 0 && count == 2 * nspace;
+    give(corners ? FLDset_points(field, positions, count, ARR_HOST_OWNS)
+                 : FLDset_coord(field, positions, count, ARR_HOST_OWNS),
+         positions);
+    const int sets = bytes.below(3);
+    for (int i = 0; i < sets; ++i) add_cells(field, bytes, i);
+    const int veclen = bytes.below(6);
+    if (veclen == 0) return field;
+    FLDset_node_data_ncomp(field, 1);
+    FLDset_node_data_veclen(field, 0, veclen);
+    if (bytes.below(4) == 0) FLDset_node_data_id(field, 0, 669);
+    const xp_long values = bytes.below(4) == 0 ? bytes.below(60) : nodes * veclen;
+    if (bytes.below(2) == 0) {
+        auto* data = handed(bytes.numbers(values), DTYPE_FLOAT);
+        give(FLDset_node_data(field, 0, data, DTYPE_FLOAT, values, ARR_HOST_OWNS), data);
+    } else {
+        auto* data = handed(std::vector<std::uint8_t>(static_cast<std::size_t>(values), 200), DTYPE_BYTE);
+        give(FLDset_node_data(field, 0, data, DTYPE_BYTE, values, ARR_HOST_OWNS), data);
+    }
+    if (bytes.below(4) == 0) host::set_field_xform(field, bytes.numbers(16), bytes.numbers(3), bytes.numbers(3));
+    return field;
+}
+
+void make_datamap(OMobj_id map, Bytes& bytes) {
+    for (const char* limit : {"min", "max"})
+        OMset_real_val(host::create(map, limit, host::Kind::real), static_cast<double>(bytes.number()));
+    const std::vector<std::uint8_t> entries(static_cast<std::size_t>(bytes.below(20)), 77);
+    for (const char* name : {"alpha", "red", "green", "blue"})
+        host::set_values(host::create(map, name, host::Kind::array), DTYPE_BYTE, entries.data(),
+                         static_cast<xp_long>(entries.size()));
+}
+
+OMobj_id make_view(Bytes& bytes, int width, int height) {
+    const OMobj_id view = host::create(host::root(), "view", host::Kind::group);
+    host::create(view, "out", host::Kind::field);
+    OMset_int_val(host::create(view, "width", host::Kind::integer), width);
+    OMset_int_val(host::create(view, "height", host::Kind::integer), height);
+    OMset_real_val(host::create(view, "fptr", host::Kind::real), std::abs(static_cast<double>(bytes.number())));
+    const int objects = 1 + bytes.below(3);
+    const OMobj_id list = host::create(view, "objects", host::Kind::objects);
+    const OMobj_id maps = host::create(view, "datamaps", host::Kind::objects, host::Kind::group);
+    OMset_array_size(list, objects);
+    OMset_array_size(maps, bytes.below(3));
+    for (int i = 0; i < objects; ++i) {
+        const std::string place = "[" + std::to_string(i) + "]";
+        OMset_obj_ref(host::find(list, place), make_field(view, bytes, "field" + std::to_string(i)));
+        if (OMvalid_obj(host::find(maps, place)) == 1 && bytes.below(4) > 0)
+            make_datamap(host::find(maps, place), bytes);
+    }
+    set_floats(view, "colors", bytes.numbers(bytes.below(10)));
+    set_floats(view, "background", bytes.numbers(bytes.below(4)));
+    if (bytes.below(2) == 0) return view;
+    const OMobj_id xform = host::create(view, "xform", host::Kind::group);
+    set_floats(xform, "mat", bytes.numbers(16));
+    set_floats(xform, "xlate", bytes.numbers(3));
+    if (bytes.below(2) == 0) set_floats(xform, "center", bytes.numbers(3));
+    return view;
+}
+
+void check_picture(OMobj_id out, xp_long pixels) {
+    int type = 0;
+    xp_long count = 0;
+    void* depths = nullptr;
+    require(FLDget_node_data(out, 1, &type, &depths, &count, ARR_READ) == 1 && type == DTYPE_FLOAT && count == pixels);
+    for (xp_long i = 0; i < count; ++i) {
+        const float depth = static_cast<float*>(depths)[i];
+        require(depth >= 0.0F && depth <= 1.0F);
+    }
+    ARRfree_f(depths, __FILE__, __LINE__);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Bytes bytes(data, size);
+    host::reset();
+    int reports = 0;
+    host::set_recorder(
+        [&](const host::Record& record) { reports += record.what == host::Record::What::report ? 1 : 0; });
+    const int width = bytes.below(48), height = bytes.below(48);
+    const OMobj_id view = make_view(bytes, width, height);
+    const int result = host_view(view, 0, 0);
+    host::set_recorder(nullptr);
+    require(reports == (result == 1 ? 0 : 1));
+    if (result == 1) check_picture(host::find(view, "out"), xp_long{1} * width * height);
+    const auto account = host::account();
+    require(account.outstanding_arrays + account.open_accesses == 0 && account.faults.empty());
+    return 0;
+}

@@ -1,0 +1,108 @@
+// Streamlines through a field of vectors that are constant in each pixel, walked from pixel to pixel.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <vector>
+
+#include "modules/zam/flow/lic_kernel.h"
+
+namespace zam::lic {
+
+/// An x and a y side by side, in one register of every 64-bit processor. The types are the compiler's (GCC and clang).
+typedef double Pair __attribute__((vector_size(16)));
+typedef std::int64_t PairMask __attribute__((vector_size(16)));  // 0 or -1 in each half
+
+struct Vector {
+    float x, y;
+};
+
+/// Nodes of `veclen` floats each, whatever the bytes are. What lies beyond them is 0.
+class NodeFloats {
+public:
+    NodeFloats(std::span<const std::byte> bytes, int veclen)
+        : bytes_(bytes), veclen_(veclen), whole_(static_cast<std::int64_t>(bytes.size() / sizeof(float)) / veclen) {}
+
+    float at(std::int64_t node, int comp) const { return node < whole_ ? read(node, comp) : read_end(node, comp); }
+
+private:
+    float read(std::int64_t node, int comp) const {
+        float value;
+        std::memcpy(&value, bytes_.data() + 4 * (node * veclen_ + comp), sizeof value);
+        return value;
+    }
+    float read_end(std::int64_t node, int comp) const;
+
+    std::span<const std::byte> bytes_;
+    std::int64_t veclen_;
+    std::int64_t whole_;  // nodes that have all their bytes
+};
+
+/// Two components of a field as the vectors of a plane.
+class VectorValues {
+public:
+    VectorValues(const NodeFloats& floats, int x, int y) : floats_(floats), x_(x), y_(y) {}
+
+    /// A vector that is not finite counts as zero.
+    Vector at(std::int64_t node) const {
+        const Vector v{floats_.at(node, x_), floats_.at(node, y_)};
+        return std::isfinite(v.x) && std::isfinite(v.y) ? v : Vector{0, 0};
+    }
+
+private:
+    NodeFloats floats_;
+    int x_, y_;
+};
+
+/// What a walk needs of each pixel, laid out for it, in a frame of pixels without a vector: walks that leave end there.
+class Flow {
+public:
+    /// @param noise  width * height grey levels, 0 or 255
+    /// @throws std::bad_alloc
+    Flow(const VectorValues& vectors, std::span<const std::uint8_t> noise, int width, int height);
+
+    struct Slopes {
+        Pair value;  // vx / vy, vy / vx; 0 for a division by 0
+    };
+    /// Memory that the walks over an image need: count, with the frame, and bytes of each.
+    static std::int64_t pixels(int width, int height) { return (std::int64_t{width} + 2) * (std::int64_t{height} + 2); }
+    static constexpr std::size_t kPixelBytes = sizeof(Slopes) + 1;
+    /// Columns and rows count from -1.
+    std::size_t pixel(std::int32_t column, std::int32_t row) const {
+        return static_cast<std::size_t>(row + 1) * stride_ + static_cast<std::size_t>(column + 1);
+    }
+    Pair slopes(std::size_t pixel) const { return slopes_[pixel].value; }
+    /// Signs of the vector and colour of the noise: which rules hold.
+    std::size_t kind(std::size_t pixel) const { return kinds_[pixel]; }
+
+private:
+    std::size_t stride_;
+    std::vector<Slopes> slopes_;
+    std::vector<std::uint8_t> kinds_;
+};
+
+/// The pixel from whose centre a streamline is followed.
+struct Start {
+    int column, row;
+    int steps;  // most in each direction; at least one is taken
+};
+
+/// What a streamline met: noise times weight, and weights.
+struct Tally {
+    double noise = 0;
+    double weight = 0;
+};
+
+/// Streamlines walked in step. One alone would wait for its own arithmetic at every pixel.
+constexpr int kTogether = 8;
+
+/// Follows the streamline of each start, first with the vectors, then against them. It ends after its steps, where it
+/// would turn back, at a vector of length 0 and at the border; unless it goes round, also at the kernel's last weight.
+/// @param starts   at most kTogether, in pixels of the flow
+/// @param tallies  one a start
+void follow(const Flow& flow, std::span<const Start> starts, const Kernel& kernel, std::span<Tally> tallies);
+
+}  // namespace zam::lic

@@ -1,0 +1,125 @@
+#include "modules/zam/readers/frt_records.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+
+#include "base/byte_order.h"
+#include "platform/large_file.h"
+
+namespace zam::frt {
+namespace {
+
+constexpr const char* kNoHeader = "Error! Cannot find header information.";
+constexpr const char* kHeaderSwap = "Error! byte swap failed - header.";
+constexpr const char* kHeaderRead = "Error! read header.";
+
+/// Bytes of an element of a type; 0 for unknown names.
+std::size_t element_width(std::string_view type) {
+    struct Row {
+        std::string_view type;
+        std::size_t width;
+    };
+    constexpr Row kRows[] = {{"char", 1}, {"byte", 1},  {"short", 2},   {"int", 4},  // deliberate: "long" has 4
+                             {"long", 4}, {"float", 4}, {"xp_long", 8}, {"double", 8}, {"byte8", 8}};
+    const auto* row = std::ranges::find(kRows, type, &Row::type);
+    return row == std::end(kRows) ? 0 : row->width;
+}
+
+/// Whether a record of that many bytes holds the dims of a grid.
+bool is_dims_length(std::int32_t word) { return word == 8 || word == 12 || word == 16 || word == 24; }
+
+std::int32_t reversed(std::int32_t word) {
+    require(reverse_elements("int", reinterpret_cast<std::byte*>(&word), sizeof word), kHeaderSwap);
+    return word;
+}
+
+/// The sum in double precision that defines a marker of 8 bytes.
+xp_long little_endian(const std::array<std::uint8_t, 8>& bytes) {
+    double sum = 0.0;
+    double power = 1.0;
+    for (const std::uint8_t byte : bytes) {
+        sum += byte * power;
+        power *= 256.0;
+    }
+    constexpr double kTooLarge = 0x1p63;
+    return sum < kTooLarge ? static_cast<xp_long>(sum) : std::numeric_limits<xp_long>::max();
+}
+
+}  // namespace
+
+bool reverse_elements(std::string_view type, std::byte* values, std::size_t size) {
+    switch (const std::size_t width = element_width(type)) {
+        case 0: return false;
+        case 1: break;
+        case 2: reverse_bytes<std::uint16_t>(values, size / width); break;
+        case 4: reverse_bytes<std::uint32_t>(values, size / width); break;
+        default: reverse_bytes<std::uint64_t>(values, size / width); break;
+    }
+    return true;
+}
+
+RecordFile::RecordFile(std::FILE* stream) : stream_(stream) {
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    length_ = std::max<xp_long>(platform::length(stream), 0);
+    stream_position_ = length_;
+}
+
+bool RecordFile::read(void* to, xp_long bytes) {
+    if (bytes < 0 || bytes > remaining()) return false;
+    if (stream_position_ != position_ && platform::seek(stream_, position_, SEEK_SET) != 0) return false;
+    const auto size = static_cast<std::size_t>(bytes);
+    if (std::fread(to, 1, size, stream_) != size) {
+        stream_position_ = -1;  // the file has changed under us; nobody knows where the stream is
+        return false;
+    }
+    position_ += bytes;
+    stream_position_ = position_;
+    return true;
+}
+
+bool RecordFile::skip(xp_long bytes) {
+    if (bytes < 0 || bytes > remaining()) return false;
+    position_ += bytes;
+    return true;
+}
+
+void RecordFile::detect_layout() {
+    std::int32_t word = 0;
+    require(read(&word, sizeof word), "Can't read header information.");
+    if (word != 0 && !is_dims_length(word)) {
+        word = reversed(word);
+        require(is_dims_length(word), "Error! Unexpected header size.");
+        layout_.swapped = true;
+    }
+    std::int32_t next = 0;
+    require(read(&next, sizeof next), kHeaderRead);
+    if (word == 0) {  // the first half of a big-endian marker of 8 bytes
+        layout_.marker_width = 8;
+        if (!is_dims_length(next)) {
+            next = reversed(next);
+            layout_.swapped = true;
+        }
+        require(is_dims_length(next), kNoHeader);
+        word = next;
+    } else if (word == 8 || word == 12) {
+        layout_.marker_width = next == 0 ? 8 : 4;
+    } else {
+        // a marker of 8 bytes begins here, at the end of the record, or else the next record's marker of 4
+        std::int32_t last = 0;
+        require(skip(word) && read(&last, sizeof last), kHeaderRead);
+        // deliberate: the word as it stands in the file, also in a swapped one
+        layout_.marker_width = last == word ? 8 : 4;
+    }
+    layout_.integer_width = word >= 16 ? 8 : 4;
+    layout_.ndim = word == 8 || word == 16 ? 2 : 3;
+    go_to(0);
+}
+
+xp_long RecordFile::marker(const MarkerTexts& texts) {
+    if (layout_.marker_width == 4) return value<std::int32_t>("int", texts.narrow);
+    return little_endian(value<std::array<std::uint8_t, 8>>("byte8", texts.wide));
+}
+
+}  // namespace zam::frt

@@ -1,0 +1,160 @@
+#include "modules/zam/readers/voxel_samples.h"
+
+#include <algorithm>
+#include <new>
+
+#include "contract/err.h"
+#include "modules/zam/readers/voxel_lines.h"
+#include "modules/zam/readers/voxel_numbers.h"
+#include "platform/large_file.h"
+
+namespace zam::voxel {
+
+bool fail(const char* text) {
+    std::fputs(text, stderr);
+    return false;
+}
+
+namespace {
+
+constexpr int kPositions = 3;
+constexpr int kFewestColumns = kPositions + 1;
+
+/// What the first pass finds out.
+struct Layout {
+    xp_long lines = 0;  // with contents, comments among them
+    char separator = ' ';
+    int columns = 0;
+};
+
+void skip_header(LineSource& source, int lines) {
+    for (int line = 0; line < lines && source.next(); ++line) {
+    }
+}
+
+/// Passes over the header lines, looking for the time key.
+void read_header(LineSource& source, const ReadOptions& options, std::string& time_label) {
+    if (options.time_key == nullptr) return skip_header(source, options.header_lines);
+    for (int line = 0; line < options.header_lines; ++line) {
+        auto text = source.next();
+        if (!text) return;
+        text = text->substr(0, text->find('\0'));
+        const auto at = text->find(options.time_key);
+        if (at != std::string_view::npos) time_label = text->substr(at, kMaxTimeLabel);
+    }
+}
+
+/// Counts the lines with contents up to the end. The first of them, though it be a comment, says how the others are
+/// taken apart.
+Layout survey(LineSource& source) {
+    Layout layout;
+    while (const auto line = source.next()) {
+        if (!has_contents(*line)) continue;
+        if (layout.lines++ > 0) continue;
+        LineBuffer buffer;
+        const std::string_view first = normalise(*line, buffer);
+        layout.separator = separator_of(first);
+        layout.columns = count_fields(first, layout.separator);
+    }
+    return layout;
+}
+
+/// Null when memory is exhausted. Not filled: what no sample comes to is never touched.
+std::unique_ptr<float[]> allocate(xp_long count, MemoryBudget& memory) {
+    try {
+        memory.require(count, sizeof(float));
+        return std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(count));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+bool allocate(const Layout& layout, MemoryBudget& memory, Samples& samples) {
+    constexpr std::array<const char*, kPositions> kNoMemory{"Cannot malloc for xval\n", "Cannot malloc for yval\n",
+                                                            "Cannot malloc for zval\n"};
+    constexpr const char* kNoMemoryForValues = "Cannot malloc for dval\n";
+    for (std::size_t axis = 0; axis < kPositions; ++axis) {
+        samples.positions[axis] = allocate(layout.lines, memory);
+        if (!samples.positions[axis]) return fail(kNoMemory[axis]);
+    }
+    // a first line of many columns, above short lines, asks for much more than the file's length
+    try {
+        samples.values.resize(static_cast<std::size_t>(layout.columns - kPositions));
+    } catch (const std::bad_alloc&) {
+        return fail(kNoMemoryForValues);
+    }
+    for (auto& column : samples.values) {
+        column = allocate(layout.lines, memory);
+        if (!column) return fail(kNoMemoryForValues);
+    }
+    return true;
+}
+
+enum class Line { sample, none, faulty };
+
+/// Reads any line with contents, field by field.
+Line read_fields(std::string_view text, char separator, float null_value, std::span<float> row) {
+    constexpr std::array<const char*, kPositions> kMissing{
+        "Unexpected error in reading x.\n", "Unexpected error in reading y.\n", "Unexpected error in reading z.\n"};
+    LineBuffer buffer;
+    const std::string_view line = normalise(text, buffer);
+    if (line.empty() || line.find('#') != std::string_view::npos) return Line::none;
+    Fields fields(line, separator);
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        const auto field = fields.next();
+        const bool missing = !field || is_missing(*field);
+        if (missing && column < kPositions) {
+            fail(kMissing[column]);
+            return Line::faulty;
+        }
+        row[column] = missing ? null_value : to_number(*field);
+    }
+    return Line::sample;
+}
+
+/// Reads the lines behind the header into arrays that hold `layout.lines` samples; a file that has grown meanwhile is
+/// read no further.
+bool read_lines(LineSource& source, const Layout& layout, float null_value, Samples& samples) {
+    std::vector<float> row(static_cast<std::size_t>(layout.columns));
+    const auto room = static_cast<std::size_t>(layout.lines);
+    while (const auto line = samples.count < room ? source.next() : std::nullopt) {
+        if (!read_ordinary_line(*line, layout.separator, row)) {
+            const Line read = read_fields(*line, layout.separator, null_value, row);
+            if (read == Line::faulty) return false;
+            if (read == Line::none) continue;
+        }
+        const std::size_t sample = samples.count++;
+        for (std::size_t axis = 0; axis < kPositions; ++axis) samples.positions[axis][sample] = row[axis];
+        for (std::size_t i = 0; i < samples.values.size(); ++i) samples.values[i][sample] = row[kPositions + i];
+    }
+    return true;
+}
+
+}  // namespace
+
+std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, MemoryBudget& memory,
+                                    std::string& time_label) {
+    constexpr const char* kCannotRewind = "Unexpected error\n";
+    LineSource source(file, platform::length(file));
+    if (!source.rewind()) {  // tried first: a pipe may never end
+        fail(kCannotRewind);
+        return std::nullopt;
+    }
+    read_header(source, options, time_label);
+    const Layout layout = survey(source);
+    if (layout.columns < kFewestColumns) {
+        ERRerror("read_voxel", 0, 2, "This module support [x(,) y(,) z(,) value] format.");
+        return std::nullopt;
+    }
+    if (!source.rewind()) {
+        fail(kCannotRewind);
+        return std::nullopt;
+    }
+    Samples samples;
+    if (!allocate(layout, memory, samples)) return std::nullopt;
+    skip_header(source, options.header_lines);
+    if (!read_lines(source, layout, options.null_value, samples)) return std::nullopt;
+    return samples;
+}
+
+}  // namespace zam::voxel

@@ -1,0 +1,151 @@
+// Rays side by side: walks through a grid that step together, without a branch.
+//
+// A walk on its own waits in every cell for its own comparisons and often guesses wrongly which face comes next. Here
+// masks choose, four rays to a vector, and the vectors of a batch hide each other's latency. The vectors are the
+// compiler's (GCC and clang), of the width that every 64-bit processor has.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "modules/zam/volume/ray_entry.h"
+
+namespace zam::tracer {
+
+constexpr int kQuadLanes = 4;
+constexpr int kQuads = 2;
+constexpr int kLanes = kQuads * kQuadLanes;
+
+typedef float Floats __attribute__((vector_size(16)));
+typedef std::int32_t Ints __attribute__((vector_size(16)));  // as a mask: 0 or -1 in each lane
+
+template <class T>
+struct FourOf {
+    typedef T type __attribute__((vector_size(kQuadLanes * sizeof(T))));
+};
+
+/// The values where the mask is set, 0 elsewhere.
+inline Floats keep(Ints mask, Floats values) { return std::bit_cast<Floats>(std::bit_cast<Ints>(values) & mask); }
+
+/// Whether any lane is negative.
+inline bool any_negative(Ints values) {
+    std::uint64_t halves[2];
+    std::memcpy(halves, &values, sizeof values);
+    return ((halves[0] | halves[1]) & 0x8000000080000000U) != 0;
+}
+
+/// The axis that each lane's ray crossed last: one mask is set a lane.
+struct CrossedAxis {
+    Ints x, y, z;
+};
+
+/// Four rays on their way from cell to cell.
+/// Node is the type of node numbers. 32 bits serve up to 2^32 nodes: strides are added modulo 2^32.
+template <class Node>
+struct WalkQuad {
+    using Nodes = typename FourOf<Node>::type;  // never passed by value: 64-bit ones are wider than a register
+
+    Floats t;             // parameter at the last crossing
+    Nodes node;           // names the current cell
+    Nodes stride[3];      // of a step along each axis
+    Floats next[3];       // parameter of the next crossing on each axis
+    Floats increment[3];  // from crossing to crossing
+    Ints steps_left[3];   // that stay within the grid; negative when the ray has left it by that axis
+
+    void start(int lane, const GridEntry& entry) {
+        t[lane] = entry.t;
+        node[lane] = static_cast<Node>(entry.node);
+        for (int a = 0; a < 3; ++a) {
+            stride[a][lane] = static_cast<Node>(entry.axis[a].stride);
+            next[a][lane] = entry.axis[a].next;
+            increment[a][lane] = entry.axis[a].increment;
+            steps_left[a][lane] = entry.axis[a].steps_left;
+        }
+    }
+
+    /// Steps into the next cell. Of equal crossings x comes before z, y before x and before z.
+    CrossedAxis advance() {
+        const Ints x_before_y = next[1] > next[0];
+        const Floats nearer = x_before_y ? next[0] : next[1];
+        CrossedAxis crossed;
+        crossed.z = nearer > next[2];
+        crossed.x = x_before_y & ~crossed.z;
+        crossed.y = ~(x_before_y | crossed.z);
+        t = crossed.z ? next[2] : nearer;
+        next[0] += keep(crossed.x, increment[0]);
+        next[1] += keep(crossed.y, increment[1]);
+        next[2] += keep(crossed.z, increment[2]);
+        steps_left[0] += crossed.x;  // masks are -1
+        steps_left[1] += crossed.y;
+        steps_left[2] += crossed.z;
+        node += (stride[0] & __builtin_convertvector(crossed.x, Nodes)) |
+                (stride[1] & __builtin_convertvector(crossed.y, Nodes)) |
+                (stride[2] & __builtin_convertvector(crossed.z, Nodes));
+        return crossed;
+    }
+
+    /// Negative in the lanes whose rays have left the grid.
+    Ints left() const { return steps_left[0] | steps_left[1] | steps_left[2]; }
+};
+
+/// The nodes of one cell face in four lanes, with their weights: those of a bilinear interpolation, the first node
+/// being the one that names the cell.
+template <class Node>
+struct FaceQuad {
+    typename FourOf<Node>::type node[4];
+    Floats weight[4];
+};
+
+/// Four rays on their way from cell face to cell face.
+template <class Node>
+struct FaceWalkQuad : WalkQuad<Node> {
+    using Walk = WalkQuad<Node>;
+    using typename Walk::Nodes;
+
+    CrossedAxis crossed;  // by the last step, or by the entry
+    Floats last[3];       // parameter of the last crossing on each axis
+    Floats speed[3];      // |direction|
+
+    void start(int lane, const GridEntry& entry) {
+        Walk::start(lane, entry);
+        crossed.x[lane] = entry.face_axis == 0 ? -1 : 0;
+        crossed.y[lane] = entry.face_axis == 1 ? -1 : 0;
+        crossed.z[lane] = entry.face_axis == 2 ? -1 : 0;
+        for (int a = 0; a < 3; ++a) {
+            last[a][lane] = entry.axis[a].last;
+            speed[a][lane] = entry.axis[a].speed;
+        }
+    }
+
+    void advance() {
+        crossed = Walk::advance();
+        last[0] = crossed.x ? this->t : last[0];
+        last[1] = crossed.y ? this->t : last[1];
+        last[2] = crossed.z ? this->t : last[2];
+    }
+
+    /// The face just crossed. Its first axis is x, or y on a face across x; its second is z, or y on a face across z.
+    /// Along an axis that the ray does not move along, both nodes are the same and the second has weight 0.
+    void get_face(FaceQuad<Node>& face) const {
+        const Nodes across_x = __builtin_convertvector(crossed.x, Nodes);
+        const Nodes across_z = __builtin_convertvector(crossed.z, Nodes);
+        const Nodes first_stride = (this->stride[1] & across_x) | (this->stride[0] & ~across_x);
+        const Nodes second_stride = (this->stride[1] & across_z) | (this->stride[2] & ~across_z);
+        face.node[0] = this->node;
+        face.node[1] = face.node[0] + first_stride;
+        face.node[2] = face.node[0] + second_stride;
+        face.node[3] = face.node[1] + second_stride;
+
+        const Floats way_y = (this->t - last[1]) * speed[1];
+        const Floats first = crossed.x ? way_y : (this->t - last[0]) * speed[0];
+        const Floats second = crossed.z ? way_y : (this->t - last[2]) * speed[2];
+        face.weight[0] = (1 - first) * (1 - second);
+        face.weight[1] = first * (1 - second);
+        face.weight[2] = (1 - first) * second;
+        face.weight[3] = first * second;
+    }
+};
+
+}  // namespace zam::tracer

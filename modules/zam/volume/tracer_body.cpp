@@ -1,0 +1,125 @@
+// The render driver: prepares the view and renders the image in four bands.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <limits>
+#include <optional>
+
+#include "contract/mat.h"
+#include "modules/support/status_range.h"
+#include "modules/zam/tracer.h"
+#include "modules/zam/volume/ray_entry.h"
+
+namespace {
+
+using zam::tracer::Grid;
+
+/// The view of the last render: one for the whole process.
+struct {
+    float forward[16];
+    float inverse[16];  // from view to voxel space
+    std::int64_t pixel_count;
+} view;
+
+bool has_all_arrays(const TracerVolume* volume, const float* matrix, const TracerImage* image) {
+    return volume && volume->dims && volume->bounds && volume->data && matrix && image && image->pixels;
+}
+
+/// The volume's grid; nothing when its nodes cannot be counted.
+std::optional<Grid> read_grid(const TracerVolume& volume) {
+    Grid grid{};
+    for (int a = 0; a < 3; ++a) {
+        if (volume.dims[a] > std::numeric_limits<int>::max()) return std::nullopt;
+        grid.nodes[a] = static_cast<int>(std::max(volume.dims[a], xp_long{0}));
+    }
+    return grid.is_countable() ? std::optional(grid) : std::nullopt;
+}
+
+/// Sets the view's matrices. The inverse is stretched from the box of the nodes to that of the voxels around them.
+void set_view(const TracerVolume& volume, const float* matrix) {
+    std::copy_n(matrix, std::size(view.forward), view.forward);
+    matrix_inverse(view.inverse, view.forward);
+
+    float stretch[16] = {};
+    stretch[15] = 1;
+    for (int a = 0; a < 3; ++a) {
+        const float extent = volume.bounds[2 * a + 1] - volume.bounds[2 * a];
+        if (extent == 0) return;  // a flat volume stays as it is, on all axes
+        stretch[5 * a] = static_cast<float>(volume.dims[a]) / extent;
+    }
+    MATmat4_multiply(view.inverse, stretch, view.inverse);
+}
+
+}  // namespace
+
+int tracer_body(const TracerVolume* volume, const float* matrix, const TracerColor* color_table,
+                const TracerImage* image, const float* a_scale, const float* fptr, int width, int height,
+                int interpolate) {
+    if (!has_all_arrays(volume, matrix, image)) return 0;
+    const auto grid = read_grid(*volume);
+    if (!grid) return 0;
+    if (volume->veclen != 1 && volume->veclen != 4)
+        std::printf("tracer_body  OK  tracer requires 4-vector or 1-vector data");
+
+    set_view(*volume, matrix);
+    view.pixel_count = std::int64_t{width} * height;
+    const auto& [nx, ny, nz] = grid->nodes;
+    const double largest = std::max({nx, ny, nz});
+    const double perspective = fptr ? static_cast<double>(*fptr) : 1.0;
+    const double opacity_scale = a_scale ? static_cast<double>(*a_scale) : 1.0;
+
+    const auto render = interpolate ? interp_loop : inner_loop;
+    const int quarter = height / 4;
+    for (int band = 0; band < 4; ++band) {
+        const zam::StatusRange progress(25 * band, 25 * band + 25);
+        const int first_row = band * quarter;
+        progress.done(0);
+        render(image->pixels, first_row, band < 3 ? quarter : height - first_row, width, height, view.inverse,
+               volume->data, nx, ny, nz, largest, perspective, color_table, volume->veclen, opacity_scale);
+        progress.done(100);
+    }
+    return 1;
+}
+
+void matrix_inverse(float* result, const float* source) {
+    float m[16];  // a copy, since `result` may be `source`
+    std::copy_n(source, std::size(m), m);
+    const float determinant = m[0] * m[5] * m[10] - m[0] * m[6] * m[9] - m[1] * m[4] * m[10] + m[1] * m[6] * m[8] +
+                              m[2] * m[4] * m[9] - m[2] * m[5] * m[8];
+    const float f = 1 / determinant;
+    const float inverse[16] = {(m[5] * m[10] - m[6] * m[9]) * f,
+                               (m[9] * m[2] - m[10] * m[1]) * f,
+                               (m[6] * m[1] - m[2] * m[5]) * f,
+                               0,
+                               (m[6] * m[8] - m[4] * m[10]) * f,
+                               (m[10] * m[0] - m[2] * m[8]) * f,
+                               (m[4] * m[2] - m[6] * m[0]) * f,
+                               0,
+                               (m[4] * m[9] - m[8] * m[5]) * f,
+                               (m[8] * m[1] - m[9] * m[0]) * f,
+                               (m[0] * m[5] - m[4] * m[1]) * f,
+                               0,
+                               (m[9] * m[6] * m[12] - m[10] * m[5] * m[12] - m[8] * m[6] * m[13] +
+                                m[4] * m[10] * m[13] + m[8] * m[5] * m[14] - m[4] * m[9] * m[14]) *
+                                   f,
+                               (m[1] * m[10] * m[12] - m[2] * m[9] * m[12] + m[2] * m[8] * m[13] -
+                                m[10] * m[0] * m[13] - m[8] * m[1] * m[14] + m[9] * m[0] * m[14]) *
+                                   f,
+                               (m[2] * m[5] * m[12] - m[1] * m[6] * m[12] - m[2] * m[4] * m[13] + m[6] * m[0] * m[13] +
+                                m[1] * m[4] * m[14] - m[0] * m[5] * m[14]) *
+                                   f,
+                               1};
+    std::copy_n(inverse, std::size(inverse), result);
+}
+
+void mat_print(const float* matrix) {
+    for (int row = 0; row < 4; ++row) {
+        const float* m = matrix + std::ptrdiff_t{4} * row;
+        std::printf("%9.4f %9.4f %9.4f %9.4f\n", static_cast<double>(m[0]), static_cast<double>(m[1]),
+                    static_cast<double>(m[2]), static_cast<double>(m[3]));
+    }
+}
+
+int tracer_spec(void) { return 0; }

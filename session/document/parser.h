@@ -1,0 +1,14 @@
+// JSON texts as trees of nodes.
+#pragma once
+
+#include <string_view>
+
+#include "session/document/document.h"
+
+namespace zam::session {
+
+/// Parses the text of a document into its root. Duplicate keys are problems of their own, after which the first counts.
+/// @return false after a problem that leaves no document: syntax, nesting deeper than 64, too many values
+bool parse_json(const Document& document, std::string_view text, Node& root, Problems& problems);
+
+}  // namespace zam::session

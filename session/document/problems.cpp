@@ -1,0 +1,26 @@
+#include "session/document/problems.h"
+
+namespace zam::session {
+namespace {
+
+constexpr std::size_t kMostLines = 1000;
+
+}  // namespace
+
+std::string to_text(const Place& place) {
+    std::string text = place.source;
+    if (place.line > 0) text += ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+    if (!place.path.empty()) text += ": " + place.path;
+    return text;
+}
+
+void Problems::add(const Place& place, std::string_view text) {
+    if (++count_ <= kMostLines) lines_.push_back(to_text(place).append(": ").append(text));
+}
+
+void Problems::print(std::FILE* stream) const {
+    for (const auto& line : lines_) std::fprintf(stream, "%s\n", line.c_str());
+    if (count_ > kMostLines) std::fprintf(stream, "and %zu more problems\n", count_ - kMostLines);
+}
+
+}  // namespace zam::session

@@ -1,0 +1,254 @@
+#include "session/network/definitions.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "embedded/view/view.h"
+#include "session/values/number_array.h"
+
+namespace zam::session {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<std::string_view, 3> kDirectionNames{"in", "out", "inout"};
+
+std::string required_text(const Cursor& object, std::string_view key) {
+    const auto place = object.find(key);
+    if (!place) object.problem("\"" + std::string(key) + "\" is missing");
+    return place ? place->text().value_or("") : "";
+}
+
+std::string optional_text(const Cursor& object, std::string_view key) {
+    const auto place = object.find(key);
+    return place ? place->text().value_or("") : "";
+}
+
+// --- Parameters ---
+
+Shape read_shape(const Cursor& cursor) {
+    Shape shape;
+    const std::string kind_text = required_text(cursor, "kind");
+    const auto kind = kind_from_name(kind_text);
+    if (!kind && !kind_text.empty()) cursor.find("kind")->problem("unknown kind");
+    shape.kind = kind.value_or(Kind::object);
+    if (shape.kind == Kind::array) {
+        shape.array_type = read_type(cursor, DTYPE_FLOAT);
+    } else if (const auto type = cursor.find("type")) {
+        type->problem("only arrays have an element type");
+    }
+    if (const auto file = cursor.find("file")) {
+        shape.file_name = file->boolean().value_or(false);
+        if (shape.kind != Kind::text) file->problem("only texts are file names");
+    }
+    return shape;
+}
+
+Direction read_direction(const Cursor& cursor) {
+    const std::string name = required_text(cursor, "direction");
+    const auto* const found = std::find(kDirectionNames.begin(), kDirectionNames.end(), name);
+    if (found != kDirectionNames.end()) return static_cast<Direction>(found - kDirectionNames.begin());
+    if (!name.empty()) cursor.find("direction")->problem("a direction is in, out or inout");
+    return Direction::in;
+}
+
+/// A default as people read it: numbers and texts as they are, larger values by their form.
+std::string text_of_default(const Cursor& cursor) {
+    if (const auto* text = cursor.get<std::string>()) return "\"" + *text + "\"";
+    if (const auto* number = cursor.get<Number>()) {
+        std::array<char, 32> text{};
+        if (const auto* whole = std::get_if<std::int64_t>(number)) return std::to_string(*whole);
+        std::snprintf(text.data(), text.size(), "%.9g", std::get<double>(*number));
+        return text.data();
+    }
+    if (const auto preset = cursor.find("preset")) return optional_text(cursor, "preset");
+    if (cursor.is_array()) return std::to_string(cursor.array_size()) + " values";
+    return "given";
+}
+
+Parameter read_parameter(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"name", "kind", "type", "file", "direction", "default", "meaning"};
+    cursor.expect_keys(kKeys);
+    Parameter parameter;
+    parameter.name = required_text(cursor, "name");
+    if (parameter.name.find_first_of(".[]") != std::string::npos) cursor.problem("names hold no dots or brackets");
+    parameter.shape = read_shape(cursor);
+    parameter.direction = read_direction(cursor);
+    parameter.meaning = required_text(cursor, "meaning");
+    if (const auto place = cursor.find("default")) {
+        parameter.default_value = read_value(*place, parameter.shape);
+        parameter.default_text = text_of_default(*place);
+        if (place->is_null()) place->problem("leave the default away instead");
+    }
+    return parameter;
+}
+
+void read_parameters(const Cursor& cursor, Definition& definition) {
+    const auto place = cursor.find("parameters");
+    if (!place) return cursor.problem("\"parameters\" is missing");
+    if (!place->is_array() || (place->get<Numbers>() && place->array_size() > 0)) {
+        return place->expected("an array of parameters");
+    }
+    for (std::size_t i = 0; i < place->array_size(); ++i) {
+        const Cursor parameter_place = place->at(i);
+        if (!parameter_place.object()) continue;
+        auto parameter = read_parameter(parameter_place);
+        if (definition.find_parameter(parameter.name)) parameter_place.problem("this name is given twice");
+        definition.parameters.push_back(std::move(parameter));
+    }
+}
+
+// --- Entries ---
+
+void read_set_params(const Cursor& cursor, Definition& definition) {
+    constexpr std::string_view kKeys[] = {"name", "on"};
+    if (!cursor.object()) return;
+    cursor.expect_keys(kKeys);
+    definition.set_params_entry = required_text(cursor, "name");
+    const auto on = cursor.find("on");
+    if (!on) return cursor.problem("\"on\" is missing");
+    definition.set_params_on = on->texts().value_or(std::vector<std::string>{});
+    for (const auto& name : definition.set_params_on) {
+        if (!definition.find_parameter(name)) on->problem("there is no parameter " + name);
+    }
+}
+
+void read_entries(const Cursor& cursor, Definition& definition) {
+    const auto place = cursor.find("entries");
+    if (!place) return;
+    const auto* members = place->object();
+    if (!members) return;
+    for (const auto& member : *members) {
+        const Cursor entry = place->at(member);
+        if (member.key == "set_params") {
+            read_set_params(entry, definition);
+        } else if (member.key == "delete") {
+            definition.delete_entry = entry.text().value_or("");
+        } else if (auto name = entry.text()) {
+            definition.further_entries.push_back(std::move(*name));
+        }
+    }
+}
+
+// --- Classes ---
+
+std::optional<Method> read_method(const Cursor& cursor, const Definition& definition) {
+    constexpr std::string_view kKeys[] = {"name", "on", "at_start"};
+    if (!cursor.object()) return std::nullopt;
+    cursor.expect_keys(kKeys);
+    Method method{.name = required_text(cursor, "name"), .on = {}, .at_start = false};
+    if (const auto on = cursor.find("on")) {
+        method.on = on->texts().value_or(std::vector<std::string>{});
+        for (const auto& name : method.on) {
+            if (!definition.find_parameter(name)) on->problem("there is no parameter " + name);
+        }
+    }
+    if (const auto at_start = cursor.find("at_start")) method.at_start = at_start->boolean().value_or(false);
+    return method;
+}
+
+void read_class(const Cursor& cursor, Definition& definition) {
+    const auto place = cursor.find("methods");
+    if (!place) return cursor.problem("\"methods\" is missing");
+    if (!place->get<Elements>()) return place->expected("an array of methods");
+    for (std::size_t i = 0; i < place->array_size(); ++i) {
+        if (auto method = read_method(place->at(i), definition)) definition.methods.push_back(std::move(*method));
+    }
+    definition.update_method = required_text(cursor, "update");
+    if (!definition.find_method(definition.update_method)) cursor.problem("\"update\" names no method");
+}
+
+}  // namespace
+
+std::string_view direction_name(Direction direction) { return kDirectionNames[static_cast<std::size_t>(direction)]; }
+
+const Parameter* Definition::find_parameter(std::string_view name) const {
+    const auto found = std::find_if(parameters.begin(), parameters.end(),
+                                    [&](const auto& parameter) { return parameter.name == name; });
+    return found == parameters.end() ? nullptr : &*found;
+}
+
+const Method* Definition::find_method(std::string_view name) const {
+    const auto found = std::find_if(methods.begin(), methods.end(), [&](const auto& method) {
+        return method.name == name || exported(method.name) == name;
+    });
+    return found == methods.end() ? nullptr : &*found;
+}
+
+void Definitions::add(const std::string& file, Problems& problems) {
+    const auto document = load_document(file, problems);
+    if (!document) return;
+    auto definition = std::make_unique<Definition>();
+    definition->file = file;
+    add(*document, std::move(definition), problems);
+}
+
+void Definitions::add_host_entries(Problems& problems) {
+    for (const auto& entry : host::entry_definitions()) {
+        auto definition = std::make_unique<Definition>();
+        definition->file = entry.name;
+        definition->text = entry.text;
+        Document document(entry.name, entry.text);
+        if (document.parse(problems)) add(document, std::move(definition), problems);
+    }
+}
+
+void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems) {
+    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
+    constexpr std::string_view kClassKeys[] = {"module", "class", "summary", "update", "methods", "parameters"};
+    const std::size_t problems_before = problems.count();
+    Environment environment{problems, fs::path(definition->file).parent_path().string()};
+    const Cursor cursor(document, environment);
+    if (!cursor.object()) return;
+    definition->is_class = cursor.find("class").has_value();
+    definition->is_class ? cursor.expect_keys(kClassKeys) : cursor.expect_keys(kKeys);
+    definition->module = required_text(cursor, "module");
+    definition->entry = required_text(cursor, definition->is_class ? "class" : "entry");
+    definition->summary = required_text(cursor, "summary");
+    read_parameters(cursor, *definition);
+    definition->is_class ? read_class(cursor, *definition) : read_entries(cursor, *definition);
+    if (by_entry(definition->entry)) cursor.problem("another file defines " + definition->entry);
+    if (problems.count() > problems_before) return;
+    const auto behind = std::upper_bound(definitions_.begin(), definitions_.end(), definition,
+                                         [](const auto& a, const auto& b) { return a->module < b->module; });
+    definitions_.insert(behind, std::move(definition));
+}
+
+Definitions Definitions::load(const std::string& directory, Problems& problems) {
+    Definitions definitions;
+    std::vector<std::string> files;
+    std::error_code error;
+    for (auto entry = fs::directory_iterator(directory, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (entry->path().extension() == ".json") files.push_back(entry->path().string());
+    }
+    if (error) problems.add({directory, 0, 0, {}}, "no definition files can be read here: " + error.message());
+    std::sort(files.begin(), files.end());
+    for (const auto& file : files) definitions.add(file, problems);
+    return definitions;
+}
+
+const Definition* Definitions::by_entry(std::string_view entry) const {
+    const auto found =
+        std::find_if(definitions_.begin(), definitions_.end(), [&](const auto& d) { return d->entry == entry; });
+    return found == definitions_.end() ? nullptr : found->get();
+}
+
+const Definition* Definitions::by_any_name(std::string_view name) const {
+    if (const auto* definition = by_entry(name)) return definition;
+    const auto found =
+        std::find_if(definitions_.begin(), definitions_.end(), [&](const auto& d) { return d->module == name; });
+    return found == definitions_.end() ? nullptr : found->get();
+}
+
+bool Definitions::has_entry(std::string_view entry) const {
+    return std::any_of(definitions_.begin(), definitions_.end(), [&](const auto& definition) {
+        const auto& further = definition->further_entries;
+        if (definition->is_class) return false;
+        return definition->entry == entry || definition->set_params_entry == entry ||
+               definition->delete_entry == entry || std::find(further.begin(), further.end(), entry) != further.end();
+    });
+}
+
+}  // namespace zam::session

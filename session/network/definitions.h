@@ -1,0 +1,86 @@
+// Definition files: what the runner knows of the modules of a library.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session/document/problems.h"
+#include "session/values/value.h"
+
+namespace zam::session {
+
+enum class Direction { in, out, inout };
+
+struct Parameter {
+    std::string name;
+    Shape shape;
+    Direction direction = Direction::in;
+    std::optional<Value> default_value;
+    std::string default_text;  // the default as the definition file writes it; empty: none
+    std::string meaning;
+
+    /// Whether instances have the object when their network says nothing of it.
+    bool exists_unless_told() const { return default_value.has_value() || direction != Direction::in; }
+};
+
+/// A method of a class module.
+struct Method {
+    std::string name;
+    std::vector<std::string> on;  // parameters whose change runs it
+    bool at_start = false;        // also runs it when a network gives one of them from the beginning
+};
+
+struct Definition {
+    std::string file;  // or the name of what else it was read from
+    std::string text;  // of one that was not read from a file
+    std::string module;
+    std::string entry;  // of a class its name
+    std::string summary;
+    std::string set_params_entry;              // empty: none
+    std::vector<std::string> set_params_on;    // parameters whose being set calls it before the update
+    std::string delete_entry;                  // empty: none
+    std::vector<std::string> further_entries;  // others that a network may call
+    bool is_class = false;
+    std::vector<Method> methods;  // of a class; `inst` runs when an instance is made, `deinst` when it goes
+    std::string update_method;    // of a class, what an update calls
+    std::vector<Parameter> parameters;
+
+    const Parameter* find_parameter(std::string_view name) const;
+    /// A method by its name or by that of its exported function; null when there is none.
+    const Method* find_method(std::string_view name) const;
+    /// Name of the function that a class exports for a method, or for `create` and `destroy`.
+    std::string exported(std::string_view method) const { return entry + "_" + std::string(method); }
+};
+
+/// The name of a direction in definition files.
+std::string_view direction_name(Direction direction);
+
+/// All modules of a library, by their names in alphabetical order.
+class Definitions {
+public:
+    /// Reads every .json file of a directory. What is wrong with them is reported as problems.
+    static Definitions load(const std::string& directory, Problems& problems);
+
+    /// Reads one definition. Nothing is added after a problem.
+    void add(const std::string& file, Problems& problems);
+    /// Adds the entries that the host has itself.
+    void add_host_entries(Problems& problems);
+
+    const std::vector<std::unique_ptr<const Definition>>& all() const { return definitions_; }
+    /// The definition with an update entry, or class, of that name; null when there is none.
+    const Definition* by_entry(std::string_view entry) const;
+    /// The same by entry or module name.
+    const Definition* by_any_name(std::string_view name) const;
+    /// Whether any module that is no class has an entry of that name: update, parameter setting, deletion or another.
+    bool has_entry(std::string_view entry) const;
+
+private:
+    void add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems);
+
+    std::vector<std::unique_ptr<const Definition>> definitions_;
+};
+
+}  // namespace zam::session

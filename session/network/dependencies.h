@@ -1,0 +1,31 @@
+// Which modules refer to which, and the order that follows from it.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zam::session {
+
+class Dependencies {
+public:
+    explicit Dependencies(std::size_t modules) : upstream_(modules) {}
+
+    /// Replaces the modules that parameter `parameter` of `module` refers to. References of a module to itself do not
+    /// count.
+    void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);
+
+    /// The modules so that each comes after those it refers to, otherwise in the order of their numbers. Modules on a
+    /// circle, and behind one, are left out.
+    std::vector<std::size_t> order() const;
+
+    /// The modules of one circle of references, each referring to the next and the last to the first; empty when there
+    /// is none.
+    std::vector<std::size_t> circle() const;
+
+private:
+    std::vector<std::map<std::string, std::vector<std::size_t>>> upstream_;  // by module, then parameter
+};
+
+}  // namespace zam::session

@@ -1,0 +1,44 @@
+#include "session/network/network.h"
+
+#include <algorithm>
+
+namespace zam::session {
+
+std::string_view file_ending(std::string_view file) {
+    const auto dot = file.find_last_of("./\\");
+    return dot == std::string_view::npos || file[dot] != '.' ? "" : file.substr(dot + 1);
+}
+
+std::optional<OutputKind> output_kind(std::string_view file) {
+    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg"};
+    const auto* const found = std::find(std::begin(kEndings), std::end(kEndings), file_ending(file));
+    if (found == std::end(kEndings)) return std::nullopt;
+    return static_cast<OutputKind>(found - std::begin(kEndings));
+}
+
+void Network::add(Instance instance) {
+    numbers_.emplace(instance.name, instances.size());
+    instances.push_back(std::move(instance));
+}
+
+std::optional<std::size_t> Network::find(std::string_view module) const {
+    const auto found = numbers_.find(module);
+    return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+ReferenceParts split_reference(std::string_view reference) {
+    const auto dot = std::min(reference.find('.'), reference.size());
+    const auto behind = reference.substr(std::min(dot + 1, reference.size()));
+    const auto end = std::min(behind.find_first_of(".["), behind.size());
+    return {reference.substr(0, dot), behind.substr(0, end), behind.substr(end)};
+}
+
+std::vector<std::size_t> referred_modules(const Network& network, const Value& value) {
+    std::vector<std::size_t> modules;
+    for (const auto* reference : references_in(value)) {
+        if (const auto number = network.find(split_reference(reference->target).module)) modules.push_back(*number);
+    }
+    return modules;
+}
+
+}  // namespace zam::session

@@ -1,0 +1,102 @@
+// Networks: module instances with their parameters, events, outputs, as a network file and the command line give them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "session/network/definitions.h"
+#include "session/network/dependencies.h"
+#include "session/values/value.h"
+
+namespace zam::session {
+
+/// A value for one parameter of one module.
+struct Assignment {
+    std::size_t module = 0;
+    const Parameter* parameter = nullptr;
+    Value value;
+    Place place;
+};
+
+struct Instance {
+    std::string name;
+    const Definition* definition = nullptr;
+    Place place;
+    std::vector<Assignment> given;  // each parameter at most once
+};
+
+/// The files that outputs become, by the ending of their names.
+enum class OutputKind { png, json, raw, vti, vtr, vts, vtu, svg };
+std::optional<OutputKind> output_kind(std::string_view file);
+/// What stands after the last dot of a file name; empty if it has none.
+std::string_view file_ending(std::string_view file);
+
+struct Output {
+    std::string file;
+    OutputKind kind = OutputKind::json;
+    Reference from;
+    bool alpha = false;                               // .png
+    std::optional<std::array<double, 3>> background;  // .png: red, green, blue from 0 to 1
+    int component = 0;                                // .raw
+    std::optional<Reference> under, points;           // .svg: image beneath, field of points on top
+};
+
+struct SetEvent {
+    std::vector<Assignment> assignments;
+};
+struct RunEvent {
+    std::vector<std::size_t> modules;
+};
+struct CallEvent {
+    std::size_t module = 0;
+    std::string entry;  // of a class module the method's name
+};
+struct WriteEvent {
+    std::vector<Output> outputs;
+};
+struct JoystickEvent {
+    int id = 1;                                         // 1 or 2
+    std::array<std::optional<std::uint32_t>, 8> state;  // x y z r u v pov buttons; nothing: as before
+};
+struct AdvanceEvent {
+    std::int64_t units = 0;
+};
+struct UnlinkEvent {
+    std::size_t module = 0;
+    std::string parameter;
+};
+struct Event {
+    std::variant<SetEvent, RunEvent, CallEvent, WriteEvent, JoystickEvent, AdvanceEvent, UnlinkEvent> what;
+    Place place;
+};
+
+struct Network {
+    /// Adds an instance. Its name is not that of another.
+    void add(Instance instance);
+    std::optional<std::size_t> find(std::string_view module) const;
+
+    std::vector<Instance> instances;
+    std::vector<Event> events;
+    std::vector<Output> outputs;
+
+private:
+    std::map<std::string, std::size_t, std::less<>> numbers_;  // of instances by name
+};
+
+/// A reference taken apart: "MODULE.PARAM" and what follows, ".sub" or "[i]" or nothing.
+struct ReferenceParts {
+    std::string_view module, parameter, rest;
+};
+ReferenceParts split_reference(std::string_view reference);
+
+/// The modules that a value refers to, by their numbers.
+std::vector<std::size_t> referred_modules(const Network& network, const Value& value);
+
+}  // namespace zam::session

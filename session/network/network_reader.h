@@ -1,0 +1,26 @@
+// Reads network files and the options that change them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session/document/cursor.h"
+#include "session/network/network.h"
+
+namespace zam::session {
+
+/// `--set MODULE.PARAM=VALUE` and `--write FILE=REF`, in the order of the command line.
+struct NetworkOptions {
+    std::vector<std::string> set;
+    std::vector<std::string> write;
+};
+
+/// Reads and checks a network file with the options that change it. All problems are listed.
+Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
+                     Problems& problems);
+
+/// Reads a network from a document and applies the options, without checking how the parts fit each other.
+Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,
+                     Environment& environment);
+
+}  // namespace zam::session

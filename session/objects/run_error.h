@@ -1,0 +1,18 @@
+// What stops a part of a run: a value that cannot be made, an output that cannot be written.
+#pragma once
+
+#include <stdexcept>
+
+namespace zam::session {
+
+class RunError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// For steps that only fail when memory is exhausted or a host call is made to fail.
+inline void require(bool done, const char* what) {
+    if (!done) throw RunError(what);
+}
+
+}  // namespace zam::session

@@ -1,0 +1,39 @@
+// Writers of output files. Each throws RunError when the object does not suit the kind of file or the file cannot be
+// written; then no file of that name is made or changed.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "contract/types.h"
+#include "session/network/network.h"
+#include "session/outputs/output_file.h"
+
+namespace zam::session {
+
+/// Writes what an output names, as the ending of the file name says.
+/// @param directory  where relative names go
+void write_output(const Output& output, const std::string& directory);
+
+/// Any object as JSON.
+void write_json(OMobj_id object, OutputFile& file);
+
+/// The values of an array, or of one component of a field, little-endian.
+void write_raw(OMobj_id object, int component, OutputFile& file);
+
+/// An image field: 2-D, component 0 of veclen 4 or 5 with the bytes opacity, red, green, blue first.
+void write_png(OMobj_id object, const Output& output, OutputFile& file);
+
+/// The same picture as the bytes of a PNG file.
+std::string encode_png(OMobj_id object);
+
+/// A field's lines, or its points where it has none, as vector graphics.
+/// @param under   image field beneath
+/// @param points  field of points on top; their labels are the characters of component 0
+void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std::optional<OMobj_id>& points,
+               OutputFile& file);
+
+/// A field as a VTK XML file of the kind that suits its grid type. The field's transform is not applied.
+void write_vtk(OMobj_id object, OutputKind kind, OutputFile& file);
+
+}  // namespace zam::session

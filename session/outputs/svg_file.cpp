@@ -1,0 +1,357 @@
+// Line fields and labelled points as vector graphics, over an image where one is given.
+//
+// A drawing's units are those of the fields' coordinates; z is left out. y points up as in the fields, so what SVG
+// counts downward is written with the other sign. Pixel (i, j) of an image is centred on the position of its node, as
+// if it were drawn as a field: row 0, the top row of a .png file, is the lowest one here.
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "contract/fld.h"
+#include "embedded/host.h"
+#include "session/objects/field_access.h"
+#include "session/outputs/outputs.h"
+#include "session/objects/run_error.h"
+
+namespace zam::session {
+namespace {
+
+constexpr xp_long kMostLines = xp_long{1} << 28;  // overlapping polylines can ask for any number
+constexpr double kPixels = 1000;                  // longer side of the picture where a viewer has no size of its own
+
+/// The shortest text that gives a number back, whatever the locale.
+template <class Number>
+std::string number_text(Number value) {
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+    return {text.data(), end};
+}
+
+struct Position {
+    float x = 0, y = 0;
+
+    bool finite() const { return std::isfinite(x) && std::isfinite(y); }
+    /// As SVG has it.
+    std::string text() const { return number_text(x) + " " + number_text(y == 0.0F ? y : -y); }
+};
+
+/// The rectangle that a drawing covers, y upward.
+struct Frame {
+    double left = std::numeric_limits<double>::infinity(), right = -left;
+    double bottom = left, top = -left;
+
+    void include(double x, double y) {
+        left = std::min(left, x);
+        right = std::max(right, x);
+        bottom = std::min(bottom, y);
+        top = std::max(top, y);
+    }
+    bool empty() const { return !(left <= right); }
+    double width() const { return right - left; }
+    double height() const { return top - bottom; }
+    double longest() const { return std::max(width(), height()); }
+    void widen(double by) {
+        include(left - by, bottom - by);
+        include(right + by, top + by);
+    }
+};
+
+/// Node positions of a field, of any nspace from 2 on.
+class Positions {
+public:
+    explicit Positions(OMobj_id field) : shape_(read_shape(field)), coord_(read_coordinates(field)) {
+        if (shape_.nnodes > 0 && (shape_.nspace < 2 || coord_.count() < shape_.nnodes * shape_.nspace)) {
+            throw RunError("lines and points of .svg files have coordinates of two or three components");
+        }
+    }
+
+    xp_long count() const { return shape_.nnodes; }
+    Position operator[](xp_long node) const {
+        if (node < 0 || node >= count()) throw RunError("a line refers to node " + std::to_string(node));
+        const float* at = coord_.data() + node * shape_.nspace;
+        return {at[0], at[1]};
+    }
+    void extend(Frame& frame) const {
+        for (xp_long node = 0; node < count(); ++node) {
+            const Position at = (*this)[node];
+            if (at.finite()) frame.include(static_cast<double>(at.x), static_cast<double>(at.y));
+        }
+    }
+
+private:
+    FieldShape shape_;
+    LentArray<float> coord_;
+};
+
+// --- Lines ---
+
+/// Joins lines that follow each other into one path. Nodes too near to the one before, and short lines where the path
+/// has been already, are left out: nobody could see them, but a line that circles has millions.
+class PathWriter {
+public:
+    /// @param dot  what nobody can see
+    PathWriter(const Positions& positions, double dot, OutputFile& file)
+        : positions_(positions), dot_(dot), file_(file) {}
+
+    void line(xp_long from, xp_long to) {
+        if (++lines_ > kMostLines) throw RunError("the field has too many lines");
+        const Position start = positions_[from];
+        const Position end = positions_[to];
+        if (!start.finite() || !end.finite()) return finish();
+        if (!open_ || from != last_) {
+            finish();
+            file_.write("<path d=\"M" + start.text());
+            open_ = true;
+            at_ = start;
+        }
+        last_ = to;
+        const double length = std::hypot(static_cast<double>(end.x - at_.x), static_cast<double>(end.y - at_.y));
+        held_ = length < dot_;
+        if (!held_) go_on(end, length);
+    }
+    void finish() {
+        if (!open_) return;
+        if (held_) file_.write("L" + positions_[last_].text());
+        file_.write("\"/>\n");
+        open_ = held_ = retracing_ = false;
+        dots_.clear();
+    }
+
+private:
+    void go_on(const Position& to, double length) {
+        const auto dot =
+            std::pair(std::floor(static_cast<double>(to.x) / dot_), std::floor(static_cast<double>(to.y) / dot_));
+        const bool known = !dots_.insert(dot).second;
+        const bool here = dot == dot_at_;
+        dot_at_ = dot;
+        if (known && !here && length < dot_ * 2) {
+            retracing_ = true;
+        } else if (!retracing_ || !here) {
+            if (retracing_) file_.write("M" + at_.text());
+            retracing_ = false;
+            file_.write("L" + to.text());
+        }
+        at_ = to;
+    }
+
+    using Dot = std::pair<double, double>;
+
+    const Positions& positions_;
+    double dot_;
+    OutputFile& file_;
+    std::set<Dot> dots_;  // where the path has been
+    Dot dot_at_;
+    Position at_;
+    xp_long last_ = 0;  // node that the path has reached
+    xp_long lines_ = 0;
+    bool open_ = false;
+    bool held_ = false;       // the last node is not drawn yet
+    bool retracing_ = false;  // on dots that are drawn already
+};
+
+enum class Lines { pairs, chains };  // of a cell set: two nodes each, or all nodes from a first to a last one
+
+/// Calls `use(cell_set, lines)` for the cell sets that have cells.
+template <class Use>
+void for_each_line_set(OMobj_id field, Use use) {
+    int count = 0;
+    FLDget_ncell_sets(field, &count);
+    for (int i = 0; i < count; ++i) {
+        OMobj_id cells{};
+        std::array<char, FLD_LABEL_SIZE> name{};
+        xp_long ncells = 0;
+        xp_long npolys = 0;
+        require(FLDget_cell_set(field, i, &cells) == 1, "a cell set cannot be read");
+        FLDget_cell_set_name(cells, name.data(), FLD_LABEL_SIZE);
+        FLDget_ncells(cells, &ncells);
+        FLDget_npolys(cells, &npolys);
+        const std::string_view type = name.data();
+        if (ncells + npolys == 0 || type == "Point") continue;
+        if (type != "Line" && type != "Polyline") throw RunError("only lines and points are written as .svg");
+        use(cells, type == "Line" ? Lines::pairs : Lines::chains);
+    }
+}
+
+bool has_lines(OMobj_id field) {
+    bool found = false;
+    for_each_line_set(field, [&](OMobj_id, Lines) { found = true; });
+    return found;
+}
+
+void write_lines(OMobj_id field, const Positions& positions, const Frame& frame, OutputFile& file) {
+    file.write("<g fill=\"none\" stroke=\"#d81b3c\" stroke-linejoin=\"round\" stroke-width=\"" +
+               number_text(frame.longest() / 600) + "\">\n");
+    PathWriter path(positions, frame.longest() / 4000, file);
+    for_each_line_set(field, [&](OMobj_id cells, Lines lines) {
+        LentArray<xp_long> nodes;
+        (lines == Lines::pairs ? FLDget_node_connect : FLDget_poly_connect)(cells, nodes.place(), nodes.count_place(),
+                                                                            ARR_READ);
+        for (xp_long i = 0; i + 1 < nodes.count(); i += 2) {
+            const xp_long first = nodes.data()[i];
+            const xp_long last = nodes.data()[i + 1];
+            if (lines == Lines::pairs) path.line(first, last);
+            for (xp_long node = first; lines == Lines::chains && node < last; ++node) path.line(node, node + 1);
+        }
+    });
+    path.finish();
+    file.write("</g>\n");
+}
+
+// --- Points ---
+
+/// The characters of a label as SVG text; bytes that are no printable ASCII become question marks.
+std::string escaped(std::string_view label) {
+    std::string text;
+    for (const char letter : label) {
+        switch (letter) {
+            case '&': text += "&amp;"; break;
+            case '<': text += "&lt;"; break;
+            case '>': text += "&gt;"; break;
+            default: text += letter >= ' ' && letter <= '~' ? letter : '?';
+        }
+    }
+    return text;
+}
+
+/// Labels of points: the values of a component of characters, up to the first 0 of each node.
+class Labels {
+public:
+    explicit Labels(OMobj_id field) {
+        if (component_count(field) < 1) return;
+        const int veclen = read_component_header(field, 0).veclen;
+        values_ = read_node_values(field, 0);
+        if (values_.type == DTYPE_CHAR) veclen_ = veclen;
+    }
+    std::string_view operator[](xp_long node) const {
+        if (veclen_ < 1 || (node + 1) * veclen_ > values_.values.count()) return {};
+        const auto* first = reinterpret_cast<const char*>(values_.values.data()) + node * veclen_;
+        return {first, static_cast<std::size_t>(std::find(first, first + veclen_, '\0') - first)};
+    }
+
+private:
+    LentValues values_;
+    xp_long veclen_ = 0;  // 0: there are none
+};
+
+void write_points(OMobj_id field, const Positions& positions, const Frame& frame, OutputFile& file) {
+    const Labels labels(field);
+    const double radius = frame.longest() / 200;
+    file.write("<g fill=\"#fff\" stroke=\"#000\" stroke-width=\"" + number_text(radius / 3) + "\">\n");
+    for (xp_long node = 0; node < positions.count(); ++node) {
+        const Position at = positions[node];
+        if (!at.finite()) continue;
+        const std::string y = number_text(at.y == 0.0F ? at.y : -at.y);
+        file.write("<circle cx=\"" + number_text(at.x) + "\" cy=\"" + y + "\" r=\"" + number_text(radius) + "\"/>\n");
+    }
+    file.write("</g>\n<g font-family=\"sans-serif\" font-weight=\"bold\" font-size=\"" + number_text(4 * radius) +
+               "\" stroke=\"#fff\" stroke-width=\"" + number_text(radius / 2) + "\" paint-order=\"stroke\">\n");
+    for (xp_long node = 0; node < positions.count(); ++node) {
+        const Position at = positions[node];
+        const std::string_view label = labels[node];
+        if (!at.finite() || label.empty()) continue;
+        file.write("<text x=\"" + number_text(static_cast<double>(at.x) + 1.5 * radius) + "\" y=\"" +
+                   number_text(-static_cast<double>(at.y) - 1.5 * radius) + "\">" + escaped(label) + "</text>\n");
+    }
+    file.write("</g>\n");
+}
+
+// --- The image beneath ---
+
+std::string base64(std::string_view bytes) {
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); i += 3) {
+        std::uint32_t group = 0;
+        for (std::size_t k = i; k < i + 3; ++k) {
+            group = group << 8 | (k < bytes.size() ? static_cast<unsigned char>(bytes[k]) : 0U);
+        }
+        for (int shift = 18; shift >= 0; shift -= 6) text += kDigits[group >> shift & 63U];
+    }
+    const std::size_t padding = (3 - bytes.size() % 3) % 3;
+    return text.replace(text.size() - padding, padding, padding, '=');
+}
+
+/// An image and the rectangle that its pixels cover.
+struct Under {
+    std::string png;
+    Frame frame;
+
+    explicit Under(OMobj_id field) : png(encode_png(field)) {
+        const FieldShape shape = read_shape(field);
+        const LentArray<float> points = read_points(field);
+        const bool placed = shape.grid_type == FLD_UNIFORM && shape.nspace >= 2 && points.count() >= 2 * shape.nspace;
+        std::array<std::array<double, 2>, 2> ends{};  // by axis
+        for (std::size_t axis = 0; axis < 2; ++axis) {
+            const auto last = static_cast<double>(shape.dims[axis] - 1);
+            double low = placed ? static_cast<double>(points.data()[axis]) : 0.0;
+            double high =
+                placed ? static_cast<double>(points.data()[static_cast<std::size_t>(shape.nspace) + axis]) : last;
+            if (!std::isfinite(high - low) || high < low || (last > 0 && high == low)) low = 0, high = last;
+            const double half_pixel = last > 0 ? (high - low) / last / 2 : 0.5;
+            ends[axis] = {low - half_pixel, high + half_pixel};
+        }
+        frame.include(ends[0][0], ends[1][0]);
+        frame.include(ends[0][1], ends[1][1]);
+    }
+
+    void write(OutputFile& file) const {
+        // drawn upside down, so that its first row comes to lie at the bottom
+        file.write("<image transform=\"scale(1 -1)\" preserveAspectRatio=\"none\" x=\"" + number_text(frame.left) +
+                   "\" y=\"" + number_text(frame.bottom) + "\" width=\"" + number_text(frame.width()) + "\" height=\"" +
+                   number_text(frame.height()) + "\" xlink:href=\"data:image/png;base64,");
+        file.write(base64(png));
+        file.write("\"/>\n");
+    }
+};
+
+void write_head(const Frame& frame, OutputFile& file) {
+    const double scale = kPixels / frame.longest();
+    file.write(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+        "xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"" +
+        number_text(std::max(1L, std::lround(frame.width() * scale))) + "\" height=\"" +
+        number_text(std::max(1L, std::lround(frame.height() * scale))) + "\" viewBox=\"" + number_text(frame.left) +
+        " " + number_text(-frame.top) + " " + number_text(frame.width()) + " " + number_text(frame.height()) + "\">\n");
+}
+
+void require_field(OMobj_id object) {
+    if (host::kind(object) != host::Kind::field) throw RunError("only fields are written as .svg");
+}
+
+}  // namespace
+
+void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std::optional<OMobj_id>& points,
+               OutputFile& file) {
+    require_field(object);
+    if (points) require_field(*points);
+    std::optional<Under> image;
+    if (under) image.emplace(*under);
+    const Positions positions(object);
+    const std::optional<Positions> point_positions = points ? std::optional<Positions>(*points) : std::nullopt;
+    const bool lines = has_lines(object);
+
+    Frame frame;
+    if (image) frame = image->frame;
+    positions.extend(frame);
+    if (point_positions) point_positions->extend(frame);
+    if (frame.empty()) frame.include(0, 0);
+    if (frame.longest() == 0) frame.widen(0.5);
+    frame.widen(frame.longest() / 25);  // room for strokes and labels
+
+    write_head(frame, file);
+    if (image) image->write(file);
+    if (lines) write_lines(object, positions, frame, file);
+    // without lines the field is one of points, unless it is an empty line field with points of its own
+    if (!lines) write_points(object, positions, frame, file);
+    if (points) write_points(*points, *point_positions, frame, file);
+    file.write("</svg>\n");
+}
+
+}  // namespace zam::session

@@ -1,0 +1,84 @@
+#include "session/run/library.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
+
+namespace zam::session {
+namespace {
+
+namespace fs = std::filesystem;
+
+#if defined(_WIN32)
+constexpr const char* kLibraryName = "zam_modules.dll";
+
+fs::path program_file() {
+    char name[MAX_PATH] = "";
+    GetModuleFileNameA(nullptr, name, MAX_PATH);
+    return name;
+}
+
+void* open_library(const std::string& file, std::string& error) {
+    auto* handle = reinterpret_cast<void*>(LoadLibraryA(file.c_str()));
+    if (!handle) error = file + ": system error " + std::to_string(GetLastError());
+    return handle;
+}
+
+void* find_symbol(void* handle, const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(reinterpret_cast<HMODULE>(handle), name));
+}
+
+void* find_own_symbol(const char* name) {
+    return find_symbol(reinterpret_cast<void*>(GetModuleHandleA("zam_host.dll")), name);
+}
+#else
+constexpr const char* kLibraryName = "libzam_modules.so";
+
+fs::path program_file() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error);
+}
+
+void* open_library(const std::string& file, std::string& error) {
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!handle) error = dlerror();
+    return handle;
+}
+
+void* find_symbol(void* handle, const char* name) { return dlsym(handle, name); }
+
+void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
+#endif
+
+}  // namespace
+
+Installation find_installation() {
+    if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) {
+        return {(fs::path(path) / kLibraryName).string(), path};
+    }
+    const fs::path base = program_file().parent_path().parent_path();
+    return {(base / "lib" / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
+}
+
+std::unique_ptr<ModuleLibrary> ModuleLibrary::load(const std::string& file, std::string& error) {
+    void* handle = open_library(file, error);
+    return handle ? std::unique_ptr<ModuleLibrary>(new ModuleLibrary(handle)) : nullptr;
+}
+
+void* ModuleLibrary::symbol(const char* name) const {
+    void* found = find_symbol(handle_, name);
+    return found ? found : find_own_symbol(name);
+}
+
+Entry ModuleLibrary::find(const std::string& name) const { return reinterpret_cast<Entry>(symbol(name.c_str())); }
+
+SimulateJoystick ModuleLibrary::simulate_joystick() const {
+    return reinterpret_cast<SimulateJoystick>(find_symbol(handle_, "zam_simulate_joystick"));
+}
+
+}  // namespace zam::session

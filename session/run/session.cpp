@@ -1,0 +1,347 @@
+#include "session/run/session.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <thread>
+#include <utility>
+
+#include "contract/om.h"
+#include "embedded/host.h"
+#include "session/outputs/outputs.h"
+#include "session/objects/run_error.h"
+
+namespace zam::session {
+namespace {
+
+constexpr std::uint32_t kAxisAtRest = 32767;
+constexpr std::uint32_t kHatReleased = 65535;
+constexpr std::array<std::uint32_t, 8> kJoystickAtRest{kAxisAtRest, kAxisAtRest, kAxisAtRest,  kAxisAtRest,
+                                                       kAxisAtRest, kAxisAtRest, kHatReleased, 0};
+
+}  // namespace
+
+Session::Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log)
+    : network_(network),
+      library_(library),
+      listener_(listener),
+      log_(log),
+      dependencies_(network.instances.size()),
+      running_(network.instances.size()) {
+    joysticks_.fill(kJoystickAtRest);
+    host::reset();
+    host::set_recorder([this](const host::Record& record) {
+        log_.record(record);
+        listener_.record(record);
+    });
+}
+
+Session::~Session() {
+    for (std::size_t module = running_.size(); module-- > 0;) end_self(module);
+    for (const int id : plugged_) library_.simulate_joystick()(id, nullptr);
+    host::set_recorder(nullptr);
+    host::reset();
+}
+
+bool Session::has_entries() const {
+    std::set<std::string> missing;
+    const auto need = [&](const std::string& entry) {
+        if (!entry.empty() && !library_.find(entry)) missing.insert(entry);
+    };
+    for (const auto& instance : network_.instances) {
+        if (instance.definition->is_class) {
+            need(instance.definition->exported("create"));
+            need(instance.definition->exported("destroy"));
+            for (const auto& method : instance.definition->methods) need(instance.definition->exported(method.name));
+            continue;
+        }
+        need(instance.definition->entry);
+        need(instance.definition->set_params_entry);
+        need(instance.definition->delete_entry);
+    }
+    for (const auto& event : network_.events) {
+        const auto* called = std::get_if<CallEvent>(&event.what);
+        if (called && !instance(called->module).definition->is_class) need(called->entry);
+    }
+    for (const auto& entry : missing) listener_.error("the module library has no entry " + entry);
+    return missing.empty();
+}
+
+// --- Instances ---
+
+void Session::build() {
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        running_[module].object = host::create(host::root(), instance(module).name, host::Kind::group);
+        make_parameters(module);
+    }
+    for (std::size_t module = 0; module < running_.size(); ++module) follow_links(module, false);
+}
+
+void Session::make_parameters(std::size_t module) {
+    for (const auto& parameter : instance(module).definition->parameters) {
+        const auto& given = instance(module).given;
+        const auto found = std::find_if(given.begin(), given.end(), [&](auto& a) { return a.parameter == &parameter; });
+        if (found != given.end()) {
+            give(*found);
+        } else {
+            make_default(running_[module].object, parameter, running_[module].links[parameter.name]);
+        }
+    }
+}
+
+/// Gives a parameter a value in place of what it was. What fails is reported; then the parameter has no value.
+void Session::give(const Assignment& assignment) {
+    Running& running = running_[assignment.module];
+    const std::string& name = assignment.parameter->name;
+    auto& links = running.links[name];
+    links.clear();
+    running.newly_set.insert(name);
+    dependencies_.set(assignment.module, name, referred_modules(network_, assignment.value));
+    try {
+        make_object(running.object, name, assignment.value, links);
+    } catch (const RunError& error) {
+        host::create(running.object, name, host::Kind::unset);
+        listener_.module_error(instance(assignment.module).name, name + ": " + error.what());
+    }
+    if (std::holds_alternative<Absent>(assignment.value.form)) host::touch(running.object);
+}
+
+/// Lets references of a module lead to what they name now.
+bool Session::follow_links(std::size_t module, bool report) {
+    bool complete = true;
+    for (const auto& [parameter, links] : running_[module].links) {
+        for (const auto& link : links) {
+            if (follow(link)) continue;
+            complete = false;
+            if (report) listener_.module_error(instance(module).name, link.reference.target + " leads to nothing");
+        }
+    }
+    return complete;
+}
+
+// --- Calls ---
+
+/// Calls a function of a module, with all that is recorded and shown around it.
+template <class Body>
+void Session::logged(std::size_t module, const std::string& entry, Body&& body) {
+    const std::string& name = instance(module).name;
+    log_.update(name, entry);
+    host::set_current_module(name);
+    int result = 0;
+    try {
+        result = body();
+    } catch (const std::exception& error) {  // scratch memory that could not be had
+        listener_.module_error(name, error.what());
+    }
+    host::set_current_module("");
+    listener_.call_ended();
+    std::cout.flush();
+    std::fflush(stdout);
+    log_.result(name, entry, result);
+}
+
+/// Calls an entry of a module, or a method of a class.
+void Session::call(std::size_t module, const std::string& entry) {
+    const Running& running = running_[module];
+    const Definition& definition = *instance(module).definition;
+    if (!definition.is_class) {
+        logged(module, entry, [&] { return library_.find(entry)(running.object, 0, running.sequence); });
+    } else if (running.self) {
+        const auto method = library_.find_as<MethodEntry>(definition.exported(entry));
+        logged(module, entry, [&] { return method(running.self, 0, running.sequence); });
+    }
+}
+
+/// Calls a module's update once.
+void Session::update(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    follow_links(module, true);
+    call(module, definition.is_class ? definition.update_method : definition.entry);
+    running_[module].sequence = host::now();
+    running_[module].newly_set.clear();
+}
+
+// --- Class instances ---
+
+/// Makes the module's side of an instance and lets it begin.
+void Session::make_self(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    Running& running = running_[module];
+    follow_links(module, true);
+    running.self = library_.find_as<CreateEntry>(definition.exported("create"))(running.object);
+    if (!running.self) return listener_.module_error(instance(module).name, "the instance cannot be made");
+    if (definition.find_method("inst")) call(module, "inst");
+}
+
+/// Whether a parameter that a method stands for was set, or what it refers to has changed.
+bool Session::wants(std::size_t module, const Method& method) const {
+    const Running& running = running_[module];
+    const bool first = running.sequence == 0;
+    if (first && !method.at_start) return false;
+    return std::any_of(method.on.begin(), method.on.end(), [&](const auto& name) {
+        if (running.newly_set.contains(name)) return true;
+        const auto links = running.links.find(name);
+        if (first || links == running.links.end()) return false;
+        return std::any_of(links->second.begin(), links->second.end(),
+                           [&](const Link& link) { return stamp_of_link(link) > running.sequence; });
+    });
+}
+
+void Session::run_methods(std::size_t module) {
+    follow_links(module, true);
+    std::vector<std::string> wanted;
+    for (const auto& method : instance(module).definition->methods) {
+        if (wants(module, method)) wanted.push_back(method.name);
+    }
+    for (const auto& name : wanted) call(module, name);
+    running_[module].sequence = host::now();
+    running_[module].newly_set.clear();
+}
+
+void Session::end_self(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    if (!running_[module].self) return;
+    if (definition.find_method("deinst")) call(module, "deinst");
+    library_.find_as<DestroyEntry>(definition.exported("destroy"))(std::exchange(running_[module].self, nullptr));
+}
+
+// --- Runs ---
+
+/// Runs a module, its parameter entry first when one of the parameters it looks after was set.
+void Session::run(std::size_t module) {
+    const Definition& definition = *instance(module).definition;
+    if (definition.is_class) return run_methods(module);
+    const auto& newly_set = running_[module].newly_set;
+    const auto& on = definition.set_params_on;
+    if (std::any_of(on.begin(), on.end(), [&](const auto& name) { return newly_set.contains(name); })) {
+        call(module, definition.set_params_entry);
+    }
+    update(module);
+}
+
+void Session::run_all() {
+    for (const std::size_t module : dependencies_.order()) {
+        if (instance(module).definition->is_class) make_self(module);
+        run(module);
+    }
+}
+
+/// Latest change of what a reference leads to. The host does not see what a pointer leads to; it may have changed with
+/// anything in the instance whose pointer it is.
+int Session::stamp_of_link(const Link& link) const {
+    const int own = host::stamp(link.holder);
+    if (host::kind(link.holder) != host::Kind::pointer) return own;
+    const auto owner = network_.find(split_reference(link.reference.target).module);
+    return owner ? std::max(own, host::stamp(running_[*owner].object)) : own;
+}
+
+/// Latest change of what a module refers to.
+int Session::stamp_of_links(std::size_t module) const {
+    int latest = 0;
+    for (const auto& [parameter, links] : running_[module].links) {
+        for (const auto& link : links) latest = std::max(latest, stamp_of_link(link));
+    }
+    return latest;
+}
+
+/// Runs the modules that a change after the moment `since` reaches, upstream before downstream.
+void Session::run_affected(int since, Cause cause) {
+    for (const std::size_t module : dependencies_.order()) {
+        follow_links(module, false);
+        const int own = cause == Cause::network ? host::stamp(running_[module].object) : 0;
+        const int changed = std::max(own, stamp_of_links(module));
+        if (changed > std::max(since, running_[module].sequence)) run(module);
+    }
+}
+
+void Session::set(const std::vector<Assignment>& assignments) {
+    const int before = host::now();
+    OMbegin_op();
+    for (const auto& assignment : assignments) give(assignment);
+    OMend_op();
+    run_affected(before, Cause::network);
+}
+
+void Session::advance(std::int64_t units) {
+    const int before = host::now();
+    host::advance(units);
+    run_affected(before, Cause::module);
+}
+
+void Session::loop(double seconds) {
+    using Clock = std::chrono::steady_clock;
+    using Milliseconds = std::chrono::milliseconds;
+    const auto start = Clock::now();
+    const auto total = std::chrono::duration_cast<Milliseconds>(std::chrono::duration<double>(seconds)).count();
+    for (std::int64_t done = 0; done < total;) {
+        const auto passed = std::chrono::duration_cast<Milliseconds>(Clock::now() - start).count();
+        const std::int64_t now = std::min<std::int64_t>(passed, total);
+        if (now > done) advance(now - done);
+        done = now;
+        const std::int64_t left = total - done;
+        std::this_thread::sleep_for(Milliseconds(std::min(host::next_due().value_or(left), left)));
+    }
+}
+
+void Session::joystick(const JoystickEvent& event) {
+    const auto simulate = library_.simulate_joystick();
+    if (!simulate) return listener_.error("the module library has no joysticks to simulate");
+    auto& state = joysticks_[static_cast<std::size_t>(event.id - 1)];
+    for (std::size_t i = 0; i < state.size(); ++i) state[i] = event.state[i].value_or(state[i]);
+    plugged_.insert(event.id);
+    if (simulate(event.id, state.data()) != 1) {
+        listener_.error("joystick " + std::to_string(event.id) + " cannot be simulated on this system");
+    }
+}
+
+// --- Events ---
+
+struct Session::Play {
+    Session& session;
+    const std::string& output_directory;
+
+    void operator()(const SetEvent& event) const { session.set(event.assignments); }
+    void operator()(const RunEvent& event) const {
+        for (const std::size_t module : event.modules) session.update(module);
+    }
+    void operator()(const CallEvent& event) const {
+        session.follow_links(event.module, true);
+        session.call(event.module, event.entry);
+    }
+    void operator()(const WriteEvent& event) const { session.write(event.outputs, output_directory); }
+    void operator()(const JoystickEvent& event) const { session.joystick(event); }
+    void operator()(const AdvanceEvent& event) const { session.advance(event.units); }
+    void operator()(const UnlinkEvent& event) const {
+        Running& running = session.running_[event.module];
+        running.links.erase(event.parameter);
+        session.dependencies_.set(event.module, event.parameter, {});
+        const OMobj_id object = host::find(running.object, event.parameter);
+        if (OMvalid_obj(object) == 1) host::destroy(object);
+    }
+};
+
+void Session::play_events(const std::string& output_directory) {
+    for (const auto& event : network_.events) std::visit(Play{*this, output_directory}, event.what);
+}
+
+void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
+    for (const auto& output : outputs) {
+        try {
+            write_output(output, directory);
+        } catch (const RunError& error) {
+            listener_.error(output.file + ": " + error.what());
+        }
+    }
+}
+
+void Session::end() {
+    for (std::size_t module = running_.size(); module-- > 0;) {
+        end_self(module);
+        const std::string& entry = instance(module).definition->delete_entry;
+        if (!entry.empty()) call(module, entry);
+    }
+    for (const auto& running : running_) host::destroy(running.object);
+}
+
+}  // namespace zam::session

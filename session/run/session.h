@@ -1,0 +1,91 @@
+// One run of a network in the host: instances made, modules run, events played, outputs written, instances ended.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "session/run/call_log.h"
+#include "session/network/dependencies.h"
+#include "session/objects/host_objects.h"
+#include "session/run/library.h"
+#include "session/run/listener.h"
+#include "session/network/network.h"
+
+namespace zam::session {
+
+class Session {
+public:
+    /// Everything is borrowed and outlives the session. The network has no problems.
+    Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log);
+    /// Ends what is left of the instances.
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    /// Whether the library has every entry that the network needs; if not, the listener has been told.
+    bool has_entries() const;
+
+    /// Makes the instances and gives them their parameters.
+    void build();
+    /// Runs every module, each after those it refers to.
+    void run_all();
+    /// Plays the network's events in order.
+    /// @param output_directory  where their outputs go
+    void play_events(const std::string& output_directory);
+    /// Sets parameters as one change, then runs every module that it affects.
+    void set(const std::vector<Assignment>& assignments);
+    /// Keeps the host's timer running in real time, one unit a millisecond.
+    void loop(double seconds);
+    void write(const std::vector<Output>& outputs, const std::string& directory);
+    /// Calls the deletion entries, the last instance's first, and ends the instances.
+    void end();
+
+private:
+    /// A module instance in the host.
+    struct Running {
+        OMobj_id object{};
+        void* self = nullptr;                            // the module's side of a class instance
+        int sequence = 0;                                // moment at which its latest update ended; 0 before the first
+        std::map<std::string, std::vector<Link>> links;  // by parameter
+        std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
+    };
+
+    struct Play;  // plays one event
+
+    /// Who changed objects: what a module changes of its own, from a timer event, is no reason to run it again.
+    enum class Cause { network, module };
+
+    void give(const Assignment& assignment);
+    void make_parameters(std::size_t module);
+    bool follow_links(std::size_t module, bool report);
+    void update(std::size_t module);
+    void run(std::size_t module);
+    void run_affected(int since, Cause cause);
+    int stamp_of_link(const Link& link) const;
+    int stamp_of_links(std::size_t module) const;
+    void advance(std::int64_t units);
+    void call(std::size_t module, const std::string& entry);
+    template <class Body>
+    void logged(std::size_t module, const std::string& entry, Body&& body);
+    void make_self(std::size_t module);
+    bool wants(std::size_t module, const Method& method) const;
+    void run_methods(std::size_t module);
+    void end_self(std::size_t module);
+    void joystick(const JoystickEvent& event);
+    const Instance& instance(std::size_t module) const { return network_.instances[module]; }
+
+    const Network& network_;
+    const ModuleLibrary& library_;
+    Listener& listener_;
+    CallLog& log_;
+    Dependencies dependencies_;
+    std::vector<Running> running_;
+    std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
+    std::set<int> plugged_;  // simulated joysticks
+};
+
+}  // namespace zam::session

@@ -1,0 +1,61 @@
+// Fields written in a network file: every key may be left out where it follows from the rest.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "contract/fld.h"
+#include "session/document/cursor.h"
+#include "session/values/number_array.h"
+#include "session/values/transforms.h"
+
+namespace zam::session {
+
+struct ComponentValue {
+    int veclen = 1;
+    int type = DTYPE_FLOAT;
+    std::string label, units;
+    int id = 0;
+    std::optional<NumberArray> minimum, maximum;  // one number of the component's type; computed when not given
+    std::optional<NumberArray> null_value;
+    NumberArray values;  // nnodes x veclen, or none
+};
+
+struct CellSetValue {
+    std::string name;
+    xp_long ncells = 0;
+    NumberArray connect;  // ncells x nodes per cell
+    xp_long npolys = 0;
+    NumberArray poly_connect;
+};
+
+struct StepValue {
+    NumberArray coord;  // nnodes x nspace, or none
+    std::vector<ComponentValue> node_data;
+};
+
+/// A field whose parts fit each other.
+struct FieldValue {
+    int nspace = 0;
+    std::vector<xp_long> dims;  // none: unstructured
+    xp_long nnodes = 0;
+    int grid_type = FLD_UNSTRUCTURED;
+    NumberArray points;  // uniform and rectilinear: nspace numbers a point, or none
+    NumberArray coord;   // else: nnodes x nspace, or none
+    std::optional<NumberArray> extent_minimum, extent_maximum;  // nspace numbers
+    std::optional<Transform> xform;
+    std::vector<ComponentValue> node_data;
+    std::vector<CellSetValue> cell_sets;
+    std::vector<float> time_values;
+    std::vector<StepValue> steps;
+};
+
+/// The names of grid types in network files, in the order of their codes from 1.
+constexpr std::string_view kGridTypeNames[] = {"uniform", "rectilinear", "structured", "unstructured"};
+
+/// Reads a field from an object of a document. Null after a problem.
+std::shared_ptr<const FieldValue> read_field(const Cursor& cursor);
+
+}  // namespace zam::session

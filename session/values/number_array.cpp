@@ -1,0 +1,265 @@
+#include "session/values/number_array.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <utility>
+
+#include "contract/file.h"
+#include "base/element_types.h"
+#include "base/file_handle.h"
+#include "session/document/special_numbers.h"
+
+namespace zam::session {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kValuesPerBlock = 8192;
+
+std::string number_text(double value) {
+    std::array<char, 32> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+    return {text.data(), end};
+}
+
+/// A real as an element. Whole element types take whole numbers in their range; raw characters take either sign.
+template <class T>
+std::optional<T> convert(double value) {
+    if constexpr (std::is_floating_point_v<T>) {
+        const auto narrowed = static_cast<T>(value);
+        if (std::isinf(narrowed) && !std::isinf(value)) return std::nullopt;
+        return narrowed;
+    } else {
+        constexpr auto kLow = static_cast<double>(std::numeric_limits<T>::min());
+        constexpr auto kHigh = static_cast<double>(std::numeric_limits<T>::max());  // for long: 2^63, not included
+        const bool in_range = value >= kLow && (sizeof(T) < sizeof(xp_long) ? value <= kHigh : value < kHigh);
+        if (!in_range || std::trunc(value) != value) return std::nullopt;
+        return static_cast<T>(value);
+    }
+}
+
+template <class T>
+std::optional<T> convert(std::int64_t value) {
+    if constexpr (std::is_integral_v<T>) {
+        if (!std::in_range<T>(value)) return std::nullopt;
+    }
+    return static_cast<T>(value);
+}
+
+/// The number as an element of `type` behind `place`; false when it does not fit.
+bool store(const Number& number, int type, std::byte* place) {
+    return with_type(type, [&](auto zero) {
+        using T = decltype(zero);
+        auto value = std::visit([](auto n) { return convert<T>(n); }, number);
+        if (type == DTYPE_CHAR && !value) {  // a signed character
+            const auto narrow = std::visit([](auto n) { return convert<std::int8_t>(n); }, number);
+            if (narrow) value = static_cast<T>(*narrow);
+        }
+        if (!value) return false;
+        std::memcpy(place, &*value, sizeof *value);
+        return true;
+    });
+}
+
+std::string does_not_fit(const Number& number, int type) {
+    return std::visit(
+        [&](auto value) {
+            return number_text(static_cast<double>(value)) + " does not fit the element type " +
+                   std::string(type_name(type));
+        },
+        number);
+}
+
+/// The type that holds numbers of no declared type: int, else long when all are whole, else double.
+int natural_type(const Numbers& numbers) {
+    int type = DTYPE_INT;
+    for (const auto& number : numbers) {
+        const auto* whole = std::get_if<std::int64_t>(&number);
+        if (!whole) return DTYPE_DOUBLE;
+        if (!std::in_range<std::int32_t>(*whole)) type = DTYPE_LONG;
+    }
+    return type;
+}
+
+std::optional<NumberArray> read_written(const Cursor& cursor, const Numbers& numbers, std::optional<int> type) {
+    NumberArray array;
+    array.type = type.value_or(natural_type(numbers));
+    array.count = static_cast<xp_long>(numbers.size());
+    const std::size_t size = type_size(array.type);
+    array.values.resize(numbers.size() * size);
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (store(numbers[i], array.type, array.values.data() + i * size)) continue;
+        cursor.problem("value " + std::to_string(i) + ": " + does_not_fit(numbers[i], array.type));
+        return std::nullopt;
+    }
+    return array;
+}
+
+/// Bytes of a regular file; nothing, with a problem, for what is none.
+std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file) {
+    std::array<char, FILE_NAME_SIZE> expanded{};
+    FILEmap_variables(file.c_str(), expanded.data(), static_cast<int>(expanded.size()));
+    std::error_code error;
+    if (!fs::exists(expanded.data(), error)) {
+        cursor.problem("the file " + file + " does not exist");
+        return std::nullopt;
+    }
+    const auto length = fs::is_regular_file(expanded.data(), error) ? fs::file_size(expanded.data(), error) : 0;
+    if (error || !fs::is_regular_file(expanded.data(), error)) {
+        cursor.problem(file + " is not a file of values");
+        return std::nullopt;
+    }
+    return static_cast<xp_long>(length);
+}
+
+std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type,
+                                             std::optional<xp_long> wanted) {
+    constexpr std::string_view kKeys[] = {"values_file", "type", "offset", "count"};
+    constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
+    cursor.expect_keys(kKeys);
+    const auto name_place = *cursor.find("values_file");
+    const auto name = name_place.text();
+    const auto file_type = read_type(cursor, type.value_or(DTYPE_FLOAT));
+    const auto offset_place = cursor.find("offset");
+    const auto count_place = cursor.find("count");
+    const auto offset = offset_place ? offset_place->integer(0, kLargest) : 0;
+    const auto count = count_place ? count_place->integer(0, kLargest) : 0;
+    if (!name || !file_type || !offset || !count) return std::nullopt;
+
+    const std::string file = input_file(cursor.environment().directory, *name);
+    const auto length = file_length(name_place, file);
+    if (!length) return std::nullopt;
+    const xp_long available = *length < *offset ? 0 : (*length - *offset) / static_cast<xp_long>(type_size(*file_type));
+    if (*offset > *length || (count_place && *count > available)) {
+        name_place.problem(file + " holds " + std::to_string(available) + " values of type " +
+                           std::string(type_name(*file_type)) + " from byte " + std::to_string(*offset) + " on");
+        return std::nullopt;
+    }
+    NumberArray array;
+    array.type = type.value_or(*file_type);
+    array.count = count_place ? *count : std::min(available, wanted.value_or(available));
+    array.file = FileStretch{file, *file_type, *offset};
+    return array;
+}
+
+/// Makes `count` little-endian elements native.
+void to_native(std::byte* values, std::size_t count, std::size_t size) {
+    if constexpr (std::endian::native == std::endian::little) return;
+    for (std::size_t i = 0; i < count; ++i) std::reverse(values + i * size, values + (i + 1) * size);
+}
+
+Number number_at(const std::byte* values, int type, std::size_t index) {
+    return with_type(type, [&](auto value) -> Number {
+        std::memcpy(&value, values + index * sizeof value, sizeof value);
+        if constexpr (std::is_floating_point_v<decltype(value)>)
+            return static_cast<double>(value);
+        else
+            return static_cast<std::int64_t>(value);
+    });
+}
+
+/// Reads values of the file's type block by block and converts each.
+std::string copy_converted(const NumberArray& array, std::FILE* file, std::byte* destination) {
+    const std::size_t file_size = type_size(array.file->type);
+    const std::size_t size = type_size(array.type);
+    std::vector<std::byte> block(kValuesPerBlock * file_size);
+    for (std::size_t done = 0; done < static_cast<std::size_t>(array.count);) {
+        const std::size_t wanted = std::min(kValuesPerBlock, static_cast<std::size_t>(array.count) - done);
+        if (std::fread(block.data(), file_size, wanted, file) != wanted) return "ended early";
+        to_native(block.data(), wanted, file_size);
+        for (std::size_t i = 0; i < wanted; ++i) {
+            const Number number = number_at(block.data(), array.file->type, i);
+            if (!store(number, array.type, destination + (done + i) * size)) {
+                return "value " + std::to_string(done + i) + ": " + does_not_fit(number, array.type);
+            }
+        }
+        done += wanted;
+    }
+    return {};
+}
+
+/// Moves on from the start of a file, in steps that a long holds.
+bool seek(std::FILE* file, xp_long offset) {
+    while (offset > 0) {
+        const auto step = static_cast<long>(std::min<xp_long>(offset, LONG_MAX));
+        if (std::fseek(file, step, SEEK_CUR) != 0) return false;
+        offset -= step;
+    }
+    return true;
+}
+
+std::string copy_from_file(const NumberArray& array, std::byte* destination) {
+    const FileHandle file(FILEfopen(array.file->file.c_str(), "rb"));
+    if (!file) return "cannot open the file";
+    if (!seek(file.get(), array.file->offset)) return "cannot seek in the file";
+    if (array.file->type != array.type) return copy_converted(array, file.get(), destination);
+    const auto count = static_cast<std::size_t>(array.count);
+    const std::size_t size = type_size(array.type);
+    if (std::fread(destination, size, count, file.get()) != count) return "ended early";
+    to_native(destination, count, size);
+    return {};
+}
+
+}  // namespace
+
+std::optional<int> read_type(const Cursor& object, int otherwise) {
+    const auto place = object.find("type");
+    if (!place) return otherwise;
+    const auto name = place->text();
+    const auto type = name ? type_from_name(*name) : std::nullopt;
+    if (name && !type) place->problem("unknown type; there are char, byte, short, int, float, double and long");
+    return type;
+}
+
+std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type,
+                                             std::optional<xp_long> wanted) {
+    if (const auto* numbers = cursor.get<Numbers>()) return read_written(cursor, *numbers, type);
+    if (cursor.find("values_file")) return read_file_stretch(cursor, type, wanted);
+    const auto* elements = cursor.get<Elements>();
+    if (!elements) {
+        cursor.expected("an array of numbers");
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < elements->size(); ++i) {
+        if (std::holds_alternative<Number>((*elements)[i].value)) continue;
+        cursor.at(i).expected("a number");
+        break;
+    }
+    return std::nullopt;
+}
+
+std::optional<NumberArray> read_exactly(const Cursor& cursor, int type, xp_long count) {
+    auto array = read_number_array(cursor, type, count);
+    if (!array || array->count == count) return array;
+    cursor.problem(std::to_string(count) + " numbers are expected, not " + std::to_string(array->count));
+    return std::nullopt;
+}
+
+std::optional<NumberArray> read_one_number(const Cursor& cursor, int type) {
+    const auto* written = cursor.get<Number>();
+    const auto special = written ? std::nullopt : cursor.real();
+    if (!written && !special) return std::nullopt;
+    const Number number = written ? *written : Number{*special};
+    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .file = {}};
+    if (store(number, type, array.values.data())) return array;
+    cursor.problem(does_not_fit(number, type));
+    return std::nullopt;
+}
+
+std::string copy_values(const NumberArray& array, void* destination) {
+    if (array.file) {
+        const std::string error = copy_from_file(array, static_cast<std::byte*>(destination));
+        return error.empty() ? error : array.file->file + ": " + error;
+    }
+    if (!array.values.empty()) std::memcpy(destination, array.values.data(), array.values.size());
+    return {};
+}
+
+}  // namespace zam::session

@@ -1,0 +1,87 @@
+// Cases as text files: a line "NAME> text" begins a case, further lines of it begin with a mark; # begins a comment.
+// What the marks mean, the test says that reads the file. \n, \r, \t, \f, \0, \xFF and \\ stand for characters, \c at
+// the end for a line without its end.
+#pragma once
+
+#include <algorithm>
+#include <fstream>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace zam::test {
+
+struct TextCase {
+    std::string name;
+    std::string form;                                 // as in "NAME(form)> text"
+    std::vector<std::pair<char, std::string>> lines;  // mark and text with its line end
+
+    /// The lines of a mark, without their ends.
+    std::vector<std::string> list(char mark) const {
+        std::vector<std::string> found;
+        for (const auto& [its_mark, line] : lines) {
+            if (its_mark == mark) found.push_back(line.substr(0, line.size() - (line.ends_with('\n') ? 1 : 0)));
+        }
+        return found;
+    }
+    /// The lines of a mark as one text.
+    std::string text(char mark) const {
+        std::string all;
+        for (const auto& [its_mark, line] : lines) {
+            if (its_mark == mark) all += line;
+        }
+        return all;
+    }
+
+    friend void PrintTo(const TextCase& one, std::ostream* out) { *out << one.name; }
+};
+
+inline std::string unescape(std::string_view text) {
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            plain += text[i];
+            continue;
+        }
+        switch (text.at(++i)) {
+            case 'f': plain += '\f'; break;
+            case 'n': plain += '\n'; break;
+            case 'r': plain += '\r'; break;
+            case 't': plain += '\t'; break;
+            case '0': plain += '\0'; break;
+            case 'x':
+                plain += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+                i += 2;
+                break;
+            case 'c': return plain;
+            default: plain += text[i];
+        }
+    }
+    return plain;
+}
+
+/// @param marks  the characters that may begin a line of a case
+/// @throws std::runtime_error  for a file that is not there or has no case
+inline std::vector<TextCase> load_text_cases(const std::string& file, std::string_view marks) {
+    std::vector<TextCase> cases;
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        const std::size_t mark = line.find_first_of(marks);
+        if (mark > 0) {
+            const std::string head = line.substr(0, mark);
+            const std::size_t form = std::min(head.find('('), head.size());
+            cases.push_back(
+                {head.substr(0, form), form < head.size() ? head.substr(form + 1, mark - form - 2) : "", {}});
+        }
+        const std::string text = unescape(std::string_view(line).substr(std::min(mark + 2, line.size())));
+        cases.back().lines.emplace_back(line[mark], text + (line.ends_with("\\c") ? "" : "\n"));
+    }
+    if (cases.empty()) throw std::runtime_error("no cases in " + file);
+    return cases;
+}
+
+}  // namespace zam::test
