@@ -25,6 +25,13 @@ inline void write_pixel(std::uint8_t* pixel, Color color) {
     for (int i = 1; i < 4; ++i) pixel[i] = static_cast<std::uint8_t>(clamped(color[i], 255));
 }
 
+/// Not 0 when one of four nodes is visible. Spelled out: a loop over lanes goes through memory.
+template <class Voxels, class Nodes>
+__attribute__((always_inline)) inline unsigned any_visible(const Voxels& voxels, const Nodes& node) {
+    const auto visible = [&](auto one) { return voxels.visible(static_cast<std::size_t>(one)); };
+    return visible(node[0]) | visible(node[1]) | visible(node[2]) | visible(node[3]);
+}
+
 /// Four rays that collect the values of voxels, constant inside each, times the exact length of the ray in it.
 template <class Node, class Voxels>
 class CellRays {
@@ -41,8 +48,7 @@ public:
     /// @return not 0 when the voxels just left have to be added
     unsigned advance(const Voxels& voxels) {
         node_ = walk_.node;
-        unsigned visible = 0;
-        for (int i = 0; i < kQuadLanes; ++i) visible |= voxels.visible(static_cast<std::size_t>(node_[i]));
+        const unsigned visible = any_visible(voxels, node_);
         const Floats entered = walk_.t;
         walk_.advance();
         length_ = walk_.t - entered;
@@ -106,9 +112,9 @@ public:
         walk_.advance();
         walk_.get_face(face_[now_]);
         length_ = walk_.t - entered;
-        visible_ = 0;
-        for (const auto& node : face_[now_].node)
-            for (int i = 0; i < kQuadLanes; ++i) visible_ |= voxels.visible(static_cast<std::size_t>(node[i]));
+        const auto& node = face_[now_].node;
+        visible_ = any_visible(voxels, node[0]) | any_visible(voxels, node[1]) | any_visible(voxels, node[2]) |
+                   any_visible(voxels, node[3]);
         sampled_ = std::exchange(added_, false);
         return visible_ | was_visible;
     }
@@ -137,7 +143,7 @@ public:
 
 private:
     /// Bilinear interpolation on the four faces.
-    static ColorQuad sample(const Voxels& voxels, const FaceQuad<Node>& face) {
+    __attribute__((always_inline)) static ColorQuad sample(const Voxels& voxels, const FaceQuad<Node>& face) {
         const auto at = [&]<int kLane>(std::integral_constant<int, kLane>) {
             const auto term = [&](int n) {
                 return broadcast<kLane>(face.weight[n]) * voxels.color(static_cast<std::size_t>(face.node[n][kLane]));
