@@ -46,7 +46,7 @@ const FindCase kFound[] = {
     {"carriage_returns_alone", "[s]\rj=2\rk=1\r[t]\r", "1"},
     {"carriage_return_in_a_line", "[s]\nk=1\rj=2\n", "1"},
     {"byte_order_mark", "\xEF\xBB\xBF[s]\nk=1\n", "1"},
-    {"zero_bytes", std::string("[s\0t]\nk\0j=1 \0 2\n", 18), "1 "},
+    {"zero_bytes", std::string("[s\0t]\nk\0j=1 \0 2\n", 16), "1 "},
     {"end_of_text_marks", "[s]\n\x1Ak=1\x1A\n\x1A", "1"},
 };
 
