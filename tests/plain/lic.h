@@ -50,37 +50,21 @@ private:
 };
 
 inline int lic_step(double x, double y, double vx, double vy, int previous, double& dx, double& dy) {
-    double to_x = vx > 0 ? std::floor(x) + 1 : std::floor(x);
-    double to_y = vy > 0 ? std::floor(y) + 1 : std::floor(y);
-    if (previous == 1) {
-        if (vy > 0) return 0;
-        to_y = std::floor(y);
-    } else if (previous == 2) {
-        if (vy < 0) return 0;
-        to_y = std::floor(y) + 1;
-    } else if (previous == 3) {
-        if (vx < 0) return 0;
-        to_x = std::floor(x) + 1;
-    } else if (previous == 4) {
-        if (vx > 0) return 0;
-        to_x = std::floor(x);
-    }
+    if ((previous == 1 && vy > 0) || (previous == 2 && vy < 0) || (previous == 3 && vx < 0) ||
+        (previous == 4 && vx > 0))
+        return 0;
+    const double to_x = vx > 0 || previous == 3 ? std::floor(x) + 1 : std::floor(x);
+    const double to_y = vy > 0 || previous == 2 ? std::floor(y) + 1 : std::floor(y);
     const double y_there = vx == 0 ? y : (to_x - x) * (vy / vx) + y;
     const double x_there = vy == 0 ? x : (to_y - y) * (vx / vy) + x;
     const double upright = (to_x - x) * (to_x - x) + (y_there - y) * (y_there - y);
     const double level = (x_there - x) * (x_there - x) + (to_y - y) * (to_y - y);
-    if (upright <= level) {
-        dx = to_x - x;
-        dy = y_there - y;
-        if (vx > 0) return 3;
-        dx -= 0.0001;
-        return 4;
-    }
-    dx = x_there - x;
-    dy = to_y - y;
-    if (vy >= 0) return 2;
-    dy -= 0.0001;
-    return 1;
+    const bool crosses_x = upright <= level;
+    dx = (crosses_x ? to_x : x_there) - x;
+    dy = (crosses_x ? y_there : to_y) - y;
+    if (crosses_x && !(vx > 0)) dx -= 0.0001;
+    if (!crosses_x && !(vy >= 0)) dy -= 0.0001;
+    return crosses_x ? (vx > 0 ? 3 : 4) : (vy >= 0 ? 2 : 1);
 }
 
 inline float lic_ripple(double s0, double s1, double a, double b, double p) {

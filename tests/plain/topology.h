@@ -25,12 +25,14 @@ struct PlainTopology {
     double interval, radius;
 
     std::vector<PlainPoint> points;
-    std::vector<std::vector<PlainVector>> directions;  // four a saddle
+    std::vector<std::vector<PlainVector>> directions;  // four per saddle
     std::vector<std::vector<PlainVector>> lines;
     std::map<std::pair<int, int>, std::vector<PlainVector>> buckets;
 
     float u(int i, int j) const { return data[2 * (j * nx + i)]; }
     float v(int i, int j) const { return data[2 * (j * nx + i) + 1]; }
+
+    bool on_grid(double x, double y) const { return x >= 0 && x <= nx - 1 && y >= 0 && y <= ny - 1; }
 
     PlainVector sample(double x, double y) const {
         const int i = int(x), j = int(y);
@@ -47,51 +49,34 @@ struct PlainTopology {
         const float av = vB - vA, bv = vC - vA, cv = vA - vB - vC + vD;
         const float qa = cv * bu - bv * cu, qc = av * uA - vA * au, qb = cv * uA - vA * cu + av * bu - bv * au;
         const float disc = qb * qb - 4 * qa * qc;
+        const auto in_cell = [](float t) { return t >= 0 && t <= 1; };
         float t1 = -1, t2 = -1;
-        if (qa == 0) {
+        if (qa == 0)
             t1 = -qc / qb;
-            if (!(t1 >= 0 && t1 <= 1)) t1 = -1;
-        } else if (disc == 0) {
+        else if (disc == 0)
             t1 = -qb / (2 * qa);
-            if (!(t1 >= 0 && t1 <= 1)) t1 = -1;
-        } else if (disc > 0) {
-            if (qb >= 0)
-                t1 = float((-qb - std::sqrt(double(disc))) / (2 * qa));
-            else
-                t1 = float((std::sqrt(double(disc)) - qb) / (2 * qa));
+        else if (disc > 0) {
+            const double root = std::sqrt(double(disc));
+            t1 = float((qb >= 0 ? -qb - root : root - qb) / (2 * qa));
             t2 = qc / (t1 * qa);
-            const bool in1 = t1 >= 0 && t1 <= 1, in2 = t2 >= 0 && t2 <= 1;
-            if (!in1 && !in2) return;
-            if (!in1) t1 = t2;
-            if (!in1 || !in2) t2 = -1;
         }
         for (float t : {t1, t2}) {
-            if (t == -1) continue;
+            if (!in_cell(t)) continue;
             float s = -(t * bu + uA) / (t * cu + au);
             const bool signs = std::min({uA, uB, uC, uD}) <= 0 && std::max({uA, uB, uC, uD}) >= 0;
             if (t * cu + au == 0 && signs) s = -(t * bv + vA) / (t * cv + av);
-            if (s >= 0 && s <= 1) points.push_back({double(float(i) + s), double(float(j) + t), -1});
+            if (in_cell(s)) points.push_back({double(float(i) + s), double(float(j) + t), -1});
         }
-    }
-
-    PlainVector side(double x, double y, bool along_x, double h) const {
-        return along_x ? sample(x + h, y) : sample(x, y + h);
     }
 
     /// Plus minus minus along an axis.
     PlainVector difference(double x, double y, bool along_x) const {
-        const double h = 0.0001, at = along_x ? x : y;
-        const int n = along_x ? nx : ny;
-        if (at >= h && at <= n - 1 - h) {
-            const PlainVector plus = side(x, y, along_x, h), minus = side(x, y, along_x, -h);
-            return {plus.x - minus.x, plus.y - minus.y};
-        }
-        if (at > n - 1 - h) {
-            const PlainVector minus = side(x, y, along_x, -h);
-            return {0 - 2 * minus.x, 0 - 2 * minus.y};
-        }
-        const PlainVector plus = side(x, y, along_x, h);
-        return {2 * plus.x - 0, 2 * plus.y - 0};
+        const double h = 0.0001, at = along_x ? x : y, last = (along_x ? nx : ny) - 1;
+        const auto side = [&](double by) { return along_x ? sample(x + by, y) : sample(x, y + by); };
+        const bool at_end = at > last - h, at_start = at < h && !at_end;  // the inner sample counts twice there
+        const PlainVector plus = at_end ? PlainVector{0, 0} : side(h), minus = at_start ? PlainVector{0, 0} : side(-h);
+        const int times = at_end || at_start ? 2 : 1;
+        return {times * plus.x - times * minus.x, times * plus.y - times * minus.y};
     }
 
     int classify(double x, double y) {
@@ -114,12 +99,8 @@ struct PlainTopology {
                 e.push_back(along_x ? PlainVector{1, 0} : PlainVector{0, 1});
                 continue;
             }
-            if (w > 1000.0)
-                e.push_back({w / 100.0, 1.0 / 100.0});
-            else if (w < 0.0001)
-                e.push_back({w * 100.0, 1.0 * 100.0});
-            else
-                e.push_back({w, 1.0});
+            const double shrink = w > 1000.0 ? 100.0 : 1.0, stretch = w < 0.0001 ? 100.0 : 1.0;
+            e.push_back({w / shrink * stretch, 1.0 / shrink * stretch});
         }
         directions.push_back({e[0], e[1], {-e[0].x, -e[0].y}, {-e[1].x, -e[1].y}});
         return 0;
@@ -132,9 +113,8 @@ struct PlainTopology {
         for (;;) {
             const PlainVector at = line.back(), f = sample(at.x, at.y);
             if (std::sqrt(f.x * f.x + f.y * f.y) < 1e-10) return;
-            const double x = direction > 0 ? at.x + f.x / interval : at.x - f.x / interval;
-            const double y = direction > 0 ? at.y + f.y / interval : at.y - f.y / interval;
-            if (!(x >= 0 && x <= nx - 1 && y >= 0 && y <= ny - 1)) return;
+            const double x = at.x + direction * (f.x / interval), y = at.y + direction * (f.y / interval);
+            if (!on_grid(x, y)) return;
             for (const PlainVector& entry : bucket(x, y)) {
                 if (std::sqrt((x - entry.x) * (x - entry.x) + (y - entry.y) * (y - entry.y)) < radius) return;
             }
@@ -146,24 +126,20 @@ struct PlainTopology {
         }
     }
 
-    void find() {
+    void run() {
         for (int j = 0; j < ny - 1; ++j)
             for (int i = 0; i < nx - 1; ++i) scan_cell(i, j);
         for (PlainPoint& point : points) {
             point.kind = classify(point.x, point.y);
             if (point.kind == 0) bucket(point.x, point.y).push_back({point.x, point.y});
         }
-    }
-
-    void run() {
-        find();
         std::size_t saddle = 0;
         for (const PlainPoint& point : points) {
             if (point.kind != 0) continue;
             for (const PlainVector& e : directions[saddle]) {
                 const double length = std::sqrt(e.x * e.x + e.y * e.y), ex = e.x / length, ey = e.y / length;
                 const double x = point.x + 2 * radius * ex, y = point.y + 2 * radius * ey;
-                if (!(x >= 0 && x <= nx - 1 && y >= 0 && y <= ny - 1)) continue;
+                if (!on_grid(x, y)) continue;
                 const PlainVector f = sample(x, y);
                 const double speed = std::sqrt(f.x * f.x + f.y * f.y);
                 lines.push_back({{point.x, point.y}, {x, y}});

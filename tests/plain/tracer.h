@@ -10,7 +10,7 @@
 namespace plain {
 
 struct Scene {
-    const std::uint8_t* nodes;  // veclen bytes a node, x fastest
+    const std::uint8_t* nodes;  // veclen bytes per node, x fastest
     int n[3];                   // nodes per axis
     int veclen;                 // 4: opacity, red, green, blue; 1: classified by the table
     const float (*table)[4];    // 256 entries, or null
@@ -157,35 +157,25 @@ inline void add_color(const Scene& s, Color& sum, const Color& voxel, float weig
                                  : static_cast<float>(sum.c[i] + static_cast<double>(voxel.c[i]) * weight);
 }
 
-inline Color march_nearest(const Scene& s, const Ray& ray, std::int64_t& cells) {
+inline Color march_nearest(const Scene& s, Walk& w, std::int64_t& cells) {
     Color sum;
-    Walk w{};
-    if (!enter(ray, s.n, 0, w)) return sum;
     do {
         ++cells;
         const std::int64_t node = node_number(s, w.index);
         const Color voxel = classify(s, node);
         const double opacity = s.veclen == 4 ? s.nodes[node * 4] / 255.0 : static_cast<double>(voxel.c[0]);
-        const float length = advance(w);
-        const auto c = static_cast<float>(length * s.a_scale * opacity);
-        if (c > 0) {
-            if (sum.c[0] + c >= 1) {
-                add_color(s, sum, voxel, 1 - sum.c[0]);
-                sum.c[0] = 1;
-                return sum;
-            }
-            sum.c[0] += c;
-            add_color(s, sum, voxel, c);
-        }
+        const auto c = static_cast<float>(advance(w) * s.a_scale * opacity);
+        if (!(c > 0)) continue;
+        const bool saturates = sum.c[0] + c >= 1;
+        add_color(s, sum, voxel, saturates ? 1 - sum.c[0] : c);
+        sum.c[0] = saturates ? 1 : sum.c[0] + c;
+        if (saturates) return sum;
     } while (w.index[w.face_axis] >= 0 && w.index[w.face_axis] < s.n[w.face_axis] && w.step[w.face_axis] != 0);
     return sum;
 }
 
-inline Color march_interpolated(const Scene& s, const Ray& ray, std::int64_t& cells) {
-    Color sum;
-    Walk w{};
-    if (!enter(ray, s.n, 1, w)) return sum;
-    Color previous = face_sample(s, w);
+inline Color march_interpolated(const Scene& s, Walk& w, std::int64_t& cells) {
+    Color sum, previous = face_sample(s, w);
     do {
         ++cells;
         const float length = advance(w);
@@ -216,8 +206,10 @@ inline std::int64_t render(const Scene& s, std::uint8_t* image) {
     std::int64_t cells = 0;
     for (int row = 0; row < s.height; ++row) {
         for (int column = 0; column < s.width; ++column) {
-            const Ray ray = make_ray(s, column, row);
-            const Color sum = s.interpolate ? march_interpolated(s, ray, cells) : march_nearest(s, ray, cells);
+            Walk w{};
+            Color sum;
+            if (enter(make_ray(s, column, row), s.n, s.interpolate ? 1 : 0, w))
+                sum = s.interpolate ? march_interpolated(s, w, cells) : march_nearest(s, w, cells);
             *image++ = to_byte(std::clamp(static_cast<double>(sum.c[0]), 0.0, 1.0) * 255, 255);
             for (int i = 1; i < 4; ++i) *image++ = to_byte(sum.c[i], 255);
         }

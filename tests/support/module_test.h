@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ struct FieldContents {
     std::vector<float> coord = {};
     int veclen = 0;  // 0: no component
     std::vector<float> values = {};
+    std::vector<float> points = {};  // of a uniform field, which has no coord
 };
 
 /// An array that the host can take over.
@@ -68,10 +70,25 @@ protected:
         const auto size = [](const auto& values) { return static_cast<xp_long>(values.size()); };
         if (!contents.coord.empty())
             FLDset_coord(field, handed<float>(contents.coord), size(contents.coord), ARR_HOST_OWNS);
+        if (!contents.points.empty())
+            FLDset_points(field, handed<float>(contents.points), size(contents.points), ARR_HOST_OWNS);
         if (contents.veclen > 0) FLDset_node_data_veclen(field, 0, contents.veclen);
         if (!contents.values.empty())
             FLDset_node_data(field, 0, handed<T>(contents.values), kTypeCode<T>, size(contents.values), ARR_HOST_OWNS);
         return field;
+    }
+
+    /// Gives a field without nodes its arrays, which are empty.
+    static void set_no_values(OMobj_id field) {
+        FLDset_coord(field, handed<float>(std::vector<float>()), 0, ARR_HOST_OWNS);
+        FLDset_node_data(field, 0, handed<float>(std::vector<float>()), DTYPE_FLOAT, 0, ARR_HOST_OWNS);
+    }
+    void set_int(const char* name, int value) const {
+        OMset_int_val(host::create(instance, name, host::Kind::integer), value);
+    }
+    void set_real(const char* name, double value) const {
+        host::create(instance, name, host::Kind::real);
+        OMset_name_real_val(instance, OMstr_to_name(name), value);
     }
 
     static std::vector<float> values(OMobj_id field, int comp) {
@@ -83,6 +100,29 @@ protected:
         HostArray<float> data;
         if (get(field, data.place(), data.count_place(), ARR_READ) != 1) return {};
         return {data.data(), data.data() + data.size()};
+    }
+
+    /// The bytes of component 0, which is of that type; empty if there are none.
+    static std::vector<std::uint8_t> bytes(OMobj_id field, int expected_type) {
+        HostArray<std::uint8_t> data;
+        int type = -1;
+        if (FLDget_node_data(field, 0, &type, data.untyped_place(), data.count_place(), ARR_READ) != 1) return {};
+        EXPECT_EQ(type, expected_type);
+        return {data.data(), data.data() + data.size()};
+    }
+    /// That a field is an image of width x height pixels, by all but its pixels.
+    static void expect_image(OMobj_id field, xp_long width, xp_long height) {
+        HostArray<xp_long> dims;
+        int ndim = 0, nspace = 0, ncomp = 0, veclen = 0, id = 0;
+        ASSERT_EQ(FLDget_dims(field, dims.place(), &ndim), 1);
+        FLDget_nspace(field, &nspace);
+        FLDget_node_data_ncomp(field, &ncomp);
+        FLDget_node_data_veclen(field, 0, &veclen);
+        FLDget_node_data_id(field, 0, &id);
+        EXPECT_EQ((std::vector<xp_long>{ndim, dims[0], dims[1], nspace, ncomp, veclen, id}),
+                  (std::vector<xp_long>{2, width, height, 2, 1, 4, 669}));
+        EXPECT_EQ(positions(field, FLDget_points),
+                  (std::vector<float>{0, 0, static_cast<float>(width - 1), static_cast<float>(height - 1)}));
     }
 
     OMobj_id instance{};

@@ -131,16 +131,9 @@ protected:
     void SetUp() override {
         ModuleTest::SetUp();
         out = host::create(instance, "fld_out", host::Kind::field);
-        for (const char* name : {"minPstress", "MaxPstress"}) {
-            host::create(instance, name, host::Kind::real);
-            OMset_name_real_val(instance, OMstr_to_name(name), 77);
-        }
+        for (const char* name : {"minPstress", "MaxPstress"}) set_real(name, 77);
     }
     int update() const { return ZAMprincStrVec_comp_func(instance, 0, 0); }
-    void set_switch(int value) const {
-        host::create(instance, "fld_switch", host::Kind::integer);
-        OMset_name_int_val(instance, OMstr_to_name("fld_switch"), value);
-    }
     double real(const char* name) const {
         double value = 0;
         OMget_name_real_val(instance, OMstr_to_name(name), &value);
@@ -166,7 +159,7 @@ TEST_F(Stress, WritesValuesDirectionsAndTheirRange) {
     EXPECT_TRUE(std::equal(xform, xform + 16, written));
 
     for (const auto& [value, expected] : {std::pair{0, 5.0}, {1, 3.0}, {-1, 3.0}}) {
-        set_switch(value);
+        set_int("fld_switch", value);
         ASSERT_EQ(update(), 1);
         EXPECT_EQ(real("MaxPstress"), expected);
         EXPECT_EQ(positions(out, FLDget_coord), value == 0 ? std::vector<float>({8, 9, 0}) : solid().coord);
@@ -183,49 +176,40 @@ TEST_F(Stress, WritesValuesDirectionsAndTheirRange) {
 }
 
 TEST_F(Stress, StopsAsDescribed) {
-    const auto changed = [](auto&& change) {
-        auto contents = solid();
-        change(contents);
-        return contents;
-    };
     using C = FieldContents;
-    const std::pair<C, const char*> cases[] = {
-        {changed([](C& c) { c.nspace = 0; }), "in princStrVec_comp_func error: Can't get in_fld_nnspace\n"},
-        {changed([](C& c) { c.coord.clear(); }),
-         "in princStrVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
-        {changed([](C& c) { c.coord.pop_back(); }),
-         "in princStrVec_comp_func error: Can't get in_fld_coord, in_fld_size\n"},
-        {changed([](C& c) { c.veclen = 0, c.values.clear(); }), "in_fld_ncomp=0. input ncomp must be 1 (veclen 6)\n"},
-        {changed([](C& c) { c.veclen = 5; }), nullptr},
-        {changed([](C& c) { c.values.pop_back(); }), "in princStrVec_comp_func error: Can't get in_fld node data\n"}};
+    const std::string name = "in princStrVec_comp_func error: ";
+    const std::pair<std::string, void (*)(C&)> cases[] = {
+        {name + "Can't get in_fld_nnspace\n", [](C& c) { c.nspace = 0; }},
+        {name + "Can't get in_fld_coord, in_fld_size\n", [](C& c) { c.coord.pop_back(); }},
+        {"in_fld_ncomp=0. input ncomp must be 1 (veclen 6)\n", [](C& c) { c.veclen = 0, c.values.clear(); }},
+        {"", [](C& c) { c.veclen = 5; }},
+        {name + "Can't get in_fld node data\n", [](C& c) { c.values.pop_back(); }}};
     const int before = host::stamp(out);
     for (const int field_switch : {0, 1}) {
-        set_switch(field_switch);
+        set_int("fld_switch", field_switch);
         reports.clear();
         EXPECT_EQ(update(), 0);
-        EXPECT_EQ(reports, std::vector<std::string>{"in princStrVec_comp_func error: Can't get in_fld_id\n"});
-        const char* name = field_switch == 0 ? "fld2_in" : "fld_in";
-        for (const auto& [contents, message] : cases) {
-            reports.clear();
-            make_field(name, contents);
+        std::vector<std::string> expected{name + "Can't get in_fld_id\n"};
+        const char* input = field_switch == 0 ? "fld2_in" : "fld_in";
+        for (const auto& [message, change] : cases) {
+            auto contents = solid();
+            change(contents);
+            make_field(input, contents);
             EXPECT_EQ(update(), 0);
-            EXPECT_EQ(reports, message ? std::vector<std::string>{message} : std::vector<std::string>());
+            if (!message.empty()) expected.push_back(message);
         }
-        reports.clear();
-        make_field(name, solid());
+        make_field(input, solid());
         host::fail_call("FLDget_nnodes", 1);
         EXPECT_EQ(update(), 0);
-        const std::vector<std::string> second{"in princStrVec_comp_func error: Can't get in_fld_nnodes\n"};
-        EXPECT_EQ(reports, field_switch == 0 ? second : std::vector<std::string>());
+        if (field_switch == 0) expected.push_back(name + "Can't get in_fld_nnodes\n");
+        EXPECT_EQ(reports, expected);
     }
     EXPECT_EQ(host::stamp(out), before);
     EXPECT_EQ(real("minPstress"), 77);
 }
 
 TEST_F(Stress, WithoutNodesKeepsTheRange) {
-    const OMobj_id field = make_field("fld_in", {{}, 0, 3, {}, 6, {}});
-    FLDset_coord(field, handed<float>(std::vector<float>()), 0, ARR_HOST_OWNS);
-    FLDset_node_data(field, 0, handed<float>(std::vector<float>()), DTYPE_FLOAT, 0, ARR_HOST_OWNS);
+    set_no_values(make_field("fld_in", {{}, 0, 3, {}, 6, {}}));
     EXPECT_EQ(update(), 1);
     EXPECT_TRUE(real("minPstress") == 77 && real("MaxPstress") == 77);
 }

@@ -16,8 +16,7 @@ protected:
         host::create(instance, "current_step_label", host::Kind::text);
         time = host::create(instance, "time", host::Kind::array);
         out = host::create(instance, "out_probe", host::Kind::field);
-        host::create(instance, "out_time", host::Kind::real);
-        OMset_name_real_val(instance, OMstr_to_name("out_time"), -5);
+        set_real("out_time", -5);
         const std::vector<float> times{10, 20, 30};
         host::set_values(time, DTYPE_FLOAT, times.data(), 3);
         const std::vector<float> shift{100, 200, 300};
@@ -78,25 +77,24 @@ TEST_F(TimeAdvect, StopsQuietlyWithoutATime) {
 
 TEST_F(TimeAdvect, SaysThatAProbeHasNoPositions) {
     const auto expect_message = [this](const char* what) {
-        SCOPED_TRACE(what);
-        EXPECT_EQ(update(1, "7"), "Can not get coordinate.\n");
-        EXPECT_EQ(out_time(), -5);
+        EXPECT_EQ(update(1, "7"), "Can not get coordinate.\n") << what;
+        EXPECT_EQ(out_time(), -5) << what;
     };
-    make_field("in_probe", {{}, 2, 1, {1, 2}});
-    expect_message("one component of space");
-    make_field("in_probe", {{}, 0, 3, {}});
-    expect_message("no nodes");
-    make_field("in_probe", {{}, 2, 3, {1, 2, 3, 4, 5}});
-    expect_message("too few coordinates");
-    const OMobj_id probe = make_field("in_probe", {{}, 1, 3, {1, 2, 3}});
-    host::set_values(host::find(probe, "xform.center"), DTYPE_FLOAT, kTurn, 2);
-    expect_message("a short centre");
-    host::destroy(host::find(probe, "xform"));
-    expect_message("no transform");
-    host::destroy(probe);
+    const std::pair<const char*, FieldContents> probes[] = {{"one component of space", {{}, 2, 1, {1, 2}}},
+                                                            {"no nodes", {{}, 0, 3, {}}},
+                                                            {"too few coordinates", {{}, 2, 3, {1, 2, 3, 4, 5}}},
+                                                            {"no transform", {{}, 1, 3, {1, 2, 3}}}};
+    for (const auto& [what, contents] : probes) {
+        const OMobj_id probe = make_field("in_probe", contents);
+        if (what == std::string("no transform")) {
+            host::set_values(host::find(probe, "xform.center"), DTYPE_FLOAT, kTurn, 2);
+            expect_message("a short centre");
+            host::destroy(host::find(probe, "xform"));
+        }
+        expect_message(what);
+    }
+    host::destroy(host::find(instance, "in_probe"));
     expect_message("no probe");
-    make_field("in_probe2", {{}, 1, 2, {1, 3}});
-    host::set_field_xform(host::find(instance, "in_probe2"), kTurn, {}, {});
     host::destroy(out);
     EXPECT_EQ(update(2, "7"), "");  // it has positions, and nowhere to hand them to
     EXPECT_EQ(out_time(), -5);

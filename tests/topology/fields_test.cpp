@@ -64,7 +64,7 @@ protected:
 };
 
 TEST_F(Fields, linear_fields_have_one_point_of_their_class) {
-    set("Interval", 20.0);
+    set_real("Interval", 20.0);
     for (const auto& c : kLinear) {
         SCOPED_TRACE(c.name);
         // dyadic positions and factors: the field is exact in single precision
@@ -103,39 +103,6 @@ TEST_F(Fields, steep_directions_are_scaled_and_axes_found) {
             EXPECT_EQ(eigen_vector[0][k].y, (k < 2 ? 1 : -1) * c.e[k % 2].y) << c.lambda[0] << " " << k;
         }
     }
-}
-
-TEST_F(Fields, products_of_sines_have_a_lattice_of_points) {
-    // sin x cos y, -cos x sin y: saddles at multiples of pi, centres half-way between them; the symmetric mix of the
-    // two keeps both and leaves no line on which one component vanishes
-    const double step = std::numbers::pi / 10;
-    const auto field = sampled(40, 40, [&](double i, double j) {
-        const double u = std::sin((i + 0.375) * step) * std::cos((j + 0.625) * step);
-        const double v = -std::cos((i + 0.375) * step) * std::sin((j + 0.625) * step);
-        return TopologyVector{u + 0.25 * v, 0.25 * u + v};
-    });
-    ASSERT_EQ(run(field), 1);
-    int saddles = 0;
-    for (const auto& point : std::span(critical_index, static_cast<std::size_t>(critical_num))) {
-        const double shift = static_cast<int>(point.kind) == TOPOLOGY_SADDLE ? 0.0 : 5.0;
-        EXPECT_NEAR(std::remainder(point.x + 0.375 - shift, 10.0), 0.0, 0.01);  // the sines are chords
-        EXPECT_NEAR(std::remainder(point.y + 0.625 - shift, 10.0), 0.0, 0.01);
-        saddles += shift == 0.0 ? 1 : 0;
-    }
-    EXPECT_EQ(critical_num, 25);
-    EXPECT_EQ(saddles, 9);
-}
-
-TEST_F(Fields, a_double_gyre_turns_round_two_centres) {
-    const auto field = sampled(81, 41, [](double i, double j) {
-        const double x = (i - 0.375) / 39.5 * std::numbers::pi;
-        const double y = (j - 0.625) / 39.5 * std::numbers::pi;
-        const double u = -std::sin(x) * std::cos(y);
-        const double v = std::cos(x) * std::sin(y);
-        return TopologyVector{u + 0.25 * v, 0.25 * u + v};  // mixed as above
-    });
-    ASSERT_EQ(run(field), 1);
-    EXPECT_EQ(labels(), "SPSPSPCECE");
 }
 
 }  // namespace

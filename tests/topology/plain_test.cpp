@@ -38,8 +38,8 @@ class PlainForm : public Topology {
 protected:
     void compare(const char* name, const Field& field, double interval, double radius) {
         SCOPED_TRACE(name);
-        set("Interval", interval);
-        set("Radius", radius);
+        set_real("Interval", interval);
+        set_real("Radius", radius);
         ASSERT_EQ(run(field), 1);
         PlainTopology plain{field.vectors.data(), field.columns, field.rows, interval, radius, {}, {}, {}, {}};
         plain.run();
