@@ -24,29 +24,17 @@ struct Fields : HostTest {
     int coord(std::initializer_list<float> values) const {
         return FLDset_coord(field, filled(DTYPE_FLOAT, values), static_cast<xp_long>(values.size()), ARR_HOST_OWNS);
     }
-    int type() const {
-        int type = 0;
-        EXPECT_EQ(FLDget_grid_type(field, &type), 1);
-        return type;
-    }
-    xp_long nnodes() const {
-        xp_long nnodes = -1;
-        EXPECT_EQ(FLDget_nnodes(field, &nnodes), 1);
-        return nnodes;
-    }
-    /// Minimum and maximum corner one after another; empty when the host does not know them.
-    std::vector<float> extent(int nspace) const {
-        float low[3];
-        float high[3];
-        if (FLDget_coord_extent(field, low, high) != 1) return {};
-        std::vector<float> both(low, low + nspace);
-        both.insert(both.end(), high, high + nspace);
-        return both;
+    int type() const { return got<int>(FLDget_grid_type, field).value_or(-1); }
+    xp_long nnodes() const { return got<xp_long>(FLDget_nnodes, field).value_or(-1); }
+    /// Minimum and maximum corner one after another; empty if the host does not know them.
+    std::vector<float> extent(int nspace) const { return extent(nspace, field); }
+    static std::vector<float> extent(int nspace, OMobj_id part) {
+        std::vector<float> corners(static_cast<std::size_t>(2 * nspace));
+        const bool known = FLDget_coord_extent(part, corners.data(), corners.data() + nspace) == 1;
+        return known ? corners : std::vector<float>();
     }
     double range(const char* limit) const {
-        double value = std::nan("");
-        OMget_real_val(find(field, std::string("coordinates.") + limit), &value);
-        return value;
+        return got<double>(OMget_real_val, find(field, std::string("coordinates.") + limit)).value_or(std::nan(""));
     }
 
     OMobj_id field{};
@@ -62,13 +50,11 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     EXPECT_EQ(extent(2), (std::vector<float>{0, 0, 3, 2}));
     EXPECT_EQ(points({1, 0, 2, 0, 4, 0, 8, 0, 0, -1, 0, 0, 0, 5}), 1);
     EXPECT_EQ(type(), FLD_RECTILINEAR);
-    xp_long npoints = 0;
-    EXPECT_EQ(FLDget_npoints(field, &npoints), 1);
-    EXPECT_EQ(npoints, 7);
+    EXPECT_EQ(got<xp_long>(FLDget_npoints, field), 7);
     EXPECT_EQ(extent(2), (std::vector<float>{1, -1, 8, 5}));  // the other component of an axis' points does not count
     EXPECT_EQ(range("min"), -1.0);
     EXPECT_EQ(range("max"), 8.0);
-    EXPECT_EQ(FLDset_ndim(field, 2), 1);
+    FLDset_ndim(field, 2);
     EXPECT_EQ(FLDset_nnodes(field, 6), 1);  // a count between ndim and dims leaves the field structured
     const xp_long following[] = {3, 2};
     EXPECT_EQ(FLDset_dims(field, following), 1);
@@ -95,21 +81,16 @@ TEST_F(Fields, DeclaredTypesStay) {
 }
 
 TEST_F(Fields, AbsurdShapesAreRefused) {
-    const xp_long kMost = std::numeric_limits<xp_long>::max();
+    constexpr xp_long kMax = std::numeric_limits<xp_long>::max();
+    constexpr int kMaxInt = std::numeric_limits<int>::max();
     shape({4, 3}, 2);
-    const xp_long kBadDims[][2] = {{-1, 3}, {kMost, 3}, {xp_long{1} << 40, xp_long{1} << 40}};
+    const xp_long kBadDims[][2] = {{-1, 3}, {kMax, 3}, {xp_long{1} << 40, xp_long{1} << 40}};
     for (const auto& dims : kBadDims) EXPECT_EQ(FLDset_dims(field, dims), 0) << dims[0];
-    for (const int ndim : {-1, 1000}) EXPECT_EQ(FLDset_ndim(field, ndim), 0);
     for (const int nspace : {0, -1, 4}) EXPECT_EQ(FLDset_nspace(field, nspace), 0);
-    for (const xp_long count : {xp_long{-1}, kMost}) {
-        EXPECT_EQ(FLDset_nnodes(field, count), 0);
-        EXPECT_EQ(FLDset_npoints(field, count), 0);
-    }
-    for (const int steps : {-1, std::numeric_limits<int>::max()}) EXPECT_EQ(FLDset_time_nsteps(field, steps), 0);
-    for (const int count : {-1, std::numeric_limits<int>::max()}) {
-        EXPECT_EQ(FLDset_ncell_sets(field, count), 0);
-        EXPECT_EQ(FLDset_node_data_ncomp(field, count), 0);
-    }
+    for (const auto set : {FLDset_nnodes, FLDset_npoints})
+        for (const xp_long count : {xp_long{-1}, kMax}) EXPECT_EQ(set(field, count), 0);
+    for (const auto set : {FLDset_ndim, FLDset_time_nsteps, FLDset_ncell_sets, FLDset_node_data_ncomp})
+        for (const int count : {-1, kMaxInt}) EXPECT_EQ(set(field, count), 0);
     EXPECT_EQ(nnodes(), 12);
     EXPECT_EQ(FLDset_ndim(module, 2), 0);  // no field at all
     EXPECT_EQ(FLDset_ndim(OMnull_obj(), 2), 0);
@@ -127,9 +108,7 @@ TEST_F(Fields, NewShapesDropWhatBelongedToTheOldOne) {
     int type = 0;
     xp_long size = 0;
     EXPECT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ), 0);
-    int veclen = 0;
-    EXPECT_EQ(FLDget_node_data_veclen(field, 0, &veclen), 1);  // what was declared stays
-    EXPECT_EQ(veclen, 1);
+    EXPECT_EQ(got<int>(FLDget_node_data_veclen, field, 0), 1);  // what was declared stays
     points({0, 0, 1, 1});
     shape({3, 3}, 2);
     EXPECT_EQ(extent(2), (std::vector<float>{0, 0, 1, 1}));  // corners fit any grid
@@ -148,32 +127,24 @@ TEST_F(Fields, ExtentsFollowTheCoordinates) {
     EXPECT_EQ(FLDset_coord_extent(field, &low, &high, 2), 0);
     EXPECT_EQ(extent(1), (std::vector<float>{-10, 10}));
     EXPECT_EQ(range("max"), 5.0);
-    float* written = nullptr;
-    xp_long size = 0;
-    ASSERT_EQ(FLDget_coord(field, &written, &size, ARR_READ_WRITE), 1);
-    EXPECT_EQ(extent(1), (std::vector<float>{3, 5}));
-    written[1] = 6;
-    EXPECT_EQ(range("max"), 6.0);  // while it is being written too
-    end_access(written);
+    lent<float>(FLDget_coord, field, ARR_READ_WRITE, [&](float* written) {
+        EXPECT_EQ(extent(1), (std::vector<float>{3, 5}));
+        written[1] = 6;
+        EXPECT_EQ(range("max"), 6.0);  // while it is being written too
+    });
     EXPECT_EQ(extent(1), (std::vector<float>{3, 6}));
     EXPECT_EQ(OMset_real_val(find(field, "coordinates.max"), 1.0), 0);
 }
 
 TEST_F(Fields, WritingGettersMakeAbsentArrays) {
-    float* made = nullptr;
-    xp_long size = 0;
     FLDset_nspace(field, 3);
-    EXPECT_EQ(FLDget_coord(field, &made, &size, ARR_READ), 0);
+    EXPECT_EQ(lent(FLDget_coord, field, ARR_READ), std::nullopt);
     FLDset_nnodes(field, 2);
-    ASSERT_EQ(FLDget_coord(field, &made, &size, ARR_WRITE), 1);
-    EXPECT_EQ(floats(made, size), std::vector<float>(6, 0.0F));
-    end_access(made);
+    EXPECT_EQ(lent(FLDget_coord, field, ARR_WRITE), std::vector<float>(6, 0.0F));
     shape({4, 3}, 2);
     FLDset_npoints(field, 7);
-    ASSERT_EQ(FLDget_points(field, &made, &size, ARR_WRITE), 1);
-    EXPECT_EQ(size, 14);
+    EXPECT_EQ(lent(FLDget_points, field, ARR_WRITE), std::vector<float>(14, 0.0F));
     EXPECT_EQ(type(), FLD_RECTILINEAR);
-    end_access(made);
 }
 
 TEST_F(Fields, CellSets) {
@@ -182,9 +153,7 @@ TEST_F(Fields, CellSets) {
     EXPECT_EQ(FLDadd_cell_set(field, "Blob"), 0);
     OMobj_id cells{};
     ASSERT_EQ(FLDget_cell_set(field, 1, &cells), 1);
-    int poly = 0;
-    EXPECT_EQ(FLDget_poly_flag(cells, &poly), 1);
-    EXPECT_EQ(poly, 1);
+    EXPECT_EQ(got<int>(FLDget_poly_flag, cells), 1);
     char name[8];
     EXPECT_EQ(FLDget_cell_set_name(cells, name, sizeof name), 1);
     EXPECT_STREQ(name, "Polylin");
@@ -197,18 +166,14 @@ TEST_F(Fields, CellSets) {
     OMset_obj_ref(holder, cells);
     destroy(holder);
     destroy(cells);
-    xp_long* list = nullptr;
-    xp_long size = 0;
     EXPECT_EQ(FLDset_cell_set(cells, "Quad"), 1);
     EXPECT_EQ(FLDset_ncells(cells, 5), 1);
     EXPECT_EQ(FLDset_ncells(cells, -1), 0);
-    ASSERT_EQ(FLDget_node_connect(cells, &list, &size, ARR_WRITE), 1);
-    EXPECT_EQ(size, 20);
-    const int seq = now();
-    end_access(list);
+    int seq = 0;
+    EXPECT_EQ(lent<xp_long>(FLDget_node_connect, cells, ARR_WRITE, [&](auto*) { seq = now(); })->size(), 20U);
     EXPECT_NE(OMchanged(field, seq), 0);
     EXPECT_EQ(FLDset_ncells(cells, 6), 1);
-    EXPECT_EQ(FLDget_node_connect(cells, &list, &size, ARR_READ), 0);  // it was for five
+    EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ), std::nullopt);  // it was for five
     destroy(field);
     EXPECT_EQ(FLDset_ncells(cells, 1), 0);
 }
@@ -219,25 +184,22 @@ TEST_F(Fields, PolygonListsHaveTheLengthOfTheirPolygons) {
     OMobj_id solids{};
     FLDget_cell_set(field, 0, &lines);
     FLDget_cell_set(field, 1, &solids);
-    xp_long* list = nullptr;
-    xp_long size = 0;
     for (const OMobj_id cells : {lines, solids}) {
-        EXPECT_EQ(FLDget_poly_connect(cells, &list, &size, ARR_WRITE), 0);  // no type yet
+        EXPECT_EQ(lent(FLDget_poly_connect, cells, ARR_WRITE), std::nullopt);  // no type yet
         FLDset_npolys(cells, 3);
     }
     FLDset_cell_set(lines, "Polyline");
-    ASSERT_EQ(FLDget_poly_connect(lines, &list, &size, ARR_WRITE), 1);
-    EXPECT_EQ(size, 6);
-    end_access(list);
+    EXPECT_EQ(lent(FLDget_poly_connect, lines, ARR_WRITE)->size(), 6U);
     FLDset_cell_set(solids, "Polyhedron");
-    EXPECT_EQ(FLDget_poly_connect(solids, &list, &size, ARR_WRITE), 0);
-    ASSERT_EQ(FLDget_poly_nnodes(solids, &list, &size, ARR_WRITE), 1);
-    ASSERT_EQ(size, 3);
-    std::copy_n(std::begin({4, 5, 6}), 3, list);
-    end_access(list);
-    ASSERT_EQ(FLDget_poly_connect(solids, &list, &size, ARR_WRITE), 1);
-    EXPECT_EQ(size, 15);
-    end_access(list);
+    EXPECT_EQ(lent(FLDget_poly_connect, solids, ARR_WRITE), std::nullopt);
+    const auto set_counts = [&](xp_long last) {
+        lent<xp_long>(FLDget_poly_nnodes, solids, ARR_WRITE,
+                      [&](xp_long* counts) { counts[0] = 4, counts[1] = 5, counts[2] = last; });
+    };
+    set_counts(xp_long{1} << 50);
+    EXPECT_EQ(lent(FLDget_poly_connect, solids, ARR_WRITE), std::nullopt);  // beyond what a list can have
+    set_counts(6);
+    EXPECT_EQ(lent(FLDget_poly_connect, solids, ARR_WRITE)->size(), 15U);
 }
 
 TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
@@ -253,9 +215,7 @@ TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
     ASSERT_EQ(FLDget_time_node_data(field, 2, &data), 1);
     EXPECT_EQ(FLDget_time_node_data(field, 3, &data), 0);
     EXPECT_EQ(FLDget_time_node_data(field, -1, &data), 0);
-    xp_long count = 0;
-    EXPECT_EQ(FLDget_nnodes(data, &count), 1);
-    EXPECT_EQ(count, 2);
+    EXPECT_EQ(got<xp_long>(FLDget_nnodes, data), 2);
     char label[8];
     EXPECT_EQ(FLDget_node_data_label(data, 0, label, sizeof label), 1);
     EXPECT_STREQ(label, "p");
@@ -264,12 +224,8 @@ TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
     EXPECT_EQ(FLDset_node_data(data, 0, filled<float>(DTYPE_FLOAT, {8, 9}), DTYPE_FLOAT, 2, ARR_HOST_OWNS), 1);
     EXPECT_NE(OMchanged(field, seq), 0);
     EXPECT_EQ(FLDset_coord(coordinates, filled<float>(DTYPE_FLOAT, {3, 4}), 2, ARR_HOST_OWNS), 1);
-    float low = 0;
-    float high = 0;
-    EXPECT_EQ(FLDget_coord_extent(coordinates, &low, &high), 1);
-    EXPECT_EQ(low, 3);
-    EXPECT_EQ(high, 4);
-    EXPECT_EQ(FLDget_coord_extent(data, &low, &high), 0);  // node data has no positions
+    EXPECT_EQ(extent(1, coordinates), (std::vector<float>{3, 4}));
+    EXPECT_TRUE(extent(1, data).empty());  // node data has no positions
     EXPECT_EQ(FLDset_node_data_ncomp(coordinates, 1), 0);
     EXPECT_EQ(FLDset_time_nsteps(field, 1), 1);
     EXPECT_EQ(OMvalid_obj(data), 0);

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +34,7 @@ protected:
 
 inline OMobj_name token(const char* name) { return OMstr_to_name(name); }
 
-/// An array of ARRalloc_f with these values.
+/// An array from ARRalloc_f with these values.
 template <class T>
 T* filled(int type, std::initializer_list<T> values) {
     auto* array =
@@ -42,6 +44,26 @@ T* filled(int type, std::initializer_list<T> values) {
 }
 
 inline void end_access(void* array) { ARRfree_f(array, __FILE__, __LINE__); }
+
+/// What a getter of one value gives, from a component or a step where it asks for one; `nullopt` if it fails.
+template <class T, class Get, class... Index>
+std::optional<T> got(Get get, OMobj_id object, Index... index) {
+    T value{};
+    return get(object, index..., &value) == 1 ? std::optional(value) : std::nullopt;
+}
+
+/// A copy of the array that a getter lends, taken after `change`; `nullopt` if the getter fails.
+template <class T>
+std::optional<std::vector<T>> lent(int (*get)(OMobj_id, T**, xp_long*, int), OMobj_id object, int mode,
+                                   const std::function<void(T*)>& change = nullptr) {
+    T* data = nullptr;
+    xp_long size = 0;
+    if (get(object, &data, &size, mode) != 1) return std::nullopt;
+    if (change) change(data);
+    std::vector<T> copy(data, data + size);
+    end_access(data);
+    return copy;
+}
 
 inline std::vector<float> floats(const float* values, xp_long count) { return {values, values + count}; }
 

@@ -23,9 +23,6 @@ TEST(Matrices, ProductsApplyTheFirstFactorFirst) {
     float other[] = {1, 0, 0};
     MATvec3_mat4_multiply(other, product(kMove, kTurn).data());
     EXPECT_EQ(floats(other, 3), (std::vector<float>{-6, 6, 7}));
-    std::vector<float> square = product(kTurn, kTurn);
-    MATmat4_multiply(square.data(), square.data(), square.data());
-    EXPECT_EQ(square, kIdentity);
 }
 
 TEST(Matrices, SumsAreSinglePrecisionInAscendingOrder) {
@@ -92,24 +89,16 @@ TEST_F(Graphics, ColorsAreThoseOfTheNearestEntry) {
     const OMobj_id datamap = add("datamap", Kind::group);
     OMset_real_val(create(datamap, "min", Kind::real), 10);
     OMset_real_val(create(datamap, "max", Kind::real), 30);
-    int channel = 0;
-    for (const char* name : {"alpha", "red", "green", "blue"}) {
-        std::vector<std::uint8_t> values;
-        for (int entry = 0; entry < 3; ++entry) values.push_back(static_cast<std::uint8_t>(10 * channel + entry));
-        set_values(create(datamap, name, Kind::array), DTYPE_BYTE, values.data(), 3);
-        ++channel;
-    }
-    struct Case {
-        double value;
-        int entry;
-    };
-    const Case kCases[] = {{10, 0}, {14.9, 0},  {15, 1},       {24.9, 1},      {25, 2},
-                           {30, 2}, {-1e30, 0}, {INFINITY, 2}, {-INFINITY, 0}, {NAN, 0}};
-    for (const Case& c : kCases) {
-        unsigned char argb[4] = {};
-        EXPECT_EQ(GDgen_argbs(datamap, &c.value, DTYPE_DOUBLE, argb, 1, 1, 1, 1, 0), 1);
-        for (int k = 0; k < 4; ++k) EXPECT_EQ(argb[k], 10 * k + c.entry) << c.value;
-    }
+    const std::uint8_t kChannels[4][3] = {{0, 1, 2}, {10, 11, 12}, {20, 21, 22}, {30, 31, 32}};
+    const auto* channel = kChannels;
+    for (const char* name : {"alpha", "red", "green", "blue"})
+        set_values(create(datamap, name, Kind::array), DTYPE_BYTE, channel++, 3);
+    const double kValues[] = {10, 14.9, 15, 24.9, 25, 30, -1e30, INFINITY, -INFINITY, NAN};
+    const int kEntries[] = {0, 0, 1, 1, 2, 2, 0, 2, 0, 0};
+    unsigned char colors[10][4] = {};
+    EXPECT_EQ(GDgen_argbs(datamap, kValues, DTYPE_DOUBLE, colors[0], 10, 1, 10, 10, 0), 1);
+    for (std::size_t i = 0; i < 10; ++i)
+        for (int k = 0; k < 4; ++k) EXPECT_EQ(colors[i][k], 10 * k + kEntries[i]) << kValues[i];
     const std::int16_t shorts[] = {10, 30};
     unsigned char argb[8] = {};
     EXPECT_EQ(GDgen_argbs(datamap, shorts, DTYPE_SHORT, argb, 2, 1, 2, 2, 0), 1);

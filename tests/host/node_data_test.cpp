@@ -20,10 +20,19 @@ struct NodeDataTest : HostTest {
     }
     template <class T>
     std::vector<T> minmax() const {
-        T low{};
-        T high{};
-        if (FLDget_node_data_minmax(field, 0, &low, &high) != 1) return {};
-        return {low, high};
+        T limits[2] = {};
+        if (FLDget_node_data_minmax(field, 0, limits, limits + 1) != 1) return {};
+        return {limits[0], limits[1]};
+    }
+    /// Type and size of what the getter lends, after a change; zeros if it fails.
+    std::pair<int, xp_long> values(int mode, const std::function<void(void*)>& change = nullptr) const {
+        void* data = nullptr;
+        int type = 0;
+        xp_long size = 0;
+        if (FLDget_node_data(field, 0, &type, &data, &size, mode) != 1) return {};
+        if (change) change(data);
+        end_access(data);
+        return {type, size};
     }
     OMobj_id field{};
 };
@@ -54,9 +63,7 @@ TEST_F(NodeDataTest, LimitsOfFloats) {
     for (const Case& c : kCases) {
         FLDset_node_data_ncomp(field, 0);
         std::vector<float> values = c.values;
-        if (std::find(values.begin(), values.end(), null) != values.end()) {
-            EXPECT_EQ(FLDset_node_null_data(field, 0, &null, DTYPE_FLOAT), 1);
-        }
+        if (std::count(values.begin(), values.end(), null) > 0) FLDset_node_null_data(field, 0, &null, DTYPE_FLOAT);
         const auto size = static_cast<xp_long>(values.size());
         ASSERT_EQ(FLDset_node_data(field, 0, values.data(), DTYPE_FLOAT, size, ARR_CALLER_OWNS), 1) << c.what;
         EXPECT_EQ(minmax<float>(), c.limits) << c.what;
@@ -94,13 +101,10 @@ TEST_F(NodeDataTest, LimitsHoldAsLongAsTheValues) {
     set<int>(DTYPE_INT, {3, 4});
     EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
     FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_INT);
-    void* data = nullptr;
-    int type = 0;
-    xp_long size = 0;
-    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ_WRITE), 1);
-    EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
-    static_cast<int*>(data)[0] = 9;
-    end_access(data);
+    values(ARR_READ_WRITE, [&](void* data) {
+        EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
+        static_cast<int*>(data)[0] = 9;
+    });
     EXPECT_EQ(minmax<int>(), (std::vector<int>{4, 9}));
     field = copy;
     EXPECT_EQ(minmax<int>(), (std::vector<int>{-7, 7}));
@@ -132,43 +136,28 @@ TEST_F(NodeDataTest, DeclarationsSurviveAndCutToTheirBuffers) {
     char label[FLD_LABEL_SIZE];
     EXPECT_EQ(FLDget_node_data_label(field, 1, label, sizeof label), 1);
     EXPECT_EQ(std::string(label), longer.substr(0, 1023));
-    int id = 0;
-    EXPECT_EQ(FLDget_node_data_id(field, 1, &id), 1);
-    EXPECT_EQ(id, 669);
+    EXPECT_EQ(got<int>(FLDget_node_data_id, field, 1), 669);
     for (const int bad : {-1, 5, std::numeric_limits<int>::max()}) {
         EXPECT_EQ(FLDset_node_data_veclen(field, bad, 1), 0);
-        EXPECT_EQ(FLDget_node_data_id(field, bad, &id), 0);
+        EXPECT_EQ(got<int>(FLDget_node_data_id, field, bad), std::nullopt);
     }
-    for (const int veclen : {0, -3}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, veclen), 0);
 }
 
 TEST_F(NodeDataTest, TheFirstComponentComesWithItsFirstSetting) {
-    int ncomp = -1;
-    EXPECT_EQ(FLDset_node_data_veclen(field, 0, -1), 0);
+    for (const int bad : {-3, 0}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, bad), 0);
     EXPECT_EQ(FLDset_node_data_veclen(field, 1, 4), 0);
-    FLDget_node_data_ncomp(field, &ncomp);
-    EXPECT_EQ(ncomp, 0);
+    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 0);
     EXPECT_EQ(FLDset_node_data_veclen(field, 0, 4), 1);
-    FLDget_node_data_ncomp(field, &ncomp);
-    EXPECT_EQ(ncomp, 1);
+    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 1);
 }
 
 TEST_F(NodeDataTest, ArraysKeepTheirTrueSize) {
     FLDset_nnodes(field, 100);
     ASSERT_EQ(FLDset_node_data(field, 0, filled<float>(DTYPE_FLOAT, {1, 2, 3}), DTYPE_FLOAT, 3, ARR_HOST_OWNS), 1);
-    void* data = nullptr;
-    int type = 0;
-    xp_long size = 0;
-    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ), 1);
-    EXPECT_EQ(size, 3);
-    EXPECT_EQ(type, DTYPE_FLOAT);
-    end_access(data);
+    EXPECT_EQ(values(ARR_READ), std::pair(int{DTYPE_FLOAT}, xp_long{3}));
     FLDset_node_data_type(field, 0, DTYPE_DOUBLE);
     FLDset_node_data_veclen(field, 0, 2);
-    ASSERT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_WRITE), 1);
-    EXPECT_EQ(size, 200);
-    EXPECT_EQ(type, DTYPE_DOUBLE);
-    end_access(data);
+    EXPECT_EQ(values(ARR_WRITE), std::pair(int{DTYPE_DOUBLE}, xp_long{200}));
 }
 
 }  // namespace

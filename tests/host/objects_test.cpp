@@ -13,32 +13,18 @@ TEST_F(Objects, PathsLeadWhereTheySay) {
     OMset_array_size(list, 2);
     const OMobj_id member = create(find(list, "[1]"), "x", Kind::real);
     OMset_obj_ref(add("alias", Kind::unset), group);
-    struct Case {
-        const char* path;
-        OMobj_id object;
-    };
-    const Case kCases[] = {
+    const std::pair<const char*, OMobj_id> kCases[] = {
         {"group", group},
         {"group.inner", inner},
         {"group.list[1].x", member},
         {"alias.list[1].x", member},
-        {"group.list[2]", OMnull_obj()},
-        {"group.list[-1]", OMnull_obj()},
-        {"group.list[1", OMnull_obj()},
-        {"group.list[99999999999999999999999]", OMnull_obj()},
-        {"group.list[1]x", OMnull_obj()},
-        {"group.inner[0]", OMnull_obj()},
-        {"group..inner", OMnull_obj()},
-        {"group.", OMnull_obj()},
-        {".group", OMnull_obj()},
-        {"", OMnull_obj()},
-        {"nobody", OMnull_obj()},
     };
-    for (const Case& c : kCases) {
-        const OMobj_id found = OMfind_str_subobj(module, c.path, OM_OBJ_RW);
-        EXPECT_EQ(found.word[0], c.object.word[0]) << c.path;
-        EXPECT_EQ(found.word[1], c.object.word[1]) << c.path;
-    }
+    const auto found = [this](const char* path) { return OMfind_str_subobj(module, path, OM_OBJ_RW).word[0]; };
+    for (const auto& [path, object] : kCases) EXPECT_EQ(found(path), object.word[0]) << path;
+    for (const char* nothing :
+         {"group.list[2]", "group.list[-1]", "group.list[1", "group.list[99999999999999999999999]", "group.list[1]x",
+          "group.inner[0]", "group..inner", "group.", ".group", "", "nobody"})
+        EXPECT_EQ(found(nothing), 0U) << nothing;
     for (const char* bad : {"", "a.b", "a[0]"}) EXPECT_EQ(OMvalid_obj(create(module, bad, Kind::group)), 0) << bad;
 }
 
@@ -51,8 +37,6 @@ TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
     EXPECT_EQ(OMvalid_obj(group), 0);
     EXPECT_EQ(OMvalid_obj(inner), 0);
     EXPECT_EQ(OMset_int_val(inner, 1), 0);
-    OMobj_id value{};
-    EXPECT_EQ(OMget_obj_val(find(module, "alias"), &value), 0);
     EXPECT_EQ(kind(find(module, "alias")), Kind::none);
     for (const OMobj_id bad : {OMobj_id{{0, 0}}, OMobj_id{{1, 99}}, OMobj_id{{~std::uintptr_t{0}, 1}}}) {
         EXPECT_EQ(OMvalid_obj(bad), 0);
@@ -66,21 +50,17 @@ TEST_F(Objects, ValuesFollowChainsOfReferences) {
     EXPECT_EQ(OMset_obj_ref(near, value), 1);
     EXPECT_EQ(OMset_obj_ref(far, near), 1);
     EXPECT_EQ(OMset_int_val(far, 5), 1);
-    int read = 0;
-    EXPECT_EQ(OMget_name_int_val(module, token("value"), &read), 1);
-    EXPECT_EQ(read, 5);
+    EXPECT_EQ(got<int>(OMget_name_int_val, module, token("value")), 5);
     OMobj_id step{};
     EXPECT_EQ(OMget_obj_ref(far, &step, 0), 1);
     EXPECT_EQ(name(step), "near");
-    EXPECT_EQ(OMget_obj_val(far, &step), 1);
-    EXPECT_EQ(name(step), "value");
+    EXPECT_EQ(name(*got<OMobj_id>(OMget_obj_val, far)), "value");
     EXPECT_EQ(OMget_obj_ref(value, &step, 0), 0);
     // no circles, however long
     EXPECT_EQ(OMset_obj_ref(value, far), 0);
     EXPECT_EQ(OMset_obj_ref(value, value), 0);
     // without its reference an object is what it was
     EXPECT_EQ(OMset_obj_ref(far, OMnull_obj()), 1);
-    EXPECT_FALSE(is_reference(far));
     EXPECT_EQ(kind(far), Kind::real);
 }
 
@@ -88,8 +68,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
     struct Case {
         const char* what;
         int mode;
-        bool held_by_another;
-        bool survives;
+        bool held_by_another, survives;
     };
     const Case kCases[] = {
         {"owned", 1, false, false},
@@ -106,11 +85,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
             OMset_obj_ref(holder, field);  // the same again is no change of owner
             EXPECT_EQ(OMvalid_obj(field), 1) << c.what;
             if (c.held_by_another) OMset_obj_ref(other, field);
-            if (by_destroying) {
-                destroy(holder);
-            } else {
-                OMset_obj_ref(holder, other);
-            }
+            by_destroying ? destroy(holder) : static_cast<void>(OMset_obj_ref(holder, other));
             EXPECT_EQ(OMvalid_obj(field) == 1, c.survives) << c.what;
         }
     }
@@ -137,9 +112,7 @@ TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
     ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
     OMset_obj_ref(out, first);
     ASSERT_EQ(FLDcreate(module, &second, 0, "Output_Field", "Mesh_Struct Node_Data"), 1);
-    OMobj_id held{};
-    EXPECT_EQ(OMget_obj_val(out, &held), 1);
-    EXPECT_EQ(held.word[0], first.word[0]);
+    EXPECT_EQ(got<OMobj_id>(OMget_obj_val, out)->word[0], first.word[0]);
     EXPECT_EQ(find(module, "Output_Field").word[0], second.word[0]);
     EXPECT_EQ(children(module).size(), 2U);
     OMset_obj_ref(out, second);

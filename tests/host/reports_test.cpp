@@ -1,4 +1,6 @@
 // Reports, progress, contexts, and calls that fail on demand.
+#include <tuple>
+
 #include "tests/host/host_test.h"
 
 namespace zam::host {
@@ -18,17 +20,22 @@ TEST_F(ReportsTest, TextsArriveWholeWhateverTheirLength) {
     ERRverror("Read Field", 2, "%s and %d\n", length.c_str(), 7);
     ERRerror("read_frt", 0, 16, "100%%");
     ERRout_of_memory("no %s formatted");
-    const char* const kExpected[][3] = {
-        {"ERRverror", "Read Field", "2"}, {"ERRerror", "read_frt", "16"}, {"ERRout_of_memory", "", "0"}};
-    const std::string kTexts[] = {length + " and 7\n", "100%", "no %s formatted"};
+    struct Expected {
+        std::string call, label;
+        int flags;
+        std::string text;
+    };
+    const Expected kExpected[] = {{"ERRverror", "Read Field", 2, length + " and 7\n"},
+                                  {"ERRerror", "read_frt", 16, "100%"},
+                                  {"ERRout_of_memory", "", 0, "no %s formatted"}};
     ASSERT_EQ(records.size(), 3U);
     for (std::size_t k = 0; k < 3; ++k) {
-        EXPECT_EQ(records[k].what, Record::What::report);
-        EXPECT_EQ(records[k].module, "reader");
-        EXPECT_EQ(records[k].call, kExpected[k][0]);
-        EXPECT_EQ(records[k].label, kExpected[k][1]);
-        EXPECT_EQ(std::to_string(records[k].flags), kExpected[k][2]);
-        EXPECT_EQ(records[k].text, kTexts[k]);
+        const Record& record = records[k];
+        const Expected& expected = kExpected[k];
+        EXPECT_EQ(std::tie(record.call, record.label, record.flags, record.text),
+                  std::tie(expected.call, expected.label, expected.flags, expected.text));
+        EXPECT_EQ(record.what, Record::What::report);
+        EXPECT_EQ(record.module, "reader");
     }
 }
 
@@ -58,11 +65,7 @@ TEST_F(ReportsTest, StretchesNest) {
 TEST_F(ReportsTest, TheNthCallFailsAndDoesNothing) {
     add("value", Kind::integer);
     const auto set = [&](int value) { return OMset_name_int_val(module, token("value"), value); };
-    const auto value = [&] {
-        int read = -1;
-        OMget_int_val(find(module, "value"), &read);
-        return read;
-    };
+    const auto value = [&] { return got<int>(OMget_int_val, find(module, "value")); };
     fail_call("OMset_name_int_val", 2);
     OMset_real_val(find(module, "value"), 9);  // another operation does not count
     EXPECT_EQ(set(1), 1);

@@ -1,7 +1,11 @@
 // Which pixels primitives cover, how near these are, and who wins.
 #include <cmath>
+#include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
 
+#include "tests/support/text_cases.h"
 #include "tests/view/view_fixture.h"
 
 namespace zam::test {
@@ -9,86 +13,51 @@ namespace {
 
 using Rows = std::vector<std::string>;
 
-struct CoverageCase {
-    const char* name;
-    std::vector<float> coord;
-    std::vector<Cells> sets;  // none: points
-    Rows covered;
-};
+const std::map<std::string, int> kGridTypes{
+    {"uniform", FLD_UNIFORM}, {"rectilinear", FLD_RECTILINEAR}, {"structured", FLD_STRUCTURED}};
 
-const CoverageCase kCases[] = {
-    // edges through centres: those above and to the left count, those below and to the right do not
-    {"upper_left_triangle", {0, 0, 0, 4, 0, 0, 0, 4, 0}, {{"Tri", {0, 1, 2}}}, {"###.", "##..", "#...", "...."}},
-    {"turned_the_other_way", {0, 0, 0, 4, 0, 0, 0, 4, 0}, {{"Tri", {0, 2, 1}}}, {"###.", "##..", "#...", "...."}},
-    {"lower_right_triangle", {4, 0, 0, 4, 4, 0, 0, 4, 0}, {{"Tri", {0, 1, 2}}}, {"...#", "..##", ".###", "####"}},
-    {"edges_on_centres",
-     {0.5, 0.5, 0, 2.5, 0.5, 0, 2.5, 2.5, 0, 0.5, 2.5, 0},
-     {{"Quad", {0, 1, 2, 3}}},
-     {"##..", "##..", "....", "...."}},
-    {"between_centres",
-     {1.6F, 1.6F, 0, 2.4F, 1.6F, 0, 2, 2.4F, 0},
-     {{"Tri", {0, 1, 2}}},
-     {"....", "....", "....", "...."}},
-    {"beyond_the_image",
-     {-3, 1, 0, 90, 1, 0, 90, 3, 0, -3, 3, 0},
-     {{"Quad", {0, 1, 2, 3}}},
-     {"....", "####", "####", "...."}},
-    {"concave_quad",  // a dart whose notch the other diagonal would cover
-     {0, 0, 0, 2, 1, 0, 4, 0, 0, 2, 4, 0},
-     {{"Quad", {0, 1, 2, 3}}},
-     {"#..#", ".##.", ".##.", "...."}},
-    {"concave_polygon",
-     {0, 0, 0, 1, 0, 0, 1, 3, 0, 3, 3, 0, 3, 0, 0, 4, 0, 0, 4, 4, 0, 0, 4, 0},
-     {{"Polyhedron", {0, 1, 2, 3, 4, 5, 6, 7}, {8}}},
-     {"#..#", "#..#", "#..#", "####"}},
-    {"two_polygons",
-     {0, 0, 0, 1, 0, 0, 1, 2, 0, 0, 2, 0, 2, 2, 0, 4, 2, 0, 4, 4, 0, 3, 5, 0, 2, 4, 0},
-     {{"Polyhedron", {0, 1, 2, 3, 4, 5, 6, 7, 8}, {4, 5}}},
-     {"#...", "#...", "..##", "..##"}},
-    {"polygons_of_one_size",
-     {0, 0, 0, 1, 0, 0, 1, 2, 0, 0, 2, 0, 2, 2, 0, 4, 2, 0, 4, 4, 0, 2, 4, 0},
-     {{"Polyhedron", {0, 1, 2, 3, 4, 5, 6, 7}, {}, 2}},
-     {"#...", "#...", "..##", "..##"}},
-    {"line", {0.5, 3.5, 0, 3.5, 0.5, 0}, {{"Line", {0, 1}}}, {"...#", "..#.", ".#..", "#..."}},
-    {"line_leaves", {-60, 1.5, 0, 70, 1.5, 0}, {{"Line", {0, 1}}}, {"....", "####", "....", "...."}},
-    {"line_of_no_length", {2.5, 1.5, 0, 2.5, 1.5, 0}, {{"Line", {0, 1}}}, {"....", "..#.", "....", "...."}},
-    {"polylines",
-     {0.5, 0.5, 0, 0.5, 2.5, 0, 2.5, 2.5, 0, 2.5, 0.5, 0, 3.5, 0.5, 0},
-     {{"Polyline", {0, 1, 3, 4, 2, 0}}, {"Polyline", {1, 2}}},
-     {"#.##", "#...", "###.", "...."}},
-    {"point", {2.5, 0.5, 0}, {}, {".###", ".###", "....", "...."}},
-    {"point_cell", {2.5, 0.5, 0, 0.5, 3.5, 0}, {{"Point", {1}}}, {"....", "....", "##..", "##.."}},
-    {"nodes_that_do_not_exist",
-     {0, 0, 0, 4, 0, 0, 0, 4, 0},
-     {{"Tri", {0, 1, 3}},
-      {"Tri", {-1, 1, 2}},
-      {"Line", {0, 7}},
-      {"Polyline", {1, 3, -4, 2}},
-      {"Point", {3}},
-      {"Polyhedron", {0, 1, 5}, {3}},
-      {"Polyhedron", {0, 1, 2}, {4}},
-      {"Tet", {0, 1, 2, 3}},
-      {"Pyr", {0, 1, 2, 2, 9}}},
-     {"....", "....", "....", "...."}},
-    {"not_finite",
-     {NAN, 0, 0, 4, 0, 0, 0, INFINITY, 0, 1, 1, 0},
-     {{"Tri", {0, 1, 3}}, {"Quad", {0, 1, 2, 3}}, {"Line", {0, 1, 3, 2}}, {"Point", {0, 2}}},
-     {"....", "....", "....", "...."}},
-    {"slanted_edge_to_far_beyond",
-     {0, 0, 0, 4e9F, 2e9F, 0, 0, 4e9F, 0},
-     {{"Tri", {0, 1, 2}}},
-     {"#...", "###.", "####", "####"}},
-    {"far_beyond",
-     {-2e9F, -1e9F, 0, 1e9F, -1e9F, 0, 1e9F, 1e9F, 0, -1e9F, 2e9F, 0},
-     {{"Quad", {0, 1, 2, 3}}},
-     {"####", "####", "####", "####"}},
-};
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), {}};
+}
+
+/// "Polyhedron 0 1 2 3 4 5 6 / 3 4": type, nodes, and corners of each polygon, or their number after an x.
+Cells parse_cells(const std::string& line) {
+    Cells cells{};
+    char mark = ' ';
+    for (const std::string& word : words(line)) {
+        if (cells.type.empty()) {
+            cells.type = word;
+        } else if (word == "/" || word == "x") {
+            mark = word[0];
+        } else if (mark == 'x') {
+            cells.npolys = std::stoll(word);
+        } else {
+            (mark == '/' ? cells.counts : cells.nodes).push_back(std::stoll(word));
+        }
+    }
+    return cells;
+}
 
 TEST_F(ViewTest, CoversPixels) {
-    set_size(4, 4);
-    for (const CoverageCase& c : kCases) {
+    for (const TextCase& c : load_text_cases(ZAM_TEST_DATA "/pictures.test", ">+:=")) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(draw({make_cells("mesh", c.coord, c.sets)}).covered(), c.covered);
+        const Rows rows = c.list('=');
+        set_size(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+        std::vector<float> positions;
+        for (const std::string& word : words(c.text('>'))) positions.push_back(std::stof(word));
+        std::vector<Cells> sets;
+        for (const std::string& line : c.list('+')) sets.push_back(parse_cells(line));
+        const auto grid = words(c.text(':'));
+        OMobj_id object{};
+        if (grid.empty()) {
+            object = make_cells("object", positions, sets);
+        } else {
+            std::vector<xp_long> dims;
+            for (std::size_t k = 2; k < grid.size(); ++k) dims.push_back(std::stoll(grid[k]));
+            object = make_grid(std::stoi(grid[0]), kGridTypes.at(grid[1]), dims, positions);
+        }
+        EXPECT_EQ(draw({object}).covered(), rows);
     }
 }
 

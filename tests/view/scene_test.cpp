@@ -10,62 +10,9 @@ namespace {
 
 using Rows = std::vector<std::string>;
 
-/// Grey rising with the value, from 0 to 255.
-void make_datamap(OMobj_id parent, const char* name) {
-    std::vector<std::uint8_t> ramp(256);
-    for (std::size_t i = 0; i < 256; ++i) ramp[i] = static_cast<std::uint8_t>(i);
-    const OMobj_id datamap = host::create(parent, name, host::Kind::group);
-    OMset_real_val(host::create(datamap, "min", host::Kind::real), 0.0);
-    OMset_real_val(host::create(datamap, "max", host::Kind::real), 255.0);
-    for (const char* channel : {"alpha", "red", "green", "blue"})
-        host::set_values(host::create(datamap, channel, host::Kind::array), DTYPE_BYTE, ramp.data(), 256);
-}
-
-TEST_F(ViewTest, DrawsGrids) {
+TEST_F(ViewTest, VolumesShowTheirNearestSide) {
     set_size(6, 6);
-    const Rows block{"......", ".####.", ".####.", ".####.", "......", "......"};
-    struct Grid {
-        const char* name;
-        int nspace, grid_type;
-        std::vector<xp_long> dims;
-        std::vector<float> points;
-        Rows covered;
-    };
-    const Grid grids[] = {
-        {"uniform", 2, FLD_UNIFORM, {3, 2}, {1, 1, 5, 4}, block},
-        {"uniform_in_space", 3, FLD_UNIFORM, {3, 2}, {1, 1, 0, 5, 4, 0}, block},
-        {"uniform_volume", 3, FLD_UNIFORM, {3, 2, 5}, {1, 1, -1, 5, 4, 1}, block},
-        {"one_layer", 3, FLD_UNIFORM, {3, 2, 1}, {1, 1, 0, 5, 4, 0}, block},
-        {"indices", 2, FLD_UNIFORM, {4, 3}, {}, {"###...", "###...", "......", "......", "......", "......"}},
-        {"rectilinear", 2, FLD_RECTILINEAR, {3, 2}, {1, 9, 2, 9, 5, 9, 9, 1, 9, 4}, block},
-        {"rectilinear_volume",
-         3,
-         FLD_RECTILINEAR,
-         {2, 2, 2},
-         {1, 9, 9, 5, 9, 9, 9, 1, 9, 9, 4, 9, 9, 9, 0, 9, 9, 1},
-         block},
-        {"curve",
-         2,
-         FLD_UNIFORM,
-         {5, 1},
-         {1.5, 1.5, 4.5, 1.5},
-         {"......", ".####.", "......", "......", "......", "......"}},
-        {"too_many", 2, FLD_UNIFORM, {3, 2, 2, 2}, {1, 1, 5, 4}, Rows(6, "......")},
-        {"points_missing", 3, FLD_UNIFORM, {3, 2}, {1, 1, 5}, Rows(6, "......")},
-    };
-    for (const Grid& grid : grids) {
-        SCOPED_TRACE(grid.name);
-        const OMobj_id field = make_field("grid", {grid.dims, 0, grid.nspace});
-        host::set_grid_type(field, grid.grid_type);
-        if (!grid.points.empty())
-            FLDset_points(field, handed<float>(grid.points), static_cast<xp_long>(grid.points.size()), ARR_HOST_OWNS);
-        EXPECT_EQ(draw({field}).covered(), grid.covered);
-    }
-    // of a volume the side that is nearest, in the colour of its cells
-    make_datamap(instance, "gray");
-    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
-    OMset_array_size(maps, 1);
-    OMset_obj_ref(host::find(maps, "[0]"), host::find(instance, "gray"));
+    make_datamap(0);
     const OMobj_id volume = make_field("volume", {{3, 2, 4}, 0, 3, {}, 1, {10, 20, 30, 40, 50, 60}});
     const std::vector<float> corners{1, 1, -1, 5, 4, 1};
     FLDset_points(volume, handed<float>(corners), 6, ARR_HOST_OWNS);
@@ -75,10 +22,6 @@ TEST_F(ViewTest, DrawsGrids) {
         draw({make_cells("at", {1, 1, 1, 5, 1, 1, 5, 4, 1, 1, 4, 1}, {{"Quad", {0, 1, 2, 3}}})}).depth(2, 2));
     EXPECT_EQ(near.color(2, 2), (std::array{50, 50, 50}));
     EXPECT_EQ(near.color(3, 2), (std::array{60, 60, 60}));
-
-    const std::vector<float> bent{1, 1, 3, 1, 5, 1, 1, 4, 3, 3, 5, 4};
-    EXPECT_EQ(draw({make_field("bent", {{3, 2}, 0, 2, bent})}).covered(),
-              (Rows{"......", ".####.", ".####.", ".#..#.", "......", "......"}));
 }
 
 /// A block of two cells side by side, seen from an open corner.
@@ -100,24 +43,6 @@ TEST_F(ViewTest, DrawsOuterFacesOfVolumeCells) {
     ASSERT_GT(inner.depth(4, 4), 0);
     EXPECT_LT(open.depth(4, 4), inner.depth(4, 4));
     EXPECT_GT(open.depth(4, 4), 0);
-
-    struct Solid {
-        const char* type;
-        std::vector<xp_long> nodes;
-        std::vector<float> coord;
-    };
-    const Solid solids[] = {{"Tet", {0, 1, 2, 3}, {0, 0, 0, 8, 0, 0, 8, 8, 0, 0, 8, 0}},
-                            {"Pyr", {0, 1, 2, 3, 4}, {0, 0, 0, 8, 0, 0, 8, 8, 0, 0, 8, 0, 4, 4, 0.5F}},
-                            {"Prism", {0, 1, 2, 3, 4, 5}, {0, 0, 0, 8, 0, 0, 4, 0, 1, 0, 8, 0, 8, 8, 0, 4, 8, 1}}};
-    set_size(8, 8);
-    for (const Solid& solid : solids) {
-        SCOPED_TRACE(solid.type);
-        EXPECT_EQ(draw({make_cells("solid", solid.coord, {{solid.type, solid.nodes}})}).covered(), Rows(8, "########"));
-        // the same cell twice has no outer face left, which shows that faces with the same nodes find each other
-        auto twice = solid.nodes;
-        twice.insert(twice.end(), solid.nodes.begin(), solid.nodes.end());
-        EXPECT_EQ(draw({make_cells("solid", solid.coord, {{solid.type, twice}})}).covered(), Rows(8, "........"));
-    }
 }
 
 /// From every side a cell looks as the tetrahedra do that it can be cut into.
@@ -185,10 +110,7 @@ TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
 }
 
 TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
-    make_datamap(instance, "gray");
-    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
-    OMset_array_size(maps, 2);
-    OMset_obj_ref(host::find(maps, "[1]"), host::find(instance, "gray"));
+    make_datamap(1);
     set_floats("colors", {1, 0.5F, 2, 0, 0, 1});
     set_floats("background", {0.5F, 1, -1});
     const auto square = [this](const char* name, float x, const std::vector<float>& values) {
@@ -226,10 +148,7 @@ TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
 }
 
 TEST_F(ViewTest, PerspectiveColorsAreThoseOfSpace) {
-    make_datamap(instance, "gray");
-    const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
-    OMset_array_size(maps, 1);
-    OMset_obj_ref(host::find(maps, "[0]"), host::find(instance, "gray"));
+    make_datamap(0);
     set_size(9, 9);
     set_real("fptr", 1);
     set_xform({1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, {0, 0, 0});

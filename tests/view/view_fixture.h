@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <initializer_list>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -17,10 +17,10 @@ namespace zam::test {
 
 struct Picture {
     int width = 0, height = 0;
-    std::vector<std::uint8_t> pixels;  // 4 a pixel
+    std::vector<std::uint8_t> pixels;  // 4 per pixel
     std::vector<float> depths;
 
-    /// A row a text: '#' where something is drawn.
+    /// One text per row: '#' where something is drawn.
     std::vector<std::string> covered() const {
         std::vector<std::string> rows(static_cast<std::size_t>(height),
                                       std::string(static_cast<std::size_t>(width), '.'));
@@ -37,8 +37,8 @@ struct Picture {
 };
 
 struct Cells {
-    const char* type;
-    std::vector<xp_long> nodes;
+    std::string type;
+    std::vector<xp_long> nodes = {};
     std::vector<xp_long> counts = {};  // corners of polygons
     xp_long npolys = 0;                // where there are no counts
 };
@@ -84,7 +84,7 @@ protected:
         int index = 0;
         for (const Cells& set : sets) {
             OMobj_id cells{};
-            FLDadd_cell_set(field, set.type);
+            FLDadd_cell_set(field, set.type.c_str());
             FLDget_cell_set(field, index++, &cells);
             fill(cells, set);
         }
@@ -105,6 +105,28 @@ protected:
         if (!set.counts.empty() && FLDget_poly_nnodes(cells, counts.place(), counts.count_place(), ARR_WRITE) == 1)
             std::copy(set.counts.begin(), set.counts.end(), counts.data());
         FLDset_poly_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
+    }
+
+    OMobj_id make_grid(int nspace, int grid_type, const std::vector<xp_long>& dims,
+                       const std::vector<float>& positions) const {
+        const OMobj_id field = make_field("grid", {dims, 0, nspace});
+        host::set_grid_type(field, grid_type);
+        const auto set = grid_type == FLD_STRUCTURED ? FLDset_coord : FLDset_points;
+        const auto size = static_cast<xp_long>(positions.size());
+        if (size > 0) set(field, handed<float>(positions), size, ARR_HOST_OWNS);
+        return field;
+    }
+    /// Gives object `index` a datamap: grey that rises with the value, from 0 to 255.
+    void make_datamap(int index) const {
+        const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
+        OMset_array_size(maps, index + 1);
+        const OMobj_id datamap = host::children(maps)[static_cast<std::size_t>(index)];
+        std::vector<std::uint8_t> ramp(256);
+        std::iota(ramp.begin(), ramp.end(), std::uint8_t{0});
+        OMset_real_val(host::create(datamap, "min", host::Kind::real), 0.0);
+        OMset_real_val(host::create(datamap, "max", host::Kind::real), 255.0);
+        for (const char* channel : {"alpha", "red", "green", "blue"})
+            host::set_values(host::create(datamap, channel, host::Kind::array), DTYPE_BYTE, ramp.data(), 256);
     }
 
     /// Lets `objects` refer to fields.
