@@ -7,6 +7,7 @@
 
 #include "platform/posix/profile_text.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -16,76 +17,19 @@ using namespace std::string_literals;
 using platform::find_profile_value;
 using platform::set_profile_value;
 
-struct FindCase {
-    const char* name;
-    std::string text;
-    const char* value;  // of key "k" in section "s"; null: none
-};
-const FindCase kFound[] = {
-    {"plain", "[s]\nk=v\n", "v"},
-    {"no_line_end", "[s]\nk=v", "v"},
-    {"carriage_returns", "[s]\r\nk=v\r\n", "v"},
-    {"case", "[S]\nK=V\n", "V"},
-    {"blanks", " \t[ s ] \n \tk \t= \t v w \t\n", "v w"},
-    {"only_blanks", "[s]\nk= \t \r\nj=2", ""},
-    {"single_quotes", "[s]\nk='\"v\"'\n", "\"v\""},
-    {"unpaired_quotes", "[s]\nk=\"v'\n", "\"v'"},
-    {"one_quote", "[s]\nk=\"\n", "\""},
-    {"first_key", "[s]\nk=1\nk=2\n", "1"},
-    {"first_section", "[s]\nj=1\n[s]\nk=2\n", nullptr},
-    {"other_sections", "k=0\n[t]\nk=1\n[s]\n[u]\nk=2\n", nullptr},
-    {"longer_names", "[ss]\nk=1\n[s]\nkk=2\nk k=3\n", nullptr},
-    {"longer_by_brackets", "[s]]\nk=1\n[[s]\nk=2\n[s] [t]\nk=3\n", nullptr},
-    {"comments", "[s]\n;k=1\n ;k=2\n#k=3\nk=4;5\n", "4;5"},
-    {"comment_behind_section", "[s] ; first\nk=1\n", "1"},
-    {"commented_section", ";[s]\nk=1\n", nullptr},
-    {"no_equals", "[s]\nk\nk=1\n", nullptr},
-    {"unfinished_section", "[s\nk=1\n", nullptr},
-    {"goes_on_behind_an_unfinished_section", "[s]\n[t\n[\nk=1\n", "1"},
-    {"section_ends_at_any_head", "[s]\n[]\nk=1\n", nullptr},
-    {"carriage_returns_alone", "[s]\rj=2\rk=1\r[t]\r", "1"},
-    {"carriage_return_in_a_line", "[s]\nk=1\rj=2\n", "1"},
-    {"byte_order_mark", "\xEF\xBB\xBF[s]\nk=1\n", "1"},
-    {"zero_bytes", std::string("[s\0t]\nk\0j=1 \0 2\n", 16), "1 "},
-    {"end_of_text_marks", "[s]\n\x1Ak=1\x1A\n\x1A", "1"},
-};
-
-TEST(ProfileText, IsSearched) {
-    for (const auto& test_case : kFound) {
-        const auto value = find_profile_value(test_case.text, "s", " k ");
-        const std::string expected = test_case.value ? test_case.value : "(none)";
-        EXPECT_EQ(value.value_or("(none)"), expected) << test_case.name;
-    }
-}
-
-struct SetCase {
-    const char* name;
-    std::string before, after;  // k=9 set in section s
-};
-const SetCase kSet[] = {
-    {"new_file", "", "[s]\nk=9\n"},
-    {"new_section", "[t]\r\nk=1\r\n", "[t]\r\nk=1\r\n[s]\r\nk=9\r\n"},
-    {"new_section_behind_an_open_line", "; no end", "; no end\n[s]\nk=9\n"},
-    {"new_key", "[s]\nj=1\n\n\n[t]\n", "[s]\nj=1\nk=9\n\n\n[t]\n"},
-    {"new_key_in_an_empty_section", "[s]\n\n[t]\nk=1\n", "[s]\nk=9\n\n[t]\nk=1\n"},
-    {"new_key_behind_an_open_line", "[s]\r\nj=1", "[s]\r\nj=1\r\nk=9\r\n"},
-    {"value", "; a\n[s]\n K = 1 \t; b\nk=2\n", "; a\n[s]\n K = 9\nk=2\n"},
-    {"value_in_blanks", "[s]\r\nk= 12 \r\n", "[s]\r\nk= 9 \r\n"},
-    {"no_value", "[s]\r\nk= \r\nj", "[s]\r\nk= 9\r\nj"},
-    {"value_at_the_end", "[s]\nk=", "[s]\nk=9"},
-    {"quoted", "[s]\nk=\"1\"\n", "[s]\nk=9\n"},
-    {"no_equals", "[s]\n k ; a\n k \nk=1\n", "[s]\n k ; a\n k=9 \nk=1\n"},
-    {"unfinished_section", "[s]\n[t\n\n[t]\n", "[s]\n[t\nk=9\n\n[t]\n"},
-    {"carriage_returns_alone", "[s]\rj=1\r[t]\r", "[s]\rj=1\rk=9\r[t]\r"},
-    {"new_section_behind_a_byte_order_mark", "\xEF\xBB\xBF", "\xEF\xBB\xBF[s]\nk=9\n"},
-};
-
-TEST(ProfileText, IsSet) {
-    for (const auto& test_case : kSet) {
-        const std::string after = set_profile_value(test_case.before, "s", "k", "9");
-        EXPECT_EQ(after, test_case.after) << test_case.name;
-        EXPECT_EQ(find_profile_value(after, "s", "k"), "9") << test_case.name;
-        EXPECT_EQ(set_profile_value(after, "s", "k", "9"), after) << test_case.name;
+TEST(ProfileText, IsSearchedAndSet) {
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/profiles.test", ">=+")) {
+        const std::string text = one.text('>');
+        const auto values = one.list('=');
+        const std::string changed = one.text('+');
+        if (changed.empty()) {
+            EXPECT_EQ(find_profile_value(text, "s", " k ").value_or("(none)"), values.empty() ? "(none)" : values[0])
+                << one.name;
+            continue;
+        }
+        EXPECT_EQ(set_profile_value(text, "s", "k", "9"), changed) << one.name;
+        EXPECT_EQ(find_profile_value(changed, "s", "k"), "9") << one.name;
+        EXPECT_EQ(set_profile_value(changed, "s", "k", "9"), changed) << one.name;
     }
 }
 

@@ -146,52 +146,5 @@ TEST(Outputs, VtkFiles) {
     }
 }
 
-// --- What cannot be written ---
-
-struct RefusedCase {
-    std::string field, file, why;
-};
-
-const RefusedCase kRefused[] = {
-    {R"("dims": [4])", "f.png", "an image field has two dimensions of at least 1"},
-    {R"("dims": [1, 1], "node_data": [{"veclen": 4, "values": [1, 2, 3, 4]}])", "f.png",
-     "component 0 of an image field has veclen 4 or 5 and holds bytes"},
-    {R"("dims": [1, 1], "node_data": [{"type": "byte", "veclen": 3, "values": [1, 2, 3]}])", "f.png",
-     "component 0 of an image field has veclen 4 or 5 and holds bytes"},
-    {R"("dims": [2, 2], "node_data": [{"type": "byte", "veclen": 4}])", "f.png",
-     "component 0 of an image field has veclen 4 or 5 and holds bytes"},
-    {R"("dims": [4])", "f.vts", "the field is uniform: write it as .vti"},
-    {R"("dims": [2, 2, 2, 2])", "f.vti", "VTK files hold fields of 1, 2 or 3 dimensions"},
-    {R"("dims": [2, 0])", "f.vti", "the field has no nodes"},
-    {R"("dims": [2, 2], "grid_type": "rectilinear")", "f.vtr", "the field does not have positions along its axes"},
-    {R"("dims": [2, 2], "grid_type": "structured")", "f.vts", "the field does not have coordinates for every node"},
-    {R"("coord": [0,0,0], "cell_sets": [{"name": "Line", "connect": [0, 1]}])", "f.vtu", "a cell refers to node 1"},
-    {R"("coord": [0,0,0], "cell_sets": [{"name": "Polyline", "poly_connect": [0, 9]}])", "f.vtu",
-     "a polyline refers to node 9"},
-    {R"("dims": [1])", "f.raw", "component 0 has no values"},
-};
-
-TEST(Outputs, AreRefusedWithAReason) {
-    for (const auto& refused : kRefused) {
-        const Scratch scratch;
-        scratch.write(refused.file, "as it was");
-        const auto run =
-            scratch.run(with_field(refused.field), "--write " + refused.file + "=k.field --write ok.json=k.field");
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.err, "zam: error: " + refused.file + ": " + refused.why + "\n");
-        EXPECT_EQ(scratch.read(refused.file), "as it was");
-        EXPECT_TRUE(scratch.has("ok.json"));
-    }
-}
-
-TEST(Outputs, RawComponents) {
-    const Scratch scratch;
-    const auto run = scratch.run(with_field(R"("dims": [2], "node_data": [{"values": [1, 2]}, {"type": "short",
-        "values": [1, -2]}])"),
-                                 R"(--write 'f.raw={"from": "k.field", "comp": 1}')");
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(scratch.read("f.raw"), std::string("\x01\x00\xFE\xFF", 4));
-}
-
 }  // namespace
 }  // namespace zam::test
