@@ -1,8 +1,9 @@
 // Joystick capture: what counts as a change, when it polls, what the process captures. What the process has captured
 // stays so: tests that begin without are run in a process each, as ctest does it.
-#include <cmath>
+#include <sstream>
 
 #include "tests/joystick/joystick_fixture.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -33,44 +34,25 @@ TEST_F(Capture, CapturesOnceAProcess) {
     EXPECT_EQ(get(instance, "event_on"), 0);  // but nothing is read
 }
 
-struct Move {
-    const char* name;
-    double threshold;
-    Position position;
-    const char* changed;  // at rest, then in three polls there, then in two at rest again
-};
-const Move kMoves[] = {
-    {"x_within", 0.1, {32767 + 6553, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "000000"},
-    {"x_beyond", 0.1, {32767 + 6554, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"x_beyond_downward", 0.1, {32767 - 6554, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"y_beyond", 0.1, {32767, 26213, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"r_beyond", 0.1, {32767, 32767, 32767, 39321, 32767, 32767, 65535, 0}, "011100"},
-    {"z_within", 0.1, {32767, 32767, 39320, 32767, 32767, 32767, 65535, 0}, "000000"},
-    {"z_tells_once", 0.1, {32767, 32767, 39321, 32767, 32767, 32767, 65535, 0}, "010010"},
-    {"x_hides_z", 0.1, {65535, 32767, 65535, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"u_v_hat_do_not_count", 0.1, {32767, 32767, 32767, 32767, 0, 65535, 9000, 0}, "000000"},
-    {"button", 0.1, {32767, 32767, 32767, 32767, 32767, 32767, 65535, 0x80000000}, "011100"},
-    {"smallest", 0.0, {32768, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"single_precision", 0.30518043793392846, {32767 + 20000, 32767, 32767, 32767, 32767, 32767, 65535, 0}, "011100"},
-    {"whole_range", 1.0, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
-    {"negative", -1.0, kRest, "111111"},
-    {"not_a_number", NAN, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
-    {"infinite", INFINITY, {0, 65535, 0, 65535, 0, 0, 0, 0}, "000000"},
-    {"negative_infinite", -1e300, kRest, "111111"},
-};
-
 TEST_F(Capture, ComparesWithTheRestPosition) {
-    for (const auto& test_case : kMoves) {
-        set_real(instance, "threshold", test_case.threshold);
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/moves.test", ">=")) {
+        std::istringstream words(one.text('>'));
+        std::string threshold;
+        words >> threshold;
+        Position position = kRest;
+        for (std::string word; words >> word;)
+            position[std::string_view("xyzruvpb").find(word[0])] =
+                static_cast<std::uint32_t>(std::stoul(word.substr(1)));
+        set_real(instance, "threshold", std::stod(threshold));
         move(1, kRest);
         begin();
         poll();  // the first may tell of the throttle
         std::string changed = std::to_string(poll());
-        move(1, test_case.position);
+        move(1, position);
         for (int i = 0; i < 3; ++i) changed += std::to_string(poll());
         move(1, kRest);
         for (int i = 0; i < 2; ++i) changed += std::to_string(poll());
-        EXPECT_EQ(changed, test_case.changed) << test_case.name;
+        EXPECT_EQ(changed, one.list('=')[0]) << one.name;
         end();
     }
 }

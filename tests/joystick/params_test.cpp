@@ -2,10 +2,12 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
+#include <sstream>
 
 #include "modules/zam/joystick/QELjoySetParams.h"
 #include "tests/joystick/joystick_fixture.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -49,52 +51,30 @@ protected:
     ScratchDirectory scratch;
 };
 
-struct TextCase {
-    const char* text;
-    int integer;
-    double real;
-    int mode;  // -7: stays as it was
-};
-const TextCase kTexts[] = {
-    {"50", 50, 50, 50},
-    {"2.9", 2, static_cast<double>(2.9F), 2},
-    {"-2.9", -2, static_cast<double>(-2.9F), -2},
-    {"0.1", 0, static_cast<double>(0.1F), 0},
-    {"+3e2xyz", 3, 300, 300},
-    {"99999999999", 2147483647, static_cast<double>(99999999999.0F), 2147483647},
-    {"-1e400", -1, -INFINITY, -2147483648},
-    {"1e-400", 1, 0, 0},
-    {"1e39", 1, INFINITY, 2147483647},
-    {"-99999999999999999999", -2147483648, -1e20F, -2147483648},
-    {"0x10", 0, 16, 16},
-    {"inf", 0, INFINITY, 2147483647},
-    {"nan", 0, NAN, -7},
-    {"garbage", 0, 0, 0},
-    {"\" 7\"", 7, 7, 7},
-    {"", -7, -7, -7},
-};
-
 TEST_F(Params, LoadsEveryKey) {
-    const bool comma = std::setlocale(LC_NUMERIC, "de_DE.UTF-8") != nullptr;  // where there is such a locale
-    for (const auto& test_case : kTexts) {
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/settings.test", ">=")) {
+        const std::string setting = one.list('>')[0];
+        std::istringstream expected(one.text('='));
+        std::string integer, real, mode;
+        expected >> integer >> real >> mode;
         std::string text = "[JOY]\n";
-        for (const auto& name : kIntegers) text += name + "=" + test_case.text + "\n";
-        for (const auto& name : kReals) text += name + " = " + test_case.text + " \r\n";
+        for (const auto& name : kIntegers) text += name + "=" + setting + "\n";
+        for (const auto& name : kReals) text += name + " = " + setting + " \r\n";
         set_text("load_file", scratch.write("a.ini", text));
         for (const auto& name : kIntegers) set(params, name.c_str(), -7);
         for (const auto& name : kReals) set_real(params, name.c_str(), -7);
+        std::setlocale(LC_NUMERIC, "de_DE.UTF-8");  // with a decimal comma, where there is such a locale
         EXPECT_EQ(load(), 1);
-        for (const auto& name : kIntegers) {
-            const bool mode = name.ends_with("_mode");
-            EXPECT_EQ(get(params, name.c_str()), mode ? test_case.mode : test_case.integer) << name << test_case.text;
-        }
+        std::setlocale(LC_NUMERIC, "C");
+        for (const auto& name : kIntegers)
+            EXPECT_EQ(get(params, name.c_str()), std::stoi(name.ends_with("_mode") ? mode : integer))
+                << name << one.name;
+        const double single = static_cast<double>(std::stof(real));
         for (const auto& name : kReals) {
             const double value = get_real(params, name.c_str());
-            EXPECT_TRUE(std::isnan(test_case.real) ? std::isnan(value) : value == test_case.real)
-                << name << test_case.text << value;
+            EXPECT_TRUE(std::isnan(single) ? std::isnan(value) : value == single) << name << one.name << value;
         }
     }
-    if (comma) std::setlocale(LC_NUMERIC, "C");
     EXPECT_EQ(OMpop_ctx(), 0);  // every context that was pushed has been popped
     EXPECT_EQ(get(params, "load_status"), 1);
     EXPECT_EQ(get(params, "loaded"), 1);

@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "tests/runner/read_back.h"
 #include "tests/runner/support.h"
 #include "tests/support/text_cases.h"
 
@@ -87,6 +88,10 @@ void expect_file(const TextCase& one, const Scratch& scratch, const std::string&
     } else if (const std::size_t ending = name.find(".json"); ending != std::string::npos) {
         const Json all = Json::parse(scratch.read(name.substr(0, ending + 5)));
         EXPECT_EQ(all.at(Json::json_pointer(name.substr(ending + 5))), Json::parse(expected)) << all;
+    } else if (name == "p.png") {
+        EXPECT_EQ(picture(written), Json::parse(expected));
+    } else if (name.find(".vt") != std::string::npos) {
+        EXPECT_EQ(vtk_arrays(written), Json::parse(expected));
     } else {
         EXPECT_EQ(written, expected) << name;
     }
