@@ -34,13 +34,13 @@ constexpr double kSecondsAtMost = 3.0;
 TEST_F(Costs, RecordsOfOneValueAreReadThroughTheBuffer) {
     std::string record("\4\0\0\0abcd\4\0\0\0", 12), records;
     for (int i = 0; i < 400000; ++i) records += record;
-    file("records.bin", records);
+    scratch.write("records.bin", records);
     const std::string header = "ndim=1 dim1=400000 nspace=1 data=int field=uniform\n";
     EXPECT_LT(seconds(field_file(header + "variable 1 file=records.bin filetype=unformatted"), 1), kSecondsAtMost);
 }
 
 TEST_F(Costs, LongFilesOfAnotherKindAreRefusedAtOnce) {
-    const std::string name = file("long", "# something else\n");
+    const std::string name = scratch.write("long", "# something else\n");
     std::filesystem::resize_file(name, 6'000'000'000);  // takes no room on most systems
     EXPECT_LT(seconds(name, 0), kSecondsAtMost);
     EXPECT_EQ(reports, std::vector<std::string>{"File is not an AVS field file? (\"# AVS\" in first line)"});
