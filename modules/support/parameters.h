@@ -1,33 +1,75 @@
 // Parameters of an instance by their names.
 #pragma once
 
+#include <optional>
+#include <string>
+
+#include "contract/gd.h"
 #include "contract/om.h"
+#include "modules/support/float_values.h"
 #include "modules/support/report.h"
+#include "modules/support/text_value.h"
+#include "modules/support/typed_bytes.h"
 
 namespace zam {
 
+/// Reads parameters of an instance, or members of a group. The object is only named here, not held.
+class Parameters {
+public:
+    explicit Parameters(OMobj_id object) : object_(object) {}
+
+    OMobj_id find(const char* name, int mode = OM_OBJ_RD) const {
+        return OMfind_subobj(object_, OMstr_to_name(name), mode);
+    }
+    Parameters group(const char* name) const { return Parameters(find(name)); }
+
+    /// The parameter's value; `nullopt` if it cannot be read.
+    std::optional<int> integer(const char* name) const {
+        int value = 0;
+        return OMget_name_int_val(object_, OMstr_to_name(name), &value) == 1 ? std::optional(value) : std::nullopt;
+    }
+    std::optional<double> real(const char* name) const {
+        double value = 0;
+        return OMget_name_real_val(object_, OMstr_to_name(name), &value) == 1 ? std::optional(value) : std::nullopt;
+    }
+    /// @throws std::bad_alloc
+    std::optional<std::string> text(const char* name) const {
+        const HostText text = copy_text(object_, name);
+        return text ? std::optional<std::string>(text.get()) : std::nullopt;
+    }
+    /// An array as the host holds it.
+    std::optional<TypedBytes> array(const char* name) const { return TypedBytes::read_array(object_, name); }
+    /// An array of whatever type as floats.
+    /// @throws std::bad_alloc
+    std::optional<FloatValues> floats(const char* name) const { return FloatValues::read_array(object_, name); }
+    /// Composes the matrix of a transform. @return false if it cannot be read
+    bool transform(const char* name, float (&matrix)[16]) const {
+        return GDxform_get_comp_matrix(find(name, OM_OBJ_RW), matrix) == 1;
+    }
+
+    /// As above, with a value for a parameter that cannot be read.
+    int integer(const char* name, int otherwise) const { return integer(name).value_or(otherwise); }
+    double real(const char* name, double otherwise) const { return real(name).value_or(otherwise); }
+
+    /// Whether the instance is to run. deliberate: one without the flag works, after a report.
+    bool is_active(const Reporter& report) const {
+        const auto active = integer("active");
+        if (!active) report.warn("Can't get active ( this module activate flag )\n");
+        return active != 0;
+    }
+
+private:
+    OMobj_id object_;
+};
+
 inline OMobj_id find_parameter(OMobj_id object, const char* name, int mode) {
-    return OMfind_subobj(object, OMstr_to_name(name), mode);
+    return Parameters(object).find(name, mode);
 }
-
-/// The parameter's value, or `otherwise` when it cannot be read.
 inline int int_or(OMobj_id object, const char* name, int otherwise) {
-    OMget_name_int_val(object, OMstr_to_name(name), &otherwise);
-    return otherwise;
+    return Parameters(object).integer(name, otherwise);
 }
-
-/// As int_or.
 inline double real_or(OMobj_id object, const char* name, double otherwise) {
-    OMget_name_real_val(object, OMstr_to_name(name), &otherwise);
-    return otherwise;
-}
-
-/// Whether the instance is to run. deliberate: one without the flag works, after a report.
-inline bool is_active(OMobj_id instance, const Reporter& report) {
-    int active = 1;
-    if (OMget_name_int_val(instance, OMstr_to_name("active"), &active) != 1)
-        report.warn("Can't get active ( this module activate flag )\n");
-    return active != 0;
+    return Parameters(object).real(name, otherwise);
 }
 
 }  // namespace zam

@@ -1,11 +1,15 @@
 // Reports of a module, with its label and flag word.
 #pragma once
 
+#include <optional>
+
 #include "contract/err.h"
 
 namespace zam {
 
 /// A module declares one: `constexpr Reporter report{.label = "", .flags = 96};`
+///
+/// Failures have two ends that are kept apart: a result that becomes either would make an engaged `std::optional<int>`.
 struct Reporter {
     const char* label;
     int flags;
@@ -20,6 +24,12 @@ struct Reporter {
     requires(sizeof...(Args) > 0) int fail(const char* format, Args... args) const {
         ERRverror(label, flags, format, args...);
         return 0;
+    }
+    /// As fail(), with the end of a step whose result is optional.
+    template <class... Args>
+    std::nullopt_t reject(const char* text, Args... args) const {
+        fail(text, args...);
+        return std::nullopt;
     }
     /// Reports a text where the module carries on.
     void warn(const char* text) const { ERRverror(label, flags, "%s", text); }

@@ -3,8 +3,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "contract/om.h"
 
@@ -20,13 +18,6 @@ using HostText = std::unique_ptr<char, FreeText>;
 inline HostText copy_text(OMobj_id object, const char* name) {
     char* text = nullptr;
     return HostText(OMget_name_str_val(object, OMstr_to_name(name), &text, 0) == 1 ? text : nullptr);
-}
-
-/// As copy_text(); nothing when there is none.
-/// @throws std::bad_alloc
-inline std::optional<std::string> read_text(OMobj_id object, const char* name) {
-    const HostText text = copy_text(object, name);
-    return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
 }  // namespace zam

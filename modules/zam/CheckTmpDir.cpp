@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "contract/om.h"
-#include "modules/support/text_value.h"
+#include "modules/support/parameters.h"
 #include "modules/zam/ZBufCapture.h"
 
 namespace {
@@ -13,17 +13,16 @@ void set_flag(OMobj_id instance, const char* name) { OMset_name_int_val(instance
 /// What cannot be read ends the check silently: there is nothing to compare.
 /// @throws std::bad_alloc
 void check(OMobj_id instance) {
-    int count = 0;
-    int set_mode = 0;
-    int mode = 0;
-    if (OMget_name_int_val(instance, OMstr_to_name("currCount"), &count) != 1 || count < 1) return;
-    if (OMget_name_int_val(instance, OMstr_to_name("currSaveMode"), &set_mode) != 1 ||
-        OMget_name_int_val(instance, OMstr_to_name("saveMode"), &mode) != 1)
-        return;
+    const zam::Parameters params(instance);
+    if (params.integer("currCount", 0) < 1) return;
+    const auto set_mode = params.integer("currSaveMode");
+    if (!set_mode) return;
+    const auto mode = params.integer("saveMode");
+    if (!mode) return;
     if (set_mode != mode) return set_flag(instance, "warning");
-    const auto directory = zam::read_text(instance, "currDir");
+    const auto directory = params.text("currDir");
     if (!directory || directory->empty()) return;
-    const auto parent = zam::read_text(instance, "tmpDir");
+    const auto parent = params.text("tmpDir");
     if (!parent) return;
     if (!directory->starts_with(*parent)) set_flag(instance, "warning");
     set_flag(instance, "done");  // deliberate: with a warning too

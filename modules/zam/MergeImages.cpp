@@ -23,7 +23,6 @@
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/status_range.h"
-#include "modules/support/text_value.h"
 #include "modules/zam/capture/capture_file.h"
 #include "modules/zam/capture/depth_image.h"
 #include "modules/zam/capture/depth_merge.h"
@@ -45,13 +44,10 @@ enum SaveMode { kFromDisk = 0, kFromMemory = 1 };
 
 void report(const char* text) { ERRerror(kLabel, 1, kErrorFlags, "%s", text); }
 
-std::optional<zam::Background> read_background(OMobj_id instance) {
-    xp_long count = 0;
-    int type = DTYPE_FLOAT;
-    void* values = OMret_name_array_ptr(instance, OMstr_to_name("backCol"), ARR_READ, &count, &type);
-    const HostArray<float> colors(static_cast<float*>(values), std::max<xp_long>(count, 0));
-    if (!colors || type != DTYPE_FLOAT) return std::nullopt;
-    return zam::background_bytes(colors.span());
+std::optional<zam::Background> read_background(const zam::Parameters& params) {
+    const auto colors = params.array("backCol");
+    if (!colors || colors->type() != DTYPE_FLOAT) return std::nullopt;
+    return zam::background_bytes(colors->as<float>());
 }
 
 // --- Captures ---
@@ -72,7 +68,7 @@ public:
         explicit Capture(zam::CaptureFile file) : file_(std::move(file)) {}
 
         ImageSize size() const { return file_.size(); }
-        /// Nothing when the pixels cannot be read. The result is valid until the next call with the same `values`.
+        /// `nullopt` if the pixels cannot be read. The result is valid until the next call with the same `values`.
         std::optional<zam::CapturedPixels> pixels(std::int64_t first, std::int64_t count, BlockValues& values) const {
             const auto number = static_cast<std::size_t>(count);
             const auto colors = std::span(values.colors).first(number * zam::kColorBytes);
@@ -109,7 +105,8 @@ public:
         HostArray<float> depths;
 
         ImageSize size() const { return image_size; }
-        std::optional<zam::CapturedPixels> pixels(std::int64_t first, std::int64_t count, BlockValues& /*none*/) const {
+        std::optional<zam::CapturedPixels> pixels(std::int64_t first, std::int64_t count,
+                                                  BlockValues& /*unused*/) const {
             const auto number = static_cast<std::size_t>(count);
             return zam::CapturedPixels{{colors.data() + first * zam::kColorBytes, number * zam::kColorBytes},
                                        {depths.data() + first, number}};
@@ -141,7 +138,7 @@ struct Merged {
     std::int64_t depth_pixels;        // all, or one block when the captures are a single group
     std::unique_ptr<float[]> depths;  // NOLINT(modernize-avoid-c-arrays): a vector would fill it
 
-    /// Nothing when there is not that much memory.
+    /// `nullopt` if there is not that much memory.
     /// @throws std::bad_alloc
     static std::optional<Merged> allocate(ImageSize size, bool single_group) {
         const std::int64_t depth_pixels = single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels();
@@ -159,7 +156,7 @@ struct Merged {
     }
 };
 
-/// Merges a group of captures block by block. @return false when one of them cannot be read to its end
+/// Merges a group of captures block by block. @return false if one of them cannot be read to its end
 template <class Capture>
 bool merge_group(const std::vector<Capture>& group, bool first_group, zam::Background background, BlockValues& values,
                  const Merged& merged) {
@@ -177,7 +174,7 @@ bool merge_group(const std::vector<Capture>& group, bool first_group, zam::Backg
     return true;
 }
 
-/// Merges captures 0 to `count` - 1. Nothing when one of them cannot be loaded or has another size than the first.
+/// Merges captures 0 to `count` - 1. `nullopt` if one of them cannot be loaded or has another size than the first.
 /// @throws std::bad_alloc
 template <class Captures>
 std::optional<Merged> merge(const Captures& captures, int count, zam::Background background) {
@@ -206,7 +203,8 @@ std::optional<Merged> merge_captures(OMobj_id instance, int mode, int files,
                                      const std::optional<std::string>& directory, zam::Background background) {
     try {
         if (mode == kFromDisk) return merge(FilesOnDisk(*directory), files, background);
-        if (mode == kFromMemory) return merge(FieldsInMemory(instance), zam::int_or(instance, "num", 0), background);
+        if (mode == kFromMemory)
+            return merge(FieldsInMemory(instance), zam::Parameters(instance).integer("num", 0), background);
     } catch (const std::exception&) {  // no memory
     }
     return std::nullopt;
@@ -230,18 +228,19 @@ bool write_image(OMobj_id out, Merged merged) {
 }
 
 void update(OMobj_id instance) {
-    const int files = zam::int_or(instance, "currCount", 0);
+    const zam::Parameters params(instance);
+    const int files = params.integer("currCount", 0);
     if (files == 0) return;  // silent: nothing has been captured
-    const int mode = zam::int_or(instance, "saveMode", kFromMemory);
+    const int mode = params.integer("saveMode", kFromMemory);
     std::optional<std::string> directory;
     if (mode == kFromDisk) {
-        directory = zam::read_text(instance, "currDir");
+        directory = params.text("currDir");
         if (!directory) return report("Can not get image saved directory.\n");
     }
-    const auto background = read_background(instance);
+    const auto background = read_background(params);
     if (!background) return report("Can not get background color.");  // deliberate: without a line end
     auto merged = merge_captures(instance, mode, files, directory, *background);
-    const OMobj_id out = merged ? zam::find_parameter(instance, "out_fld", OM_OBJ_RW) : OMnull_obj();
+    const OMobj_id out = merged ? params.find("out_fld", OM_OBJ_RW) : OMnull_obj();
     // an image that cannot be handed on is a merge that failed
     if (!merged || !write_image(out, std::move(*merged)))
         return report("Can not merge image in Zbuffer brending.\n");  // deliberate: "brending"

@@ -20,31 +20,24 @@
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/support/status_range.h"
-#include "modules/support/text_value.h"
 #include "modules/zam/capture/capture_file.h"
 #include "modules/zam/capture/depth_image.h"
 #include "platform/directory.h"
 
 namespace {
 
-using zam::find_parameter;
 using zam::HostArray;
 using zam::ImageSize;
-using zam::read_text;
+using zam::Parameters;
 namespace platform = zam::platform;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
 constexpr const char* kStatusLabel = "ZBufCapture";
-constexpr int kMostComponents = 2;  // colour and depth
+constexpr int kMaxComponents = 2;  // colour and depth
 
 enum SaveMode { kToDisk = 0, kToMemory = 1 };
 
-std::optional<int> read_int(OMobj_id instance, const char* name) {
-    int value = 0;
-    return OMget_name_int_val(instance, OMstr_to_name(name), &value) == 1 ? std::optional(value) : std::nullopt;
-}
-
-/// Elements of an array; 0 when it has none or is none.
+/// Elements of an array; 0 if it has none or is no array.
 xp_long array_size(OMobj_id array) {
     xp_long size = 0;
     return OMget_array_size(array, &size) == 1 ? size : 0;
@@ -58,8 +51,8 @@ void show_progress(xp_long image, xp_long images) {
 std::optional<ImageSize> captured_size(OMobj_id image) {
     int ncomp = 0;
     const auto size = zam::read_image_size(image);
-    if (!size || size->width > zam::kLargestCaptureSide || size->height > zam::kLargestCaptureSide) return std::nullopt;
-    if (FLDget_node_data_ncomp(image, &ncomp) != 1 || ncomp > kMostComponents) return std::nullopt;
+    if (!size || size->width > zam::kMaxCaptureSide || size->height > zam::kMaxCaptureSide) return std::nullopt;
+    if (FLDget_node_data_ncomp(image, &ncomp) != 1 || ncomp > kMaxComponents) return std::nullopt;
     return size;
 }
 
@@ -83,7 +76,7 @@ bool make_directory(const std::string& directory) {
 
 /// Keeps what is known of a set that begins. @return whether the next capture will find it
 bool record_set(OMobj_id instance, const std::string& directory, const std::string& parent) {
-    const auto mode = read_int(instance, "saveMode");
+    const auto mode = Parameters(instance).integer("saveMode");
     if (OMset_name_str_val(instance, OMstr_to_name("currDir"), directory.c_str()) != 1) return false;
     OMset_name_str_val(instance, OMstr_to_name("currTmpDir"), parent.c_str());
     OMset_name_int_val(instance, OMstr_to_name("currSaveMode"), mode.value_or(kToDisk));
@@ -91,18 +84,14 @@ bool record_set(OMobj_id instance, const std::string& directory, const std::stri
 }
 
 std::optional<std::string> begin_set(OMobj_id instance, int seq) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
-    const auto parent = read_text(instance, "tmpDir");
-    if (!parent || parent->empty()) return fail("Can not get Temporary Directory.\n");
+    const auto parent = Parameters(instance).text("tmpDir");
+    if (!parent || parent->empty()) return report.reject("Can not get Temporary Directory.\n");
     const char* user = std::getenv("USERNAME");
     const auto directory = zam::capture_directory_name(*parent, user ? user : "", platform::process_id(), seq);
-    if (!make_directory(directory)) return fail("Can not make image save directory.\n");
+    if (!make_directory(directory)) return report.reject("Can not make image save directory.\n");
     if (!record_set(instance, directory, *parent)) {
-        platform::remove_directory(directory);  // empty, and nobody would know of it
-        return fail("Can not make image save directory.\n");
+        platform::remove_directory(directory);  // empty, and recorded nowhere
+        return report.reject("Can not make image save directory.\n");
     }
     return directory;
 }
@@ -135,10 +124,11 @@ bool write_image(OMobj_id image, const std::string& name) {
     return std::fclose(file.release()) == 0 && written;  // closing may be what finds the disk full
 }
 
-/// @return silently when the list or the count cannot be read
+/// Writes nothing, silently, if the list or the count cannot be read.
 void write_images(OMobj_id instance, const std::string& directory) {
-    const xp_long images = array_size(find_parameter(instance, "in", OM_OBJ_RW));
-    auto number = read_int(instance, "currCount");
+    const Parameters params(instance);
+    const xp_long images = array_size(params.find("in", OM_OBJ_RW));
+    auto number = params.integer("currCount");
     if (images < 1 || !number) return;
     OMstatus_check(0, kStatusLabel, nullptr);
     for (xp_long i = 0; i < images; ++i) {
@@ -154,7 +144,7 @@ void write_images(OMobj_id instance, const std::string& directory) {
 }
 
 bool capture_to_disk(OMobj_id instance, int seq) {
-    auto directory = read_text(instance, "currDir");
+    auto directory = Parameters(instance).text("currDir");
     if (!directory || directory->empty()) directory = begin_set(instance, seq);
     if (!directory) return false;
     write_images(instance, *directory);
@@ -183,15 +173,16 @@ bool copy_image(OMobj_id from, OMobj_id to) {
     const xp_long dims[2] = {size->width, size->height};
     // captures heap up, and the host makes their arrays
     if (!zam::AvailableMemory().take(size->pixels(), zam::kColorBytes + zam::kDepthBytes)) return false;
-    if (FLDset_ndim(to, 2) != 1 || FLDset_dims(to, dims) != 1 || FLDset_node_data_ncomp(to, kMostComponents) != 1)
+    if (FLDset_ndim(to, 2) != 1 || FLDset_dims(to, dims) != 1 || FLDset_node_data_ncomp(to, kMaxComponents) != 1)
         return false;
     return copy_component(zam::open_colors(from, *size), to, 0, zam::kColorBytes, *size) &&
            copy_component(zam::open_depths(from, *size), to, 1, 1, *size);
 }
 
 bool capture_to_memory(OMobj_id instance) {
-    const xp_long images = array_size(find_parameter(instance, "in", OM_OBJ_RW));
-    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RW);
+    const Parameters params(instance);
+    const xp_long images = array_size(params.find("in", OM_OBJ_RW));
+    const OMobj_id out = params.find("out", OM_OBJ_RW);
     xp_long captures = 0;
     if (images < 1 || OMget_array_size(out, &captures) != 1) return false;
     OMstatus_check(0, kStatusLabel, nullptr);
@@ -216,8 +207,9 @@ bool succeeds(Capture&& capture) {
 }
 
 void update(OMobj_id instance, int seq) {
-    if (!zam::is_active(instance, report) || array_size(find_parameter(instance, "in", OM_OBJ_RW)) < 1) return;
-    const auto mode = read_int(instance, "saveMode");
+    const Parameters params(instance);
+    if (!params.is_active(report) || array_size(params.find("in", OM_OBJ_RW)) < 1) return;
+    const auto mode = params.integer("saveMode");
     if (!mode) return;  // silent: an unreadable scalar only stops the module
     if (mode == kToDisk && !succeeds([&] { return capture_to_disk(instance, seq); }))
         return report.warn("Can not capture image in Disk.\n");

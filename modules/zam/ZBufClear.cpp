@@ -7,7 +7,7 @@
 
 #include "base/file_handle.h"
 #include "contract/om.h"
-#include "modules/support/text_value.h"
+#include "modules/support/parameters.h"
 #include "modules/zam/ZBufCapture.h"
 #include "modules/zam/capture/capture_file.h"
 #include "platform/directory.h"
@@ -33,15 +33,15 @@ void delete_captures(const std::string& directory, int count) {
 
 /// @throws std::bad_alloc
 void clear(OMobj_id instance) {
-    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out"), OM_OBJ_RW);
+    const zam::Parameters params(instance);
+    const OMobj_id out = params.find("out", OM_OBJ_RW);
     OMset_array_size(out, 0);
-    OMfind_subobj(instance, OMstr_to_name("depth"), OM_OBJ_RW);
+    params.find("depth", OM_OBJ_RW);
     OMset_array_size(out, 0);  // deliberate: `out` once more; `depth` stays as it is
 
-    int count = 0;
-    OMget_name_int_val(instance, OMstr_to_name("currCount"), &count);
+    const int count = params.integer("currCount", 0);
     OMset_name_int_val(instance, OMstr_to_name("currCount"), 0);
-    const auto directory = zam::read_text(instance, "currDir");
+    const auto directory = params.text("currDir");
     if (directory && !directory->empty()) {
         delete_captures(*directory, count);
         if (!platform::remove_directory(*directory)) return;  // silent: currDir still says where the other files are

@@ -50,20 +50,17 @@ namespace {
 constexpr Reporter report{.label = "", .flags = 66};
 
 std::optional<Cone> read_cone(OMobj_id instance) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
-    const auto read = [&](const char* name, double& value) {
-        return OMget_name_real_val(instance, OMstr_to_name(name), &value) == 1;
-    };
-    Cone cone{};
-    if (OMget_name_int_val(instance, OMstr_to_name("div"), &cone.div) != 1) return fail("can't get div\n");
-    if (cone.div < 3) return fail("div must be at least 3!\n");
-    if (!read("offset", cone.offset)) return fail("can't get offset!\n");
-    if (!read("length", cone.length)) return fail("can't get length!\n");
-    if (!read("radius", cone.radius)) return fail("can't get radius!\n");
-    return cone;
+    const Parameters params(instance);
+    const auto div = params.integer("div");
+    if (!div) return report.reject("can't get div\n");
+    if (*div < 3) return report.reject("div must be at least 3!\n");
+    const auto offset = params.real("offset");
+    if (!offset) return report.reject("can't get offset!\n");
+    const auto length = params.real("length");
+    if (!length) return report.reject("can't get length!\n");
+    const auto radius = params.real("radius");
+    if (!radius) return report.reject("can't get radius!\n");
+    return Cone{*div, *offset, *length, *radius};
 }
 
 void write_cells(OMobj_id out, const Cone& cone, OutArray<xp_long> connect) {
@@ -86,7 +83,7 @@ int update(OMobj_id instance) {
     cone_nodes(*cone, coord.span());
     cone_triangles(cone->div, connect.span());
 
-    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RW);
+    const OMobj_id out = Parameters(instance).find("out", OM_OBJ_RW);
     if (FLDset_nnodes(out, nnodes) != 1 || FLDset_nspace(out, 3) != 1 ||
         FLDset_coord(out, coord.data(), coord.size(), ARR_HOST_OWNS) != 1)
         return report.fail("revolve: couldn't set coord!");  // deliberate: the text of another module

@@ -39,15 +39,15 @@ struct Params {
     OMobj_id red, green, blue, alpha;
 };
 
-/// Nothing, silently, when there is no table to fill.
-std::optional<Params> read_params(OMobj_id instance) {
+/// `nullopt`, silently, if there is no table to fill.
+std::optional<Params> read_params(const Parameters& given) {
     Params params{};
-    params.datamap = find_parameter(instance, "datamap", OM_OBJ_RW);
-    if (OMget_name_int_val(instance, OMstr_to_name("color_map_size"), &params.size) != 1 || params.size < 0)
-        return std::nullopt;
-    const OMobj_id table = find_parameter(instance, "color_table", OM_OBJ_RD);
+    params.datamap = given.find("datamap", OM_OBJ_RW);
+    params.size = given.integer("color_map_size", -1);
+    if (params.size < 0) return std::nullopt;
+    const Parameters table = given.group("color_table");
     const auto resolve = [&](const char* name, OMobj_id& array) {
-        return OMget_obj_val(find_parameter(table, name, OM_OBJ_RD), &array) == 1;
+        return OMget_obj_val(table.find(name), &array) == 1;
     };
     const bool complete = resolve("red", params.red) && resolve("green", params.green) &&
                           resolve("blue", params.blue) && resolve("alpha", params.alpha);
@@ -62,19 +62,15 @@ struct Table {
 };
 
 std::optional<Table> allocate_table(int size, MemoryBudget& memory) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
     Table table;
-    if (!(table.red = memory.allocate<std::uint8_t>(size))) return fail("red array is not allocated\n");
-    if (!(table.green = memory.allocate<std::uint8_t>(size))) return fail("green array is not allocated\n");
-    if (!(table.blue = memory.allocate<std::uint8_t>(size))) return fail("blue array is not allocated\n");
-    if (!(table.alpha = memory.allocate<std::int16_t>(size))) return fail("alpha array is not allocated\n");
+    if (!(table.red = memory.allocate<std::uint8_t>(size))) return report.reject("red array is not allocated\n");
+    if (!(table.green = memory.allocate<std::uint8_t>(size))) return report.reject("green array is not allocated\n");
+    if (!(table.blue = memory.allocate<std::uint8_t>(size))) return report.reject("blue array is not allocated\n");
+    if (!(table.alpha = memory.allocate<std::int16_t>(size))) return report.reject("alpha array is not allocated\n");
     return table;
 }
 
-/// Room for `count` elements, not touched yet, or nothing after a report.
+/// Room for `count` elements, which takes no memory before it is filled; `nullopt`, after a report, if there is none.
 template <class T>
 std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, const char* failure) {
     try {
@@ -86,11 +82,10 @@ std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, c
     } catch (const std::bad_alloc&) {
         // as for what does not fit
     }
-    report.fail(failure);
-    return std::nullopt;
+    return report.reject(failure);
 }
 
-/// Fills the table with the colours of 0 to size - 1. @return false when memory runs out (reported) or there are none
+/// Fills the table with the colours of 0 to size - 1. @return false if memory runs out (reported) or there are none
 bool sample_map(const Params& params, const Table& table, MemoryBudget& memory) {
     const auto size = static_cast<std::size_t>(params.size);
     auto values = scratch<int>(size, memory, "node array is not allocated\n");
@@ -126,8 +121,9 @@ int write_table(const Params& params, Table table) {
 }  // namespace zam
 
 int ZAMconvert_color_map(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    if (!zam::is_active(instance, zam::report)) return 0;
-    const auto params = zam::read_params(instance);
+    const zam::Parameters given(instance);
+    if (!given.is_active(zam::report)) return 0;
+    const auto params = zam::read_params(given);
     if (!params) return 0;
     zam::MemoryBudget memory;
     auto table = zam::allocate_table(params->size, memory);

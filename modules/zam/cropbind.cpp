@@ -1,22 +1,21 @@
 // Crop and bind: folds a byte volume about a column, so that what lies right of the fold comes first in depth and the
-// mirror image of what lies left of it behind.
+// mirror image of what lies left of it after that.
 // Reads center, xy_dist, in. Writes out: dims, points and component 0.
 #include "modules/zam/cropbind.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <optional>
+#include <utility>
 
+#include "base/checked_product.h"
 #include "contract/fld.h"
 #include "contract/om.h"
-#include "modules/support/component_bytes.h"
-#include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
-#include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
-#include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
+#include "modules/support/uniform_filter.h"
 
 namespace zam {
 
@@ -73,7 +72,7 @@ void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>
         if (right.count > 0) std::memcpy(to, volume.data() + right.first, static_cast<std::size_t>(right.count));
         clear(to + right.count, width - right.count);
         const Run left(fold - width + 1, width, size);
-        const xp_long skipped = fold + 1 - (left.first + left.count);  // columns behind the volume's end
+        const xp_long skipped = fold + 1 - (left.first + left.count);  // columns past the volume's end
         clear(mirrored, std::min(skipped, width));
         if (left.count > 0)
             copy_reversed(volume.data() + left.first, static_cast<std::size_t>(left.count), mirrored + skipped);
@@ -84,115 +83,69 @@ void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>
 
 namespace {
 
-constexpr Reporter report{.label = "", .flags = 96};
-constexpr const char* kNoMemory = "Error : Can't allocate memory.\n";
-
-/// Dims of the input, and the column that it is folded about.
+/// The volume, and the column that it is folded about.
 struct Fold {
     std::array<xp_long, 3> dims{};
     xp_long center = 0;
     OutArray<xp_long> out_dims;
+    int nspace = 0;
+    HostArray<float> points;
+    TypedBytes data;
+
+    static std::optional<Fold> read(const Parameters& params, OMobj_id field);
+    void fill_points(const Parameters& params, std::span<float> to) const;
+    std::optional<xp_long> out_count() const {
+        const auto nodes = checked_product(out_dims.span());
+        return nodes ? std::optional(std::max(*nodes, data.count())) : std::nullopt;
+    }
+    // deliberate: bytes, whatever the type
+    void fill_values(const Parameters& /*params*/, std::span<std::byte> to) const {
+        fold_volume(data.bytes(), dims, center, to);
+    }
+    bool set_shape(OMobj_id out) const {
+        return FLDset_ndim(out, 3) == 1 && FLDset_nspace(out, nspace) == 1 && FLDset_dims(out, out_dims.data()) == 1;
+    }
+    static int out_veclen() { return 1; }
 };
 
-/// Empty when there is no volume to fold, silently, or after a report. The center is checked first: a wrong one is
-/// reported whatever else the field lacks.
-std::optional<Fold> read_fold(OMobj_id instance, OMobj_id field) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
+/// The center is checked first: a wrong one is reported whatever else the field lacks. That is silent.
+std::optional<Fold> Fold::read(const Parameters& params, OMobj_id field) {
     HostArray<xp_long> dims;
     int ndim = 0;
     if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
     Fold fold;
     fold.out_dims = OutArray<xp_long>::allocate(3);
-    if (!fold.out_dims) return fail(kNoMemory);
-    fold.center = int_or(instance, "center", 0);
+    if (!fold.out_dims) return kFilterReport.reject(kNoFilterMemory);
+    fold.center = params.integer("center", 0);
     // deliberate: center = dims[0] passes, whatever the text says
-    if (fold.center < 1 || fold.center > dims[0]) return fail("Error : center > 0 && center < dims[0]\n");
+    if (fold.center < 1 || fold.center > dims[0])
+        return kFilterReport.reject("Error : center > 0 && center < dims[0]\n");
     if (ndim != 3) return std::nullopt;
     std::copy_n(dims.data(), 3, fold.dims.begin());
     std::ranges::copy(folded_dims(fold.dims, fold.center), fold.out_dims.data());
+    if (FLDget_nspace(field, &fold.nspace) != 1) return std::nullopt;
+    if (FLDget_points(field, fold.points.place(), fold.points.count_place(), ARR_READ) != 1) return std::nullopt;
+    auto data = TypedBytes::read(field, 0);
+    if (!data) return std::nullopt;
+    fold.data = std::move(*data);
     return fold;
 }
 
-struct Input {
-    int nspace = 0;
-    HostArray<float> points;
-    ComponentBytes data;
-};
-
-/// Nothing, silently, when the volume lacks a part.
-std::optional<Input> read_input(OMobj_id field) {
-    Input input;
-    if (FLDget_nspace(field, &input.nspace) != 1) return std::nullopt;
-    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
-    if (!input.data.read(field, 0)) return std::nullopt;
-    return input;
-}
-
-struct Output {
-    OutArray<float> points;
-    OutArray<std::byte> data;
-};
-
-/// The second corner, as far as there are numbers for it: one node a unit, or what xy_dist says of x and y.
-void fill_points(std::span<float> points, std::span<const xp_long> dims, OMobj_id instance) {
+/// The second corner, as far as there are numbers for it: nodes are one unit apart, or as xy_dist says for x and y.
+void Fold::fill_points(const Parameters& params, std::span<float> to) const {
     constexpr std::size_t kSecond = 3;
-    const auto given = FloatValues::read_array(instance, "xy_dist");
+    const auto given = params.floats("xy_dist");
     const bool use = given && given->span().size() >= 2;
-    std::ranges::fill(points, 0.0F);
-    for (std::size_t axis = 0; axis < 3 && kSecond + axis < points.size(); ++axis) {
+    std::ranges::fill(to, 0.0F);
+    for (std::size_t axis = 0; axis < 3 && kSecond + axis < to.size(); ++axis) {
         const bool from_given = use && axis < 2;
-        points[kSecond + axis] = from_given ? given->span()[axis] : static_cast<float>(dims[axis] - 1);
+        to[kSecond + axis] = from_given ? given->span()[axis] : static_cast<float>(out_dims.span()[axis] - 1);
     }
-}
-
-/// Empty, after a report, when memory runs out.
-std::optional<Output> make_output(OMobj_id instance, const Fold& fold, const Input& input) {
-    const auto fail = [] {
-        report.fail(kNoMemory);
-        return std::nullopt;
-    };
-    Output out;
-    out.points = OutArray<float>::allocate(input.points.size());
-    if (!out.points) return fail();
-    fill_points(out.points.span(), fold.out_dims.span(), instance);
-
-    const auto nodes = checked_product(fold.out_dims.span());
-    MemoryBudget memory;
-    if (nodes) out.data = memory.allocate_as(input.data.type, std::max(*nodes, input.data.values.size()));
-    if (!out.data) return fail();
-    // deliberate: bytes, whatever the type
-    fold_volume(input.data.bytes(), fold.dims, fold.center, out.data.span());
-    return out;
-}
-
-/// Silent when the host refuses a part: what it has taken stays.
-void write_field(OMobj_id field, const Fold& fold, const Input& input, Output& out) {
-    if (FLDset_ndim(field, 3) == 1 && FLDset_nspace(field, input.nspace) == 1 &&
-        FLDset_dims(field, fold.out_dims.data()) == 1)
-        hand_over_uniform(field, out.points, 1, out.data);
-}
-
-void update(OMobj_id instance) {
-    const OMobj_id field = find_parameter(instance, "in", OM_OBJ_RW);
-    const auto fold = read_fold(instance, field);
-    if (!fold) return;
-    const auto input = read_input(field);
-    if (!input) return;
-    auto out = make_output(instance, *fold, *input);
-    if (out) write_field(find_parameter(instance, "out", OM_OBJ_RD), *fold, *input, *out);
 }
 
 }  // namespace
 }  // namespace zam
 
 int ADDcropbind(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    try {
-        zam::update(instance);
-    } catch (const std::bad_alloc&) {
-        zam::report.fail(zam::kNoMemory);
-    }
-    return 1;  // deliberate: also after a failure
+    return zam::update_uniform<zam::Fold>(instance);
 }

@@ -27,10 +27,10 @@ std::string listing_pattern(std::string_view directory, std::string_view extensi
 
 namespace {
 
-/// The text with its host variables expanded; nothing when it cannot be read.
-std::optional<std::string> read_expanded(OMobj_id instance, const char* name) {
+/// The text with its host variables expanded; `nullopt` if it cannot be read.
+std::optional<std::string> read_expanded(const Parameters& params, const char* name) {
     char* text = nullptr;
-    if (OMget_str_val(find_parameter(instance, name, OM_OBJ_RD), &text, 0) != 1) return std::nullopt;
+    if (OMget_str_val(params.find(name), &text, 0) != 1) return std::nullopt;
     const HostText owner(text);
     std::array<char, 4 * FILE_NAME_SIZE> expanded{};
     FILEmap_variables(text, expanded.data(), int{expanded.size()});
@@ -51,11 +51,11 @@ std::vector<platform::FoundFile> list(const std::string& pattern) {
     return found;
 }
 
-int update(OMobj_id instance) {
-    const auto directory = read_expanded(instance, "dir");
-    const auto extension = read_expanded(instance, "ext");
-    const OMobj_id number = find_parameter(instance, "nFiles", OM_OBJ_RD);
-    const OMobj_id files = find_parameter(instance, "files", OM_OBJ_RD);
+int update(const Parameters& params) {
+    const auto directory = read_expanded(params, "dir");
+    const auto extension = read_expanded(params, "ext");
+    const OMobj_id number = params.find("nFiles");
+    const OMobj_id files = params.find("files");
     int count = 0;
     if (!directory || !extension || OMget_int_val(number, &count) != 1) return 0;
     clear(files, count);
@@ -76,7 +76,7 @@ int update(OMobj_id instance) {
 
 int GetFilesCore_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     try {
-        return zam::update(instance);
+        return zam::update(zam::Parameters(instance));
     } catch (const std::bad_alloc&) {
         return 1;  // silent: the module reports nothing
     }

@@ -63,7 +63,7 @@ namespace {
 constexpr Reporter report{.label = "", .flags = 66};
 
 struct Params {
-    int resolution;       // nodes a ring, at least 3
+    int resolution;       // nodes per ring, at least 3
     bool smooth;          // whether segments share rings
     FloatValues profile;  // points x 2, at least one
 
@@ -73,16 +73,13 @@ struct Params {
 };
 
 std::optional<Params> read_params(OMobj_id instance) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
-    const int resolution = int_or(instance, "resolution", 4);
-    const bool smooth = int_or(instance, "smooth", 0) != 0;
-    if (resolution < 3) return fail("resolution must be at least 3!\n");
-    auto profile = FloatValues::read_array(instance, "profile");
-    if (!profile || profile->span().empty()) return fail("revolve: couldn't get profile array!");
-    if (profile->span().size() % 2 != 0) return fail("revolve: profile size must be even!");
+    const Parameters given(instance);
+    const int resolution = given.integer("resolution", 4);
+    const bool smooth = given.integer("smooth", 0) != 0;
+    if (resolution < 3) return report.reject("resolution must be at least 3!\n");
+    auto profile = given.floats("profile");
+    if (!profile || profile->span().empty()) return report.reject("revolve: couldn't get profile array!");
+    if (profile->span().size() % 2 != 0) return report.reject("revolve: profile size must be even!");
     return Params{resolution, smooth, std::move(*profile)};
 }
 
@@ -119,7 +116,7 @@ int update(OMobj_id instance) {
     if (!params) return 0;
     if (!fits(*params)) return report.fail(kNoCoordinates);
 
-    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RW);
+    const OMobj_id out = Parameters(instance).find("out", OM_OBJ_RW);
     const xp_long nnodes = params->rings() * params->resolution;
     HostArray<float> coord;
     if (FLDset_nspace(out, 3) != 1 || FLDset_ncell_sets(out, static_cast<int>(params->segments())) != 1 ||

@@ -1,27 +1,27 @@
 // Threshold colour: appends a luminance byte to the colours of a field, cut off below and above two thresholds.
-// Reads min, max, in. Writes out: shape, points and component 0 with one value a node more.
+// Reads min, max, in. Writes out: shape, points and component 0 with one value per node more.
 #include "modules/zam/threshcolor.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
+#include "base/checked_product.h"
 #include "contract/fld.h"
 #include "contract/om.h"
-#include "modules/support/component_bytes.h"
 #include "modules/support/host_array.h"
-#include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
-#include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
+#include "modules/support/uniform_filter.h"
 
 namespace zam {
 namespace {
 
-/// What a colour's byte contributes, for all of its values.
+/// What one byte of a colour contributes, for each of its values.
 class Channel {
 public:
     Channel(double weight, int min, int max) {
@@ -56,7 +56,7 @@ struct Luminance {
     }
 };
 
-/// Appends the byte to every node. `Size` says how many bytes a node has.
+/// Appends the byte to every node. `Size` gives the bytes per node.
 template <class Size>
 void append(const std::byte* from, Size size, xp_long nodes, const Luminance& luminance, std::byte* to) {
     for (xp_long node = 0; node < nodes; ++node) {
@@ -83,7 +83,7 @@ void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes
     }
     auto rest = to.subspan(static_cast<std::size_t>(whole) * (size + 1));
     std::ranges::fill(rest, std::byte{0});
-    if (whole == nodes) return;  // else a node is begun or missing, and those behind it are black
+    if (whole == nodes) return;  // else a node is begun or missing, and those after it are black
     const auto begun = from.subspan(static_cast<std::size_t>(whole) * size);
     std::vector<std::byte> node(size);
     std::ranges::copy(begun, node.begin());
@@ -93,83 +93,51 @@ void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes
 
 namespace {
 
-constexpr Reporter report{.label = "", .flags = 96};
-constexpr const char* kNoMemory = "Error : Can't allocate memory.\n";
-
-struct Input {
-    std::vector<xp_long> dims;
+/// The colours, and the shape of their field.
+struct Threshold {
+    OutArray<xp_long> dims;
     int nspace = 0;
     int veclen = 0;
     xp_long nnodes = 0;
     HostArray<float> points;
-    ComponentBytes data;
+    TypedBytes data;
+
+    static std::optional<Threshold> read(const Parameters& params, OMobj_id field);
+    void fill_points(const Parameters& /*params*/, std::span<float> to) const {
+        std::ranges::copy(points.span(), to.begin());
+    }
+    std::optional<xp_long> out_count() const { return checked_product(xp_long{veclen} + 1, nnodes); }
+    void fill_values(const Parameters& params, std::span<std::byte> to) const {
+        append_luminance(data.bytes(), veclen, nnodes, params.integer("min", 0), params.integer("max", 255), to);
+    }
+    bool set_shape(OMobj_id out) const {
+        return FLDset_ndim(out, static_cast<int>(dims.size())) == 1 && FLDset_dims(out, dims.data()) == 1 &&
+               FLDset_nspace(out, nspace) == 1;
+    }
+    int out_veclen() const { return veclen + 1; }
 };
 
-/// Nothing, silently, when there are no colours.
-std::optional<Input> read_input(OMobj_id instance) {
-    const OMobj_id field = find_parameter(instance, "in", OM_OBJ_RW);
-    Input input;
+/// `nullopt`, silently, if there are no colours.
+std::optional<Threshold> Threshold::read(const Parameters& /*params*/, OMobj_id field) {
+    Threshold in;
     HostArray<xp_long> dims;
     int ndim = 0;
     if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
-    input.dims.assign(dims.data(), dims.data() + ndim);
-    if (FLDget_nspace(field, &input.nspace) != 1 || FLDget_nnodes(field, &input.nnodes) != 1) return std::nullopt;
-    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) return std::nullopt;
-    if (FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 4) return std::nullopt;
-    if (!input.data.read(field, 0)) return std::nullopt;
-    return input;
-}
-
-struct Output {
-    OutArray<xp_long> dims;
-    OutArray<float> points;
-    OutArray<std::byte> data;
-};
-
-/// Empty, after a report, when memory runs out.
-std::optional<Output> make_output(OMobj_id instance, const Input& input) {
-    const auto fail = [] {
-        report.fail(kNoMemory);
-        return std::nullopt;
-    };
-    Output out;
-    out.dims = OutArray<xp_long>::allocate(static_cast<xp_long>(input.dims.size()));
-    if (!out.dims) return fail();
-    std::ranges::copy(input.dims, out.dims.data());
-    out.points = OutArray<float>::allocate(input.points.size());
-    if (!out.points) return fail();
-    std::ranges::copy(input.points.span(), out.points.data());
-    const auto values = checked_product(xp_long{input.veclen} + 1, input.nnodes);
-    MemoryBudget memory;
-    if (values) out.data = memory.allocate_as(input.data.type, *values);
-    if (!out.data) return fail();
-    append_luminance(input.data.bytes(), input.veclen, input.nnodes, int_or(instance, "min", 0),
-                     int_or(instance, "max", 255), out.data.span());
-    return out;
-}
-
-/// Silent when the host refuses a part: what it has taken stays.
-void write_field(OMobj_id field, const Input& input, Output& out) {
-    if (FLDset_ndim(field, static_cast<int>(input.dims.size())) == 1 && FLDset_dims(field, out.dims.data()) == 1 &&
-        FLDset_nspace(field, input.nspace) == 1)
-        hand_over_uniform(field, out.points, input.veclen + 1, out.data);
-}
-
-void update(OMobj_id instance) {
-    const auto input = read_input(instance);
-    if (!input) return;
-    auto out = make_output(instance, *input);
-    if (out) write_field(find_parameter(instance, "out", OM_OBJ_RD), *input, *out);
+    if (FLDget_nspace(field, &in.nspace) != 1 || FLDget_nnodes(field, &in.nnodes) != 1) return std::nullopt;
+    if (FLDget_points(field, in.points.place(), in.points.count_place(), ARR_READ) != 1) return std::nullopt;
+    if (FLDget_node_data_veclen(field, 0, &in.veclen) != 1 || in.veclen < 4) return std::nullopt;
+    auto data = TypedBytes::read(field, 0);
+    if (!data) return std::nullopt;
+    in.data = std::move(*data);
+    in.dims = OutArray<xp_long>::allocate(ndim);
+    if (!in.dims) return kFilterReport.reject(kNoFilterMemory);
+    std::copy_n(dims.data(), ndim, in.dims.data());
+    return in;
 }
 
 }  // namespace
 }  // namespace zam
 
 int ADDthreshcolor(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    try {
-        zam::update(instance);
-    } catch (const std::bad_alloc&) {
-        zam::report.fail(zam::kNoMemory);
-    }
-    return 1;  // deliberate: also after a failure
+    return zam::update_uniform<zam::Threshold>(instance);
 }

@@ -12,10 +12,10 @@
 
 #include "contract/fld.h"
 #include "contract/om.h"
-#include "modules/support/component_bytes.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
+#include "modules/support/typed_bytes.h"
 
 namespace zam {
 
@@ -119,12 +119,10 @@ struct Input {
     Sector sector;
 };
 
-/// Nothing when there is no volume to bend.
-std::optional<Input> read_input(OMobj_id instance) {
-    Input input{.field = find_parameter(instance, "in", OM_OBJ_RW),
-                .flip = int_or(instance, "direct", 0) != 0,
-                .dims = {},
-                .sector = {}};
+/// `nullopt` if there is no volume to bend.
+std::optional<Input> read_input(const Parameters& params) {
+    Input input{
+        .field = params.find("in", OM_OBJ_RW), .flip = params.integer("direct", 0) != 0, .dims = {}, .sector = {}};
     HostArray<xp_long> dims;
     int ndim = 0;
     if (FLDget_dims(input.field, dims.place(), &ndim) != 1 || !dims || ndim < 3) return std::nullopt;
@@ -134,9 +132,9 @@ std::optional<Input> read_input(OMobj_id instance) {
         return std::nullopt;
     input.dims.assign(dims.data(), dims.data() + ndim);
     if (input.dims[2] < 2) return std::nullopt;
-    input.sector = {.axis = int_or(instance, "axis", 0),
-                    .start_angle = real_or(instance, "start_angle", 0.0),
-                    .angle = real_or(instance, "angle", 360.0),
+    input.sector = {.axis = params.integer("axis", 0),
+                    .start_angle = params.real("start_angle", 0.0),
+                    .angle = params.real("angle", 360.0),
                     .dims = {dims[0], dims[1], dims[2]},
                     .extent = {points[3] - points[0], points[4] - points[1], points[5] - points[2]}};
     return input;
@@ -152,19 +150,20 @@ bool copy_frame(const Input& input, OMobj_id out) {
 
 /// A copy of a component's values. deliberate: the array has room for veclen x size values, and as many bytes are
 /// copied, so that only one-byte types come over whole.
-OutArray<std::byte> copy_values(const Input& input, const ComponentBytes& data, int veclen, MemoryBudget& memory) {
-    const auto count = checked_product(veclen, data.values.size());
-    auto copy = count ? memory.allocate_as(data.type, *count) : OutArray<std::byte>();
+OwnedTypedBytes copy_values(const Input& input, const TypedBytes& data, int veclen, MemoryBudget& memory) {
+    const auto count = checked_product(veclen, data.count());
+    auto copy = count ? OwnedTypedBytes::allocate(memory, data.type(), *count) : OwnedTypedBytes();
     if (!copy) return copy;
     const auto values = data.bytes();
+    const auto room = copy.bytes();
     if (input.flip) {
         const auto& dims = input.sector.dims;
-        flip_rows(values, dims[0] * veclen, dims[1], dims[2], copy.span());
+        flip_rows(values, dims[0] * veclen, dims[1], dims[2], room);
         return copy;
     }
-    const auto bytes = std::min({static_cast<std::size_t>(*count), values.size(), copy.span().size()});
-    std::ranges::fill(copy.span().subspan(bytes), std::byte{0});
-    std::memcpy(copy.data(), values.data(), bytes);
+    const auto bytes = std::min({static_cast<std::size_t>(*count), values.size(), room.size()});
+    std::ranges::fill(room.subspan(bytes), std::byte{0});
+    std::memcpy(room.data(), values.data(), bytes);
     return copy;
 }
 
@@ -172,14 +171,14 @@ void copy_component(const Input& input, OMobj_id out, int comp, MemoryBudget& me
     int veclen = 1;
     if (FLDget_node_data_veclen(input.field, comp, &veclen) != 1 || FLDset_node_data_veclen(out, comp, veclen) != 1)
         return;
-    ComponentBytes data;
-    if (!data.read(input.field, comp)) return;
-    auto copy = copy_values(input, data, veclen, memory);
-    if (copy) hand_over(out, comp, copy);
+    const auto data = TypedBytes::read(input.field, comp);
+    if (!data) return;
+    auto copy = copy_values(input, *data, veclen, memory);
+    if (copy) copy.hand_over(out, comp);
 }
 
-void update(OMobj_id instance) {
-    const auto input = read_input(instance);
+void update(const Parameters& params) {
+    const auto input = read_input(params);
     if (!input) return;
     MemoryBudget memory;
     const auto size = checked_product(input->nspace, checked_product(input->dims).value_or(-1));
@@ -194,7 +193,7 @@ void update(OMobj_id instance) {
         bend_nodes(input->sector, coord.span());
     }
 
-    const OMobj_id out = find_parameter(instance, "out", OM_OBJ_RD);
+    const OMobj_id out = params.find("out");
     if (!copy_frame(*input, out) || FLDset_coord(out, coord.data(), coord.size(), ARR_HOST_OWNS) != 1) return;
     coord.release();
     int ncomp = 0;
@@ -207,7 +206,7 @@ void update(OMobj_id instance) {
 
 int ADDuni2cylinder(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     try {
-        zam::update(instance);
+        zam::update(zam::Parameters(instance));
     } catch (const std::bad_alloc&) {
         // silent: the module reports nothing
     }

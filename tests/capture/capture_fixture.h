@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "modules/support/text_value.h"
+#include "modules/support/parameters.h"
 #include "tests/plain/merge.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
@@ -106,7 +106,7 @@ protected:
         OMget_name_int_val(instance, OMstr_to_name(name), &value);
         return value;
     }
-    std::string text(const char* name) const { return read_text(instance, name).value_or("none"); }
+    std::string text(const char* name) const { return Parameters(instance).text(name).value_or("none"); }
 
     OMobj_id make_list(const char* name, xp_long elements) const {
         const OMobj_id list = host::create(instance, name, host::Kind::objects, host::Kind::field);

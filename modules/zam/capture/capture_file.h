@@ -1,6 +1,6 @@
 // Capture files: images with depth on disk, numbered from 0 in a directory of their own.
 //
-// A file is 10 characters of text, width and height with five digits each; then four bytes a pixel (opacity, red,
+// A file is 10 characters of text, width and height with five digits each; then four bytes per pixel (opacity, red,
 // green, blue); then the depths as floats as the machine keeps them.
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace zam {
 
-constexpr int kLargestCaptureSide = 99999;  // five digits
+constexpr int kMaxCaptureSide = 99999;  // five digits
 
 /// Name of the directory of a set of captures.
 /// @throws std::bad_alloc, as the other names do
@@ -27,15 +27,15 @@ std::string capture_directory_name(const std::string& parent, const std::string&
 std::string capture_name_to_write(const std::string& directory, int number);
 std::string capture_name_to_read(const std::string& directory, int number);
 
-/// The number in a file name (without directory) like those of captures, with however many zeros; nothing for others.
+/// The number in a file name (without directory) like those of captures, with however many zeros; `nullopt` for others.
 std::optional<int> capture_number(std::string_view name);
 
 /// Text at the beginning of a file, for a size that fits.
 std::string capture_size_text(ImageSize size);
 
-/// Reads the text as far as it is a number: blanks before and anything behind it do not count.
+/// Reads the text as far as it is a number: blanks before it and anything after it do not count.
 /// @param text  10 characters
-/// @return nothing when there is no pixel
+/// @return `nullopt` if there is no pixel
 std::optional<ImageSize> parse_capture_size(std::string_view text);
 
 /// A capture file open for reading.
@@ -49,10 +49,10 @@ public:
     bool is_whole() const;
 
     /// Reads pixels, beginning with `first`.
-    /// @param colors  four bytes a pixel
-    /// @param depths  one a pixel
+    /// @param colors  four bytes per pixel
+    /// @param depths  one per pixel
     /// @pre  all lie within the image
-    /// @return false when the file has become shorter or cannot be read
+    /// @return false if the file has become shorter or cannot be read
     bool read(std::int64_t first, std::span<std::uint8_t> colors, std::span<float> depths) const;
 
 private:

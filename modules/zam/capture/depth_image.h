@@ -1,4 +1,4 @@
-// Images with depth in fields: 2-D, component 0 four bytes a pixel (opacity, red, green, blue), component 1 a float.
+// Images with depth in fields: 2-D, component 0 four bytes per pixel (opacity, red, green, blue), component 1 a float.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 
 namespace zam {
 
-constexpr int kColorBytes = 4;  // a pixel
+constexpr int kColorBytes = 4;  // per pixel
 constexpr int kDepthBytes = 4;
 
 /// Pixels; width and height are at least 0.
@@ -26,19 +26,19 @@ struct ImageSize {
     std::int64_t pixels() const { return std::int64_t{width} * height; }
 };
 
-/// Size of a field of two dimensions; nothing for others, and for sizes whose bytes cannot be counted.
+/// Size of a field of two dimensions; `nullopt` for others, and for sizes whose bytes cannot be counted.
 inline std::optional<ImageSize> read_image_size(OMobj_id field) {
-    constexpr xp_long kMost = std::numeric_limits<int>::max();
+    constexpr xp_long kMaxSide = std::numeric_limits<int>::max();
     HostArray<xp_long> dims;
     int ndim = 0;
     if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim != 2) return std::nullopt;
-    if (dims[0] < 0 || dims[1] < 0 || dims[0] > kMost || dims[1] > kMost) return std::nullopt;
+    if (dims[0] < 0 || dims[1] < 0 || dims[0] > kMaxSide || dims[1] > kMaxSide) return std::nullopt;
     const ImageSize size{static_cast<int>(dims[0]), static_cast<int>(dims[1])};
     const bool countable = size.pixels() <= std::numeric_limits<xp_long>::max() / (kColorBytes + kDepthBytes);
     return countable ? std::optional(size) : std::nullopt;
 }
 
-/// Opens component `comp` when it is of type T, has `veclen` values a pixel and as many of them as the size needs.
+/// Opens component `comp` if it is of type T, has `veclen` values per pixel and as many of them as the size needs.
 /// Empty otherwise, and for images without pixels.
 template <class T>
 HostArray<T> open_component(OMobj_id field, int comp, int veclen, ImageSize size) {

@@ -49,7 +49,7 @@ void clear_pixels(MergedPixels merged, Background background) {
         std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, background[0], background[1], background[2]});
     for (std::size_t at = 0; at < merged.colors.size(); at += sizeof word)
         std::memcpy(&merged.colors[at], &word, sizeof word);
-    // as good as a depth of 0, and one comparison a pixel less
+    // as good as a depth of 0, and one comparison less per pixel
     std::fill(merged.depths.begin(), merged.depths.end(), kEmptyDepth);
 }
 

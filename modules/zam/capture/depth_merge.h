@@ -26,14 +26,14 @@ struct CapturedPixels {
 };
 
 /// Colours from the first three of `values`, each 0 to 1: times 255 and truncated. Values beyond that range become its
-/// nearest end; those that are missing or no numbers become 0.
+/// nearest end; missing ones and NaNs become 0.
 Background background_bytes(std::span<const float> values);
 
 /// Covers the pixels with the background, as empty ones.
 void clear_pixels(MergedPixels merged, Background background);
 
 /// Takes red, green, blue and depth of every captured pixel whose depth is strictly greater. The opacity byte stays.
-/// Depths that are no numbers are never greater.
+/// NaNs are never greater.
 /// @pre  both runs have the same length and do not overlap
 void merge_pixels(MergedPixels merged, CapturedPixels captured);
 
