@@ -13,10 +13,10 @@ namespace zam::host {
 namespace {
 
 // 512 GiB. More is never meant, and some allocators end the program instead of refusing.
-constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 39;
+constexpr std::uint64_t kMaxBytes = std::uint64_t{1} << 39;
 
 // Faults repeat in loops; the first ones say what is wrong.
-constexpr std::size_t kMostFaults = 1000;
+constexpr std::size_t kMaxFaults = 1000;
 
 std::string place(const char* file, int line) {
     return std::string(file ? file : "unknown file") + ":" + std::to_string(line);
@@ -26,7 +26,7 @@ std::string place(const char* file, int line) {
 
 std::optional<std::size_t> array_bytes(int type, xp_long count) {
     const std::size_t size = type_size(type);
-    if (size == 0 || count < 0 || static_cast<std::uint64_t>(count) > kMostBytes / size) return std::nullopt;
+    if (size == 0 || count < 0 || static_cast<std::uint64_t>(count) > kMaxBytes / size) return std::nullopt;
     return static_cast<std::size_t>(count) * size;
 }
 
@@ -163,7 +163,7 @@ void Ledger::reset() {
 }
 
 void Ledger::fault(const char* what, const void* data, const std::string& where) {
-    if (faults_.size() >= kMostFaults) return;
+    if (faults_.size() >= kMaxFaults) return;
     char address[32];
     std::snprintf(address, sizeof address, " (%p)", data);
     faults_.push_back(where + ": " + what + address + (module_.empty() ? "" : ", module " + module_));

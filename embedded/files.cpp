@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view kSeparators = "/\\";
 constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 constexpr std::string_view kDigits = "0123456789";
-constexpr std::size_t kLongestName = 65536;  // longer than any system opens
+constexpr std::size_t kMaxNameLength = 65536;  // longer than any system opens
 constexpr std::string_view kPathList = "XP_PATH";
 
 bool is_in(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
@@ -84,7 +84,7 @@ std::size_t root_length(std::string_view name) {
 
 /// The name under which the system knows a file: as it stands, else with the separator that every system takes.
 std::string system_name(const char* name) {
-    std::string file = expand(name, kLongestName);
+    std::string file = expand(name, kMaxNameLength);
     std::error_code ignored;
     if (file.find('\\') == std::string::npos || std::filesystem::exists(file, ignored)) return file;
     for (char& c : file) c = c == '\\' ? '/' : c;
@@ -102,7 +102,7 @@ FILE* FILEfopen(const char* name, const char* mode) {
     return answer(__func__, static_cast<FILE*>(nullptr), false, [&]() -> FILE* {
         if (!name || !mode) return nullptr;
         const std::string file = system_name(name);
-        if (file.size() > kLongestName) {
+        if (file.size() > kMaxNameLength) {
             errno = ENAMETOOLONG;
             return nullptr;
         }

@@ -8,8 +8,8 @@
 namespace zam::host {
 namespace {
 
-constexpr int kMostCellSets = 1 << 20;
-constexpr xp_long kMostCells = xp_long{1} << 50;
+constexpr int kMaxCellSets = 1 << 20;
+constexpr xp_long kMaxCells = xp_long{1} << 50;
 
 /// A cell set and the object that holds it.
 struct CellSetPlace {
@@ -80,7 +80,7 @@ std::optional<xp_long> poly_list_size(const CellSet& cells) {
     xp_long total = 0;
     for (xp_long poly = 0; poly < cells.poly_nnodes.count; ++poly) {
         const xp_long nodes = cells.poly_nnodes.as<const xp_long>()[poly];
-        if (nodes < 0 || nodes > kMostCells - total) return std::nullopt;
+        if (nodes < 0 || nodes > kMaxCells - total) return std::nullopt;
         total += nodes;
     }
     return total;
@@ -132,7 +132,7 @@ int FLDget_ncell_sets(OMobj_id field, int* count) {
 int FLDset_ncell_sets(OMobj_id field, int count) {
     return status(__func__, [&] {
         Object* object = state().store.resolve(field);
-        if (!object || !object->part<Field>() || count < 0 || count > kMostCellSets) return false;
+        if (!object || !object->part<Field>() || count < 0 || count > kMaxCellSets) return false;
         set_count(*object, static_cast<std::size_t>(count));
         state().store.touch(*object);
         return true;
@@ -152,7 +152,7 @@ int FLDadd_cell_set(OMobj_id field, const char* type_name) {
         Object* object = state().store.resolve(field);
         const Field* found = object ? object->part<Field>() : nullptr;
         const CellType* type = find_cell_type(type_name);
-        if (!found || !type || found->cell_sets.size() >= kMostCellSets) return false;
+        if (!found || !type || found->cell_sets.size() >= kMaxCellSets) return false;
         add_cell_set(*object, type);
         state().store.touch(*object);
         return true;
@@ -187,7 +187,7 @@ int FLDget_ncells(OMobj_id cell_set, xp_long* ncells) {
 
 int FLDset_ncells(OMobj_id cell_set, xp_long ncells) {
     return change_cells(__func__, cell_set, [&](CellSet& cells) {
-        if (ncells < 0 || ncells > kMostCells) return false;
+        if (ncells < 0 || ncells > kMaxCells) return false;
         if (ncells != cells.ncells) cells.connect = {};
         cells.ncells = ncells;
         return true;
@@ -226,7 +226,7 @@ int FLDget_npolys(OMobj_id cell_set, xp_long* npolys) {
 
 int FLDset_npolys(OMobj_id cell_set, xp_long npolys) {
     return change_cells(__func__, cell_set, [&](CellSet& cells) {
-        if (npolys < 0 || npolys > kMostCells) return false;
+        if (npolys < 0 || npolys > kMaxCells) return false;
         if (npolys != cells.npolys) {
             cells.poly_connect = {};
             cells.poly_nnodes = {};

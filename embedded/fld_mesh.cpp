@@ -11,16 +11,16 @@
 namespace zam::host {
 namespace {
 
-constexpr int kMostDims = 32;
+constexpr int kMaxHostDims = 32;  // more than any file or network can ask for
 
 // Room to multiply by components and bytes without overflow.
-constexpr xp_long kMostNodes = xp_long{1} << 50;
+constexpr xp_long kMaxNodes = xp_long{1} << 50;
 
 std::optional<xp_long> product(const xp_long* dims, int ndim) {
     xp_long nodes = 1;
     for (int axis = 0; axis < ndim; ++axis) {
-        if (dims[axis] < 0 || dims[axis] > kMostNodes) return std::nullopt;
-        if (dims[axis] > 0 && nodes > kMostNodes / dims[axis]) return std::nullopt;
+        if (dims[axis] < 0 || dims[axis] > kMaxNodes) return std::nullopt;
+        if (dims[axis] > 0 && nodes > kMaxNodes / dims[axis]) return std::nullopt;
         nodes *= dims[axis];
     }
     return nodes;
@@ -58,7 +58,7 @@ bool set_dims(Field& field, const xp_long* dims, int ndim) {
 }
 
 bool set_ndim(Field& field, int ndim) {
-    if (ndim < 0 || ndim > kMostDims) return false;
+    if (ndim < 0 || ndim > kMaxHostDims) return false;
     const std::vector<xp_long> zeros(static_cast<std::size_t>(ndim), 0);
     if (ndim != field.shape.ndim && !set_dims(field, zeros.data(), ndim)) return false;
     field.shape.dims_follow = ndim > 0;
@@ -75,7 +75,7 @@ bool set_nodes_ahead_of_dims(Field& field, xp_long nnodes) {
 }
 
 bool set_nnodes(Field& field, xp_long nnodes) {
-    if (nnodes < 0 || nnodes > kMostNodes) return false;
+    if (nnodes < 0 || nnodes > kMaxNodes) return false;
     Shape& shape = field.shape;
     if (shape.dims_follow && nnodes != shape.nnodes) return set_nodes_ahead_of_dims(field, nnodes);
     if (shape.ndim > 0 && nnodes != shape.nnodes) {  // a count that is given is no product: the field has no dimensions
@@ -229,7 +229,7 @@ int FLDget_npoints(OMobj_id field, xp_long* npoints) {
 
 int FLDset_npoints(OMobj_id field, xp_long npoints) {
     return change_shape(__func__, field, [&](Field& changed) {
-        if (npoints < 0 || npoints > kMostNodes) return false;
+        if (npoints < 0 || npoints > kMaxNodes) return false;
         if (npoints != changed.shape.npoints) {
             for_each_mesh(changed, [](Mesh& mesh) { mesh.drop_points(); });
         }

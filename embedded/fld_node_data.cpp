@@ -11,8 +11,8 @@
 namespace zam::host {
 namespace {
 
-constexpr int kMostComponents = 1 << 16;
-constexpr int kMostVeclen = 1 << 24;
+constexpr int kMaxComponents = 1 << 16;
+constexpr int kMaxVeclen = 1 << 24;
 
 std::optional<Limits> compute_limits(const Component& component) {
     const Array& values = component.values;
@@ -82,7 +82,7 @@ int read_component(const char* operation, OMobj_id handle, int comp, Read&& read
 }
 
 bool set_veclen(Component& component, int veclen) {
-    if (veclen < 1 || veclen > kMostVeclen) return false;
+    if (veclen < 1 || veclen > kMaxVeclen) return false;
     if (veclen != component.veclen) component.drop_values();
     component.veclen = veclen;
     return true;
@@ -97,7 +97,7 @@ bool set_type(Component& component, int type) {
 
 /// Values per node, from the size of the values where nobody declared it.
 int veclen_of(xp_long size, xp_long nnodes) {
-    const bool whole = nnodes > 0 && size > 0 && size % nnodes == 0 && size / nnodes <= kMostVeclen;
+    const bool whole = nnodes > 0 && size > 0 && size % nnodes == 0 && size / nnodes <= kMaxVeclen;
     return whole ? static_cast<int>(size / nnodes) : 1;
 }
 
@@ -142,7 +142,7 @@ int FLDget_node_data_ncomp(OMobj_id field, int* ncomp) {
 int FLDset_node_data_ncomp(OMobj_id field, int ncomp) {
     return status(__func__, [&] {
         const FieldPart part = field_part(field);
-        if (!part.data || ncomp < 0 || ncomp > kMostComponents) return false;
+        if (!part.data || ncomp < 0 || ncomp > kMaxComponents) return false;
         part.data->components.resize(static_cast<std::size_t>(ncomp));
         state().store.touch(*part.object);
         return true;

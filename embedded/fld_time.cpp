@@ -9,7 +9,7 @@
 namespace zam::host {
 namespace {
 
-constexpr int kMostSteps = 1 << 22;
+constexpr int kMaxSteps = 1 << 22;
 
 /// What fields can be made of.
 struct Template {
@@ -98,7 +98,7 @@ using namespace zam::host;
 int FLDset_time_nsteps(OMobj_id field, int nsteps) {
     return status(__func__, [&] {
         Object* object = state().store.resolve(field);
-        if (!object || !object->part<Field>() || nsteps < 0 || nsteps > kMostSteps) return false;
+        if (!object || !object->part<Field>() || nsteps < 0 || nsteps > kMaxSteps) return false;
         set_nsteps(*object, static_cast<std::size_t>(nsteps));
         state().store.touch(*object);
         return true;

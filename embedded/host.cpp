@@ -10,11 +10,6 @@
 
 namespace zam::host {
 
-HostState& state() {
-    static HostState host;
-    return host;
-}
-
 void reset() {
     HostState& host = state();
     host.store.reset();

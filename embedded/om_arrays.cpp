@@ -4,30 +4,14 @@
 
 #include "contract/om.h"
 #include "embedded/host_state.h"
-#include "embedded/values.h"
 
 namespace zam::host {
 
-// Lists are as long as there are files or fields to work on; more is a fault of whoever asks.
-constexpr xp_long kMostTexts = xp_long{1} << 22;
-constexpr xp_long kMostElements = xp_long{1} << 16;
-
-double element(const Array& array, xp_long index) {
-    const auto offset = static_cast<std::size_t>(index) * type_size(array.type);
-    return Number::read(array.type, array.as<const std::byte>() + offset).real();
-}
-
-bool read_floats(Object& object, std::string_view name, float* values, xp_long count) {
-    Store& store = state().store;
-    Object* child = store.child(object.id, store.names.token(name));
-    child = child ? store.resolve(child->id) : nullptr;
-    const Array* array = child ? child->get<Array>() : nullptr;
-    if (!array || !*array || array->count != count) return false;
-    for (xp_long k = 0; k < count; ++k) values[k] = static_cast<float>(element(*array, k));
-    return true;
-}
-
 namespace {
+
+// Lists are as long as there are files or fields to work on; more is a fault of whoever asks.
+constexpr xp_long kMaxTexts = xp_long{1} << 22;
+constexpr xp_long kMaxElements = xp_long{1} << 16;
 
 bool resize_array(Array& array, xp_long count) {
     if (array && count == array.count) return true;
@@ -41,13 +25,13 @@ bool resize_array(Array& array, xp_long count) {
 }
 
 bool resize_texts(Texts& texts, xp_long count) {
-    if (count > kMostTexts) return false;
+    if (count > kMaxTexts) return false;
     texts.entries.resize(static_cast<std::size_t>(count));
     return true;
 }
 
 bool resize_elements(Object& list, xp_long count) {
-    if (count > kMostElements) return false;
+    if (count > kMaxElements) return false;
     Store& store = state().store;
     const auto size = static_cast<std::size_t>(count);
     while (list.children.size() > size) store.end(*list.children.back(), &list);
@@ -75,7 +59,7 @@ std::optional<xp_long> size_of(Object& object) {
 }
 
 bool set_text_entry(Object& object, xp_long index, const char* value) {
-    if (index < 0 || index >= kMostTexts) return false;
+    if (index < 0 || index >= kMaxTexts) return false;
     if (object.get<Unset>()) object.value = Texts{};
     Texts* texts = object.get<Texts>();
     if (!texts) return false;

@@ -7,7 +7,7 @@ using namespace zam::host;
 namespace {
 
 // Brackets nest as deep as calls do; more is a module that forgets to end them.
-constexpr std::size_t kMostContexts = 1000;
+constexpr std::size_t kMaxContexts = 1000;
 
 OMobj_id handle_of(const Object* object) { return object ? object->id : OMnull_obj(); }
 
@@ -86,7 +86,7 @@ int OMend_op(void) {
 int OMpush_ctx(OMobj_id context) {
     return status(__func__, [&] {
         auto& contexts = state().contexts;
-        if (!state().store.find(context) || contexts.size() >= kMostContexts) return false;
+        if (!state().store.find(context) || contexts.size() >= kMaxContexts) return false;
         contexts.push_back(context);
         return true;
     });

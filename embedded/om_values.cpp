@@ -1,49 +1,12 @@
 // Scalar values: numbers, texts and pointers.
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 #include "contract/om.h"
 #include "embedded/host_state.h"
 #include "embedded/values.h"
 
 namespace zam::host {
-
-std::optional<double> number_of(Object& object) {
-    if (const int* integer = object.get<int>()) return *integer;
-    if (const double* real = object.get<double>()) return *real;
-    const CoordinateLimit* limit = object.get<CoordinateLimit>();
-    if (!limit) return std::nullopt;
-    const auto range = coordinate_range(*object.parent->parent->part<Field>());
-    if (!range) return std::nullopt;
-    return *limit == CoordinateLimit::minimum ? range->minimum : range->maximum;
-}
-
-bool set_number(Object& object, double value, bool integral) {
-    const bool becomes_integer = integral && object.get<Unset>();
-    if (becomes_integer || object.get<int>()) {
-        const auto integer = truncated<int>(value);
-        if (!integer) return false;
-        object.value = *integer;
-    } else if (object.get<Unset>() || object.get<double>()) {
-        object.value = value;
-    } else {
-        return false;
-    }
-    state().store.touch(object);
-    return true;
-}
-
-bool set_text(Object& object, const char* value) {
-    if (!object.get<Unset>() && !object.get<std::string>()) return false;
-    if (value) {
-        object.value = std::string(value);
-    } else {
-        object.value = Unset{};
-    }
-    state().store.touch(object);
-    return true;
-}
 
 namespace {
 

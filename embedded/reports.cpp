@@ -13,7 +13,7 @@ namespace zam::host {
 namespace {
 
 // Stretches nest as deep as calls do; more is a module that forgets to end them.
-constexpr std::size_t kMostRanges = 1000;
+constexpr std::size_t kMaxRanges = 1000;
 
 std::string format_text(const char* format, va_list arguments) ZAM_PRINTF_LIKE(1, 0);
 
@@ -51,7 +51,7 @@ void Reports::progress(int percent, const char* text) const {
 }
 
 bool Reports::push_range(int low, int high) {
-    if (ranges_.size() >= kMostRanges) return false;
+    if (ranges_.size() >= kMaxRanges) return false;
     const Range whole = current();
     const auto share = [&](int percent) {
         return whole.low + (whole.high - whole.low) * std::clamp(percent, 0, 100) / 100.0;

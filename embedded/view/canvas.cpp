@@ -20,13 +20,13 @@ constexpr std::int64_t floor_divide(std::int64_t a, std::int64_t b) {  // b > 0
 constexpr std::int64_t ceil_divide(std::int64_t a, std::int64_t b) { return -floor_divide(-a, b); }
 
 // Twice the guard band, in sub-pixels: room for what rounding makes of coordinates that are far beyond it.
-constexpr std::int64_t kFarthest = std::int64_t{1} << 29;
+constexpr std::int64_t kMaxDistance = std::int64_t{1} << 29;
 
-/// Rounds down to a number of at most kFarthest either way, which is also what it makes of no number.
+/// Rounds down to a number of at most kMaxDistance either way, which is also what it makes of no number.
 std::int64_t round_down(double value) {
-    constexpr auto kLimit = static_cast<double>(kFarthest);
+    constexpr auto kLimit = static_cast<double>(kMaxDistance);
     const double within = value > -kLimit ? std::min(value, kLimit) : -kLimit;
-    return static_cast<std::int64_t>(within + kLimit) - kFarthest;
+    return static_cast<std::int64_t>(within + kLimit) - kMaxDistance;
 }
 
 template <std::size_t N>

@@ -39,7 +39,7 @@ struct Numbering {
 /// Nodes that are drawn together, in view space, and how they are drawn.
 class Patch {
 public:
-    /// @param count  at most kMostNodes
+    /// @param count  at most kMaxPatchNodes
     /// @throws std::bad_alloc when there is no memory for positions, normals and stretches of lines
     Patch(const Nodes& nodes, const Affine& to_view, const Paint& paint, Canvas& canvas, xp_long count,
           const Numbering& numbering)
@@ -188,7 +188,7 @@ private:
     xp_long cell_stride(std::size_t axis) const { return axis == 0 ? 1 : axis == 1 ? cells(0) : cells(0) * cells(1); }
 
     Drawn draw_line() {
-        if (nodes_.count() > kMostNodes) return Drawn::too_many_nodes;
+        if (nodes_.count() > kMaxPatchNodes) return Drawn::too_many_nodes;
         Patch patch(nodes_, to_view_, paint_, canvas_, nodes_.count(), {});
         if (axes_.empty()) patch.draw_dot(0, 0);
         for (xp_long node = 0; node + 1 < nodes_.count(); ++node) patch.draw_line(node, node + 1, node);
@@ -199,7 +199,7 @@ private:
     Drawn draw_side(std::size_t u, std::size_t v, xp_long node, xp_long cell) {
         const xp_long nu = dims_[u];
         const xp_long nv = dims_[v];
-        if (nu > kMostNodes / nv) return Drawn::too_many_nodes;
+        if (nu > kMaxPatchNodes / nv) return Drawn::too_many_nodes;
         const Numbering numbering{nu, node, node_stride(u), node_stride(v)};
         Patch patch(nodes_, to_view_, paint_, canvas_, nu * nv, numbering);
         patch.draw_faces(GridFaces{nu, nv, cell, cell_stride(u), cell_stride(v)});
@@ -358,7 +358,7 @@ Drawn draw_object(Object& object, const Affine& to_view, const Look& look, Canva
     if (!paint) return Drawn::broken_datamap;
     if (field.cell_sets.empty() && nodes->dims()) return GridDrawing(*nodes, to_view, *paint, canvas).draw();
 
-    if (nodes->count() > kMostNodes) return Drawn::too_many_nodes;
+    if (nodes->count() > kMaxPatchNodes) return Drawn::too_many_nodes;
     Patch patch(*nodes, to_view, *paint, canvas, nodes->count(), {});
     if (field.cell_sets.empty()) {
         for (xp_long node = 0; node < nodes->count(); ++node) patch.draw_dot(node, -1);

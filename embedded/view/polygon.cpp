@@ -107,7 +107,7 @@ Point area_normal(std::span<const Point> polygon) {
 
 void triangulate(std::span<const Point> polygon, const Point& normal, std::vector<Corners>& triangles) {
     const std::size_t count = polygon.size();
-    if (count > 3 && count <= kMostClipped) {
+    if (count > 3 && count <= kMaxClipped) {
         const auto flat = flatten(polygon, normal);
         if (!is_convex(flat)) return EarClipper(flat).clip(triangles);
     }

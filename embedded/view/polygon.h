@@ -17,10 +17,10 @@ using Corners = std::array<std::size_t, 3>;  // of a triangle, by their numbers 
 /// Computing Surveys 1974.
 Point area_normal(std::span<const Point> polygon);
 
-/// Appends the triangles of a polygon. A concave one of up to kMostClipped corners is cut by its ears, seen along the
+/// Appends the triangles of a polygon. A concave one of up to kMaxClipped corners is cut by its ears, seen along the
 /// normal; a larger one becomes a fan round its first corner, which is right for convex ones.
 void triangulate(std::span<const Point> polygon, const Point& normal, std::vector<Corners>& triangles);
 
-constexpr std::size_t kMostClipped = 128;  // the time for a polygon grows with the square of its corners
+constexpr std::size_t kMaxClipped = 128;  // the time for a polygon grows with the square of its corners
 
 }  // namespace zam::host::view

@@ -20,8 +20,8 @@
 namespace zam::host::view {
 namespace {
 
-constexpr int kMostSide = 99999;                             // what captures of images can say of their size
-constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;  // 8 bytes each
+constexpr int kMaxSide = 99999;                             // what captures of images can say of their size
+constexpr std::int64_t kMaxPixels = std::int64_t{1} << 28;  // 8 bytes each
 constexpr double kFill = 0.9;  // share of the image that everything takes when the view is not told where to look
 
 int fail(const std::string& text) {
@@ -114,12 +114,12 @@ bool read_frame(OMobj_id instance, Params& params) {
         return false;
     }
     frame.fptr = fptr;
-    if (frame.width < 1 || frame.height < 1 || frame.width > kMostSide || frame.height > kMostSide) {
-        fail("width and height have to be from 1 to " + std::to_string(kMostSide));
+    if (frame.width < 1 || frame.height < 1 || frame.width > kMaxSide || frame.height > kMaxSide) {
+        fail("width and height have to be from 1 to " + std::to_string(kMaxSide));
         return false;
     }
-    if (std::int64_t{frame.width} * frame.height > kMostPixels) {
-        fail("the image has more than " + std::to_string(kMostPixels) + " pixels");
+    if (std::int64_t{frame.width} * frame.height > kMaxPixels) {
+        fail("the image has more than " + std::to_string(kMaxPixels) + " pixels");
         return false;
     }
     return true;

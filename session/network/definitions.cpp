@@ -4,7 +4,7 @@
 #include <array>
 #include <filesystem>
 
-#include "embedded/view/view.h"
+#include "embedded/view/entries.h"
 #include "session/values/number_array.h"
 
 namespace zam::session {
