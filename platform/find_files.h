@@ -17,16 +17,16 @@ struct FoundFile {
 
 /// The entries of a directory whose names match, in the order of their names' bytes.
 ///
-/// The last part of `pattern`, behind either separator, is matched as matches_pattern() says; what stands before it is
+/// The last part of `pattern`, after either separator, is matched as matches_pattern() says; what stands before it is
 /// the directory. "." and ".." are entries too. Elsewhere than on Windows, kHidden marks files whose names begin with a
 /// dot, directories have no further bits, and links count as what they lead to; on Windows all bits are the system's.
-/// @return nothing when the directory cannot be read
+/// @return `nullopt` if the directory cannot be read
 std::vector<FoundFile> find_files(const std::string& pattern);
 
 /// Whether Windows' functions find a file by that name with a pattern.
 ///
 /// `*` stands for any characters and `?` for one, or for none before a dot and at the end. A dot before `*` or `?` may
-/// be missing at a name's end. `*.` at the end stands for names without an extension: no dot, or only behind the last
+/// be missing at a name's end. `*.` at the end stands for names without an extension: no dot, or only after the last
 /// character. The case of ASCII letters does not matter.
 bool matches_pattern(std::string_view name, std::string_view pattern);
 

@@ -8,7 +8,7 @@
 // round the key, "=" and the value do not belong to them, nor does one pair of quotes round the value. Of equal
 // sections, and of equal keys in one, the first counts, also when it stands without "=" and so has no value. A
 // section's name goes up to the last "]" of its line; without one the line belongs to the section before. What stands
-// in front of the first section belongs to the one whose name is empty. Texts in UTF-16 begin with a byte order mark.
+// before the first section belongs to the one whose name is empty. Texts in UTF-16 begin with a byte order mark.
 // Paths take either separator. A file is read anew at every call: others may have changed it.
 #pragma once
 
@@ -31,8 +31,8 @@ std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, con
                                        std::uint32_t size, const char* file);
 
 /// Sets the value of a key; what is missing of file, section and key is made. All other bytes of the file stay. It is
-/// written aside and then put in the place of the old one, behind a symbolic link too, with its mode; a line of a new
-/// file ends with LF.
+/// written aside and then put in the place of the old one, at the target of a symbolic link too, with its mode; a line
+/// of a new file ends with LF.
 /// @param section, key, value  without control characters; a key has no "=" and does not begin with "[" or ";"
 /// @return 1, or 0 when the file, named or linked, is read-only or cannot be read or written, or a text is null or
 ///         cannot be kept

@@ -8,8 +8,8 @@
 namespace zam::runner {
 namespace {
 
-constexpr double kMostLoopSeconds = 1.0e7;
-constexpr std::int64_t kMostAllocations = 1'000'000'000'000;
+constexpr double kMaxLoopSeconds = 1.0e7;
+constexpr std::int64_t kMaxAllocations = 1'000'000'000'000;
 
 constexpr const char* kFooter =
     "Exit status: 0 all well; 1 a module reported an error or an output could not be\n"
@@ -30,10 +30,10 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
     run->add_option("--output-dir", options.output_directory, "Where relative output names go")->type_name("DIR");
     run->add_option("--loop", options.loop_seconds, "Keep the event loop running in real time after the events")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, kMostLoopSeconds, ""));
+        ->check(CLI::Range(0.0, kMaxLoopSeconds, ""));
     run->add_option("--fail-allocation", options.fail_allocation, "Let the N-th array allocation of the run fail")
         ->type_name("N")
-        ->check(CLI::Range(std::int64_t{1}, kMostAllocations, ""));
+        ->check(CLI::Range(std::int64_t{1}, kMaxAllocations, ""));
     run->add_flag("--quiet", options.quiet, "No progress line");
     run->callback([&] { status = run_network(options); });
 }

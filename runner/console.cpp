@@ -18,8 +18,8 @@ namespace zam::runner {
 namespace {
 
 constexpr int kWarningFlags = 16;
-constexpr std::size_t kLongestProgressText = 60;
-constexpr std::size_t kLongestQuote = 60;
+constexpr std::size_t kMaxProgressText = 60;
+constexpr std::size_t kMaxQuote = 60;
 
 #if defined(_WIN32)
 bool standard_error_is_terminal() { return _isatty(2) != 0; }
@@ -59,8 +59,8 @@ std::size_t printable_length(std::string_view text) {
 std::string with_short_quote(std::string_view text) {
     const auto begin = text.find('"') + 1;
     const auto end = text.rfind('"');
-    if (begin == 0 || end <= begin + kLongestQuote) return std::string(text);
-    return std::string(text.substr(0, begin + kLongestQuote)) + "..." + std::string(text.substr(end));
+    if (begin == 0 || end <= begin + kMaxQuote) return std::string(text);
+    return std::string(text.substr(0, begin + kMaxQuote)) + "..." + std::string(text.substr(end));
 }
 
 }  // namespace
@@ -138,7 +138,7 @@ void Console::show_progress(const host::Record& record) {
     if (!progress_) return;
     const int width = record.range_high - record.range_low;
     const int percent = record.range_low + width * std::clamp(record.percent, 0, 100) / 100;
-    std::string text = record.text.substr(0, kLongestProgressText);
+    std::string text = record.text.substr(0, kMaxProgressText);
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
     const std::string line = record.module + ": " + std::to_string(percent) + " % " + text;

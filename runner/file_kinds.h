@@ -40,7 +40,7 @@ struct FileKind {
     Description (*describe)(const FileStart& file, OMobj_id field) = nullptr;
 };
 
-/// The first bytes of a file; nothing when it cannot be opened.
+/// The first bytes of a file; `nullopt` if it cannot be opened.
 std::optional<FileStart> read_file_start(const std::string& name);
 
 /// The first kind that matches; null for other files.

@@ -22,7 +22,7 @@ using namespace session;
 
 namespace {
 
-constexpr int kMostTimeTexts = 16;  // each step has to be read to know its time
+constexpr int kMaxTimeTexts = 16;  // each step has to be read to know its time
 
 std::string joined(const float* values, int count) {
     std::string text;
@@ -80,13 +80,13 @@ void print_steps(Session& session, const FileKind& kind, const Definition& defin
     OMget_name_int_val(instance, OMstr_to_name("nsteps"), &nsteps);
     std::string times = time_text(instance, kind);
     const Parameter* stepno = definition.find_parameter("stepno");
-    for (int step = 2; stepno && step <= std::min(nsteps, kMostTimeTexts); ++step) {
+    for (int step = 2; stepno && step <= std::min(nsteps, kMaxTimeTexts); ++step) {
         const SilentOutput silent;
         session.set({{0, stepno, {step}, {}}});
         const std::string time = time_text(instance, kind);
         if (!time.empty()) times += (times.empty() ? "" : " ") + time;
     }
-    if (nsteps > kMostTimeTexts) times += " ...";
+    if (nsteps > kMaxTimeTexts) times += " ...";
     print_line("time steps", std::to_string(nsteps) + (times.empty() ? "" : ": " + times));
 }
 

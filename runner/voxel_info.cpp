@@ -41,7 +41,7 @@ bool is_sample(std::string_view line) {
     return numbers >= 4;
 }
 
-/// Lines in front of the first that is a sample; nothing when none is.
+/// Lines before the first sample; `nullopt` if there is none.
 std::optional<int> lines_before_samples(const FileStart& file) {
     if (file.bytes.find('\0') != std::string::npos) return std::nullopt;
     int lines = 0;

@@ -5,7 +5,7 @@
 
 namespace zam::runner {
 
-/// Whether a file begins as voxel texts do: a line of four numbers or more, perhaps behind lines of another kind.
+/// Whether a file begins as voxel texts do: a line of four numbers or more, perhaps after lines of another kind.
 bool is_voxel_text(const FileStart& file);
 
 /// Gives a field the mesh and the components, each with its range.

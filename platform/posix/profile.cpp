@@ -22,10 +22,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
 constexpr mode_t kNobodyWrites = ~static_cast<mode_t>(S_IWUSR | S_IWGRP | S_IWOTH);
-constexpr int kMostLinks = 40;  // as many as the system follows
-constexpr int kMostNames = 100;
+constexpr int kMaxLinks = 40;  // as many as the system follows
+constexpr int kMaxNames = 100;
 
 class OpenFile {
 public:
@@ -56,7 +56,7 @@ std::optional<Contents> read_file(const std::string& path) {
     const OpenFile file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     Contents contents{};
     if (!file.is_open() || fstat(file.get(), &contents.status) != 0) return std::nullopt;
-    if (!S_ISREG(contents.status.st_mode) || contents.status.st_size > static_cast<off_t>(kMostBytes))
+    if (!S_ISREG(contents.status.st_mode) || contents.status.st_size > static_cast<off_t>(kMaxBytes))
         return std::nullopt;
     contents.text.resize(static_cast<std::size_t>(contents.status.st_size));
     std::size_t filled = 0;
@@ -76,7 +76,7 @@ std::optional<Contents> read_file(const std::string& path) {
 /// What a path finally names, links followed; also where that does not exist yet.
 fs::path without_links(fs::path path) {
     std::error_code error;
-    for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+    for (int i = 0; i < kMaxLinks && fs::is_symlink(path, error); ++i) {
         const fs::path target = fs::read_symlink(path, error);
         path = target.is_absolute() ? target : path.parent_path() / target;
     }
@@ -97,7 +97,7 @@ bool write_whole(int descriptor, std::string_view text) {
 bool replace_file(const fs::path& path, std::string_view text, const struct stat* old) {
     std::string aside;
     int descriptor = -1;
-    for (int i = 0; descriptor < 0 && i < kMostNames; ++i) {
+    for (int i = 0; descriptor < 0 && i < kMaxNames; ++i) {
         aside = path.string() + ".new" + std::to_string(getpid()) + "_" + std::to_string(i);
         descriptor = open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, old ? 0600 : 0666);
         if (descriptor < 0 && errno != EEXIST) return false;
@@ -127,7 +127,7 @@ bool set_value(const char* section, const char* key, const char* value, const ch
     const std::string text = set_profile_value(contents->text, section, key, value);
     if (text == contents->text) return true;
     const auto bytes = encode_profile(text, contents->encoding);
-    return bytes && bytes->size() <= kMostBytes && replace_file(path, *bytes, &contents->status);
+    return bytes && bytes->size() <= kMaxBytes && replace_file(path, *bytes, &contents->status);
 }
 
 std::string value_or(const char* section, const char* key, const char* otherwise, const char* file) {

@@ -26,7 +26,7 @@ bool is_name(std::string_view in_file, std::string_view name) {
                       [](char x, char y) { return lower(x) == lower(y); });
 }
 
-/// The name in a trimmed line that is the head of a section: up to the last bracket, behind which anything may stand.
+/// The name in a trimmed line that is the head of a section: up to the last bracket, after which anything may stand.
 /// `nullopt` for other lines, one without that bracket among them.
 std::optional<std::string_view> section_name(std::string_view line) {
     const auto end = line.rfind(']');
@@ -78,7 +78,7 @@ private:
 struct Spot {
     bool section = false;         // there is one
     std::optional<Entry> entry;   // of the key
-    std::size_t section_end = 0;  // behind its last line that is not blank
+    std::size_t section_end = 0;  // after its last line that is not blank
 };
 
 /// Lines in front of the first section belong to the one without a name.

@@ -11,7 +11,7 @@
 namespace zam::session {
 namespace {
 
-constexpr std::size_t kMostFileBytes = std::size_t{256} << 20;
+constexpr std::size_t kMaxFileBytes = std::size_t{256} << 20;
 constexpr std::size_t kReadBlock = std::size_t{1} << 16;
 constexpr std::size_t kLineBlock = std::size_t{1} << 16;
 
@@ -28,10 +28,9 @@ std::optional<std::string> read_file(const std::string& name, std::string& error
         text.resize(old_size + kReadBlock);
         got = std::fread(text.data() + old_size, 1, kReadBlock, file.get());
         text.resize(old_size + got);
-    } while (got > 0 && text.size() <= kMostFileBytes);
+    } while (got > 0 && text.size() <= kMaxFileBytes);
     if (std::ferror(file.get())) error = "cannot read the file";
-    if (text.size() > kMostFileBytes)
-        error = "the file is larger than 256 MiB; put large arrays into a \"values_file\"";
+    if (text.size() > kMaxFileBytes) error = "the file is larger than 256 MiB; put large arrays into a \"values_file\"";
     return error.empty() ? std::optional(std::move(text)) : std::nullopt;
 }
 

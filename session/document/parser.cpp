@@ -1,4 +1,5 @@
-// The JSON parser knows values but not where they stand: the positions follow from walking the text along with its events.
+// The JSON parser knows values but not where they stand: the positions follow from walking the text along with its
+// events.
 #include "session/document/parser.h"
 
 #include <algorithm>
@@ -10,19 +11,19 @@
 namespace zam::session {
 namespace {
 
-constexpr std::size_t kDeepestNesting = 64;
-constexpr std::size_t kMostNodes = 4'000'000;  // some 500 MB; packed numbers do not count
-constexpr std::size_t kLongestMessage = 200;
+constexpr std::size_t kMaxNesting = 64;
+constexpr std::size_t kMaxNodes = 4'000'000;  // some 500 MB; packed numbers do not count
+constexpr std::size_t kMaxMessage = 200;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-/// The parser's message without what a place says already, cut to a line, nothing unprintable in it.
+/// The parser's message without what a place says already, cut to one line of printable characters.
 std::string tidy_message(std::string_view message) {
     message.remove_prefix(std::min(message.find("] ") + 2, message.size()));
     if (message.starts_with("parse error at ")) message.remove_prefix(message.find(": ") + 2);
-    std::string tidy(message.substr(0, kLongestMessage));
+    std::string tidy(message.substr(0, kMaxMessage));
     std::replace_if(
         tidy.begin(), tidy.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7F; }, '?');
-    return message.size() > kLongestMessage ? tidy + "..." : tidy;
+    return message.size() > kMaxMessage ? tidy + "..." : tidy;
 }
 
 class Builder final : public nlohmann::json_sax<nlohmann::json> {
@@ -36,8 +37,8 @@ public:
     bool boolean(bool value) override { return scalar(value); }
     bool number_integer(number_integer_t value) override { return number(std::int64_t{value}); }
     bool number_unsigned(number_unsigned_t value) override {
-        constexpr auto kLargest = static_cast<number_unsigned_t>(std::numeric_limits<std::int64_t>::max());
-        if (value > kLargest) return number(static_cast<double>(value));
+        constexpr auto kMaxInteger = static_cast<number_unsigned_t>(std::numeric_limits<std::int64_t>::max());
+        if (value > kMaxInteger) return number(static_cast<double>(value));
         return number(static_cast<std::int64_t>(value));
     }
     bool number_float(number_float_t value, const string_t& /*text*/) override { return number(value); }
@@ -72,7 +73,7 @@ private:
     Node& root_;
     std::string_view text_;
     Problems& problems_;
-    std::size_t cursor_ = 0;   // behind the last token
+    std::size_t cursor_ = 0;   // after the last token
     std::size_t nodes_ = 0;    // made so far
     std::vector<Node*> open_;  // containers from the root inward
 };
@@ -131,7 +132,7 @@ Node* Builder::add(std::size_t offset, T value) {
     Node* container = open_.empty() ? nullptr : open_.back();
     const auto* packed = container ? std::get_if<Numbers>(&container->value) : nullptr;
     nodes_ += 1 + (packed ? packed->size() : 0);  // packed numbers are about to become nodes
-    if (nodes_ > kMostNodes) {
+    if (nodes_ > kMaxNodes) {
         refuse(offset, "the document has more than 4000000 values");
         return nullptr;
     }
@@ -149,8 +150,8 @@ bool Builder::refuse(std::size_t offset, const std::string& why) {
 template <class T>
 bool Builder::open(T container) {
     const std::size_t start = token_start();
-    if (open_.size() >= kDeepestNesting) {
-        return refuse(start, "nested deeper than " + std::to_string(kDeepestNesting) + " objects and arrays");
+    if (open_.size() >= kMaxNesting) {
+        return refuse(start, "nested deeper than " + std::to_string(kMaxNesting) + " objects and arrays");
     }
     cursor_ = start + 1;
     Node* node = add(start, std::move(container));

@@ -3,7 +3,7 @@
 namespace zam::session {
 namespace {
 
-constexpr std::size_t kMostLines = 1000;
+constexpr std::size_t kMaxLines = 1000;
 
 }  // namespace
 
@@ -15,12 +15,12 @@ std::string to_text(const Place& place) {
 }
 
 void Problems::add(const Place& place, std::string_view text) {
-    if (++count_ <= kMostLines) lines_.push_back(to_text(place).append(": ").append(text));
+    if (++count_ <= kMaxLines) lines_.push_back(to_text(place).append(": ").append(text));
 }
 
 void Problems::print(std::FILE* stream) const {
     for (const auto& line : lines_) std::fprintf(stream, "%s\n", line.c_str());
-    if (count_ > kMostLines) std::fprintf(stream, "and %zu more problems\n", count_ - kMostLines);
+    if (count_ > kMaxLines) std::fprintf(stream, "and %zu more problems\n", count_ - kMaxLines);
 }
 
 }  // namespace zam::session

@@ -7,7 +7,7 @@
 
 namespace zam::session {
 
-/// What "nan", "inf" and "-inf" stand for; nothing for any other text.
+/// What "nan", "inf" and "-inf" stand for; `nullopt` for any other text.
 inline std::optional<double> special_number(std::string_view text) {
     if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
     if (text == "inf") return std::numeric_limits<double>::infinity();

@@ -17,7 +17,7 @@ public:
     void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);
 
     /// The modules so that each comes after those it refers to, otherwise in the order of their numbers. Modules on a
-    /// circle, and behind one, are left out.
+    /// circle, and those after one, are left out.
     std::vector<std::size_t> order() const;
 
     /// The modules of one circle of references, each referring to the next and the last to the first; empty when there

@@ -12,8 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kMostTimerUnits = 86'400'000;  // a day of milliseconds
-constexpr std::size_t kMostModules = 10'000;
+constexpr std::int64_t kMaxTimerUnits = 86'400'000;  // a day of milliseconds
+constexpr std::size_t kMaxModules = 10'000;
 
 class NetworkReader {
 public:
@@ -50,7 +50,7 @@ void NetworkReader::read(const Cursor& cursor) {
         for (const auto& member : *members) {
             if (member.key.empty() || member.key.find_first_of(".[]") != std::string::npos) {
                 modules->key_problem(member, "names of modules are not empty and hold no dots or brackets");
-            } else if (network_.instances.size() >= kMostModules) {
+            } else if (network_.instances.size() >= kMaxModules) {
                 return modules->key_problem(member, "a network has at most 10000 modules");
             } else {
                 read_module(modules->at(member), member.key);
@@ -221,7 +221,7 @@ std::optional<JoystickEvent> NetworkReader::read_joystick(const Cursor& cursor) 
 }
 
 std::optional<AdvanceEvent> NetworkReader::read_advance(const Cursor& cursor) {
-    const auto units = cursor.integer(0, kMostTimerUnits);
+    const auto units = cursor.integer(0, kMaxTimerUnits);
     return units ? std::optional(AdvanceEvent{*units}) : std::nullopt;
 }
 

@@ -51,7 +51,7 @@ LentValues read_array(OMobj_id object);
 LentArray<float> read_points(OMobj_id field);
 LentArray<float> read_coordinates(OMobj_id mesh);
 
-/// Two numbers of a component's type, or nothing when it has no values.
+/// Two numbers of a component's type, or `nullopt` if it has no values.
 struct Limits {
     alignas(double) std::byte minimum[sizeof(double)];
     alignas(double) std::byte maximum[sizeof(double)];

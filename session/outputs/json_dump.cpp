@@ -2,19 +2,19 @@
 #include <array>
 #include <cstdlib>
 
+#include "base/element_types.h"
 #include "contract/om.h"
 #include "embedded/host.h"
-#include "base/element_types.h"
 #include "session/objects/field_access.h"
+#include "session/objects/run_error.h"
 #include "session/outputs/json_writer.h"
 #include "session/outputs/outputs.h"
-#include "session/objects/run_error.h"
 #include "session/values/transforms.h"
 
 namespace zam::session {
 namespace {
 
-constexpr int kDeepestNesting = 32;  // objects may refer to what they are in
+constexpr int kMaxNesting = 32;  // objects may refer to what they are in
 
 void write_floats(JsonWriter& json, std::string_view key, const LentArray<float>& values) {
     json.key(key);
@@ -204,7 +204,7 @@ void write_array(JsonWriter& json, OMobj_id object) {
 void write_value(JsonWriter& json, OMobj_id object, int depth);
 
 void write_children(JsonWriter& json, OMobj_id object, bool named, int depth) {
-    if (depth > kDeepestNesting) throw RunError("the objects are nested too deeply to be written");
+    if (depth > kMaxNesting) throw RunError("the objects are nested too deeply to be written");
     named ? json.begin_object() : json.begin_array();
     for (const OMobj_id child : host::children(object)) {
         if (named) json.key(host::name(child));

@@ -13,8 +13,8 @@
 
 #include "embedded/host.h"
 #include "session/objects/field_access.h"
-#include "session/outputs/outputs.h"
 #include "session/objects/run_error.h"
+#include "session/outputs/outputs.h"
 
 namespace zam::session {
 namespace {
@@ -29,8 +29,8 @@ struct Image {
 Image open_image(OMobj_id field) {
     if (host::kind(field) != host::Kind::field) throw RunError("only image fields are written as .png");
     const FieldShape shape = read_shape(field);
-    constexpr xp_long kMostPixels = std::numeric_limits<std::int32_t>::max();  // a side, as PNG files hold them
-    const auto side_fits = [](xp_long side) { return side >= 1 && side <= kMostPixels; };
+    constexpr xp_long kMaxPixels = std::numeric_limits<std::int32_t>::max();  // a side, as PNG files hold them
+    const auto side_fits = [](xp_long side) { return side >= 1 && side <= kMaxPixels; };
     if (shape.dims.size() != 2 || !side_fits(shape.dims[0]) || !side_fits(shape.dims[1])) {
         throw RunError("an image field has two dimensions of at least 1");
     }

@@ -17,14 +17,14 @@
 #include "contract/fld.h"
 #include "embedded/host.h"
 #include "session/objects/field_access.h"
-#include "session/outputs/outputs.h"
 #include "session/objects/run_error.h"
+#include "session/outputs/outputs.h"
 
 namespace zam::session {
 namespace {
 
-constexpr xp_long kMostLines = xp_long{1} << 28;  // overlapping polylines can ask for any number
-constexpr double kPixels = 1000;                  // longer side of the picture where a viewer has no size of its own
+constexpr xp_long kMaxLines = xp_long{1} << 28;  // overlapping polylines can ask for any number
+constexpr double kPixels = 1000;                 // longer side of the picture where a viewer has no size of its own
 
 /// The shortest text that gives a number back, whatever the locale.
 template <class Number>
@@ -101,7 +101,7 @@ public:
         : positions_(positions), dot_(dot), file_(file) {}
 
     void line(xp_long from, xp_long to) {
-        if (++lines_ > kMostLines) throw RunError("the field has too many lines");
+        if (++lines_ > kMaxLines) throw RunError("the field has too many lines");
         const Position start = positions_[from];
         const Position end = positions_[to];
         if (!start.finite() || !end.finite()) return finish();

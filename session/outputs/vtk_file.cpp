@@ -1,17 +1,17 @@
-// Fields as VTK XML files: a header in XML, then the arrays as raw appended data, each behind its length in bytes.
+// Fields as VTK XML files: a header in XML, then the arrays as raw appended data, each after its length in bytes.
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <functional>
 #include <set>
 
-#include "embedded/host.h"
-#include "session/values/cell_types.h"
-#include "base/element_types.h"
 #include "base/checked_product.h"
+#include "base/element_types.h"
+#include "embedded/host.h"
 #include "session/objects/field_access.h"
-#include "session/outputs/outputs.h"
 #include "session/objects/run_error.h"
+#include "session/outputs/outputs.h"
+#include "session/values/cell_types.h"
 
 namespace zam::session {
 namespace {
@@ -19,7 +19,7 @@ namespace {
 constexpr std::array<std::string_view, 7> kVtkTypes{"UInt8", "UInt8", "Int16", "Int32", "Float32", "Float64", "Int64"};
 
 // Polylines that overlap may have more nodes than the field: no more than 2 GiB of them.
-constexpr std::size_t kMostPolylineNodes = std::size_t{1} << 28;
+constexpr std::size_t kMaxPolylineNodes = std::size_t{1} << 28;
 
 /// The kind of file of each grid type, in the order of FLD_UNIFORM and on.
 struct FileKind {
@@ -128,7 +128,7 @@ void add_node_data(VtkFile& vtk, OMobj_id field, const FieldShape& shape) {
 
 // --- Positions ---
 
-/// Coordinates with three components a node, missing ones 0.
+/// Coordinates with three components per node, missing ones 0.
 void add_coordinates(VtkFile& vtk, OMobj_id field, const FieldShape& shape) {
     const LentArray<float> coord = read_coordinates(field);
     if (coord.count() != shape.nnodes * shape.nspace || (shape.nnodes > 0 && shape.nspace < 1)) {
@@ -236,7 +236,7 @@ private:
         for (xp_long i = 0; i + 1 < ends.count(); i += 2) {
             const xp_long last = ends.data()[i + 1];
             if (last >= nnodes_) throw RunError("a polyline refers to node " + std::to_string(last));
-            if (cells_.connectivity.size() > kMostPolylineNodes) throw RunError("the polylines have too many nodes");
+            if (cells_.connectivity.size() > kMaxPolylineNodes) throw RunError("the polylines have too many nodes");
             for (xp_long node = ends.data()[i]; node <= last; ++node) add_node(node);
             cells_.close(type);
         }

@@ -1,10 +1,10 @@
-// The record of host calls: one JSON object a line, in the order of the calls, each line flushed.
+// The record of host calls: one JSON object per line, in the order of the calls, each line flushed.
 #pragma once
 
 #include <string>
 
-#include "embedded/host.h"
 #include "base/file_handle.h"
+#include "embedded/host.h"
 
 namespace zam::session {
 

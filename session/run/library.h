@@ -54,7 +54,7 @@ private:
     explicit ModuleLibrary(void* handle) : handle_(handle) {}
     void* symbol(const char* name) const;
 
-    void* handle_;  // never closed: modules may leave functions behind that the host calls
+    void* handle_;  // never closed: the host may still call functions that modules registered
 };
 
 }  // namespace zam::session

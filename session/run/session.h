@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "session/run/call_log.h"
 #include "session/network/dependencies.h"
+#include "session/network/network.h"
 #include "session/objects/host_objects.h"
+#include "session/run/call_log.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
-#include "session/network/network.h"
 
 namespace zam::session {
 
@@ -38,7 +38,7 @@ public:
     void play_events(const std::string& output_directory);
     /// Sets parameters as one change, then runs every module that it affects.
     void set(const std::vector<Assignment>& assignments);
-    /// Keeps the host's timer running in real time, one unit a millisecond.
+    /// Keeps the host's timer running in real time, one unit per millisecond.
     void loop(double seconds);
     void write(const std::vector<Output>& outputs, const std::string& directory);
     /// Calls the deletion entries, the last instance's first, and ends the instances.

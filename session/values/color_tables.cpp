@@ -58,7 +58,7 @@ std::uint8_t viridis(std::size_t entry, std::size_t channel) {
 /// Joins points with ascending indices.
 Curve join(std::span<const CurvePoint> points) {
     Curve curve;
-    std::size_t next = 0;  // first point at or behind the entry
+    std::size_t next = 0;  // first point at or after the entry
     for (std::size_t entry = 0; entry < kTableSize; ++entry) {
         const auto index = static_cast<double>(entry);
         while (next < points.size() && points[next].index < index) ++next;

@@ -20,7 +20,7 @@ struct ColorTable {
     Curve alpha, red, green, blue;
 };
 
-/// A preset's colours with the opacity rising from 0 to 255; nothing for a name that is none.
+/// A preset's colours with the opacity rising from 0 to 255; `nullopt` for an unknown name.
 /// There are gray, bone, heat, rainbow and viridis.
 std::optional<ColorTable> preset_table(std::string_view name);
 
@@ -28,7 +28,7 @@ std::optional<ColorTable> preset_table(std::string_view name);
 std::string preset_names();
 
 /// Reads 256 numbers, or points [index, value] with ascending indices that are joined linearly and rounded to the
-/// nearest; before the first and behind the last point the curve is level. Nothing after a problem.
+/// nearest; before the first and after the last point the curve is level. `nullopt` after a problem.
 std::optional<Curve> read_curve(const Cursor& cursor);
 
 }  // namespace zam::session

@@ -6,18 +6,18 @@
 #include <limits>
 #include <numeric>
 
-#include "session/values/cell_types.h"
-#include "base/element_types.h"
 #include "base/checked_product.h"
+#include "base/element_types.h"
+#include "session/values/cell_types.h"
 
 namespace zam::session {
 namespace {
 
-constexpr int kMostDims = 10;
-constexpr xp_long kLargestCount = xp_long{1} << 50;  // of nodes or cells, as the host takes them
-constexpr int kMostSpace = 3;
-constexpr int kMostSteps = 1'000'000;
-constexpr int kMostValuesPerNode = 1'000'000;
+constexpr int kMaxDims = 10;
+constexpr xp_long kMaxCount = xp_long{1} << 50;  // of nodes or cells, as the host takes them
+constexpr int kMaxSpace = 3;
+constexpr int kMaxSteps = 1'000'000;
+constexpr int kMaxValuesPerNode = 1'000'000;
 
 /// Reads the members of one object. A problem with any of them is remembered and fails the whole.
 class Members {
@@ -47,7 +47,7 @@ public:
     std::optional<NumberArray> number(std::string_view key, int type) {
         return read(key, [&](const Cursor& place) { return read_one_number(place, type); });
     }
-    /// What `use` makes of the member; nothing when it is not given or null.
+    /// What `use` makes of the member; `nullopt` if it is not given or null.
     template <class Use>
     auto read(std::string_view key, Use use) -> decltype(use(std::declval<const Cursor&>())) {
         if (!has(key)) return std::nullopt;
@@ -88,21 +88,21 @@ xp_long sum(const std::vector<xp_long>& dims) { return std::accumulate(dims.begi
 
 void read_dims(Members& members, FieldValue& field) {
     const NumberArray dims = members.numbers("dims", DTYPE_LONG);
-    const auto ndim = members.whole("ndim", 0, kMostDims);
-    if (dims.count > kMostDims) return members.fail("dims", "more than " + std::to_string(kMostDims) + " dimensions");
+    const auto ndim = members.whole("ndim", 0, kMaxDims);
+    if (dims.count > kMaxDims) return members.fail("dims", "more than " + std::to_string(kMaxDims) + " dimensions");
     if (ndim && *ndim != dims.count) return members.fail("dims", counts_differ("dims", dims.count, *ndim));
     std::string error;
     field.dims = values_of<xp_long>(dims, error);
     if (!error.empty()) return members.fail("dims", error);
 
-    const auto given = members.whole("nnodes", 0, kLargestCount);
+    const auto given = members.whole("nnodes", 0, kMaxCount);
     field.nnodes = given.value_or(0);
     if (field.dims.empty()) return;
     std::optional<xp_long> nnodes = 1;
     for (const xp_long dim : field.dims) {
-        nnodes = nnodes && dim <= kLargestCount ? checked_product(*nnodes, dim) : std::nullopt;
+        nnodes = nnodes && dim <= kMaxCount ? checked_product(*nnodes, dim) : std::nullopt;
     }
-    if (!nnodes || *nnodes > kLargestCount) {
+    if (!nnodes || *nnodes > kMaxCount) {
         return members.fail("dims", "dimensions are at least 0, and their product is at most 2^50");
     }
     if (given && *given != *nnodes) {
@@ -144,13 +144,13 @@ xp_long space_of_positions(const FieldValue& field) {
 }
 
 void read_space(Members& members, FieldValue& field) {
-    const auto given = members.whole("nspace", 0, kMostSpace);
+    const auto given = members.whole("nspace", 0, kMaxSpace);
     const auto ndim = static_cast<xp_long>(field.dims.size());
     read_grid_type(members, field, given.value_or(ndim));
     const xp_long followed = space_of_positions(field);
-    const xp_long assumed = field.dims.empty() ? kMostSpace : std::min<xp_long>(ndim, kMostSpace);
+    const xp_long assumed = field.dims.empty() ? kMaxSpace : std::min<xp_long>(ndim, kMaxSpace);
     const xp_long nspace = given.value_or(followed > 0 ? followed : assumed);
-    if (nspace > kMostSpace) {
+    if (nspace > kMaxSpace) {
         return members.fail("nspace", "the positions of a node would have " + std::to_string(nspace) + " components");
     }
     field.nspace = static_cast<int>(nspace);
@@ -225,11 +225,11 @@ int component_type(Members& members, const Cursor& cursor) {
 }
 
 void read_values(Members& members, ComponentValue& component, xp_long nnodes) {
-    const auto given = members.whole("veclen", 0, kMostValuesPerNode);
+    const auto given = members.whole("veclen", 0, kMaxValuesPerNode);
     const auto wanted = given ? checked_product(nnodes, *given) : std::nullopt;
     component.values = members.numbers("values", component.type, wanted);
     const xp_long count = component.values.count;
-    const xp_long followed = nnodes > 0 && count > 0 ? std::clamp<xp_long>(count / nnodes, 1, kMostValuesPerNode) : 1;
+    const xp_long followed = nnodes > 0 && count > 0 ? std::clamp<xp_long>(count / nnodes, 1, kMaxValuesPerNode) : 1;
     component.veclen = static_cast<int>(given.value_or(followed));
     const auto expected = checked_product(nnodes, component.veclen);
     if (!expected) return members.fail("veclen", "too many values");
@@ -266,7 +266,7 @@ void read_node_data(Members& members, std::vector<ComponentValue>& node_data, xp
 /// The number of cells or polygons: as given, else as many as the node list holds.
 xp_long count_of(Members& members, std::string_view key, std::string_view list_key, const NumberArray& list,
                  int nodes_each) {
-    const auto given = members.whole(key, 0, kLargestCount);
+    const auto given = members.whole(key, 0, kMaxCount);
     if (nodes_each == 0) return given.value_or(0);
     const xp_long count = given.value_or(list.count / nodes_each);
     if (checked_product(count, nodes_each) != list.count) {
@@ -288,7 +288,7 @@ bool read_cell_set(const Cursor& cursor, FieldValue& field) {
         members.fail("name", "a cell set is one of Point Line Tri Quad Tet Hex Prism Pyr Polyline Polyhedron");
         return false;
     }
-    const auto nnodes = members.whole("cell_nnodes", 0, kLargestCount);
+    const auto nnodes = members.whole("cell_nnodes", 0, kMaxCount);
     const bool poly = type->nnodes == 0;
     if (nnodes && !poly && *nnodes != type->nnodes) {
         members.fail("cell_nnodes", cells.name + " cells have " + std::to_string(type->nnodes) + " nodes");
@@ -327,12 +327,12 @@ std::optional<bool> read_time(const Cursor& cursor, FieldValue& field) {
     if (members.failed()) return std::nullopt;
     cursor.expect_keys(kKeys);
     const NumberArray values = members.numbers("values", DTYPE_FLOAT);
-    std::string error = values.count > kMostSteps ? "more than 1000000 time steps" : "";
+    std::string error = values.count > kMaxSteps ? "more than 1000000 time steps" : "";
     if (error.empty()) field.time_values = values_of<float>(values, error);
     if (!error.empty()) members.fail("values", error);
     members.each("steps", [&](const Cursor& place) { return read_step(place, field); });
     const std::size_t followed = std::max(field.steps.size(), field.time_values.size());
-    const auto nsteps = members.whole("nsteps", 0, kMostSteps).value_or(static_cast<std::int64_t>(followed));
+    const auto nsteps = members.whole("nsteps", 0, kMaxSteps).value_or(static_cast<std::int64_t>(followed));
     if (followed > static_cast<std::size_t>(nsteps)) members.fail("nsteps", "there are more steps or values than that");
     field.steps.resize(static_cast<std::size_t>(nsteps));
     return members.failed() ? std::nullopt : std::optional(true);

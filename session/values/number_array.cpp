@@ -11,9 +11,9 @@
 #include <limits>
 #include <utility>
 
-#include "contract/file.h"
 #include "base/element_types.h"
 #include "base/file_handle.h"
+#include "contract/file.h"
 #include "session/document/special_numbers.h"
 
 namespace zam::session {
@@ -53,7 +53,7 @@ std::optional<T> convert(std::int64_t value) {
     return static_cast<T>(value);
 }
 
-/// The number as an element of `type` behind `place`; false when it does not fit.
+/// The number as an element of `type` at `place`; false when it does not fit.
 bool store(const Number& number, int type, std::byte* place) {
     return with_type(type, [&](auto zero) {
         using T = decltype(zero);
@@ -122,15 +122,15 @@ std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file
 std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type,
                                              std::optional<xp_long> wanted) {
     constexpr std::string_view kKeys[] = {"values_file", "type", "offset", "count"};
-    constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
+    constexpr auto kMaxInteger = std::numeric_limits<std::int64_t>::max();
     cursor.expect_keys(kKeys);
     const auto name_place = *cursor.find("values_file");
     const auto name = name_place.text();
     const auto file_type = read_type(cursor, type.value_or(DTYPE_FLOAT));
     const auto offset_place = cursor.find("offset");
     const auto count_place = cursor.find("count");
-    const auto offset = offset_place ? offset_place->integer(0, kLargest) : 0;
-    const auto count = count_place ? count_place->integer(0, kLargest) : 0;
+    const auto offset = offset_place ? offset_place->integer(0, kMaxInteger) : 0;
+    const auto count = count_place ? count_place->integer(0, kMaxInteger) : 0;
     if (!name || !file_type || !offset || !count) return std::nullopt;
 
     const std::string file = input_file(cursor.environment().directory, *name);

@@ -75,7 +75,7 @@ struct NamedValue {
 /// Reads a value of any of the forms that suit the shape. Nothing after a problem.
 std::optional<Value> read_value(const Cursor& cursor, const Shape& shape);
 
-/// The shape of sub-object `name` of an object of a kind; nothing when the kind has no such sub-object, any object
+/// The shape of sub-object `name` of an object of a kind; `nullopt` if the kind has no such sub-object, any object
 /// when only the network decides.
 std::optional<Shape> member_shape(Kind kind, std::string_view name);
 

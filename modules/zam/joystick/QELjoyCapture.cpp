@@ -1,6 +1,6 @@
 // Joystick capture: polls a joystick on a periodic event and tells when it leaves its rest position.
 // Reads active, threshold, joystick, interval, owner_wnd. Writes joy1_captured, joy2_captured, changed, and the records
-// behind ref_info and cur_info; keeps event_interval and event_on for itself.
+// that ref_info and cur_info point to; keeps event_interval and event_on for itself.
 #include "modules/zam/joystick/QELjoyCapture.h"
 
 #include <algorithm>
@@ -41,10 +41,10 @@ bool read_position(unsigned id, JOYINFOEX& record) {
 /// The threshold in units of an axis, in single precision first, then truncated. No position is beyond a threshold that
 /// is not a number.
 int threshold_units(double threshold) {
-    constexpr int kMost = std::numeric_limits<int>::max();
+    constexpr int kMaxUnits = std::numeric_limits<int>::max();
     const double units = static_cast<double>(static_cast<float>(threshold)) * kAxisRange;
-    if (!(units < static_cast<double>(kMost))) return kMost;
-    return static_cast<int>(std::max(units, static_cast<double>(-kMost)));
+    if (!(units < static_cast<double>(kMaxUnits))) return kMaxUnits;
+    return static_cast<int>(std::max(units, static_cast<double>(-kMaxUnits)));
 }
 
 /// Whether two positions differ by more than a number of units, their difference being a signed 32-bit number.

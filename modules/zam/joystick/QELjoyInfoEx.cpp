@@ -16,7 +16,7 @@
 namespace {
 
 constexpr double kAxisRange = 65535.0;
-constexpr int kMostButtons = 65536;
+constexpr int kMaxButtons = 65536;
 constexpr std::array<const char*, 8> kButtonNames{"btn_1", "btn_2", "btn_3", "btn_4",
                                                   "btn_5", "btn_6", "btn_7", "btn_8"};
 
@@ -67,7 +67,7 @@ int ZAM_LIB_QELjoyInfoEx::inst(unsigned /*event_mask*/, int /*seq*/) { return 1;
 int ZAM_LIB_QELjoyInfoEx::deinst(unsigned /*event_mask*/, int /*seq*/) { return 1; }
 
 int ZAM_LIB_QELjoyInfoEx::update_info(unsigned /*event_mask*/, int /*seq*/) {
-    const int count = std::clamp<int>(btn_count(), 0, kMostButtons);
+    const int count = std::clamp<int>(btn_count(), 0, kMaxButtons);
     for (const char* name : kButtonNames) OMXint(*this, name) = 0;
     const JOYINFOEX* ref = record_behind(ref_link());
     const JOYINFOEX* cur = record_behind(cur_link());

@@ -119,7 +119,7 @@ void load(const OMXobj& object, const Setting& setting, const char* section, con
     }
 }
 
-/// The text of a member that is to be saved; nothing when the member has no value.
+/// The text of a member that is to be saved; `nullopt` if the member has no value.
 std::optional<std::string> saved_text(const OMXobj& object, const Setting& setting) {
     if (setting.form == Form::real) {
         double value = 0.0;
@@ -142,7 +142,7 @@ std::optional<std::string> text_of(const OMXstr& member) {
 
 // --- The class ---
 
-/// Nothing when none can be named.
+/// `nullopt` if none can be named.
 std::optional<std::string> ZAM_LIB_QELjoySetParams::file_to_load() const {
     if (use_default_file() != 1) return text_of(load_file());
     const char* directories = std::getenv("XP_PATH");

@@ -14,7 +14,7 @@ namespace zam::joystick {
 int parse_integer(const char* text);
 /// As a real in single precision; 0 without a number, infinite beyond it.
 float parse_real(const char* text);
-/// As a mode: a real truncated toward zero, beyond int the nearest int; nothing for what is not a number.
+/// As a mode: a real truncated toward zero, beyond int the nearest int; `nullopt` for what is not a number.
 std::optional<int> parse_mode(const char* text);
 
 /// A real as "%f" writes it in single precision, always with a point.
@@ -35,9 +35,9 @@ public:
 
     /// Loads the default file. @return 1
     int init_params(unsigned event_mask, int seq);
-    /// Sets the members that the file has keys for. @return 1, or 0 when no file could be named
+    /// Sets the members that the file has keys for. @return 1, or 0 if no file could be named
     int load_params(unsigned event_mask, int seq);
-    /// Writes the members to save_file. Failures are not told. @return 1
+    /// Writes the members to save_file. Failures are not reported. @return 1
     int save_params(unsigned event_mask, int seq);
 
     // Members. They are looked up at each use, as networks may take parameters away and make them again.
