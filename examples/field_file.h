@@ -1,4 +1,4 @@
-// Writes field files: a text header, then binary values either behind it or in files that it names.
+// Writes field files: a text header, then binary values either after it or in files that it names.
 #pragma once
 
 #include <bit>
@@ -22,9 +22,9 @@ struct FieldHeader {
     int nspace;
     std::string data_type;           // "byte", "float", ...
     std::string kind;                // "uniform", "rectilinear", "irregular"
-    std::vector<std::string> label;  // one a variable
+    std::vector<std::string> label;  // one per variable
     std::vector<std::string> unit;
-    std::vector<double> min_ext, max_ext;  // nspace values each, or none
+    std::vector<double> min_ext, max_ext;  // nspace values each, or empty
     std::string comment;
 };
 
@@ -56,7 +56,7 @@ inline void write_header(std::ofstream& file, const FieldHeader& header) {
         for (const auto& value : values) file << ' ' << quote << value << quote;
         file << '\n';
     };
-    file << "# AVS field file\n# " << header.comment << "\nndim = " << header.dims.size() << '\n';
+    file << "# AVS " << header.comment << "\nndim = " << header.dims.size() << '\n';
     for (std::size_t axis = 0; axis < header.dims.size(); ++axis) {
         file << "dim" << axis + 1 << " = " << header.dims[axis] << '\n';
     }

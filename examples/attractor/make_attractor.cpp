@@ -24,7 +24,7 @@ namespace {
 using namespace zam::examples;  // NOLINT: one small program
 using Vector = std::array<double, 3>;
 
-constexpr double kStep = 0.0005;  // units of the equations' time; some nine points a node spacing
+constexpr double kStep = 0.0005;  // units of the equations' time; some nine points per node spacing
 constexpr int kSteps = 360'000;
 constexpr int kSettling = 20'000;  // steps until the trajectory is on the attractor
 constexpr double kSpacing = 0.3;   // of the nodes, the same on every axis

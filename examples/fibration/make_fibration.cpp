@@ -2,7 +2,7 @@
 // stereographic projection. Those over one circle of latitude of the 2-sphere fill a torus.
 //
 // make_fibration DIRECTORY: for each of four tori k writes coord_k.raw (x y z of each node, floats), and for all of
-// them fibre.raw (which fibre a node belongs to, 0 to 1, floats) and quads.raw (four nodes a cell, 64-bit indices).
+// them fibre.raw (which fibre a node belongs to, 0 to 1, floats) and quads.raw (four nodes per cell, 64-bit indices).
 #include <array>
 #include <cmath>
 #include <cstdint>

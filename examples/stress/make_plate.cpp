@@ -1,5 +1,5 @@
-// Writes the stress in a wide plate with a hole of radius 1 that is pulled along x: positions.bin (x y a node) and
-// stress.bin (xx yy zz xy yz zx a node, in units of the pull). The hole has none.
+// Writes the stress in a wide plate with a hole of radius 1 that is pulled along x: positions.bin (x y per node) and
+// stress.bin (xx yy zz xy yz zx per node, in units of the pull). There are no values in the hole.
 //
 // Source: Kirsch, "Die Theorie der Elastizitaet und die Beduerfnisse der Festigkeitslehre" (1898). At the rim the
 // stress along it is 3 across the pull and -1 along it.

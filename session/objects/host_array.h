@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "contract/arr.h"
-#include "session/values/number_array.h"
 #include "session/objects/run_error.h"
+#include "session/values/number_array.h"
 
 namespace zam::session {
 

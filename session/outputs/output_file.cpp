@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <vector>
 
-#include "contract/file.h"
 #include "base/element_types.h"
+#include "contract/file.h"
 #include "session/objects/run_error.h"
 
 namespace zam::session {

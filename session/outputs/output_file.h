@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "contract/types.h"
 #include "base/file_handle.h"
+#include "contract/types.h"
 
 namespace zam::session {
 

@@ -1,8 +1,8 @@
 #include "session/outputs/outputs.h"
 
+#include "base/element_types.h"
 #include "contract/om.h"
 #include "embedded/host.h"
-#include "base/element_types.h"
 #include "session/objects/field_access.h"
 #include "session/objects/run_error.h"
 

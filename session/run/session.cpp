@@ -9,8 +9,8 @@
 
 #include "contract/om.h"
 #include "embedded/host.h"
-#include "session/outputs/outputs.h"
 #include "session/objects/run_error.h"
+#include "session/outputs/outputs.h"
 
 namespace zam::session {
 namespace {
