@@ -10,14 +10,11 @@ namespace zam::test {
 namespace {
 
 namespace fs = std::filesystem;
-using Names = std::vector<std::string>;
+using Names = Texts;
 
 TEST(Patterns, MatchAsOnWindows) {
-    struct Case {
-        const char* pattern;
-        Names matched, others;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, Names, Names> cases[] = {
+        // a pattern, what it matches, what not
         {"*", {"a", ".", "..", "a.b", ".git", ""}, {}},
         {"*.*", {"a", "a.b", ".git", "a.b.c"}, {}},
         {"*.", {"README", "end.", "a.end."}, {"a.b", ".git", "a.b.c"}},
@@ -30,9 +27,9 @@ TEST(Patterns, MatchAsOnWindows) {
         {"*.[a-z]", {"a.[a-z]"}, {"a.b"}},
         {"*.\xC3\xA9", {"a.\xC3\xA9"}, {"a.e"}},
     };
-    for (const auto& c : cases) {
-        for (const auto& name : c.matched) EXPECT_TRUE(platform::matches_pattern(name, c.pattern)) << c.pattern << name;
-        for (const auto& name : c.others) EXPECT_FALSE(platform::matches_pattern(name, c.pattern)) << c.pattern << name;
+    for (const auto& [pattern, matched, others] : cases) {
+        for (const auto& name : matched) EXPECT_TRUE(platform::matches_pattern(name, pattern)) << pattern << name;
+        for (const auto& name : others) EXPECT_FALSE(platform::matches_pattern(name, pattern)) << pattern << name;
     }
     // no pattern takes exponential time
     std::string hard;
@@ -60,7 +57,7 @@ protected:
     void set_text(const char* name, const std::string& text) const {
         OMset_name_str_val(instance, OMstr_to_name(name), text.c_str());
     }
-    int count() const { return int_or(instance, "nFiles", -1); }
+    int count() const { return Parameters(instance).integer("nFiles", -1); }
     Names names() const {
         Names all;
         xp_long size = 0;

@@ -1,12 +1,16 @@
 // Instances of the geometry and utility modules: parameters, byte fields, and what an output holds.
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "modules/support/parameters.h"
 #include "tests/support/module_test.h"
 
 namespace zam::test {
+
+using Texts = std::vector<std::string>;
 
 /// A field of bytes, or of another type with those numbers.
 struct ByteField {
@@ -23,9 +27,8 @@ protected:
         out = host::create(instance, "out", host::Kind::field);
     }
 
-    void set(const char* name, double value) const {
-        host::create(instance, name, host::Kind::real);
-        OMset_name_real_val(instance, OMstr_to_name(name), value);
+    void set(std::initializer_list<std::pair<const char*, double>> values) const {
+        for (const auto& [name, value] : values) OMset_real_val(host::create(instance, name, host::Kind::real), value);
     }
     template <class T = float>
     void set_array(const char* name, const std::vector<T>& values) const {
@@ -52,6 +55,10 @@ protected:
                          static_cast<xp_long>(contents.values.size()), ARR_HOST_OWNS);
     }
 
+    static void expect_near(const std::vector<float>& given, const std::vector<float>& expected, double tolerance) {
+        ASSERT_EQ(given.size(), expected.size());
+        for (std::size_t i = 0; i < given.size(); ++i) EXPECT_NEAR(given[i], expected[i], tolerance) << i;
+    }
     static std::vector<int> numbers(OMobj_id field, int comp = 0) {
         const auto floats = values(field, comp);
         return {floats.begin(), floats.end()};
