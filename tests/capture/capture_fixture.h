@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "modules/support/parameters.h"
-#include "tests/plain/merge.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 
@@ -20,7 +19,11 @@ namespace zam::test {
 
 namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
-using plain::DepthImage;
+
+struct DepthImage {
+    std::vector<std::uint8_t> colors;  // pixels x 4: opacity, red, green, blue
+    std::vector<float> depths;         // pixels
+};
 
 /// An image whose pixels all have one colour.
 inline DepthImage one_color(std::vector<std::uint8_t> color, const std::vector<float>& depths) {
@@ -64,11 +67,11 @@ inline void fill_image(OMobj_id field, xp_long width, xp_long height, const Dept
 }
 
 inline const Defect kDefects[] = {
-    {"three bytes a pixel", 10, [](OMobj_id image) { fill(image, 0, 3, std::vector<std::uint8_t>(9)); }},
+    {"three bytes per pixel", 10, [](OMobj_id image) { fill(image, 0, 3, std::vector<std::uint8_t>(9)); }},
     {"integer colours", 10, [](OMobj_id image) { fill(image, 0, 4, std::vector<int>(12)); }},
     {"too few colours", 10, [](OMobj_id image) { fill(image, 0, 4, std::vector<std::uint8_t>(11)); }},
     {"double depths", 22, [](OMobj_id image) { fill(image, 1, 1, std::vector<double>(3)); }},
-    {"two depths a pixel", 22, [](OMobj_id image) { fill(image, 1, 2, std::vector<float>(6)); }},
+    {"two depths per pixel", 22, [](OMobj_id image) { fill(image, 1, 2, std::vector<float>(6)); }},
     {"too few depths", 22, [](OMobj_id image) { fill(image, 1, 1, std::vector<float>(2)); }},
     {"no depths", 22, [](OMobj_id image) { FLDset_node_data_ncomp(image, 1); }},
     {"three dimensions", 0, [](OMobj_id image) { set_dims(image, 1, 3, 1); }},
@@ -101,10 +104,11 @@ protected:
         OMset_name_str_val(instance, OMstr_to_name(name), value.c_str());
     }
     void take_away(const char* name) const { host::destroy(host::find(instance, name)); }
-    int get(const char* name) const {
-        int value = -999;
-        OMget_name_int_val(instance, OMstr_to_name(name), &value);
-        return value;
+    int get(const char* name) const { return Parameters(instance).integer(name, -999); }
+    xp_long elements(const char* name) const {
+        xp_long count = -1;
+        OMget_array_size(host::find(instance, name), &count);
+        return count;
     }
     std::string text(const char* name) const { return Parameters(instance).text(name).value_or("none"); }
 

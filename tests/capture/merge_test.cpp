@@ -1,7 +1,7 @@
-// Merging: pixels against the plain form from either source, and captures that are not what they say.
+// Merging: known pixels from either source, and captures that are not what they say.
 #include <cmath>
+#include <functional>
 #include <limits>
-#include <random>
 
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/capture/depth_merge.h"
@@ -66,15 +66,15 @@ TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
     constexpr float kInf = std::numeric_limits<float>::infinity();
     const float above = std::nextafter(1e-6F, 1.0F);  // the smallest that is greater than 1e-6
     const std::vector<DepthImage> captures{
-        one_color({255, 1, 2, 3}, {0.4F, 0.5F, 0, 1e-6F, above, kNan, 0.1F, kInf, -kInf}),
-        one_color({255, 4, 5, 6}, {0.7F, 0.5F, -1, 0, 0, -0.5F, kNan, 1, above}),
+        one_color({255, 1, 2, 3}, {0.4F, 0.5F, 0, 1e-6F, above, kNan, 0.1F, kInf, -kInf, 0.5F}),
+        one_color({255, 4, 5, 6}, {0.7F, 0.5F, -1, 0, 0, -0.5F, kNan, 1, above, 0.5F}),
     };
-    const int winners[] = {2, 1, 0, 0, 1, 0, 1, 1, 2};
+    const int winners[] = {2, 1, 0, 0, 1, 0, 1, 1, 2, 1};
     const Bytes colors[] = {{0, 255, 127, 0}, {0, 1, 2, 3}, {0, 4, 5, 6}};
     Bytes expected;
     for (const int winner : winners) expected.insert(expected.end(), colors[winner].begin(), colors[winner].end());
     for (const int mode : {0, 1}) {
-        give(mode, 3, 3, captures);
+        give(mode, 2, 5, captures);
         set("end_flag", 0);
         update();
         EXPECT_EQ(merged(), expected);
@@ -82,7 +82,7 @@ TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
         EXPECT_EQ(take_statuses(), (Texts{"MergeImages 0", "MergeImages 0", "MergeImages 50", "<idle> 100"}));
     }
     EXPECT_EQ(reports, Texts());
-    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 2, 2}));
+    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 1, 4}));
     int id = 0;
     int type = 0;
     FLDget_node_data_id(out(), 0, &id);
@@ -91,23 +91,28 @@ TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
     EXPECT_EQ(type, DTYPE_BYTE);
 }
 
-TEST_F(Merge, EqualsThePlainFormFromEitherSource) {
-    std::mt19937 random(3);
-    constexpr xp_long kWidth = 151;
-    constexpr xp_long kHeight = 221;       // two blocks and a bit, which is no whole number of lanes
-    std::vector<DepthImage> captures(10);  // a group and a bit
-    for (DepthImage& image : captures) {
-        for (xp_long pixel = 0; pixel < kWidth * kHeight; ++pixel) {
-            image.depths.push_back(static_cast<float>(static_cast<int>(random() % 64) - 8) / 64);
-            for (int k = 0; k < 4; ++k) image.colors.push_back(static_cast<std::uint8_t>(random()));
+TEST_F(Merge, GoesThroughBlocksAndGroups) {
+    constexpr int kWidth = 151;
+    constexpr int kHeight = 221;           // two blocks and a bit, which is no whole number of lanes
+    std::vector<DepthImage> captures(10);  // a group and a bit; each is the nearest at every tenth pixel or so
+    Bytes expected;
+    for (int pixel = 0; pixel < kWidth * kHeight; ++pixel) {
+        const bool empty = pixel % 11 == 0;
+        for (int i = 0; i < 10; ++i) {
+            const int rank = (7 * pixel + 3 * i) % 10;
+            const float color[] = {0, static_cast<float>(pixel % 256), static_cast<float>(pixel / 256),
+                                   static_cast<float>(i)};
+            auto& [colors, depths] = captures[static_cast<std::size_t>(i)];
+            depths.push_back(empty ? 0.0F : static_cast<float>(rank) / 10);
+            for (const float byte : color) colors.push_back(static_cast<std::uint8_t>(byte));
+            if (rank == 9 && !empty) expected.insert(expected.end(), std::begin(color), std::end(color));
         }
+        if (empty) expected.insert(expected.end(), {0, 255, 127, 0});
     }
-    const std::uint8_t background[] = {255, 127, 0};
-    const auto plain = plain::merge(captures, background);
     for (const int mode : {0, 1}) {
         give(mode, kWidth, kHeight, captures);
         update();
-        EXPECT_TRUE(merged() == Bytes(plain.begin(), plain.end())) << mode;
+        EXPECT_TRUE(merged() == expected) << mode;
         EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, kWidth - 1, kHeight - 1}));
     }
     // another size into the same output
@@ -127,48 +132,33 @@ TEST_F(Merge, BackgroundIsClampedAndCut) {
 }
 
 TEST_F(Merge, NeedsItsParameters) {
-    give(1, 2, 1, {one_color({1, 2, 3, 4}, {1, 1})});
-    update();
-    give(0, 1, 1, {one_color({5, 6, 7, 8}, {1})});
-    take_statuses();
-    for (const bool absent : {false, true}) {
-        set("currCount", 0);
-        if (absent) take_away("currCount");
-        update();
-        EXPECT_EQ(take_statuses(), Texts{"<idle> 100"});
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"a count below 0", [&] { set("currCount", -1); }},
+        {"more than there are files", [&] { set("currCount", 2); }},
+        {"an unknown mode", [&] { set("saveMode", 2); }},
+        {"an empty directory name", [&] { set("currDir", ""); }},
+        {"more than there are fields", [&] { set("saveMode", 1); }},
+    };
+    for (const auto& [what, spoil] : cases) {
+        set("currDir", directory.string());
+        give(1, 2, 1, {one_color({1, 2, 3, 4}, {1, 1})});
+        give(0, 1, 1, {one_color({5, 6, 7, 8}, {1})});
+        set("num", 2);
+        spoil();
+        expect_failure(what);
     }
-    set("currCount", -1);
-    expect_failure("a count below 0");
-    set("currCount", 2);
-    expect_failure("more than there are files");
-    set("currCount", 1);
-    set("saveMode", 2);
-    expect_failure("a mode that is none");
-    set("saveMode", 0);
-    set("currDir", "");
-    expect_failure("an empty directory name");
-    take_away("currDir");
-    expect_failure("no directory", {"Can not get image saved directory.\n"});
-    set("saveMode", 1);
-    set("num", 2);
-    expect_failure("more than there are fields");
-    set("num", 0);
-    expect_failure("no fields");
-    take_away("num");
-    expect_failure("no number of fields");
     set("num", 1);
-    const std::vector<int> integers{1, 1, 1};
-    host::set_values(host::find(instance, "backCol"), DTYPE_INT, integers.data(), 3);
-    expect_failure("a background that is no floats", {"Can not get background color."});
-    take_away("backCol");
-    expect_failure("no background", {"Can not get background color."});
+    host::set_values(host::find(instance, "backCol"), DTYPE_INT, std::vector<int>(3).data(), 3);
+    expect_failure("an integer background", {"Can not get background color."});
     set_background({});
     take_away("saveMode");  // then from memory
     update();
-    EXPECT_EQ(reports, Texts());
     EXPECT_EQ(get("end_flag"), 1);
-    take_away("out_fld");
-    expect_failure("no output");
+    take_statuses();
+    set("currCount", 0);
+    update();
+    EXPECT_EQ(take_statuses(), Texts{"<idle> 100"});
+    EXPECT_EQ(reports, Texts());
 }
 
 TEST_F(Merge, RefusesFieldsThatAreNoCaptures) {
