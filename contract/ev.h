@@ -21,7 +21,7 @@ typedef void (*EVcallback)(void* object);
 /// @param interval  units of the host's timer; below 1 counts as 1
 ZAM_HOST_API int EVadd_select(int kind, int source, EVcallback callback, int mask, void* object, int interval);
 
-/// Removes the registration made with the same arguments; fails when there is none.
+/// Removes the registration made with the same arguments; fails if there is none.
 ZAM_HOST_API int EVdel_select(int kind, int source, EVcallback callback, int mask, void* object, int interval);
 
 /// Drops events that are due but not yet delivered.

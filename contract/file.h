@@ -24,7 +24,7 @@ ZAM_HOST_API char* FILEmap_variables(const char* name, char* expanded, int size)
 /// 1 when the name starts at a root: a separator, or a drive letter and a colon.
 ZAM_HOST_API int FILEis_path_absolute(const char* name);
 
-/// The directory part of a name without its last separator ("/" keeps it); empty when there is none.
+/// The directory part of a name without its last separator ("/" keeps it); empty if there is none.
 /// @return `directory`, a buffer of `size` bytes
 ZAM_HOST_API char* FILEget_dir_name(const char* name, char* directory, int size);
 

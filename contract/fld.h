@@ -23,7 +23,7 @@ enum { FLD_LABEL_SIZE = 1024 };
 
 // --- Mesh ---
 
-/// Coordinate components a node: 1, 2 or 3.
+/// Coordinate components per node: 1, 2 or 3.
 ZAM_HOST_API int FLDget_nspace(OMobj_id field, int* nspace);
 ZAM_HOST_API int FLDset_nspace(OMobj_id field, int nspace);
 
@@ -52,11 +52,11 @@ ZAM_HOST_API int FLDset_npoints(OMobj_id field, xp_long npoints);
 ZAM_HOST_API int FLDget_points(OMobj_id field, float** points, xp_long* size, int mode);
 ZAM_HOST_API int FLDset_points(OMobj_id field, float* points, xp_long size, int mode);
 
-/// Explicit coordinates: nspace floats a node, node after node; `size` counts floats.
+/// Explicit coordinates: nspace floats per node, node after node; `size` counts floats.
 ZAM_HOST_API int FLDget_coord(OMobj_id field, float** coord, xp_long* size, int mode);
 ZAM_HOST_API int FLDset_coord(OMobj_id field, float* coord, xp_long size, int mode);
 
-/// Corners of the field's box, nspace floats each. The getter computes them from the mesh when none were set.
+/// Corners of the field's box, nspace floats each. The getter computes them from the mesh if none were set.
 ZAM_HOST_API int FLDget_coord_extent(OMobj_id field, float* minimum, float* maximum);
 ZAM_HOST_API int FLDset_coord_extent(OMobj_id field, const float* minimum, const float* maximum, int nspace);
 
@@ -96,15 +96,15 @@ ZAM_HOST_API int FLDset_node_data_units(OMobj_id field, int comp, const char* un
 ZAM_HOST_API int FLDget_node_data_id(OMobj_id field, int comp, int* id);
 ZAM_HOST_API int FLDset_node_data_id(OMobj_id field, int comp, int id);
 
-/// Minimum and maximum, each one value of the component's type. The getter computes them when none were set; null
-/// values and values that are not numbers do not count. Fails for a component without values.
+/// Minimum and maximum, each one value of the component's type. The getter computes them if none were set; null
+/// values and NaNs do not count. Fails for a component without values.
 ZAM_HOST_API int FLDget_node_data_minmax(OMobj_id field, int comp, void* minimum, void* maximum);
 ZAM_HOST_API int FLDset_node_data_minmax(OMobj_id field, int comp, const void* minimum, const void* maximum, int type);
 
 /// Copies minimum and maximum of `source_comp` of `source` to `comp` of `field`.
 ZAM_HOST_API int FLDcopy_node_minmax(OMobj_id field, OMobj_id source, int comp, int source_comp);
 
-/// Null value: one value of the component's type; `flag` is 0 when there is none (the value is then not written).
+/// Null value: one value of the component's type; `flag` is 0 if there is none (the value is then not written).
 ZAM_HOST_API int FLDget_node_null_data(OMobj_id field, int comp, int* flag, void* value);
 ZAM_HOST_API int FLDset_node_null_data(OMobj_id field, int comp, const void* value, int type);
 ZAM_HOST_API int FLDset_node_null_flag(OMobj_id field, int comp, int flag);

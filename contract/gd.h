@@ -10,7 +10,7 @@ extern "C" {
 /// Maps values through a datamap to packed colours.
 /// @param datamap     the datamap object
 /// @param values      `count` values of `type`
-/// @param argb        receives 4 bytes a value: alpha, red, green, blue
+/// @param argb        receives 4 bytes per value: alpha, red, green, blue
 /// @param components  1
 /// @param size_a,size_b,flags  `count`, `count`, 0
 ZAM_HOST_API int GDgen_argbs(OMobj_id datamap, const void* values, int type, unsigned char* argb, xp_long count,

@@ -22,12 +22,12 @@ ZAM_HOST_API int OMvalid_obj(OMobj_id object);
 /// The token of a name. The same text gives the same token for the life of the host. A null text gives 0.
 ZAM_HOST_API OMobj_name OMstr_to_name(const char* text);
 
-/// The sub-object `name` of `parent` (references followed), or an invalid handle when there is none.
+/// The sub-object `name` of `parent` (references followed), or an invalid handle if there is none.
 /// @param mode  OM_OBJ_RD to read, OM_OBJ_RW to read and write
 ZAM_HOST_API OMobj_id OMfind_subobj(OMobj_id parent, OMobj_name name, int mode);
 
 /// The object that `path` names below `parent`: names joined with dots, elements of an array of objects as "in[3]".
-/// An invalid handle when there is none.
+/// An invalid handle if there is none.
 ZAM_HOST_API OMobj_id OMfind_str_subobj(OMobj_id parent, const char* path, int mode);
 
 // --- Scalar values by name of a sub-object ---
@@ -121,7 +121,7 @@ ZAM_HOST_API int OMpop_ctx(void);
 ZAM_HOST_API int OMpush_status_range(int low, int high);
 ZAM_HOST_API int OMpop_status_range(void);
 
-/// Says how far the work is.
+/// Reports progress.
 /// @param percent    0 to 100 within the current stretch
 /// @param text       what is being done, or null
 /// @param interrupt  set to 1 when the user asked to stop, else 0; or null

@@ -19,7 +19,7 @@ std::string read_text(const std::string& name) {
     return text;
 }
 
-/// The number at the beginning of a text, after blanks; nullopt for "max" and whatever else is none.
+/// The number at the beginning of a text, after blanks; `nullopt` for "max" and other texts.
 std::optional<std::int64_t> number(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
     std::int64_t value = 0;

@@ -12,7 +12,7 @@ constexpr auto kUnknown = std::numeric_limits<std::int64_t>::max();
 
 std::optional<std::int64_t> pretended;
 
-/// Empty when the system does not say.
+/// Empty if the system does not say.
 std::optional<MEMORYSTATUSEX> memory_status() {
     MEMORYSTATUSEX status{};
     status.dwLength = sizeof status;

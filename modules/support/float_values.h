@@ -16,7 +16,7 @@ namespace zam {
 class FloatValues {
 public:
     /// `nullopt` if the host has no values or they are of an unknown type.
-    /// @throws std::bad_alloc when there is no memory for a copy
+    /// @throws std::bad_alloc if there is no memory for a copy
     static std::optional<FloatValues> read(OMobj_id field, int comp) { return take(TypedBytes::read(field, comp)); }
 
     /// As read(), of the array in sub-object `name`.

@@ -14,7 +14,7 @@
 
 namespace zam {
 
-/// An array that a getter of the host lent. Empty when the getter gave none. Its destructor ends the access.
+/// An array that a getter of the host lent. Empty if the getter gave none. Its destructor ends the access.
 ///
 ///     HostArray<float> points;
 ///     if (FLDget_points(field, points.place(), points.count_place(), ARR_READ) != 1) return 0;
@@ -41,7 +41,7 @@ public:
 
     explicit operator bool() const { return data_ != nullptr; }
     T* data() const { return data_; }
-    /// A count without an array does not count: a host may tell it and then have nothing to lend.
+    /// A count without an array does not count: a host may give one and then have nothing to lend.
     xp_long size() const { return data_ ? size_ : 0; }
     std::span<T> span() const { return data_ ? std::span<T>(data_, static_cast<std::size_t>(size_)) : std::span<T>(); }
     T& operator[](xp_long index) const { return data_[index]; }
@@ -78,7 +78,7 @@ public:
         if (data_) ARRfree_f(data_, where_.file, where_.line);
     }
 
-    /// `count` elements, zeroed by no one. Empty when memory is exhausted or `count` is negative.
+    /// `count` uninitialised elements. Empty if memory is exhausted or `count` is negative.
     static OutArray allocate(xp_long count, SourcePlace where = SourcePlace::here()) {
         return allocate_as(kTypeCode<T>, count, where);
     }

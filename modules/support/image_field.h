@@ -1,4 +1,4 @@
-// Image fields: 2-D uniform fields with one component of four bytes a node: opacity, red, green, blue, top row first.
+// Image fields: 2-D uniform fields with one component of four bytes per node: opacity, red, green, blue, top row first.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace zam {
 constexpr int kImageVeclen = 4;
 constexpr int kImageColorsId = 669;  // tells the host's viewers that the component is image colours
 
-/// width * height * 4 bytes, not filled. Empty when they cannot be counted or allocated; sizes are at least 1.
+/// width * height * 4 bytes, uninitialised. Empty if they cannot be counted or allocated; sizes are at least 1.
 inline OutArray<std::uint8_t> allocate_pixels(MemoryBudget& memory, int width, int height,
                                               SourcePlace where = SourcePlace::here()) {
     const auto bytes = checked_product(std::int64_t{width} * height, kImageVeclen);

@@ -19,7 +19,7 @@ public:
     }
 };
 
-/// Tells, when its scope ends, that a module has come to rest.
+/// Reports, when its scope ends, that a module has come to rest.
 struct IdleAtEnd {
     ~IdleAtEnd() { OMstatus_check(100, "<idle>", nullptr); }
 };

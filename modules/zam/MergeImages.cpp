@@ -1,4 +1,4 @@
-// Merge images: composites captures of one scene by their depth; where none has anything, the background shows.
+// Merge images: composites captures of one scene by their depth; where no capture has anything, the background shows.
 // Reads currCount, saveMode, currDir (captures in files) or num, rc (captures in fields), backCol.
 // Writes out_fld, an image field whose opacity is 0 throughout, and end_flag.
 #include "modules/zam/MergeImages.h"

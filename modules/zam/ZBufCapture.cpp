@@ -153,7 +153,7 @@ bool capture_to_disk(OMobj_id instance, int seq) {
 
 // --- Captures in memory ---
 
-/// Copies a component into an array of the output's own.
+/// Copies a component into an array that the output owns.
 template <class T>
 bool copy_component(const HostArray<T>& from, OMobj_id to, int comp, int veclen, ImageSize size) {
     const xp_long count = size.pixels() * veclen;

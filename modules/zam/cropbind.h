@@ -17,7 +17,7 @@ std::array<xp_long, 3> folded_dims(const std::array<xp_long, 3>& in, xp_long cen
 /// A run that leaves its row goes on in the next or previous one; bytes from outside the volume are 0.
 /// @param volume  rows of in[0] bytes
 /// @param center  1 to in[0]
-/// @param folded  at least as many bytes as folded_dims() says; what lies behind them becomes 0
+/// @param folded  at least as many bytes as folded_dims() says; further bytes become 0
 void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>& in, xp_long center,
                  std::span<std::byte> folded);
 

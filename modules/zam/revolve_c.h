@@ -11,7 +11,7 @@ namespace zam {
 /// Sine and cosine of the nodes of a ring.
 class RingAngles {
 public:
-    /// @param resolution  nodes a ring, at least 1
+    /// @param resolution  nodes per ring, at least 1
     explicit RingAngles(int resolution);
 
     std::size_t size() const { return angles_.size(); }
@@ -41,8 +41,8 @@ void ring_quads(xp_long first, xp_long second, int resolution, std::span<xp_long
 
 }  // namespace zam
 
-/// The module's entry: writes the surface that `profile` sweeps round the x axis into `out`, a cell set a segment. The
-/// parameters are in revolve_c.json.
+/// The module's entry: writes the surface that `profile` sweeps round the x axis into `out`, one cell set per segment.
+/// The parameters are in revolve_c.json.
 /// @return 1, whatever happens. What is wrong with the parameters, or a surface that does not fit into memory, is
 ///         reported and leaves `out` as it was; an `out` that gives no coordinates after it took its new size is
 ///         reported too.

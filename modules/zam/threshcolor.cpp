@@ -83,7 +83,7 @@ void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes
     }
     auto rest = to.subspan(static_cast<std::size_t>(whole) * (size + 1));
     std::ranges::fill(rest, std::byte{0});
-    if (whole == nodes) return;  // else a node is begun or missing, and those after it are black
+    if (whole == nodes) return;  // else one node is cut short or missing, and those after it are black
     const auto begun = from.subspan(static_cast<std::size_t>(whole) * size);
     std::vector<std::byte> node(size);
     std::ranges::copy(begun, node.begin());

@@ -12,7 +12,7 @@ namespace zam {
 ///
 /// @param from    nodes x veclen bytes; bytes that are missing count as 0
 /// @param veclen  at least 4
-/// @param to      nodes x (veclen + 1) bytes, and what lies behind them becomes 0
+/// @param to      nodes x (veclen + 1) bytes, further bytes become 0
 void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes, int min, int max,
                       std::span<std::byte> to);
 
@@ -21,5 +21,5 @@ void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes
 /// The module's entry: writes component 0 of `in` with the byte appended into `out`. The parameters are in
 /// threshcolor.json.
 /// @return 1, whatever happens. Failed allocations are reported; then, and when `in` is not uniform or has no component
-///         of four or more values a node, `out` stays as it was.
+///         of four or more values per node, `out` stays as it was.
 extern "C" ZAM_MODULE_API int ADDthreshcolor(OMobj_id instance, unsigned event_mask, int seq);

@@ -26,8 +26,8 @@ void bend_nodes(const Sector& sector, std::span<float> coord);
 /// Reverses the rows of every slice: row j takes row rows - j, row 0 the first row of the next slice.
 ///
 /// What would come from outside `from` reads as 0, what would lie outside `to` is dropped.
-/// @param row     bytes a row
-/// @param rows    rows a slice
+/// @param row     bytes per row
+/// @param rows    rows per slice
 /// @param to      filled whole
 void flip_rows(std::span<const std::byte> from, xp_long row, xp_long rows, xp_long slices, std::span<std::byte> to);
 

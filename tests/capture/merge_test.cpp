@@ -189,7 +189,7 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
         {"an empty file", ""},
         {"nine characters", good.substr(0, 9)},
         {"a size alone", good.substr(0, 10)},
-        {"a byte short", good.substr(0, good.size() - 1)},
+        {"one byte short", good.substr(0, good.size() - 1)},
         {"a huge size", with_text("9999999999")},
         {"letters", with_text("abcdefghij")},
         {"blanks", with_text("          ")},
