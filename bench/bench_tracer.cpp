@@ -135,8 +135,7 @@ void bench_lone(benchmark::State& state, const Case& c, int n, bool with_plain) 
     for (auto _ : state) {
         next = (next + 1) % rays.size();
         if (with_plain)
-            benchmark::DoNotOptimize(c.interpolate ? plain::march_interpolated(scene, rays[next], cells)
-                                                   : plain::march_nearest(scene, rays[next], cells));
+            benchmark::DoNotOptimize(plain::trace(scene, rays[next], cells));
         else
             trace(next);
         benchmark::ClobberMemory();

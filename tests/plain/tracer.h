@@ -201,15 +201,19 @@ inline std::size_t volume_size(const Scene& s) {
 }
 inline std::size_t image_size(const Scene& s) { return static_cast<std::size_t>(std::int64_t{4} * s.width * s.height); }
 
+/// The colour of one ray; adds the cells that it crosses.
+inline Color trace(const Scene& s, const Ray& ray, std::int64_t& cells) {
+    Walk w{};
+    if (!enter(ray, s.n, s.interpolate ? 1 : 0, w)) return {};
+    return s.interpolate ? march_interpolated(s, w, cells) : march_nearest(s, w, cells);
+}
+
 /// Renders the whole image; returns the number of cells that the rays crossed.
 inline std::int64_t render(const Scene& s, std::uint8_t* image) {
     std::int64_t cells = 0;
     for (int row = 0; row < s.height; ++row) {
         for (int column = 0; column < s.width; ++column) {
-            Walk w{};
-            Color sum;
-            if (enter(make_ray(s, column, row), s.n, s.interpolate ? 1 : 0, w))
-                sum = s.interpolate ? march_interpolated(s, w, cells) : march_nearest(s, w, cells);
+            const Color sum = trace(s, make_ray(s, column, row), cells);
             *image++ = to_byte(std::clamp(static_cast<double>(sum.c[0]), 0.0, 1.0) * 255, 255);
             for (int i = 1; i < 4; ++i) *image++ = to_byte(sum.c[i], 255);
         }
