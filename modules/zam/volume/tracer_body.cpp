@@ -1,6 +1,5 @@
 // The render driver: prepares the view and renders the image in four bands.
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
@@ -27,7 +26,7 @@ bool has_all_arrays(const TracerVolume* volume, const float* matrix, const Trace
     return volume && volume->dims && volume->bounds && volume->data && matrix && image && image->pixels;
 }
 
-/// The volume's grid; nothing when its nodes cannot be counted.
+/// The volume's grid; `nullopt` if its nodes cannot be counted.
 std::optional<Grid> read_grid(const TracerVolume& volume) {
     Grid grid{};
     for (int a = 0; a < 3; ++a) {
@@ -82,44 +81,3 @@ int tracer_body(const TracerVolume* volume, const float* matrix, const TracerCol
     }
     return 1;
 }
-
-void matrix_inverse(float* result, const float* source) {
-    float m[16];  // a copy, since `result` may be `source`
-    std::copy_n(source, std::size(m), m);
-    const float determinant = m[0] * m[5] * m[10] - m[0] * m[6] * m[9] - m[1] * m[4] * m[10] + m[1] * m[6] * m[8] +
-                              m[2] * m[4] * m[9] - m[2] * m[5] * m[8];
-    const float f = 1 / determinant;
-    const float inverse[16] = {(m[5] * m[10] - m[6] * m[9]) * f,
-                               (m[9] * m[2] - m[10] * m[1]) * f,
-                               (m[6] * m[1] - m[2] * m[5]) * f,
-                               0,
-                               (m[6] * m[8] - m[4] * m[10]) * f,
-                               (m[10] * m[0] - m[2] * m[8]) * f,
-                               (m[4] * m[2] - m[6] * m[0]) * f,
-                               0,
-                               (m[4] * m[9] - m[8] * m[5]) * f,
-                               (m[8] * m[1] - m[9] * m[0]) * f,
-                               (m[0] * m[5] - m[4] * m[1]) * f,
-                               0,
-                               (m[9] * m[6] * m[12] - m[10] * m[5] * m[12] - m[8] * m[6] * m[13] +
-                                m[4] * m[10] * m[13] + m[8] * m[5] * m[14] - m[4] * m[9] * m[14]) *
-                                   f,
-                               (m[1] * m[10] * m[12] - m[2] * m[9] * m[12] + m[2] * m[8] * m[13] -
-                                m[10] * m[0] * m[13] - m[8] * m[1] * m[14] + m[9] * m[0] * m[14]) *
-                                   f,
-                               (m[2] * m[5] * m[12] - m[1] * m[6] * m[12] - m[2] * m[4] * m[13] + m[6] * m[0] * m[13] +
-                                m[1] * m[4] * m[14] - m[0] * m[5] * m[14]) *
-                                   f,
-                               1};
-    std::copy_n(inverse, std::size(inverse), result);
-}
-
-void mat_print(const float* matrix) {
-    for (int row = 0; row < 4; ++row) {
-        const float* m = matrix + std::ptrdiff_t{4} * row;
-        std::printf("%9.4f %9.4f %9.4f %9.4f\n", static_cast<double>(m[0]), static_cast<double>(m[1]),
-                    static_cast<double>(m[2]), static_cast<double>(m[3]));
-    }
-}
-
-int tracer_spec(void) { return 0; }
