@@ -42,22 +42,17 @@ topology::VectorGrid grid() { return {vectors().data(), kNodes, kNodes}; }
 
 test::PlainTopology plain() { return {vectors().data(), kNodes, kNodes, 1 / kSpeed, kRadius, {}, {}, {}, {}}; }
 
-void forget_points() {
-    for (CriticalPoint& point : critical_index) point = {-1.0, -1.0, -1.0, -1.0};
-}
-
 void find_and_classify(topology::Skeleton& skeleton) {
-    Interval = 1 / kSpeed;
-    Radius = kRadius;
-    forget_points();
-    skeleton.end_streamlines();
-    skeleton.reset_buckets(grid());
-    topology::find_critical_points(grid());
-    origin_num = 0;
-    for (critical_num = 0; critical_index[critical_num].x != -1.0; ++critical_num) {
-        CriticalPoint& point = critical_index[critical_num];
-        point.kind = topology::classify_critical_point(grid(), point.x, point.y);
+    skeleton.interval = 1 / kSpeed;
+    skeleton.radius = kRadius;
+    skeleton.reset(grid());
+    topology::find_critical_points(grid(), skeleton);
+    skeleton.critical_num = skeleton.saddle_num = 0;
+    for (CriticalPoint& point : skeleton.critical_points) {
+        if (point.x == -1.0) break;
+        point.kind = topology::classify_critical_point(grid(), point, skeleton);
         if (point.kind == 0.0) skeleton.append_entry(point.x, point.y);
+        ++skeleton.critical_num;
     }
 }
 
@@ -87,9 +82,10 @@ void scan_plain(benchmark::State& state) {
 }
 
 void scan(benchmark::State& state) {
+    topology::Skeleton skeleton({saddle_list_head, saddle_list});
     for (auto _ : state) {
-        forget_points();
-        benchmark::DoNotOptimize(topology::find_critical_points(grid()));
+        skeleton.critical_points.fill({-1.0, -1.0, -1.0, -1.0});
+        benchmark::DoNotOptimize(topology::find_critical_points(grid(), skeleton));
     }
     count_cells(state);
 }
@@ -115,22 +111,21 @@ void skeleton_plain(benchmark::State& state) {
 }
 
 void skeleton(benchmark::State& state) {
-    topology::Skeleton whole;
+    topology::Skeleton whole({saddle_list_head, saddle_list});
     for (auto _ : state) {
         find_and_classify(whole);
-        for (int record = 0; record < critical_num; ++record) {
-            if (critical_index[record].kind == 0.0) topology::seed_separatrices(grid(), record, whole);
+        for (const CriticalPoint& point : whole.critical_points) {
+            if (point.kind == 0.0) topology::seed_separatrices(grid(), point, whole);
         }
-        benchmark::DoNotOptimize(streamline_list_head);
+        benchmark::DoNotOptimize(whole.streamlines.size());
     }
     auto check = plain();
     check.run();
     std::size_t points = 0;
     for (const auto& line : check.lines) points += line.size();
     if (points != whole.points.size()) state.SkipWithError("not what the plain form gives");
-    report_points(state, whole.points.size(), whole.streamlines.size(), static_cast<std::size_t>(critical_num));
-    whole.end_streamlines();
-    whole.reset_buckets(grid());
+    report_points(state, whole.points.size(), whole.streamlines.size(), static_cast<std::size_t>(whole.critical_num));
+    whole.reset(grid());
 }
 
 }  // namespace

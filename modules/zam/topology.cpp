@@ -44,16 +44,35 @@ namespace {
 constexpr Reporter report{.label = "", .flags = 96};
 
 /// A fault in the input, set off by lines.
-int refuse(const char* what) {
+bool refuse(const char* what) {
     return report.fail("--- Error detected in: module: topoline ---\n%s, topology line is not created\n%s\n", what,
                        "--------------------------------------------------");
 }
 
-/// What the exported lists of the last run consist of.
-Skeleton skeleton;
+/// The state of this run, or of the last one: the exported lists point into it.
+Skeleton skeleton({saddle_list_head, saddle_list});
+
+/// Shows a run's state to other programs, however the run ends.
+class Publication {
+public:
+    Publication() = default;
+    Publication(const Publication&) = delete;
+    Publication& operator=(const Publication&) = delete;
+    ~Publication() {
+        skeleton.end_streamlines();
+        streamline_list_head = streamline_list_tail = streamline = streamline_prev = nullptr;
+        Interval = skeleton.interval;
+        Radius = skeleton.radius;
+        std::ranges::copy(skeleton.critical_points, critical_index);
+        critical_num = skeleton.critical_num;
+        origin_num = skeleton.saddle_num;
+        for (std::size_t saddle = 0; saddle < static_cast<std::size_t>(skeleton.saddle_num); ++saddle)
+            std::ranges::copy(skeleton.directions[saddle], eigen_vector[saddle]);
+    }
+};
 
 /// Separatrices that memory does not hold. How much they need is known unless even counting them took too long.
-int refuse_size() {
+bool refuse_size() {
     constexpr std::int64_t kMegabyte = 1'000'000;
     const std::int64_t charged = skeleton.points.charged();
     const std::int64_t needed = charged + skeleton.missing * static_cast<std::int64_t>(PointBlocks::kNodeBytes);
@@ -113,7 +132,7 @@ bool take_vectors(Input& input, int type, std::size_t count) {
 }
 
 /// Node data of a field of two or more dimensions; its first plane counts.
-int read_vectors(OMobj_id field, Input& input) {
+bool read_vectors(OMobj_id field, Input& input) {
     int ncomp = 0;
     FLDget_node_data_ncomp(field, &ncomp);
     if (ncomp > 1) return refuse("too many data component in the input field");
@@ -126,16 +145,16 @@ int read_vectors(OMobj_id field, Input& input) {
     const int status =
         FLDget_node_data(field, 0, &type, input.data.untyped_place(), input.data.count_place(), ARR_READ);
     if (status != 1) return report.fail("node error\n");
-    constexpr xp_long kMostNodes = TOPOLOGY_MAX_CELLS + 1;
-    if (input.dims[0] > kMostNodes || input.dims[1] > kMostNodes) return refuse("more than 1000 cells in a direction");
+    constexpr xp_long kMaxNodes = TOPOLOGY_MAX_CELLS + 1;
+    if (input.dims[0] > kMaxNodes || input.dims[1] > kMaxNodes) return refuse("more than 1000 cells in a direction");
     const xp_long values = 2 * input.dims[0] * input.dims[1];
     input.grid.columns = static_cast<int>(input.dims[0]);
     input.grid.rows = static_cast<int>(input.dims[1]);
     if (input.data.size() < values) return report.fail("node error\n");
-    return take_vectors(input, type, static_cast<std::size_t>(values)) ? 1 : report.fail("node error\n");
+    return take_vectors(input, type, static_cast<std::size_t>(values)) || report.fail("node error\n");
 }
 
-int read_input(OMobj_id instance, Input& input) {
+bool read_input(OMobj_id instance, Input& input) {
     const OMobj_id field = zam::find_parameter(instance, "in_field", OM_OBJ_RD);
     int ndim = 0;
     if (FLDget_dims(field, input.dims.place(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
@@ -152,40 +171,42 @@ int read_input(OMobj_id instance, Input& input) {
 void read_parameters(OMobj_id instance) {
     int go = 0;
     OMget_name_int_val(instance, OMstr_to_name("go"), &go);  // deliberate: it only starts runs
-    if (OMget_name_real_val(instance, OMstr_to_name("Interval"), &Interval) != 1) Interval = 100.0;
-    if (OMget_name_real_val(instance, OMstr_to_name("Radius"), &Radius) != 1) Radius = 0.01;
+    const auto read = [instance](const char* name, double& value, double otherwise) {
+        if (OMget_name_real_val(instance, OMstr_to_name(name), &value) != 1) value = otherwise;
+    };
+    read("Interval", skeleton.interval, 100.0);
+    read("Radius", skeleton.radius, 0.01);
 }
 
 // --- The skeleton ---
 
-void reset(const VectorGrid& grid) {
-    skeleton.end_streamlines();
-    skeleton.reset_buckets(grid);
-    std::fill(std::begin(critical_index), std::end(critical_index), CriticalPoint{-1.0, -1.0, -1.0, -1.0});
-}
-
 void classify_points(const VectorGrid& grid) {
-    origin_num = 0;
-    for (critical_num = 0; critical_num < TOPOLOGY_MAX_POINTS; ++critical_num) {
-        CriticalPoint& point = critical_index[critical_num];
+    skeleton.critical_num = skeleton.saddle_num = 0;
+    for (CriticalPoint& point : skeleton.critical_points) {
         if (point.x == -1.0) break;
-        const int kind = classify_critical_point(grid, point.x, point.y);
+        const int kind = classify_critical_point(grid, point, skeleton);
         point.kind = kind;
         if (kind == TOPOLOGY_SADDLE) skeleton.append_entry(point.x, point.y);
+        ++skeleton.critical_num;
     }
 }
 
-int make_skeleton(const VectorGrid& grid) {
-    reset(grid);
-    if (!find_critical_points(grid)) return refuse("more than 200 critical points in the input field");
+std::span<const CriticalPoint> classified_points() {
+    return std::span(skeleton.critical_points).first(static_cast<std::size_t>(skeleton.critical_num));
+}
+
+/// @return false after a report
+bool make_skeleton(const VectorGrid& grid) {
+    skeleton.reset(grid);
+    if (!find_critical_points(grid, skeleton)) return refuse("more than 200 critical points in the input field");
     classify_points(grid);
-    for (int record = 0; record < critical_num; ++record) {
-        if (static_cast<int>(critical_index[record].kind) != TOPOLOGY_SADDLE) continue;
-        if (seed_separatrices(grid, record, skeleton)) continue;
+    for (const CriticalPoint& point : classified_points()) {
+        if (static_cast<int>(point.kind) != TOPOLOGY_SADDLE) continue;
+        if (seed_separatrices(grid, point, skeleton)) continue;
         if (skeleton.missing > 0) break;
         return refuse("too many steps along the separatrices");
     }
-    return skeleton.missing == 0 ? 1 : refuse_size();
+    return skeleton.missing == 0 || refuse_size();
 }
 
 // --- Output ---
@@ -212,17 +233,14 @@ float* write_position(float* to, double x, double y) {
 /// Writes the positions of the separatrices out and ends each node and record with that.
 void take_streamlines(Output& output) {
     float* coord = output.coord.data();
-    streamline = streamline_list_head;
-    while (streamline) {
+    while (!skeleton.streamlines.empty()) {
         xp_long nodes = 0;
-        for (const TopologyPoint* point = streamline->first; point; ++nodes) {
+        for (const TopologyPoint* point = skeleton.streamlines.front().first; point; ++nodes) {
             coord = write_position(coord, point->x, point->y);
             point = point->next;
             skeleton.points.pop_front();
         }
         output.per_line.push_back(nodes);
-        streamline_prev = streamline;
-        streamline = streamline->next;
         skeleton.streamlines.pop_front();
     }
     skeleton.end_streamlines();
@@ -244,7 +262,7 @@ void write_lines(const Output& output) {
 void write_points(const Output& output) {
     float* coord = output.point_coord.data();
     char* label = output.labels.data();
-    for (const CriticalPoint& point : std::span(critical_index, static_cast<std::size_t>(critical_num))) {
+    for (const CriticalPoint& point : classified_points()) {
         const auto kind = static_cast<std::size_t>(point.kind + 1);
         coord = write_position(coord, point.x, point.y);
         label = kind > 0 ? std::copy_n(kLabels[kind - 1].data(), kLabelLength, label)
@@ -254,10 +272,10 @@ void write_points(const Output& output) {
 
 /// Makes all arrays. Memory for those of the separatrices has been counted with their nodes; the node list takes the
 /// place of the nodes, so it comes after them.
-int make_output(Output& output) {
+bool make_output(Output& output) {
     output.nodes = static_cast<xp_long>(skeleton.points.size());
     output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());
-    output.points = critical_num;
+    output.points = skeleton.critical_num;
     output.coord = OutArray<float>::allocate(kNspace * output.nodes);
     if (!output.coord) return report.fail("coord array is not allocated\n");
     take_streamlines(output);
@@ -271,7 +289,7 @@ int make_output(Output& output) {
     output.no_connect = OutArray<xp_long>::allocate(0);
     if (!output.no_connect) return report.fail("point connect array is not allocated\n");
     write_points(output);
-    return 1;
+    return true;
 }
 
 /// Gives a field its nodes and one cell set of lines.
@@ -296,9 +314,9 @@ bool set_labels(OMobj_id field, OutArray<char>& labels) {
     return true;
 }
 
-int write_outputs(OMobj_id instance) {
+bool write_outputs(OMobj_id instance) {
     Output output;
-    if (make_output(output) != 1) return 0;
+    if (!make_output(output)) return false;
     const OMobj_id lines = zam::find_parameter(instance, "out_field", OM_OBJ_RW);
     if (!set_mesh(lines, output.nodes, output.coord, output.lines, output.connect)) {
         return report.fail("out_field error\n");
@@ -308,18 +326,16 @@ int write_outputs(OMobj_id instance) {
         !set_labels(points, output.labels)) {
         return report.fail("out_field2 error\n");  // out_field has been written
     }
-    return 1;
+    return true;
 }
 
-int update(OMobj_id instance) try {
+bool update(OMobj_id instance) try {
     Input input;
-    if (read_input(instance, input) != 1) return 0;
+    if (!read_input(instance, input)) return false;
+    const Publication at_the_end;
     read_parameters(instance);
-    if (make_skeleton(input.grid) == 1 && write_outputs(instance) == 1) return 1;
-    skeleton.end_streamlines();
-    return 0;
+    return make_skeleton(input.grid) && write_outputs(instance);
 } catch (const std::bad_alloc&) {
-    skeleton.end_streamlines();
     return report.fail("topology point array is not allocated\n");
 }
 
@@ -327,5 +343,5 @@ int update(OMobj_id instance) try {
 }  // namespace zam::topology
 
 int ZAMtopologyline2D(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    return zam::topology::update(instance);
+    return zam::topology::update(instance) ? 1 : 0;
 }

@@ -1,7 +1,7 @@
 // Topology of a plane vector field: its critical points, and the separatrices that leave its saddles.
 //
-// The entry, and the state of the last run under the names that other programs look it up by. Positions are grid
-// indices: node i of row j lies at x = i, y = j. Every run begins by resetting the state, so one run at a time.
+// The entry, and the state of the last run under the names that other programs look it up by: published when a run ends,
+// however it ends. Positions are grid indices: node i of row j lies at x = i, y = j. One run at a time.
 #pragma once
 
 #include "contract/types.h"
@@ -54,20 +54,20 @@ extern ZAM_MODULE_API double Radius;
 
 /// The critical points; all four values of unused records are -1.
 extern ZAM_MODULE_API CriticalPoint critical_index[TOPOLOGY_MAX_POINTS];
-/// Record that is being classified; after a run, the number of critical points.
+/// The number of critical points.
 extern ZAM_MODULE_API int32_t critical_num;
-/// Number of saddles so far.
+/// The number of saddles.
 extern ZAM_MODULE_API int32_t origin_num;
 /// Of each saddle by its ordinal: its two eigenvectors e1 and e2, not normalised, then -e1 and -e2.
 extern ZAM_MODULE_API TopologyVector eigen_vector[TOPOLOGY_MAX_POINTS][4];
 
 /// Saddles and loop markers of each cell, at floor(x) * 1000 + floor(y): the first one, and the last one. They stay
-/// valid until the next run.
+/// valid until the next run, which fills these two tables in place: they are too large to be held twice.
 extern ZAM_MODULE_API TopologyPoint* saddle_list_head[TOPOLOGY_MAX_CELLS * TOPOLOGY_MAX_CELLS];
 extern ZAM_MODULE_API TopologyPoint* saddle_list[TOPOLOGY_MAX_CELLS * TOPOLOGY_MAX_CELLS];
 
-/// The separatrices in the order in which they were started, and two cursors over them. All four are null outside a
-/// run: the separatrices end with being written.
+/// The separatrices in the order in which they were started, and two cursors over them. All four are null: the
+/// separatrices end with being written, before the run does.
 extern ZAM_MODULE_API Streamline* streamline_list_head;
 extern ZAM_MODULE_API Streamline* streamline_list_tail;
 extern ZAM_MODULE_API Streamline* streamline;

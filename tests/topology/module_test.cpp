@@ -117,19 +117,19 @@ TEST_F(Module, leaves_out_what_starts_outside) {
 }
 
 TEST_F(Module, only_entries_of_the_same_cell_are_near) {
-    topology::Skeleton skeleton;
-    Radius = 0.25;
+    topology::Skeleton skeleton({saddle_list_head, saddle_list});
+    skeleton.radius = 0.25;
     skeleton.append_entry(2.875, 1.5);
     skeleton.append_entry(2.25, 1.5);
-    EXPECT_EQ(topology::near_saddle(2.75, 1.625, skeleton), 0);
-    EXPECT_EQ(topology::near_saddle(2.25, 1.5, skeleton), 0);
-    EXPECT_EQ(topology::near_saddle(2.5, 1.5, skeleton), 1);  // as far as the radius
-    EXPECT_EQ(topology::near_saddle(3.0, 1.5, skeleton), 1);
-    skeleton.comparisons = topology::Skeleton::kMostComparisons;
+    EXPECT_TRUE(topology::near_saddle(2.75, 1.625, skeleton));
+    EXPECT_TRUE(topology::near_saddle(2.25, 1.5, skeleton));
+    EXPECT_FALSE(topology::near_saddle(2.5, 1.5, skeleton));  // as far as the radius
+    EXPECT_FALSE(topology::near_saddle(3.0, 1.5, skeleton));
+    skeleton.comparisons = topology::Skeleton::kMaxComparisons;
     const auto field = saddle(5, 5, 2, 2);
     TopologyPoint start{1.5, 1.5, nullptr};
     EXPECT_FALSE(topology::trace_separatrix({field.vectors.data(), 5, 5}, start, 1, skeleton));
-    skeleton.reset_buckets({});
+    skeleton.reset({});
 }
 
 TEST_F(Module, separatrices_end_whatever_the_parameters) {

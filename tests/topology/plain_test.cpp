@@ -88,17 +88,18 @@ TEST_F(PlainForm, finds_the_same_zeros_in_every_kind_of_cell) {
                                                 {1e-38F, -1e-39F, 2e-45F},
                                                 {1, 1.000001F, 0.99999F, 1e-5F, 1e-6F, -1e-7F, 2},
                                                 {NAN, INFINITY, -INFINITY, 1, 0, -1}};
+    topology::Skeleton skeleton({saddle_list_head, saddle_list});
     std::size_t zeros = 0;
     for (int round = 0; round < 240000; ++round) {
         const Field field = few_values(random, 2, 2, kinds[static_cast<std::size_t>(round) % kinds.size()]);
         PlainTopology plain{field.vectors.data(), 2, 2, 1.0, 1.0, {}, {}, {}, {}};
         plain.scan_cell(0, 0);
-        critical_index[0] = critical_index[1] = {-1.0, -1.0, -1.0, -1.0};
-        ASSERT_TRUE(topology::find_critical_points({field.vectors.data(), 2, 2}));
+        skeleton.critical_points[0] = skeleton.critical_points[1] = {-1.0, -1.0, -1.0, -1.0};
+        ASSERT_TRUE(topology::find_critical_points({field.vectors.data(), 2, 2}, skeleton));
         for (std::size_t i = 0; i < 2; ++i) {
             const bool found = i < plain.points.size();
-            ASSERT_EQ(critical_index[i].x, found ? plain.points[i].x : -1.0);
-            ASSERT_EQ(critical_index[i].y, found ? plain.points[i].y : -1.0);
+            ASSERT_EQ(skeleton.critical_points[i].x, found ? plain.points[i].x : -1.0);
+            ASSERT_EQ(skeleton.critical_points[i].y, found ? plain.points[i].y : -1.0);
         }
         zeros += plain.points.size();
     }

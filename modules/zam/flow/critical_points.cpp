@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <span>
 
 namespace zam::topology {
 namespace {
@@ -11,7 +13,7 @@ constexpr double kStep = 0.0001;
 /// A trace nearer to 0 than this is that of a centre.
 constexpr double kCentreTrace = 0.0001;
 
-/// A root position that is none.
+/// In place of a position: there is no root.
 constexpr float kNoRoot = -1.0F;
 
 bool in_cell(float position) { return position >= 0.0F && position <= 1.0F; }
@@ -68,7 +70,7 @@ struct Range {
 };
 
 /// Appends the zeros of cell (i, j). @return whether they fit
-bool append_zeros(const VectorGrid& grid, int i, int j, int& count) {
+bool append_zeros(const VectorGrid& grid, int i, int j, std::span<CriticalPoint> points, std::size_t& count) {
     const float* near = grid.node(i, j);
     const float* far = grid.node(i, j + 1);
     const Bilinear u(near[0], near[2], far[0], far[2]);
@@ -79,13 +81,13 @@ bool append_zeros(const VectorGrid& grid, int i, int j, int& count) {
     const Roots roots = roots_in_cell(qa, qb, qc);
     for (const float t : {roots.first, roots.second}) {
         if (t == kNoRoot) continue;
-        // where u has one value on the line, its quotient is none; v then says where the zero lies
+        // where u has one value on the line, its quotient is undefined; v then says where the zero lies
         const bool only_v_tells = u.flat_along(t) && Range(near[0], near[2], far[0], far[2]).changes_sign();
         const float s = (only_v_tells ? v : u).zero_along(t);
         if (!in_cell(s)) continue;
-        if (count == TOPOLOGY_MAX_POINTS) return false;
-        critical_index[count].x = static_cast<float>(i) + s;
-        critical_index[count].y = static_cast<float>(j) + t;
+        if (count == points.size()) return false;
+        points[count].x = static_cast<float>(i) + s;
+        points[count].y = static_cast<float>(j) + t;
         ++count;
     }
     return true;
@@ -135,21 +137,21 @@ TopologyVector eigen_direction(const Jacobian& jacobian, double lambda) {
 
 }  // namespace
 
-bool find_critical_points(const VectorGrid& grid) {
-    int count = 0;
+bool find_critical_points(const VectorGrid& grid, Skeleton& skeleton) {
+    std::size_t count = 0;
     for (int j = 0; j < grid.rows - 1; ++j) {
         const float* near = grid.node(0, j);
         const float* far = grid.node(0, j + 1);
         for (int i = 0; i < grid.columns - 1; ++i, near += 2, far += 2) {
             if (!Range(near[0], near[2], far[0], far[2]).may_vanish()) continue;
-            if (!append_zeros(grid, i, j, count)) return false;
+            if (!append_zeros(grid, i, j, skeleton.critical_points, count)) return false;
         }
     }
     return true;
 }
 
-int classify_critical_point(const VectorGrid& grid, double x, double y) {
-    const Jacobian jacobian = jacobian_at(grid, x, y);
+int classify_critical_point(const VectorGrid& grid, CriticalPoint& point, Skeleton& skeleton) {
+    const Jacobian jacobian = jacobian_at(grid, point.x, point.y);
     const double p = jacobian.a + jacobian.d;
     const double q = jacobian.a * jacobian.d - jacobian.c * jacobian.b;
     const double disc = p * p - 4 * q;
@@ -163,20 +165,15 @@ int classify_critical_point(const VectorGrid& grid, double x, double y) {
     if (lambda1 > 0.0 && lambda2 > 0.0) return TOPOLOGY_REPELLING_NODE;
     if (lambda1 < 0.0 && lambda2 < 0.0) return TOPOLOGY_ATTRACTING_NODE;
     if (!(lambda1 * lambda2 < 0.0)) return -1;
-    saddle_directions(jacobian, lambda1, lambda2);
-    critical_index[critical_num].saddle = origin_num;
-    ++origin_num;
+    skeleton.directions[static_cast<std::size_t>(skeleton.saddle_num)] = saddle_directions(jacobian, lambda1, lambda2);
+    point.saddle = skeleton.saddle_num++;
     return TOPOLOGY_SADDLE;
 }
 
-void saddle_directions(const Jacobian& jacobian, double lambda1, double lambda2) {
+Directions saddle_directions(const Jacobian& jacobian, double lambda1, double lambda2) {
     const TopologyVector e1 = eigen_direction(jacobian, lambda1);
     const TopologyVector e2 = eigen_direction(jacobian, lambda2);
-    TopologyVector* entry = eigen_vector[origin_num];
-    entry[0] = e1;
-    entry[1] = e2;
-    entry[2] = {-e1.x, -e1.y};
-    entry[3] = {-e2.x, -e2.y};
+    return {e1, e2, TopologyVector{-e1.x, -e1.y}, TopologyVector{-e2.x, -e2.y}};
 }
 
 }  // namespace zam::topology

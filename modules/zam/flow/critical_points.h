@@ -4,8 +4,7 @@
 // Applications 11 (1991).
 #pragma once
 
-#include "modules/zam/flow/vector_grid.h"
-#include "modules/zam/topology.h"
+#include "modules/zam/flow/skeleton.h"
 
 namespace zam::topology {
 
@@ -14,18 +13,17 @@ struct Jacobian {
     double a, b, c, d;
 };
 
-/// Fills critical_index with the zeros of the field, cell by cell along the rows, in single precision. A zero on the
-/// border of cells is found by each of them.
-/// @pre  all records of critical_index are unused
+/// Fills the records of critical points with the zeros of the field, cell by cell along the rows, in single precision.
+/// A zero on the border of cells is found by each of them.
+/// @pre  all records are unused
 /// @return whether all fit; the table is full otherwise
-bool find_critical_points(const VectorGrid& grid);
+bool find_critical_points(const VectorGrid& grid, Skeleton& skeleton);
 
-/// The class of a critical point. A saddle gets the next ordinal, in the record that critical_num names, and its
-/// directions.
-/// @return TOPOLOGY_SADDLE to TOPOLOGY_CENTRE; -1 when an eigenvalue is zero or not a number
-int classify_critical_point(const VectorGrid& grid, double x, double y);
+/// The class of a critical point. A saddle gets the next ordinal, and its directions.
+/// @return TOPOLOGY_SADDLE to TOPOLOGY_CENTRE; -1 if an eigenvalue is zero or not a number
+int classify_critical_point(const VectorGrid& grid, CriticalPoint& point, Skeleton& skeleton);
 
-/// Eigenvectors of a saddle into the entry of eigen_vector that origin_num names.
-void saddle_directions(const Jacobian& jacobian, double lambda1, double lambda2);
+/// Eigenvectors of a saddle, given its eigenvalues.
+Directions saddle_directions(const Jacobian& jacobian, double lambda1, double lambda2);
 
 }  // namespace zam::topology
