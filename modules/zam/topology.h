@@ -1,7 +1,7 @@
 // Topology of a plane vector field: its critical points, and the separatrices that leave its saddles.
 //
-// The entry, and the state of the last run under the names that other programs look it up by: published when a run ends,
-// however it ends. Positions are grid indices: node i of row j lies at x = i, y = j. One run at a time.
+// The entry, and the state of the last run under the names that other programs look it up by: published when a run
+// ends, however it ends. Positions are grid indices: node i of row j lies at x = i, y = j. One run at a time.
 #pragma once
 
 #include "contract/types.h"

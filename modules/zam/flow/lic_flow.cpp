@@ -1,6 +1,7 @@
 #include "modules/zam/flow/lic_flow.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "modules/zam/lic_texture.h"
@@ -128,81 +129,106 @@ Flow::Flow(const VectorValues& vectors, std::span<const std::uint8_t> noise, int
 
 namespace {
 
+struct Walk {
+    Pair position{0, 0};
+    Pair tally{0, 0};
+    std::size_t code = kHalted;
+};
+using WalkArray = std::array<Walk, kTogether>;
+
+/// When walks stop that nothing stops on their way: after their steps, at the last weight, or, once their rounds have
+/// been counted, after what is left of a round. What they meet halts them by its rule, without being asked here.
+class Stops {
+public:
+    /// @param weights  their number
+    /// @param alike    they are all the same, so that rounds can be counted
+    Stops(std::span<const Start> starts, std::int64_t weights, bool alike) : starts_(starts), alike_(alike) {
+        for (std::size_t w = 0; w < starts.size(); ++w) end_[w] = std::min<std::int64_t>(starts[w].steps, weights);
+        set_next(0);
+    }
+
+    /// Whether all walks have taken their steps.
+    bool all_taken() const { return next_ == 0; }
+    /// The number of steps after which to look again, above `step`.
+    std::int64_t next_look(std::int64_t step) const {
+        return alike_ ? std::min(next_, std::max(step + 1, kFirstMark)) : next_;
+    }
+    /// Halts the walks that have taken their steps.
+    void look(std::int64_t step, WalkArray& walks) {
+        if (alike_ && step > kFirstMark) watch_rounds(step, walks);
+        if (step < next_) return;
+        for (std::size_t w = 0; w < walks.size(); ++w)
+            if (end_[w] <= step) walks[w].code = kHalted;
+        set_next(step);
+    }
+
+private:
+    // Steps after which walks are watched for coming round. Few get there, and watching is not free.
+    static constexpr std::int64_t kFirstMark = 256;
+
+    /// The next stop is after the fewest steps above `done` that any walk is to take.
+    void set_next(std::int64_t done) {
+        next_ = 0;
+        for (const std::int64_t end : end_)
+            if (end > done && (next_ == 0 || end < next_)) next_ = end;
+    }
+
+    /// Counts the further rounds of a walk that stands where it stood at the mark, as it then will again and again, and
+    /// leaves the rest of a round to be walked. The mark moves on at powers of 2, so that it comes to lie within the
+    /// round (Brent, "An improved Monte Carlo factorization algorithm").
+    void watch_rounds(std::int64_t step, WalkArray& walks) {
+        for (std::size_t w = 0; w < starts_.size(); ++w) {
+            Walk& walk = walks[w];
+            const Walk& mark = marks_[w];
+            if (walk.position[0] != mark.position[0] || walk.position[1] != mark.position[1]) continue;
+            if (walk.code != mark.code || walk.code == kHalted || is_counted_[w]) continue;
+            const std::int64_t round = step - marked_;
+            const std::int64_t left = starts_[w].steps - step;
+            walk.tally += (walk.tally - mark.tally) * static_cast<double>(left / round);  // whole numbers, exact
+            end_[w] = step + left % round;
+            is_counted_[w] = true;
+            next_ = std::min(next_, end_[w]);
+        }
+        if (std::has_single_bit(static_cast<std::uint64_t>(step))) {
+            marks_ = walks;
+            marked_ = step;
+        }
+    }
+
+    std::span<const Start> starts_;
+    bool alike_;
+    std::array<std::int64_t, kTogether> end_{};  // steps to be taken
+    std::int64_t next_ = 0;                      // the least of those that have not been taken yet
+    std::array<bool, kTogether> is_counted_{};   // the rounds have been
+    WalkArray marks_;
+    std::int64_t marked_ = 0;  // steps that had been taken at the marks
+};
+
 /// Walks of a flow in one of the two ways, without a branch that depends on what they meet: one that has halted stands
 /// still and counts nothing.
 class Walks {
 public:
     Walks(const Flow& flow, int way) : flow_(flow), rules_(kRules.of[way]) {}
 
-    /// @param alike  the weights are all the same, so that rounds can be counted
+    /// @param alike  the weights are all the same
     void run(std::span<const Start> starts, std::span<const double> weights, bool alike, std::span<Tally> tallies) {
-        begin(starts, static_cast<std::int64_t>(weights.size()), tallies);
-        std::int64_t step = 0;
-        for (std::int64_t end = next_end(0); end > 0; end = next_end(end)) {
-            const std::int64_t watch = alike ? std::min<std::int64_t>(end, kFirstMark) : end;
-            bool going = true;
-            while (step < watch && (going = step_all(weights[static_cast<std::size_t>(step)]))) ++step;
-            while (going && step < end && (going = step_all(weights[0]))) watch_rounds(starts, ++step, end);
-            if (!going) break;  // all have halted
-            for (Walk& walk : walks_)
-                if (walk.end <= end) walk.code = kHalted;
+        for (std::size_t w = 0; w < starts.size(); ++w) {
+            walks_[w] = {.position = Pair{starts[w].column + 0.5, starts[w].row + 0.5},
+                         .tally = Pair{tallies[w].noise, tallies[w].weight},
+                         .code = kStart};
+        }
+        Stops stops(starts, static_cast<std::int64_t>(weights.size()), alike);
+        const std::size_t last = weights.size() - 1;  // rounds may lead beyond it
+        bool going = true;
+        for (std::int64_t step = 0; going && !stops.all_taken();) {
+            const std::int64_t look = stops.next_look(step);
+            while (step < look && (going = step_all(weights[std::min(static_cast<std::size_t>(step), last)]))) ++step;
+            if (going) stops.look(step, walks_);
         }
         for (std::size_t w = 0; w < starts.size(); ++w) tallies[w] = {walks_[w].tally[0], walks_[w].tally[1]};
     }
 
 private:
-    struct Walk {
-        Pair position{0, 0};
-        Pair tally{0, 0};
-        std::size_t code = kHalted;
-        std::int64_t end = 0;   // steps to be taken
-        bool is_round = false;  // its rounds have been counted
-    };
-
-    // Steps after which walks are watched for coming round. Few get there, and watching is not free.
-    static constexpr std::int64_t kFirstMark = 256;
-
-    void begin(std::span<const Start> starts, std::int64_t most, std::span<const Tally> tallies) {
-        for (std::size_t w = 0; w < starts.size(); ++w) {
-            walks_[w].end = std::min<std::int64_t>(starts[w].steps, most);
-            walks_[w].position = Pair{starts[w].column + 0.5, starts[w].row + 0.5};
-            walks_[w].tally = Pair{tallies[w].noise, tallies[w].weight};
-            walks_[w].code = kStart;
-        }
-    }
-
-    /// The fewest steps above `done` that any walk is to take; 0 for none.
-    std::int64_t next_end(std::int64_t done) const {
-        std::int64_t end = 0;
-        for (const Walk& walk : walks_)
-            if (walk.end > done && (end == 0 || walk.end < end)) end = walk.end;
-        return end;
-    }
-
-    /// Counts the further rounds of a walk that stands where it stood at the mark, as it then will again and again, and
-    /// leaves the rest of a round to be walked. The mark moves on at powers of 2, so that it comes to lie within the
-    /// round (Brent, "An improved Monte Carlo factorization algorithm").
-    /// @param end  the next stop, brought forward where a walk ends earlier
-    void watch_rounds(std::span<const Start> starts, std::int64_t step, std::int64_t& end) {
-        for (std::size_t w = 0; step > kFirstMark && w < starts.size(); ++w) {
-            Walk& walk = walks_[w];
-            const Walk& mark = marks_[w];
-            if (walk.position[0] != mark.position[0] || walk.position[1] != mark.position[1]) continue;
-            if (walk.code != mark.code || walk.code == kHalted || walk.is_round) continue;
-            const std::int64_t round = step - marked_;
-            const std::int64_t left = starts[w].steps - step;
-            const std::int64_t rounds = left / round;
-            walk.tally += (walk.tally - mark.tally) * static_cast<double>(rounds);  // whole numbers, exact
-            walk.end = step + left % round;
-            walk.is_round = true;
-            end = std::min(end, walk.end);
-        }
-        if (std::has_single_bit(static_cast<std::uint64_t>(step))) {
-            std::ranges::copy(walks_, marks_);
-            marked_ = step;
-        }
-    }
-
     /// A step of every walk. @return whether any goes on
     bool step_all(double weight) {
         std::size_t codes = 0;
@@ -226,9 +252,7 @@ private:
 
     const Flow& flow_;
     const Rule (&rules_)[kKinds][kCodes];
-    Walk walks_[kTogether];
-    Walk marks_[kTogether];
-    std::int64_t marked_ = 0;  // steps that had been taken at the marks
+    WalkArray walks_;
 };
 
 }  // namespace
