@@ -1,5 +1,5 @@
-// Principal stresses: the principal values and directions of a field of symmetric stress tensors, one a node.
-// Reads fld_in, or fld2_in where fld_switch is 0 (coordinates; one component of xx yy zz xy yz zx a node).
+// Principal stresses: the principal values and directions of a field of symmetric stress tensors, one per node.
+// Reads fld_in, or fld2_in where fld_switch is 0 (coordinates; one component of xx yy zz xy yz zx per node).
 // Writes fld_out (component 0: three values, descending; component 1: their unit vectors), minPstress, MaxPstress.
 #include "modules/zam/princStrVec.h"
 
@@ -70,8 +70,8 @@ bool find_input(const Params& params, OMobj_id& field) {
 bool read_positions(const Params& params, Input& input) {
     OMobj_id field;
     if (!find_input(params, field)) return false;
-    constexpr xp_long kMostNodes = std::numeric_limits<xp_long>::max() / kAxesVeclen;
-    if (FLDget_nnodes(field, &input.nnodes) != 1 || input.nnodes < 0 || input.nnodes > kMostNodes) {
+    constexpr xp_long kMaxNodes = std::numeric_limits<xp_long>::max() / kAxesVeclen;
+    if (FLDget_nnodes(field, &input.nnodes) != 1 || input.nnodes < 0 || input.nnodes > kMaxNodes) {
         // deliberate: the first input stops silently
         return params.is_second && report.fail(kCannotGet, "in_fld_nnodes");
     }

@@ -23,7 +23,7 @@ using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
 
-/// The floats of array `name`; empty when there are none, or they are of another type.
+/// The floats of array `name`; empty if there is no such array, or it is of another type.
 HostArray<float> open_floats(OMobj_id object, const char* name, int mode) {
     xp_long count = 0;
     int type = DTYPE_FLOAT;
@@ -51,7 +51,7 @@ std::optional<Step> read_step(OMobj_id instance) {
     return step;
 }
 
-/// Writes the step's entry of `time`. @return false, with nothing written, when there is none
+/// Writes the step's entry of `time`. @return false, with nothing written, if there is no such entry
 bool record_time(OMobj_id instance, const Step& step) {
     const auto time = open_floats(instance, "time", ARR_READ_WRITE);
     if (step.number < 1 || time.size() < step.number) return false;
@@ -59,7 +59,7 @@ bool record_time(OMobj_id instance, const Step& step) {
     return true;
 }
 
-/// Time since the previous step; nothing when `time` does not tell.
+/// Time since the previous step; `nullopt` if `time` does not tell.
 std::optional<float> elapsed_time(OMobj_id instance, const Step& step) {
     if (step.number == 1) return 0.0F;
     const auto time = open_floats(instance, "time", ARR_READ);

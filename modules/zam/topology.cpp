@@ -87,7 +87,7 @@ bool refuse_size() {
 constexpr float kPlane = 0.05F;
 constexpr int kNspace = 3;
 
-/// Class codes as two letters; other codes have none.
+/// Class codes as two letters; other codes have no letters.
 constexpr std::array<std::string_view, 6> kLabels{"SP", "AN", "RN", "AF", "RF", "CE"};
 constexpr int kLabelLength = 2;
 

@@ -1,5 +1,5 @@
-// The volume tracer: renders a 3-D volume of bytes into an image, one ray a pixel.
-// Reads in (component 0: a byte a node, or opacity, red, green, blue), xform, color_table and the scalars below.
+// The volume tracer: renders a 3-D volume of bytes into an image, one ray per pixel.
+// Reads in (component 0: a byte per node, or opacity, red, green, blue), xform, color_table and the scalars below.
 // Writes out, an image field. The volume is taken in index space: where the field lies does not matter.
 #include "modules/zam/tracer.h"
 
@@ -147,7 +147,7 @@ TracerColor* entries(const OutArray<float>& table) {
     return reinterpret_cast<TracerColor*>(table.data());
 }
 
-/// The instance's colour map as a colour table; empty when there is no memory for it.
+/// The instance's colour map as a colour table; empty if there is no memory for it.
 OutArray<float> read_color_table(OMobj_id instance) {
     const OMobj_id color_table = zam::find_parameter(instance, "color_table", OM_OBJ_RW);
     ColorMap map;

@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/// An entry of a colour table. A table has 256, one a byte value.
+/// An entry of a colour table. A table has 256, one per byte value.
 /// deliberate: opacity is 0 to 1, colours are 0 to 255. Opacities multiply; colours only add up, and are clamped at
 /// 255.
 typedef struct TracerColor {
@@ -21,7 +21,7 @@ typedef struct TracerColor {
 } TracerColor;
 
 typedef struct TracerVolume {
-    int veclen;           // bytes a node: 1 (looked up in the colour table) or 4 (opacity, red, green, blue)
+    int veclen;           // bytes per node: 1 (looked up in the colour table) or 4 (opacity, red, green, blue)
     const xp_long* dims;  // nx, ny, nz
     const float* bounds;  // xmin, xmax, ymin, ymax, zmin, zmax; in index space 0, nx - 1 and so on
     const void* data;     // nx * ny * nz nodes, x fastest
@@ -41,7 +41,7 @@ typedef struct TracerRay {
 // --- The module ---
 
 /// The module's entry: renders the field `in` into the image field `out`. The parameters are in tracer.json.
-/// @return 1 after a render, also of a volume that is neither of one byte a node nor of four (reported; the image is
+/// @return 1 after a render, also of a volume that is neither of one byte per node nor of four (reported; the image is
 ///         then all 0), and also when `out` does not take it (not reported); 0 when the input cannot be read or
 ///         rendered (reported, `out` untouched)
 ZAM_MODULE_API int ZAMtracer_render_update(OMobj_id instance, unsigned event_mask, int seq);
@@ -61,12 +61,12 @@ ZAM_MODULE_API int tracer_body(const TracerVolume* volume, const float* matrix, 
                                int interpolate);
 
 /// Render a band of rows, with constant voxels (inner_loop) or interpolated between nodes (interp_loop). Progress goes
-/// to the host once a row.
+/// to the host once per row.
 /// @param image      the whole image; rows first_row to first_row + rows - 1 are written
 /// @param inverse    from view to voxel space: the inverse of the view matrix
 /// @param largest    largest of nx, ny, nz: what one unit of the screen spans
 /// @param a_scale    opacity scale
-/// Nothing is written for a veclen other than 1 and 4, for fewer than one row, rows outside the image, or no data.
+/// No row is written for a veclen other than 1 and 4, for fewer than one row, rows outside the image, or no data.
 ZAM_MODULE_API void inner_loop(unsigned char* image, int first_row, int rows, int width, int height,
                                const float* inverse, const void* data, int nx, int ny, int nz, double largest,
                                double fptr, const TracerColor* color_table, int veclen, double a_scale);
@@ -76,7 +76,7 @@ ZAM_MODULE_API void interp_loop(unsigned char* image, int first_row, int rows, i
 
 /// March one ray and write one pixel of four bytes. A ray that misses the volume, or is not finite, gives four zeros.
 /// trace_...: constant voxels in the box [0, n]; interp_...: interpolated between nodes, in the box [0, n - 1].
-/// ..._byte_volume: one byte a node and a table (or null); else four bytes a node. They return 0.
+/// ..._byte_volume: one byte per node and a table (or null); else four bytes per node. They return 0.
 ZAM_MODULE_API int trace_volume(unsigned char* pixel, const TracerRay* ray, const void* data, int nx, int ny, int nz,
                                 double a_scale);
 ZAM_MODULE_API int trace_byte_volume(unsigned char* pixel, const TracerRay* ray, const void* data, int nx, int ny,
@@ -105,7 +105,7 @@ ZAM_MODULE_API int get_rgb(unsigned char value, const TracerColor* color_table, 
 /// Inverse of an affine matrix; may be `source` itself. A singular matrix gives numbers that are not finite.
 ZAM_MODULE_API void matrix_inverse(float* result, const float* source);
 
-/// Prints a matrix on standard output, a row a line.
+/// Prints a matrix on standard output, one row per line.
 ZAM_MODULE_API void mat_print(const float* matrix);
 
 /// Kept for callers that look it up: does nothing, returns 0.

@@ -1,4 +1,4 @@
-// Principal stresses a tensor at a time: what the module's lanes have to equal, to the last bit.
+// Principal stresses one tensor at a time: what the module's lanes have to equal, to the last bit.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The module in its host: messages, limits, ends of separatrices, what is left behind.
+// The module in its host: messages, limits, ends of separatrices, what is left over.
 #include <array>
 #include <cmath>
 #include <functional>

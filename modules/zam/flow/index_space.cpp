@@ -116,7 +116,7 @@ void express_grid(const std::array<xp_long, N>& dims, const float* positions, co
         bool finite = true;
         if (count == kNodes) {
             finite = Lanes::template express<N>(axes, from, to);
-        } else {  // what lies behind the last node is computed with and not used
+        } else {  // places after the last node are computed too, and not used
             float in[kNodes * N] = {};
             float out[kNodes * N];
             std::copy_n(from, count * N, in);

@@ -23,8 +23,8 @@ using MatrixInverse = int (*)(float* inverse, const float* matrix);
 /// to float once, as hosts invert matrices; the products are float, summed in ascending order.
 ///
 /// A Jacobian without an inverse in floats (cells without volume, positions that are not finite) is left to the host's
-/// inverse, as a matrix for vectors with a further component of 1; if the host finds none either, the node gets a zero
-/// vector. A vector that is not finite gives components that are not.
+/// inverse, as a matrix for vectors with a further component of 1; if the host finds no inverse either, the node gets a
+/// zero vector. A vector that is not finite gives components that are not.
 ///
 /// @param dims       nodes along each of the N axes (2 or 3), the first running fastest
 /// @param positions  nodes x N, node after node

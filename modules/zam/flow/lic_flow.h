@@ -102,7 +102,7 @@ constexpr int kTogether = 8;
 /// Follows the streamline of each start, first with the vectors, then against them. It ends after its steps, where it
 /// would turn back, at a vector of length 0 and at the border; unless it goes round, also at the kernel's last weight.
 /// @param starts   at most kTogether, in pixels of the flow
-/// @param tallies  one a start
+/// @param tallies  one per start
 void follow(const Flow& flow, std::span<const Start> starts, const Kernel& kernel, std::span<Tally> tallies);
 
 }  // namespace zam::lic

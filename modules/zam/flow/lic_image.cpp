@@ -11,7 +11,7 @@ namespace zam::lic {
 namespace {
 
 constexpr int kSeed = 5993232;
-constexpr std::uint8_t kGray = 50;  // where there is no vector
+constexpr std::uint8_t kGrey = 50;  // where there is no vector
 constexpr int kColors = 512;        // steps between the least and the greatest magnitude
 constexpr int kMiddleColor = 256;
 
@@ -42,7 +42,7 @@ Range measure(const VectorValues& vectors, std::span<float> magnitudes) {
 }
 
 void fill_noise(double rate, std::span<std::uint8_t> noise) {
-    static int index;  // one generator a process
+    static int index;  // one generator per process
     static int table[56];
     init_rnd2(kSeed, &index, table);
     for (std::uint8_t& level : noise) level = rate < rnd2(&index, table) ? 255 : 0;
@@ -79,10 +79,10 @@ int RowPainter::steps_of(float magnitude) const {
 }
 
 void RowPainter::color(float magnitude, const Tally& tally, std::uint8_t* pixel) const {
-    const double gray = tally.noise / (shading_.by_kernel ? kernel_.full : tally.weight);
-    double red = gray;
-    double green = gray;
-    double blue = gray;
+    const double grey = tally.noise / (shading_.by_kernel ? kernel_.full : tally.weight);
+    double red = grey;
+    double green = grey;
+    double blue = grey;
     if (shading_.magnitude_to_color) {
         const double step = (double{range_.max} - range_.min) * (1.0 / kColors);
         const int index = step > 0 ? static_cast<int>((double{magnitude} - range_.min) / step) : 0;
@@ -120,7 +120,7 @@ void RowPainter::paint(int row, std::span<std::uint8_t> pixels) const {
         if (magnitude == 0) {
             std::uint8_t* pixel = &pixels[4 * static_cast<std::size_t>(column)];
             pixel[0] = 0;
-            pixel[1] = pixel[2] = pixel[3] = kGray;
+            pixel[1] = pixel[2] = pixel[3] = kGrey;
             continue;
         }
         starts[count++] = {column, row, steps_of(magnitude)};

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The integral of cos(frequency s + phase) over s from s0 to s1; the limit of the quotient where that has none.
+/// The integral of cos(frequency s + phase) over s from s0 to s1; the limit of the quotient where it is undefined.
 double wave_integral(double s0, double s1, double frequency, double phase) {
     if (frequency == 0) return std::cos(phase) * (s1 - s0);
     return (std::sin(frequency * s1 + phase) - std::sin(frequency * s0 + phase)) / frequency;

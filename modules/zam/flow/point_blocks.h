@@ -21,7 +21,7 @@ public:
     /// its place is taken by two numbers of the node list, which are no larger.
     static constexpr std::size_t kNodeBytes = sizeof(TopologyPoint) + 3 * sizeof(float);
 
-    /// A new last node, linked to nothing; null when the budget has no room for its block.
+    /// A new last node, linked to nothing; null if the budget has no room for its block.
     /// @throws std::bad_alloc
     TopologyPoint* append(double x, double y, MemoryBudget& memory) {
         if (next_ == end_ && !grow(memory)) return nullptr;

@@ -1,4 +1,4 @@
-// The state of a run of the topology module: what has been found so far, and how much more of it there may be.
+// What a run of the topology module has found so far, and how much more of it there may be.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ struct BucketTables {
     TopologyPoint** last;
 };
 
-/// The names are those of topology.h, where a run's state is published.
+/// The state of a run. When it ends, it is published under the names of topology.h.
 struct Skeleton {
     explicit Skeleton(BucketTables tables) : buckets(tables) {}
 

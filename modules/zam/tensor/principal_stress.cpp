@@ -24,7 +24,7 @@ typedef std::int64_t PairMask __attribute__((vector_size(16)));  // 0 or -1 in e
 constexpr std::size_t kPairs = 8;
 constexpr std::size_t kTensors = 2 * kPairs;
 
-constexpr int kMostSweeps = 100;
+constexpr int kMaxSweeps = 100;
 
 // Elements off the diagonal count as zero at 1e-6 of the step between neighbouring floats of the tensor's size: what is
 // stored as float cannot tell the difference.
@@ -140,7 +140,7 @@ void rotate(Tensors& work) {
 }
 
 void make_diagonal(Tensors& work) {
-    for (int sweep = 0; sweep < kMostSweeps && find_active(work); ++sweep) {
+    for (int sweep = 0; sweep < kMaxSweeps && find_active(work); ++sweep) {
         rotate<0, 1>(work);
         rotate<0, 2>(work);
         rotate<1, 2>(work);

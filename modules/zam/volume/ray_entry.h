@@ -96,7 +96,7 @@ inline int pass_cells(AxisWalk& walk, const Slab& slab, float t) {
 }  // namespace detail
 
 /// Where a ray enters the grid.
-/// @return nothing for a ray that misses the box or only grazes it, that goes nowhere, or that is not finite
+/// @return `nullopt` for a ray that misses the box or only grazes it, that goes nowhere, or that is not finite
 inline std::optional<GridEntry> enter_grid(const Ray& ray, const Grid& grid, Cells cells) {
     detail::Slab slab[3];
     float nothing = 0;  // stays 0 as long as all is finite

@@ -36,7 +36,7 @@ inline bool any_negative(Ints values) {
     return ((halves[0] | halves[1]) & 0x8000000080000000U) != 0;
 }
 
-/// The axis that each lane's ray crossed last: one mask is set a lane.
+/// The axis that each lane's ray crossed last: one mask is set per lane.
 struct CrossedAxis {
     Ints x, y, z;
 };

@@ -2,7 +2,8 @@
 // volume. A ray on its own takes ray_lone.h.
 //
 // Rays are any source with `bool next(Ray& ray, std::uint8_t*& pixel)`, which goes on saying false at its end. A lane
-// whose ray has ended takes the next one, so that no lane waits for the others; one that finds none is parked.
+// whose ray has ended takes the next one, so that no lane waits for the others; one for which there is no other ray is
+// parked.
 #pragma once
 
 #include <algorithm>

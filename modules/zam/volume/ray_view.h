@@ -1,4 +1,4 @@
-// The rays of an image: one a pixel, from the view plane into voxel index space.
+// The rays of an image: one per pixel, from the view plane into voxel index space.
 //
 // The central square of the image covers -0.5 to 0.5 of the view plane on both axes, the top row has the largest v; the
 // longer side of the image goes beyond. The plane passes through the volume's centre, and one of its units spans the

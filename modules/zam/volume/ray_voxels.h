@@ -39,7 +39,7 @@ inline DoublePair round_to_single(DoublePair v) {
 /// One colour.
 using Color = Floats;
 
-/// The colours of four rays: opacities, reds, greens and blues, a lane each.
+/// The colours of four rays: opacities, reds, greens and blues, one lane each.
 struct ColorQuad {
     Floats channel[4];
 
@@ -65,7 +65,7 @@ Floats broadcast(Floats v) {
     return __builtin_shufflevector(v, v, kLane, kLane, kLane, kLane);
 }
 
-/// Four bytes a node: opacity, red, green, blue.
+/// Four bytes per node: opacity, red, green, blue.
 class RgbaVoxels {
 public:
     explicit RgbaVoxels(const std::uint8_t* bytes) : bytes_(bytes) {}
@@ -128,7 +128,7 @@ private:
     const std::uint8_t* bytes_;
 };
 
-/// One byte a node, classified by a colour table.
+/// One byte per node, classified by a colour table.
 class TableVoxels {
 public:
     /// @param table  as for classify()
