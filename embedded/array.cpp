@@ -33,7 +33,7 @@ std::optional<std::size_t> array_bytes(int type, xp_long count) {
 // --- Block ---
 
 std::shared_ptr<Block> Block::make(std::size_t bytes) {
-    // what is zeroed is not yet filled: a system that lends more memory than it has gives any amount
+    // zeroed memory is not yet in use: a system that overcommits grants any amount
     if (!AvailableMemory().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
     // an empty array has an address of its own too
     void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
@@ -127,7 +127,7 @@ void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id
     if (const auto found = entries_.find(array.data()); found != entries_.end()) {
         found->second.loans.push_back(std::move(loan));
     } else {
-        Entry entry;  // none is left behind when memory runs out
+        Entry entry;  // complete before it is entered: none is left if memory runs out
         entry.loans.push_back(std::move(loan));
         entries_.emplace(array.data(), std::move(entry));
     }

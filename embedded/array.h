@@ -14,7 +14,7 @@
 
 namespace zam::host {
 
-/// Bytes of `count` elements; nothing for an unknown type, a negative count or a size that no machine has.
+/// Bytes of `count` elements; `nullopt` for an unknown type, a negative count or a size that no machine has.
 std::optional<std::size_t> array_bytes(int type, xp_long count);
 
 /// Whether `mode` is one of the ARR_ access modes.
@@ -23,7 +23,7 @@ constexpr bool is_access_mode(int mode) { return mode >= ARR_READ && mode <= ARR
 /// A piece of memory that objects share: the host's own, or memory that stays the caller's.
 class Block {
 public:
-    /// Zeroed memory of the host's own, or null when it cannot be had. Of a piece for itself that is known beforehand;
+    /// Zeroed memory of the host's own, or null if there is none to be had. A single piece is checked by itself;
     /// modules see to it that all arrays of an update fit together.
     static std::shared_ptr<Block> make(std::size_t bytes);
     static std::shared_ptr<Block> borrow(void* data, std::size_t bytes);
@@ -69,10 +69,10 @@ struct Array {
     }
 };
 
-/// A zeroed array of the host's own; empty when it cannot be had.
+/// A zeroed array of the host's own; empty if there is no memory for it.
 Array make_array(int type, xp_long count);
 
-/// What was computed from the contents of an array, as long as these stay as they were.
+/// What was computed from the contents of an array; valid until these change.
 template <class T>
 class Derived {
 public:
@@ -92,7 +92,7 @@ private:
 };
 
 /// Knows every array that callers hold and every access that getters lent. What goes wrong becomes a fault in the
-/// account; the call that did it fails and nothing is touched.
+/// account; the call that did it fails and changes nothing.
 class Ledger {
 public:
     /// As ARRalloc_f.
@@ -102,7 +102,7 @@ public:
     std::optional<OMobj_id> release(void* data, const char* file, int line);
 
     /// Takes an array that a setter was given, as its hand-over mode says. Empty on failure: the array stays the
-    /// caller's. Call it last, when nothing else of the operation can fail.
+    /// caller's. Call it last, once nothing else in the operation can fail.
     Array take(const char* operation, void* data, int type, xp_long count, int mode);
 
     /// Opens an access to `array`, which `owner` holds.
@@ -112,7 +112,7 @@ public:
     Account account() const;
     void fail_allocation(std::int64_t n) { allocations_until_failure_ = n; }
 
-    /// Who runs now, for the account.
+    /// Names the module that runs now, for the account.
     void set_module(std::string_view name) { module_ = name; }
 
     /// Forgets faults, counts and switches. Arrays and accesses that are outstanding stay.

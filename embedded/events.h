@@ -42,7 +42,7 @@ private:
 
     std::list<Pending> pending_;  // in order of registration
     std::int64_t clock_ = 0;
-    std::int64_t target_ = 0;  // where the running advance() ends; the clock when none runs
+    std::int64_t target_ = 0;  // where the running advance() ends; the clock if none runs
 };
 
 }  // namespace zam::host

@@ -23,7 +23,7 @@ struct Box {
 /// Positions of a field or of one of its time steps.
 struct Mesh {
     Array points;  // nspace floats each
-    Array coord;   // nspace floats a node
+    Array coord;   // nspace floats per node
     std::optional<Box> extent;
     Derived<Box> computed;
 
@@ -69,7 +69,7 @@ struct Shape {
     xp_long nnodes = 0;
     xp_long npoints = -1;   // -1: not set
     int declared_type = 0;  // grid type that the field was made with; 0: it follows from what is set
-    int inferred_type = 0;  // from the latest points or coordinates; 0: none yet
+    int inferred_type = 0;  // from the latest points or coordinates; 0: not yet known
 };
 
 /// A kind of cell.
@@ -91,7 +91,7 @@ struct CellSet {
     Array poly_connect;
 };
 
-/// Objects of one time step; null until somebody asks for them.
+/// Objects of one time step; null until they are first asked for.
 struct Step {
     Object* coordinates = nullptr;
     Object* node_data = nullptr;
@@ -116,10 +116,10 @@ struct FieldPart {
     explicit operator bool() const { return object != nullptr; }
 };
 
-/// References are followed; empty when the handle stands for none of these.
+/// References are followed; empty if the handle stands for none of these.
 FieldPart field_part(OMobj_id handle);
 
-/// The field itself; null when the handle stands for something else.
+/// The field itself; null if the handle stands for something else.
 Field* find_field(OMobj_id handle);
 
 int grid_type(const Field& field);
@@ -130,7 +130,7 @@ xp_long sum_of_dims(const Shape& shape);
 /// Calls `visit` for the mesh of the field and of every step.
 void for_each_mesh(Field& field, void (*visit)(Mesh&));
 
-/// Box of the positions of a mesh of `field`, computed when need be; nothing where there are none.
+/// Box of the positions of a mesh of `field`, computed if need be; `nullopt` if it has none.
 std::optional<Box> mesh_box(const Field& field, Mesh& mesh);
 
 /// Smallest and largest coordinate over all components.

@@ -61,7 +61,7 @@ std::string take_variable(std::string_view& rest) {
     return environment(std::string(name));
 }
 
-/// The name with its variables replaced; a result that gets longer than `most` ends somewhere behind that.
+/// The name with its variables replaced; a result longer than `most` ends somewhere after that.
 std::string expand(std::string_view name, std::size_t most) {
     std::string expanded;
     while (!name.empty() && expanded.size() <= most) {
@@ -74,7 +74,7 @@ std::string expand(std::string_view name, std::size_t most) {
     return expanded;
 }
 
-/// Length of the root at the start of a name: "/", "\", "C:", "C:\", or nothing.
+/// Length of the root at the start of a name: "/", "\", "C:", "C:\"; 0 if there is none.
 std::size_t root_length(std::string_view name) {
     std::size_t length = 0;
     if (name.size() >= 2 && is_in(kLetters, name[0]) && name[1] == ':') length = 2;

@@ -63,7 +63,7 @@ int read_cells(const char* operation, OMobj_id handle, Read&& read) {
     });
 }
 
-/// Nodes per cell; of a cell set without type as many as its node list gives each.
+/// Nodes per cell; of a cell set without a type, as many as its node list has for each.
 std::optional<int> nodes_per_cell(const CellSet& cells) {
     if (cells.type) return cells.type->nnodes;
     if (!cells.connect || cells.ncells < 1 || cells.connect.count % cells.ncells != 0) return std::nullopt;
@@ -72,7 +72,7 @@ std::optional<int> nodes_per_cell(const CellSet& cells) {
     return static_cast<int>(each);
 }
 
-/// Length of the node list of polygons; nothing while their nodes per polygon are not known.
+/// Length of the node list of polygons; `nullopt` while their nodes per polygon are unknown.
 std::optional<xp_long> poly_list_size(const CellSet& cells) {
     if (!cells.type || !cells.type->poly) return std::nullopt;
     if (cells.type->nnodes > 0) return cells.npolys * cells.type->nnodes;

@@ -26,7 +26,7 @@ std::optional<xp_long> product(const xp_long* dims, int ndim) {
     return nodes;
 }
 
-/// Number of points that the shape itself asks for; nothing for fields whose positions are coordinates.
+/// Number of points that the shape itself asks for; `nullopt` for fields whose positions are coordinates.
 std::optional<xp_long> count_points(const Field& field) {
     if (field.shape.npoints >= 0) return field.shape.npoints;
     switch (grid_type(field)) {
@@ -65,7 +65,7 @@ bool set_ndim(Field& field, int ndim) {
     return true;
 }
 
-/// A count that comes between ndim and dims: until they come, all nodes lie along the first dimension.
+/// Sets a count given between ndim and dims: until the dims follow, all nodes lie along the first dimension.
 bool set_nodes_ahead_of_dims(Field& field, xp_long nnodes) {
     std::vector<xp_long> dims(static_cast<std::size_t>(field.shape.ndim), 1);
     dims[0] = nnodes;
@@ -78,7 +78,8 @@ bool set_nnodes(Field& field, xp_long nnodes) {
     if (nnodes < 0 || nnodes > kMaxNodes) return false;
     Shape& shape = field.shape;
     if (shape.dims_follow && nnodes != shape.nnodes) return set_nodes_ahead_of_dims(field, nnodes);
-    if (shape.ndim > 0 && nnodes != shape.nnodes) {  // a count that is given is no product: the field has no dimensions
+    if (shape.ndim > 0 &&
+        nnodes != shape.nnodes) {  // a count that is not the product: the field has no dimensions any more
         shape.ndim = 0;
         shape.dims = {};
         shape.declared_type = 0;

@@ -56,7 +56,7 @@ ComponentPlace find_component(OMobj_id handle, int comp) {
 }
 
 /// Runs a setter of a component; `change` says whether it succeeded. A field without components gets its first one
-/// from whatever is set of it.
+/// from the first setting of it.
 template <class Change>
 int change_component(const char* operation, OMobj_id handle, int comp, Change&& change) {
     return status(operation, [&] {
@@ -95,7 +95,7 @@ bool set_type(Component& component, int type) {
     return true;
 }
 
-/// Values per node, from the size of the values where nobody declared it.
+/// Values per node, from the size of the values where it was not declared.
 int veclen_of(xp_long size, xp_long nnodes) {
     const bool whole = nnodes > 0 && size > 0 && size % nnodes == 0 && size / nnodes <= kMaxVeclen;
     return whole ? static_cast<int>(size / nnodes) : 1;

@@ -58,7 +58,7 @@ std::unique_ptr<NodeData> declared_components(const Field& field) {
     return data;
 }
 
-/// Handle of one part of a step, made when it is asked for the first time.
+/// Handle of one part of a step, made when it is first asked for.
 template <class MakeValue>
 int give_step(const char* operation, OMobj_id handle, int step, Object* Step::*part, const char* name, OMobj_id* place,
               MakeValue&& make_value) {
@@ -74,7 +74,7 @@ int give_step(const char* operation, OMobj_id handle, int step, Object* Step::*p
     });
 }
 
-/// A new field below `parent`. A field of the same name gives its place up; it stays for what refers to it, so that a
+/// A new field below `parent`. A field of the same name gives up its place; it stays for what refers to it, so that a
 /// reader that fails half-way leaves its output as it was. Any other object of that name becomes the field.
 Object& create_field(Object& parent, OMobj_name name, int grid_type) {
     Store& store = state().store;

@@ -19,7 +19,7 @@ struct Datamap {
     Array channels[4];  // alpha, red, green, blue
     xp_long size;       // entries, at least 1
 
-    /// The entry nearest to a value; values outside the range take the nearest end, values that are no numbers the
+    /// The entry nearest to a value; values outside the range take the nearest end, not-a-number the
     /// first.
     xp_long entry(double value) const {
         const double last = static_cast<double>(size - 1);

@@ -1,6 +1,6 @@
 // The embedded host as its owner sees it: what the runner, the tests and the benchmarks do with it beyond the contract.
 //
-// There is one host a process; all calls are made from one thread. Contract operations and the functions here may be
+// There is one host per process; all calls are made from one thread. Contract operations and the functions here may be
 // mixed freely. Objects form a tree below root(); a network's module instances are groups directly below it.
 #pragma once
 
@@ -45,10 +45,10 @@ ZAM_HOST_CXX_API OMobj_id root();
 /// references to it go on working). `element_kind` is for Kind::objects.
 ZAM_HOST_CXX_API OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_kind = Kind::field);
 
-/// Ends an object and everything below it. References to it become references to nothing.
+/// Ends an object and everything below it. References to it then refer to nothing.
 ZAM_HOST_CXX_API void destroy(OMobj_id object);
 
-/// Kind of the object itself; a reference has the kind of what it finally refers to, none when that is nothing.
+/// Kind of the object itself; a reference has the kind of what it finally refers to, none if that is nothing.
 ZAM_HOST_CXX_API Kind kind(OMobj_id object);
 ZAM_HOST_CXX_API bool is_reference(OMobj_id object);
 
@@ -64,7 +64,7 @@ ZAM_HOST_CXX_API OMobj_id find(OMobj_id from, std::string_view path);
 /// Entry of an array of texts.
 ZAM_HOST_CXX_API std::optional<std::string> text_at(OMobj_id object, xp_long index);
 
-/// Sets an array to a copy of `count` values of `type`. False, and nothing changed, for objects of other kinds and when
+/// Sets an array to a copy of `count` values of `type`. False, and nothing changed, for objects of other kinds and if
 /// memory runs out.
 ZAM_HOST_CXX_API bool set_values(OMobj_id object, int type, const void* values, xp_long count);
 /// Opens an array for reading; the caller ends the access with ARRfree_f. Null for objects of other kinds and for
@@ -92,7 +92,7 @@ ZAM_HOST_CXX_API int stamp(OMobj_id object);
 /// Marks an object as changed without changing it, as setting a trigger does.
 ZAM_HOST_CXX_API void touch(OMobj_id object);
 
-// --- Records of what modules say ---
+// --- Records of reports and progress ---
 
 struct Record {
     enum class What { report, status } what;
@@ -110,7 +110,7 @@ struct Record {
 ZAM_HOST_CXX_API void set_recorder(std::function<void(const Record&)> recorder);
 /// Name that records carry from now on; set around each call of a module.
 ZAM_HOST_CXX_API void set_current_module(std::string_view name);
-/// What OMstatus_check tells modules as the user's interrupt request.
+/// Sets what OMstatus_check tells modules of the user's interrupt request.
 ZAM_HOST_CXX_API void set_interrupt(bool requested);
 
 // --- Account of arrays, and failures on demand ---
@@ -127,7 +127,7 @@ ZAM_HOST_CXX_API Account account();
 /// The n-th call of ARRalloc_f from now, from 1, gives null; 0 switches that off.
 ZAM_HOST_CXX_API void fail_allocation(std::int64_t n);
 
-/// For tests: the memory that the host, and what it draws, find available from now on; nothing brings the truth back.
+/// For tests: the memory that the host, and what it draws, find available from now on; this cannot be undone.
 ZAM_HOST_CXX_API void pretend_available_memory(std::optional<std::int64_t> bytes);
 
 /// The n-th call from now, from 1, of operation `name` ("FLDset_dims"; empty: of any operation that has a status) fails
@@ -140,7 +140,7 @@ ZAM_HOST_CXX_API bool call_failed();
 
 /// Moves the virtual clock on, calling periodic callbacks in the order in which they fall due.
 ZAM_HOST_CXX_API void advance(std::int64_t units);
-/// Units until the next callback is due; nothing when none is registered.
+/// Units until the next callback is due; `nullopt` if none is registered.
 ZAM_HOST_CXX_API std::optional<std::int64_t> next_due();
 
 }  // namespace zam::host

@@ -8,7 +8,7 @@
 
 namespace {
 
-// A pivot this small beside its row is what rounding leaves of a zero.
+// A pivot this small compared with its row is what rounding leaves of a zero.
 constexpr double kSingularPivot = 1e-14;
 
 template <int N>
@@ -30,7 +30,7 @@ struct Elimination {
 
     double relative(int row, int column) const { return std::fabs(left[row][column]) / scale[row]; }
 
-    /// Brings the row with the relatively largest element of `column` into place; false when that is nothing.
+    /// Brings the row with the relatively largest element of `column` into place; false if that is zero.
     bool pivot(int column) {
         int best = column;
         for (int row = column + 1; row < N; ++row) {

@@ -62,7 +62,7 @@ public:
         }
     }
 
-    /// Writes it as one value of `type`; false, and nothing written, when it does not fit.
+    /// Writes it as one value of `type`; false, and nothing written, if it does not fit.
     bool write(int type, void* to_place) const {
         return with_type(type, [&](auto zero) {
             const auto value = to<decltype(zero)>();

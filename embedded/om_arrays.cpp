@@ -9,7 +9,7 @@ namespace zam::host {
 
 namespace {
 
-// Lists are as long as there are files or fields to work on; more is a fault of whoever asks.
+// Lists are as long as there are files or fields to work on; more is a fault of the caller.
 constexpr xp_long kMaxTexts = xp_long{1} << 22;
 constexpr xp_long kMaxElements = xp_long{1} << 16;
 

@@ -1,4 +1,4 @@
-// What modules say: reports of failures, and progress.
+// Reports of failures, and progress of modules.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ namespace zam::host {
 class Reports {
 public:
     void set_recorder(std::function<void(const Record&)> recorder) { recorder_ = std::move(recorder); }
-    /// Also forgets stretches that the module before left open.
+    /// Also forgets stretches that the previous module left open.
     void set_module(std::string_view name);
     void set_interrupt(bool requested) { interrupt_ = requested; }
     bool interrupt() const { return interrupt_; }

@@ -24,7 +24,7 @@ struct Group {};
 struct Texts {
     std::vector<std::optional<std::string>> entries;
 };
-struct Elements {  // an array of objects; its elements are the object's children, named "[0]" and on
+struct Elements {  // an array of objects; its elements are the object's children, named "[0]", "[1]" and so on
     Kind kind = Kind::field;
 };
 enum class CoordinateLimit { minimum, maximum };  // a real that follows from the field two levels above
@@ -35,7 +35,7 @@ using Value =
 
 Kind kind_of(const Value& value);
 
-/// A new value of a kind; nothing for kinds that objects of their own cannot have.
+/// A new value of a kind; `nullopt` for kinds that only parts of fields have.
 std::optional<Value> make_value(Kind kind, Kind element_kind);
 
 struct Object {
@@ -108,7 +108,7 @@ public:
     /// Ends an object, everything below it, and what these owned. `keep` and what it is part of outlives that.
     void end(Object& object, const Object* keep);
 
-    /// Makes `object` refer to `target`, or to nothing. False when that would be a circle.
+    /// Makes `object` refer to `target`, or to nothing. False if that would make a circle.
     bool refer(Object& object, Object* target);
 
     int now() const { return clock_; }
@@ -143,7 +143,7 @@ private:
     Object* root_ = nullptr;
     int clock_ = 0;
     int groups_ = 0;       // open brackets
-    int group_stamp_ = 0;  // of the open bracket; 0: nothing was written in it yet
+    int group_stamp_ = 0;  // of the open bracket; 0: nothing has been written in it yet
 };
 
 /// Calls `visit` for every object directly below: children, cell sets, steps.

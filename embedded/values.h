@@ -8,17 +8,18 @@
 
 namespace zam::host {
 
-/// Number that an integer or real object holds; nothing for other kinds and for coordinate limits without positions.
+/// Number that an integer or real object holds; `nullopt` for other kinds and for coordinate limits without positions.
 std::optional<double> number_of(Object& object);
 
-/// Sets the kind that an object has, or gives an object without value this kind. False for other kinds.
+/// Sets a value of the object's kind; an object without a value takes the kind of what it is given. False for other
+/// kinds.
 bool set_number(Object& object, double value, bool integral);
 bool set_text(Object& object, const char* value);
 
 /// Element `index` of an array as a real; the index must exist.
 double element(const Array& array, xp_long index);
 
-/// `N` elements of the array in child `name` of `object` as floats: false when it does not have exactly these.
+/// Reads the array in child `name` of `object` as floats; false if it does not have exactly `count` elements.
 bool read_floats(Object& object, std::string_view name, float* values, xp_long count);
 
 }  // namespace zam::host

@@ -1,5 +1,5 @@
 // Fields, cells, looks and a transform made of the bytes, drawn: a picture of the size asked for with depths from 0 to
-// 1, or one report.
+// 1, or exactly one report.
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -19,7 +19,7 @@ void require(bool holds) {
     if (!holds) std::abort();
 }
 
-/// Choices, one after the other; 0 after the last byte.
+/// Choices made by one byte after another; 0 after the last.
 class Bytes {
 public:
     Bytes(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}

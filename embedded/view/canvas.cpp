@@ -8,7 +8,7 @@
 namespace zam::host::view {
 namespace {
 
-constexpr std::int64_t kSubpixels = 256;  // to a pixel; positions on the screen are whole numbers of these
+constexpr std::int64_t kSubpixels = 256;  // per pixel; positions on the screen are whole numbers of these
 constexpr std::int64_t kCentre = kSubpixels / 2;
 
 // Triangles are cut this far from the image's centre: then products of two lengths in sub-pixels fit in 64 bits.
@@ -22,7 +22,7 @@ constexpr std::int64_t ceil_divide(std::int64_t a, std::int64_t b) { return -flo
 // Twice the guard band, in sub-pixels: room for what rounding makes of coordinates that are far beyond it.
 constexpr std::int64_t kMaxDistance = std::int64_t{1} << 29;
 
-/// Rounds down to a number of at most kMaxDistance either way, which is also what it makes of no number.
+/// Rounds down to a number of at most kMaxDistance either way, also for not-a-number.
 std::int64_t round_down(double value) {
     constexpr auto kLimit = static_cast<double>(kMaxDistance);
     const double within = value > -kLimit ? std::min(value, kLimit) : -kLimit;
@@ -36,7 +36,7 @@ std::array<double, N> between(const std::array<double, N>& a, const std::array<d
     return mixed;
 }
 
-/// The nearest byte; 0 of what is no number.
+/// The nearest byte; 0 for not-a-number.
 std::uint8_t color_byte(double value) {
     const double above = value + 0.5;
     return above >= 1.0 ? static_cast<std::uint8_t>(std::min(above, 255.0)) : std::uint8_t{0};
@@ -155,7 +155,7 @@ void Canvas::fill(const Screen& a, const Screen& b, const Screen& c) {
     const Edge bc(b, c);
     const Edge ca(c, a);
 
-    // what a step to the right changes
+    // changes per step to the right
     const double per_area = 1.0 / static_cast<double>(area);
     const double step_b = static_cast<double>(-ca.dy * kSubpixels) * per_area;
     const double step_c = static_cast<double>(-ab.dy * kSubpixels) * per_area;
@@ -241,7 +241,7 @@ void Canvas::triangle(const Vertex& a, const Vertex& b, const Vertex& c) {
 
 // --- Lines and points ---
 
-/// Cuts a line to what lies before the eye and within the bounds; false when nothing is left.
+/// Cuts a line to what lies in front of the eye and within the bounds; false if nothing is left.
 bool Canvas::clip(Corner& a, Corner& b, double half_width, double half_height) const {
     const std::array<double, 2> half{half_width, half_height};
     double first = 0.0;

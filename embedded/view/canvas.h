@@ -29,8 +29,8 @@ struct Frame {
 
 class Canvas {
 public:
-    /// @param pixels  4 bytes a pixel: opacity, red, green, blue, the top row first; borrowed
-    /// @param depths  one a pixel; borrowed
+    /// @param pixels  4 bytes per pixel: opacity, red, green, blue, the top row first; borrowed
+    /// @param depths  one per pixel; borrowed
     Canvas(const Frame& frame, std::uint8_t* pixels, float* depths);
 
     /// Opacity and depth 0 everywhere, and this colour.
@@ -79,7 +79,7 @@ private:
 
     Frame frame_;
     bool parallel_;
-    double scale_;  // pixels to a unit of the view plane
+    double scale_;  // pixels per unit of the view plane
     std::uint8_t* pixels_;
     float* depths_;
 };

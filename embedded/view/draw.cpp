@@ -63,7 +63,7 @@ private:
         AvailableMemory().require(count, 2 * sizeof(Vector) + sizeof(Node));
         return static_cast<std::size_t>(count);
     }
-    /// Takes the corners of a face; false when one is not finite.
+    /// Takes the corners of a face; false if one is not finite.
     bool gather(std::span<const Node> face);
     void add_normal(Node node, const Point& normal);
     double light(Node node, const Point& face_normal, bool has_creases) const;
@@ -318,7 +318,7 @@ void draw_cell_set(Patch& patch, Polylines& polylines, const CellSet& cells, xp_
             return;
         case 3: return patch.draw_faces(CellFaces{connect, count, 3, patch.count(), first_cell});
         case 4: return patch.draw_faces(CellFaces{connect, count, 4, patch.count(), first_cell});
-        default: return;  // cells of seven nodes, which are none
+        default: return;  // there are no cells of seven nodes
     }
 }
 

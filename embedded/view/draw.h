@@ -6,7 +6,7 @@
 
 namespace zam::host::view {
 
-/// What a network says of an object's colours.
+/// The colours that a network gives an object.
 struct Look {
     std::optional<Color> color;
     Object* datamap = nullptr;

@@ -16,7 +16,7 @@ namespace zam::host::view {
 using Node = std::uint32_t;                           // of a patch
 constexpr xp_long kMaxPatchNodes = xp_long{1} << 26;  // 24 bytes each
 
-/// Copies node numbers that are below `nodes`; false when one is not.
+/// Copies node numbers that are below `nodes`; false if one is not.
 inline bool take_nodes(const xp_long* from, std::span<Node> to, xp_long nodes) {
     for (Node& node : to) {
         if (*from < 0 || *from >= nodes) return false;

@@ -54,7 +54,7 @@ double Nodes::Axis::at(xp_long index) const {
     return low + (high - low) * (static_cast<double>(index) / static_cast<double>(count - 1));
 }
 
-/// Axes of a uniform field run between its two points, in index space when it has none; of the points of a rectilinear
+/// Axes of a uniform field run between its two points, in index space if it has none; of the points of a rectilinear
 /// axis its own component counts. Components of space beyond the axes have the first point's value.
 bool Nodes::read_axes(const Field& field) {
     const Shape& shape = field.shape;
@@ -101,7 +101,7 @@ std::optional<Nodes> Nodes::of(Object& object) {
         const auto* given = field.shape.dims.as<const xp_long>();
         for (int axis = 0; axis < field.shape.ndim; ++axis) {
             if (axis < 3) dims[static_cast<std::size_t>(axis)] = given[axis];
-            if (axis >= 3 && given[axis] != 1) return std::nullopt;  // nothing that could be seen at once
+            if (axis >= 3 && given[axis] != 1) return std::nullopt;  // more than can be seen at once
         }
         nodes.dims_ = dims;
     }
@@ -168,12 +168,12 @@ void Paint::take_image_colors(const Component& component, xp_long nodes) {
     count_ = nodes;
 }
 
-/// @return false when the datamap has no range or not all of its arrays
+/// @return false if the datamap has no range or not all of its arrays
 bool Paint::map(const Component& component, Object& datamap, xp_long nodes, xp_long cells) {
     const Array& values = component.values;
     if (!values || component.veclen < 1) return true;
     const xp_long count = values.count / component.veclen;
-    if (count < nodes && (cells < 1 || count < cells)) return true;  // values of nothing that is drawn
+    if (count < nodes && (cells < 1 || count < cells)) return true;  // they belong to neither nodes nor cells
     source_ = count >= nodes ? Source::nodes : Source::cells;
     count_ = count >= nodes ? nodes : cells;
     AvailableMemory().require(count_, 4);

@@ -33,15 +33,15 @@ struct PointBox {
     void extend(const Point& p);  // points that are not finite do not count
 };
 
-/// The nodes of a field, with the field's own transform. Borrows the field's arrays: the field stays as it is
+/// The nodes of a field, with the field's own transform. Borrows the field's arrays, which must not change
 /// meanwhile.
 class Nodes {
 public:
-    /// Nothing for a field that has no nodes or no positions for all of them.
+    /// `nullopt` for a field that has no nodes or no positions for all of them.
     static std::optional<Nodes> of(Object& field);
 
     xp_long count() const { return count_; }
-    /// Nodes along the axes of a structured field, 1 for axes that it lacks; none of an unstructured one.
+    /// Nodes along the axes of a structured field, 1 for axes that it lacks; `nullopt` for an unstructured one.
     const std::optional<std::array<xp_long, 3>>& dims() const { return dims_; }
 
     Point at(xp_long node) const;
@@ -75,7 +75,7 @@ public:
     /// @param given    the object's colour, if the network has one for it
     /// @param datamap  colours of component 0 by its first value, if the object has one
     /// @param cells    cells that the field has, for values that belong to cells
-    /// @return nothing when the datamap is broken
+    /// @return `nullopt` if the datamap is broken
     static std::optional<Paint> of(const Field& field, const std::optional<Color>& given, Object* datamap,
                                    xp_long nodes, xp_long cells);
 

@@ -48,7 +48,7 @@ public:
 
     void clip(std::vector<Corners>& triangles) {
         std::size_t at = 0;
-        std::size_t passed = 0;  // corners in a row that were no ears
+        std::size_t passed = 0;  // successive corners that were not ears
         while (left_.size() > 3) {
             at %= left_.size();
             const Corners ear = corner(at);

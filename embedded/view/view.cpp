@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kMaxSide = 99999;                             // what captures of images can say of their size
 constexpr std::int64_t kMaxPixels = std::int64_t{1} << 28;  // 8 bytes each
-constexpr double kFill = 0.9;  // share of the image that everything takes when the view is not told where to look
+constexpr double kFill = 0.9;  // share of the image that everything takes if no transform is given
 
 int fail(const std::string& text) {
     ERRverror("host_view", 2, "%s\n", text.c_str());
@@ -36,11 +36,11 @@ struct Params {
     std::vector<Color> colors;      // of the first objects
     std::vector<Object*> datamaps;  // of the first objects; null: none
     Frame frame{512, 512, 0.0};
-    std::optional<Affine> xform;  // nothing: everything in view
+    std::optional<Affine> xform;  // `nullopt`: everything in view
     std::array<std::uint8_t, 3> background{};
 };
 
-/// The object that a parameter leads to; null when it has none or no value.
+/// The object that a parameter leads to; null if it has none or no value.
 Object* parameter(OMobj_id instance, std::string_view name) {
     Store& store = state().store;
     const Object* child = store.child(instance, store.names.token(name));
@@ -60,7 +60,7 @@ std::vector<Object*> elements(Object& list) {
     return found;
 }
 
-/// One field may stand for a list of one.
+/// Reads the list of objects; a single field stands for a list of one.
 bool read_objects(OMobj_id instance, std::vector<Object*>& objects) {
     Object* list = parameter(instance, "objects");
     if (!list) return true;
@@ -73,7 +73,7 @@ bool read_objects(OMobj_id instance, std::vector<Object*>& objects) {
     return true;
 }
 
-/// Values outside 0 to 1 count as the nearest end, what is no number as 0.
+/// Values outside 0 to 1 count as the nearest end, not-a-number as 0.
 double share(const Array& array, xp_long index) {
     const double value = index < array.count ? element(array, index) : 0.0;
     return value > 0.0 ? std::min(value, 1.0) : 0.0;
@@ -244,7 +244,7 @@ struct Image {
     Output<float> depths;
 };
 
-/// Draws one object after another; false, with a report, when one cannot be drawn.
+/// Draws one object after another; false, with a report, if one cannot be drawn.
 bool draw(const Params& params, Canvas& canvas) {
     const Affine xform = params.xform ? *params.xform : everything(params);
     const std::size_t count = params.objects.size();
