@@ -125,11 +125,10 @@ TEST_F(Values, ArraysKeepWhatFitsWhenTheyAreResized) {
         EXPECT_EQ(OMset_array_size(array, static_cast<xp_long>(expected.size())), 1);
         xp_long count = 0;
         int type = -1;
-        auto* held = static_cast<std::int16_t*>(OMret_name_array_ptr(module, token("array"), ARR_READ, &count, &type));
-        ASSERT_NE(held, nullptr);
+        const auto* held = static_cast<const std::int16_t*>(open_values(array, &type, &count));
         EXPECT_EQ(std::vector<std::int16_t>(held, held + count), expected);
         EXPECT_EQ(type, DTYPE_SHORT);
-        end_access(held);
+        end_access(const_cast<std::int16_t*>(held));
     }
     for (const xp_long bad : {xp_long{-1}, xp_long{1} << 60}) EXPECT_EQ(OMset_array_size(array, bad), 0);
 }

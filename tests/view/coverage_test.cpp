@@ -62,46 +62,40 @@ TEST_F(ViewTest, CoversPixels) {
 }
 
 TEST_F(ViewTest, NumbersOfAnySizeEnd) {
-    for (const float size : {1e20F, 3e38F}) {
-        const OMobj_id mesh =
-            make_cells("mesh", {-size, 3, -size, size, -3, size, 5, size, 0, 2, -size, -size, 1, 1, 0},
-                       {{"Tri", {0, 1, 2, 1, 2, 3, 0, 2, 4}},
-                        {"Line", {0, 1, 2, 3, 3, 4}},
-                        {"Point", {0, 1, 2}},
-                        {"Tet", {0, 1, 2, 4}}});
+    for (const float size : {1e20F, 3e38F})
         for (const double fptr : {0.0, 1.0, 1e300}) {
+            const OMobj_id mesh =
+                make_cells("mesh", {-size, 3, -size, size, -3, size, 5, size, 0, 2, -size, -size, 1, 1, 0},
+                           {{"Tri", {0, 1, 2, 1, 2, 3, 0, 2, 4}}, {"Line", {0, 1, 2, 3, 3, 4}}, {"Tet", {0, 1, 2, 4}}});
+            set_size(8, 8);
             set_real("fptr", fptr);
             draw({mesh});
             host::destroy(host::find(instance, "xform"));
             draw({mesh});
-            set_size(8, 8);
         }
-    }
 }
 
 TEST_F(ViewTest, TrianglesOfASurfaceShareNoPixelAndLeaveNone) {
-    constexpr int kCells = 6;
-    constexpr int kPixels = 24;
+    constexpr int kCells = 6, kPixels = 24;
     std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same mesh every time
     set_size(kPixels, kPixels);
     std::vector<float> coord;
-    for (int j = 0; j <= kCells; ++j)
-        for (int i = 0; i <= kCells; ++i) {
+    for (int node = 0; node < (kCells + 1) * (kCells + 1); ++node) {
+        for (const int at : {node % (kCells + 1), node / (kCells + 1)}) {
             // sixteenths of a pixel: edges often pass through centres
-            const auto jitter = [&] { return static_cast<float>(static_cast<int>(random() % 33) - 16) / 16; };
-            const bool inner = i % kCells != 0 && j % kCells != 0;
-            coord.insert(coord.end(), {static_cast<float>(4 * i) + (inner ? jitter() : 0),
-                                       static_cast<float>(4 * j) + (inner ? jitter() : 0), 0});
+            const int jitter = at % kCells == 0 ? 0 : static_cast<int>(random() % 33) - 16;
+            coord.push_back(static_cast<float>(64 * at + jitter) / 16);
         }
+        coord.push_back(0);
+    }
     std::vector<int> times(kPixels * kPixels);
-    for (xp_long j = 0; j < kCells; ++j)
-        for (xp_long i = 0; i < kCells; ++i) {
-            const xp_long a = j * (kCells + 1) + i, b = a + 1, c = a + kCells + 2, d = a + kCells + 1;
-            for (const auto& triangle : {std::vector{a, b, c}, std::vector{a, c, d}}) {
-                const Picture one = draw({make_cells("mesh", coord, {{"Tri", triangle}})});
-                for (std::size_t p = 0; p < times.size(); ++p) times[p] += one.depths[p] > 0 ? 1 : 0;
-            }
+    for (xp_long cell = 0; cell < kCells * kCells; ++cell) {
+        const xp_long a = cell / kCells * (kCells + 1) + cell % kCells, c = a + kCells + 2;
+        for (const xp_long b : {a + 1, c - 1}) {
+            const Picture one = draw({make_cells("mesh", coord, {{"Tri", {a, b, c}}})});
+            for (std::size_t p = 0; p < times.size(); ++p) times[p] += one.depths[p] > 0 ? 1 : 0;
         }
+    }
     EXPECT_EQ(times, std::vector<int>(kPixels * kPixels, 1));
 }
 
