@@ -4,7 +4,21 @@
 namespace zam::host {
 namespace {
 
-using Objects = HostTest;
+struct Objects : HostTest {
+    /// A reference that owns what it refers to.
+    static OMobj_id owner(OMobj_id parent, const char* name, OMobj_id target) {
+        const OMobj_id holder = create(parent, name, Kind::unset);
+        OMset_obj_ref_mode(holder, 1);
+        OMset_obj_ref(holder, target);
+        return holder;
+    }
+    OMobj_id create_field(const char* made_of = "Mesh_Unif Node_Data") const {
+        return got<OMobj_id>(
+                   [&](OMobj_id parent, OMobj_id* field) { return FLDcreate(parent, field, 0, "field", made_of); },
+                   module)
+            .value_or(OMnull_obj());
+    }
+};
 
 TEST_F(Objects, PathsLeadWhereTheySay) {
     const OMobj_id group = add("group", Kind::group);
@@ -93,9 +107,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
 
 TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
     const OMobj_id group = add("group", Kind::group);
-    const OMobj_id inner = create(group, "inner", Kind::unset);
-    OMset_obj_ref_mode(inner, 1);
-    OMset_obj_ref(inner, group);
+    const OMobj_id inner = owner(group, "inner", group);
     EXPECT_GT(stamp(group), 0);  // ends although it goes in a circle
     OMset_obj_ref(inner, OMnull_obj());
     EXPECT_EQ(OMvalid_obj(inner), 1);
@@ -105,34 +117,26 @@ TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
 }
 
 TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
-    const OMobj_id out = add("out", Kind::field);
-    OMset_obj_ref_mode(out, 1);
-    OMobj_id first{};
-    OMobj_id second{};
-    ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
-    OMset_obj_ref(out, first);
-    ASSERT_EQ(FLDcreate(module, &second, 0, "Output_Field", "Mesh_Struct Node_Data"), 1);
+    const OMobj_id first = create_field();
+    const OMobj_id out = owner(module, "out", first);
+    const OMobj_id second = create_field("Mesh_Struct Node_Data");
     EXPECT_EQ(got<OMobj_id>(OMget_obj_val, out)->word[0], first.word[0]);
-    EXPECT_EQ(find(module, "Output_Field").word[0], second.word[0]);
+    EXPECT_EQ(find(module, "field").word[0], second.word[0]);
     EXPECT_EQ(children(module).size(), 2U);
     OMset_obj_ref(out, second);
     EXPECT_EQ(OMvalid_obj(first), 0);
-    ASSERT_EQ(FLDcreate(module, &first, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
+    const OMobj_id third = create_field();
     destroy(out);
     EXPECT_EQ(OMvalid_obj(second), 0);
     // what the replaced field owned may not take the new one with it
-    const OMobj_id owner = create(first, "owner", Kind::unset);
-    OMset_obj_ref_mode(owner, 1);
     const OMobj_id owned = create(root(), "owned", Kind::group);
-    OMset_obj_ref(owner, owned);
-    const OMobj_id back = create(owned, "back", Kind::unset);
-    OMset_obj_ref_mode(back, 1);
-    OMset_obj_ref(back, module);
-    ASSERT_EQ(FLDcreate(module, &second, 0, "Output_Field", "Mesh_Unif Node_Data"), 1);
-    EXPECT_EQ(path(second), "module.Output_Field");
+    owner(third, "owner", owned);
+    owner(owned, "back", module);
+    EXPECT_EQ(path(create_field()), "module.field");
     EXPECT_EQ(OMvalid_obj(owned), 0);
-    EXPECT_EQ(FLDcreate(module, &first, 0, "x", "Mesh_Round Node_Data"), 0);
-    EXPECT_EQ(FLDcreate(add("number", Kind::integer), &first, 0, "x", "Mesh_Unif Node_Data"), 0);
+    EXPECT_EQ(OMvalid_obj(create_field("Mesh_Round Node_Data")), 0);
+    module = add("number", Kind::integer);
+    EXPECT_EQ(OMvalid_obj(create_field()), 0);
 }
 
 TEST_F(Objects, EverySettingIsAChange) {
