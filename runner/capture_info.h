@@ -8,8 +8,8 @@ namespace zam::runner {
 /// Whether a file begins as capture files do, with ten digits: a width and a height.
 bool is_capture_file(const FileStart& file);
 
-/// Gives a field what is told of the file: dims, and each component with its range. Pixels are read in blocks and not
-/// kept.
+/// Gives a field what `zam info` prints of the file: dims, and each component with its range. Pixels are read in blocks
+/// and not kept.
 Description describe_capture(const FileStart& file, OMobj_id field);
 
 }  // namespace zam::runner

@@ -19,14 +19,14 @@ struct FileStart {
 };
 constexpr std::size_t kFileStartBytes = 4096;
 
-/// What is told of a file beside a field.
+/// What is printed of a file besides a field.
 struct Description {
     std::string fault;    // what is wrong with the file, in place of all else; empty: nothing
     std::string samples;  // how many, and where; empty: it has none
     std::string warning;  // what a person should look at; empty: nothing
 };
 
-/// One kind of file. A new kind is a row of the table in file_kinds.cpp, in front of the kinds that are less sure.
+/// One kind of file. A new kind is a row of the table in file_kinds.cpp, before the kinds that are less sure.
 struct FileKind {
     std::string_view name;  // for people: "field file"
     bool (*matches)(const FileStart& file);
@@ -35,8 +35,8 @@ struct FileKind {
     std::vector<std::pair<std::string_view, session::Value>> (*parameters)(const FileStart& file);
     std::string_view output;  // the field that it writes
     std::string_view time;    // the text or real that it writes, the time of the data; empty: none
-    /// For files that are described without a run of a module, in place of the four above: fills a field with what is
-    /// told of it.
+    /// For files that are described without a run of a module, in place of the four above: fills a field with what
+    /// is printed of it.
     Description (*describe)(const FileStart& file, OMobj_id field) = nullptr;
 };
 

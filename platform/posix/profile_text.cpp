@@ -81,7 +81,7 @@ struct Spot {
     std::size_t section_end = 0;  // after its last line that is not blank
 };
 
-/// Lines in front of the first section belong to the one without a name.
+/// Lines before the first section belong to the one without a name.
 Spot find_spot(std::string_view text, std::string_view section, std::string_view key) {
     Spot spot{.section = section.empty(), .entry = {}, .section_end = begin_of(text)};
     Lines lines(text);

@@ -96,7 +96,7 @@ private:
 /// has been already, are left out: nobody could see them, but a line that circles has millions.
 class PathWriter {
 public:
-    /// @param dot  what nobody can see
+    /// @param dot  a length too short to be seen
     PathWriter(const Positions& positions, double dot, OutputFile& file)
         : positions_(positions), dot_(dot), file_(file) {}
 

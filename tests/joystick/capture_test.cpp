@@ -46,7 +46,7 @@ TEST_F(Capture, ComparesWithTheRestPosition) {
         set_real(instance, "threshold", std::stod(threshold));
         move(1, kRest);
         begin();
-        poll();  // the first may tell of the throttle
+        poll();  // the first may report the throttle
         std::string changed = std::to_string(poll());
         move(1, position);
         for (int i = 0; i < 3; ++i) changed += std::to_string(poll());

@@ -149,7 +149,7 @@ int ZAM_LIB_QELjoyCapture::del_event(unsigned /*event_mask*/, int /*seq*/) {
     return 1;
 }
 
-/// Ends a registration that event_on and event_interval do not tell of any more, because others changed them: the host
+/// Ends a registration that event_on and event_interval no longer show, because others changed them: the host
 /// must not call an instance that is gone.
 void ZAM_LIB_QELjoyCapture::take_registration_back() {
     if (registered_) EVdel_select(EV_PERIODIC, 0, QELjoyCaptureEventUpdate, 0, this, *registered_);
