@@ -13,61 +13,25 @@
 #include "modules/zam/revolve_c.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
 
 constexpr std::int64_t kMegabyte = 1 << 20;
 
-struct SystemFile {
-    const char* name;
-    const char* text;
-};
-
-const struct {
-    const char* name;
-    std::vector<SystemFile> files;
-    std::int64_t free, group;
-} kSystems[] = {
-    {"no files", {}, kNoLimit, kNoLimit},
-    {"machine", {{"proc/meminfo", "MemTotal:  900 kB\nMemFree: 9 kB\nMemAvailable:   70 kB\n"}}, 70 * 1024, kNoLimit},
-    {"version 2, the files' pages dropped",
-     {{"proc/self/cgroup", "0::/a/b\n"},
-      {"sys/fs/cgroup/a/b/memory.max", "1000\n"},
-      {"sys/fs/cgroup/a/b/memory.current", "900\n"},
-      {"sys/fs/cgroup/a/b/memory.stat", "anon 500\ninactive_anon 70\ninactive_file 100\nactive_file 50\n"}},
-     kNoLimit,
-     250},
-    {"version 2, limited above",
-     {{"proc/self/cgroup", "1:name=systemd:/x\n0::/a/b\n"},
-      {"sys/fs/cgroup/a/b/memory.max", "max\n"},
-      {"sys/fs/cgroup/a/b/memory.current", "900\n"},
-      {"sys/fs/cgroup/a/memory.max", "5000\n"},
-      {"sys/fs/cgroup/a/memory.current", "4000\n"}},
-     kNoLimit,
-     1000},
-    {"version 2, a container's own root",
-     {{"proc/self/cgroup", "0::/\n"}, {"sys/fs/cgroup/memory.max", "300\n"}, {"sys/fs/cgroup/memory.current", "400\n"}},
-     kNoLimit,
-     0},
-    {"version 1, a path from outside",
-     {{"proc/self/cgroup", "9:cpu,memory:/docker/12\n8:pids:/\n"},
-      {"sys/fs/cgroup/memory/memory.limit_in_bytes", "2000\n"},
-      {"sys/fs/cgroup/memory/memory.usage_in_bytes", "1500\n"},
-      {"sys/fs/cgroup/memory/memory.stat", "cache 9\ninactive_file 7\ntotal_inactive_file 30\ntotal_active_file 20\n"}},
-     kNoLimit,
-     550},
-};
-
 TEST(Available, FollowsTheSystemsFiles) {
-    for (const auto& system : kSystems) {
+    const auto limit = [](std::int64_t bytes) { return bytes == kNoLimit ? "-" : std::to_string(bytes); };
+    for (const auto& system : load_text_cases(ZAM_TEST_DATA "/systems.test", ">=?")) {
         const ScratchDirectory root;
-        for (const auto& file : system.files) {
-            std::filesystem::create_directories(std::filesystem::path(root.file(file.name)).parent_path());
-            root.write(file.name, file.text);
+        for (const auto& file : system.list('=')) {
+            const auto end = file.find(' ');
+            const auto name = file.substr(0, end);
+            std::filesystem::create_directories(std::filesystem::path(root.file(name)).parent_path());
+            root.write(name, file.substr(end + 1) + "\n");
         }
-        EXPECT_EQ(free_memory(root.path()), system.free) << system.name;
-        EXPECT_EQ(group_memory(root.path()), system.group) << system.name;
+        EXPECT_EQ(limit(free_memory(root.path())) + " " + limit(group_memory(root.path())) + "\n", system.text('?'))
+            << system.name;
     }
 }
 
