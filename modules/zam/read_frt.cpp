@@ -1,12 +1,12 @@
 // Fortran-record grids: reads a structured grid with node data from a file that a Fortran program wrote without format.
-// Reads frt_fname. Writes out, a field with coordinates and a component of veclen 1 for each data record, and time.
+// Reads frt_fname. Writes out, a field with coordinates and a component of veclen 1 per data record, and time.
 #include "modules/zam/read_frt.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <new>
 
+#include "base/file_handle.h"
 #include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
@@ -88,7 +88,7 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
     // deliberate: the two widths have texts of their own, one without its full stop
     xp_long length = file.marker({{"Error! read time header.", "Error! byte swap failed - time header."},
                                   {"Error! read data header.", "Error! byte swap failed - time header"}});
-    if (length <= kLongestTime) {
+    if (length <= kMaxTimeBytes) {
         const double time = read_time(file, length);
         OMset_name_real_val(instance, OMstr_to_name("time"), time);  // an instance may do without it
         constexpr ValueTexts kTexts{"Error! read data header.", "Error! byte swap failed - data header."};
@@ -102,7 +102,7 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
 int update(OMobj_id instance) {
     const auto name = zam::copy_text(instance, "frt_fname");
     if (!name) return report(kError, "ERROR : read_frt : filename == NULL.\n");
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(FILEfopen(name.get(), "rb"), std::fclose);
+    const zam::FileHandle file(FILEfopen(name.get(), "rb"));
     if (!file) return report(kError, "ERROR : Could not Open File.\n");
     if (const char* warning = read_file(file.get(), instance)) report(kWarning, warning);
     return 1;

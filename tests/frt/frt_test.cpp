@@ -7,6 +7,7 @@
 #include <fstream>
 #include <numeric>
 
+#include "base/file_handle.h"
 #include "modules/support/memory_budget.h"
 #include "modules/zam/read_frt.h"
 #include "modules/zam/readers/frt_grid.h"
@@ -214,7 +215,7 @@ GridBytes whole_file(const Form& form) {
     file.component(samples, {header, "Error! read data.", "Error! read data."});
     const std::string further = "Warning! cannot read data: veclen > 1";
     file.component(samples, {"", further, further});
-    // the search for the layout looks at eight bytes, or behind the integers of 8 bytes
+    // the search for the layout looks at eight bytes, or after the integers of 8 bytes
     const bool at_once = form.integer == 4 || (form.marker == 8 && form.swapped);
     std::fill_n(file.messages.begin(), at_once ? 8 : 12 + 8 * form.dims.size(), "Error! read header.");
     std::fill_n(file.messages.begin(), 4, "Can't read header information.");
@@ -253,7 +254,7 @@ TEST_F(FortranGrids, ThatShrinkWhileTheyAreReadGiveTheSameMessage) {
         const GridBytes file = whole_file(form);
         for (std::size_t size = 0; size < file.messages.size(); ++size) {
             if (!file.messages[size].ends_with("coords.")) continue;
-            const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+            const FileHandle stream(std::tmpfile());
             std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
             frt::RecordFile records(stream.get());
             records.detect_layout();
@@ -305,7 +306,7 @@ std::string words(const std::vector<std::int32_t>& values) {
     for (const auto value : values) file.put(value);
     return file.bytes;
 }
-/// A data record whose length is that of no component, and so many words behind its marker.
+/// A data record whose length is that of no component, and so many words after its marker.
 std::string odd_data(std::size_t count) { return plane().marker(40).bytes + std::string(4 * count, 'x'); }
 
 const std::string kUnexpected = "Error! Unexpected header size.";
@@ -371,7 +372,7 @@ TEST_F(FortranGrids, ThatLieAboutThemselves) {
 
 TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
     const GridBytes file = plane(2);
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> stream(std::tmpfile(), std::fclose);
+    const FileHandle stream(std::tmpfile());
     std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
     frt::RecordFile records(stream.get());
     records.detect_layout();
@@ -387,14 +388,6 @@ TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
 }
 
 // --- Hosts that refuse ---
-
-TEST_F(FortranGrids, FilesThatDoNotOpen) {
-    EXPECT_EQ(read("none.dat") + read(::testing::TempDir()), 0);
-    host::destroy(host::find(instance, "frt_fname"));
-    EXPECT_EQ(ZAMread_frt(instance, 0, 0), 0);
-    const std::string closed = "ERROR : Could not Open File.\n";
-    EXPECT_EQ(reports, (Texts{closed, closed, "ERROR : read_frt : filename == NULL.\n"}));
-}
 
 TEST_F(FortranGrids, KeepWhatWasReadBeforeAFailure) {
     ASSERT_EQ(read_bytes(plane().bytes), 0);  // what came before the fault stays

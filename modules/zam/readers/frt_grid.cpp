@@ -8,10 +8,10 @@
 namespace zam::frt {
 namespace {
 
-constexpr xp_long kMostNodes = xp_long{1} << 48;  // more than any file holds; byte counts of as many fit in 64 bits
+constexpr xp_long kMaxNodes = xp_long{1} << 48;  // more than any file holds; byte counts of as many fit in 64 bits
 constexpr xp_long kFloatBytes = 4;
 constexpr xp_long kBlockBytes = xp_long{1} << 17;  // blocks of three axes stay in the second-level cache
-constexpr std::size_t kMostComponents = 1024;
+constexpr std::size_t kMaxComponents = 1024;
 
 // --- Coordinates ---
 
@@ -88,7 +88,7 @@ GridShape read_shape(RecordFile& file) {
     }
     require(file.skip_marker(), "Error! read ijkmax footer.");
     for (const xp_long dim : shape.dims) {
-        require(dim <= kMostNodes / shape.nnodes, kAxisTexts[0].allocate);
+        require(dim <= kMaxNodes / shape.nnodes, kAxisTexts[0].allocate);
         shape.nnodes *= dim;
     }
     return shape;
@@ -155,7 +155,7 @@ bool fits_node_data(xp_long words, xp_long nnodes) {
            words % (2 * (nnodes + 2)) == 0;
 }
 
-/// Reads the values of a component and its trailing marker. Values behind the end of the file are zeros.
+/// Reads the values of a component and its trailing marker. Values after the end of the file are zeros.
 void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentTexts& texts, MemoryBudget& memory,
                     OutArray<std::byte>& values) {
     const bool floats = type == DTYPE_FLOAT;
@@ -180,18 +180,18 @@ void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentT
     require(held == size && file.skip_marker(), texts.read);
 }
 
-/// Reads the components behind the first one.
+/// Reads the components after the first one.
 /// @return why it stopped; null at the end of the file
 const char* read_further_components(RecordFile& file, xp_long nnodes, MemoryBudget& memory, NodeData& data) {
     const xp_long bytes = nnodes * static_cast<xp_long>(type_size(data.type));
     try {
         for (;;) {
-            // without a text: a file that ends here ends well
-            const xp_long length = file.marker({{nullptr, kFurther.swap}, {nullptr, kFurther.swap}});
-            require(length == bytes, "Warning! error in read data : veclen > 1\n");
+            const auto length = file.next_marker(kFurther.swap);
+            if (!length) return nullptr;  // a file that ends here ends well
+            require(*length == bytes, "Warning! error in read data : veclen > 1\n");
             // deliberate: counted before it is read, and so also when it cannot be
             data.components.emplace_back();
-            require(data.components.size() < kMostComponents, "Can't read more veclen data (internal limit over).");
+            require(data.components.size() < kMaxComponents, "Can't read more veclen data (internal limit over).");
             read_component(file, nnodes, data.type, kFurther, memory, data.components.back());
         }
     } catch (const Failure& end) {
@@ -211,7 +211,7 @@ NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length
     }
     data.type = length == nnodes * 4 ? DTYPE_FLOAT : DTYPE_DOUBLE;
     require(length <= file.remaining(), kFirst.read);
-    data.components.reserve(kMostComponents);
+    data.components.reserve(kMaxComponents);
     read_component(file, nnodes, data.type, kFirst, memory, data.components.emplace_back());
     data.warning = read_further_components(file, nnodes, memory, data);
     return data;

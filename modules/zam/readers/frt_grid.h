@@ -1,4 +1,4 @@
-// The grid in a file of Fortran records: dims, coordinates, perhaps a time, then one record a component of node data.
+// The grid in a file of Fortran records: dims, coordinates, perhaps a time, then one record per component of node data.
 #pragma once
 
 #include <array>
@@ -30,11 +30,11 @@ GridShape read_shape(RecordFile& file);
 /// @throws Failure; nothing has been allocated that the file does not hold
 OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, MemoryBudget& memory);
 
-/// The longest record behind the coordinates that is a time rather than node data, in bytes.
-constexpr xp_long kLongestTime = 32;
+/// The longest record after the coordinates that is a time rather than node data, in bytes.
+constexpr xp_long kMaxTimeBytes = 32;
 
 /// Reads the contents of the time record and its trailing marker.
-/// @param length  of the record; what is in it behind the time is passed over
+/// @param length  of the record; what is in it after the time is passed over
 float read_time(RecordFile& file, xp_long length);
 
 /// Components of node data, each of veclen 1. One that could not be read whole has zeros where nothing was read, or,

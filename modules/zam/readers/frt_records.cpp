@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include "base/byte_order.h"
 #include "platform/large_file.h"
@@ -71,7 +72,7 @@ bool RecordFile::read(void* to, xp_long bytes) {
     if (stream_position_ != position_ && platform::seek(stream_, position_, SEEK_SET) != 0) return false;
     const auto size = static_cast<std::size_t>(bytes);
     if (std::fread(to, 1, size, stream_) != size) {
-        stream_position_ = -1;  // the file has changed under us; nobody knows where the stream is
+        stream_position_ = -1;  // the file has changed meanwhile; where the stream stands is unknown
         return false;
     }
     position_ += bytes;
@@ -117,9 +118,25 @@ void RecordFile::detect_layout() {
     go_to(0);
 }
 
+template <int kWidth>
+std::optional<xp_long> RecordFile::read_marker(const char* swap_failure) {
+    using Bytes = std::array<std::uint8_t, 8>;
+    std::conditional_t<kWidth == 4, std::int32_t, Bytes> stored{};
+    if (!read(&stored, sizeof stored)) return std::nullopt;
+    require(to_native(kWidth == 4 ? "int" : "byte8", &stored, sizeof stored), swap_failure);
+    if constexpr (kWidth == 4) return stored;
+    if constexpr (kWidth == 8) return little_endian(stored);
+}
+
+std::optional<xp_long> RecordFile::next_marker(const char* swap_failure) {
+    return layout_.marker_width == 4 ? read_marker<4>(swap_failure) : read_marker<8>(swap_failure);
+}
+
 xp_long RecordFile::marker(const MarkerTexts& texts) {
-    if (layout_.marker_width == 4) return value<std::int32_t>("int", texts.narrow);
-    return little_endian(value<std::array<std::uint8_t, 8>>("byte8", texts.wide));
+    const ValueTexts& text = layout_.marker_width == 4 ? texts.narrow : texts.wide;
+    const auto length = next_marker(text.swap);
+    require(length.has_value(), text.read);
+    return *length;
 }
 
 }  // namespace zam::frt

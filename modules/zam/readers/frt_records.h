@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string_view>
 
 #include "contract/types.h"
@@ -53,7 +54,7 @@ struct Layout {
 /// anything is allocated for it.
 class RecordFile {
 public:
-    /// The stream is only borrowed, and nobody has read of it. It is made unbuffered: nearly all bytes go to where
+    /// The stream is only borrowed, not yet read. It is made unbuffered: nearly all bytes go to where
     /// they are wanted in large blocks, without a copy on the way.
     explicit RecordFile(std::FILE* stream);
 
@@ -88,8 +89,13 @@ public:
 
     /// Reads a marker: the length of a record in bytes. Whoever wrote the file may have put any number there.
     xp_long marker(const MarkerTexts& texts);
+    /// As marker(), but `nullopt` if the file ends before it.
+    std::optional<xp_long> next_marker(const char* swap_failure);
 
 private:
+    template <int kWidth>
+    std::optional<xp_long> read_marker(const char* swap_failure);
+
     std::FILE* stream_;
     xp_long length_;
     xp_long position_ = 0;         // of the next read
