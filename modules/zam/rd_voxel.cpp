@@ -1,17 +1,17 @@
-// Voxel text reader: scattered samples, a line each as x, y, z and values, become a uniform 3-D field.
-// Reads filename, iheader, null_value, timekey. Writes outfld (a float component a value column) and time_label.
+// Voxel text reader: scattered samples, one per line as x, y, z and values, become a uniform 3-D field.
+// Reads filename, iheader, null_value, timekey. Writes outfld (a float component per value column) and time_label.
 // Extent and spacing of the grid come from the samples; nodes without a sample have the null value.
 #include "modules/zam/rd_voxel.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
@@ -36,8 +36,6 @@ constexpr const char* kUnexpected = "Unexpected error\n";
 
 // --- Parameters ---
 
-using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
-
 struct Params {
     zam::HostText name;
     OMobj_id field;  // the output
@@ -60,7 +58,7 @@ std::optional<Params> read_params(OMobj_id instance) {
 
 // --- Output ---
 
-using Columns = std::vector<OutArray<float>>;  // one array a value column
+using Columns = std::vector<OutArray<float>>;  // one array per value column
 
 std::optional<Columns> allocate_columns(const Grid& grid, std::size_t count) {
     Columns columns;
@@ -128,7 +126,7 @@ bool read_voxels(std::FILE* file, const Params& params, std::string& time_label)
 int update(OMobj_id instance) {
     const auto params = read_params(instance);
     if (!params) return 0;
-    const File file(FILEfopen(params->name.get(), "rt"), std::fclose);
+    const zam::FileHandle file(FILEfopen(params->name.get(), "rt"));
     if (!file) {
         ERRerror(kLabel, 1, kErrorFlags, "Cannot open filename.: %s", params->name.get());
         return 0;

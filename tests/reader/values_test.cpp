@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <memory>
 
+#include "base/file_handle.h"
 #include "contract/types.h"
 #include "embedded/host.h"
 #include "modules/zam/ld_rdfld/ascii_values.h"
@@ -15,13 +15,8 @@
 namespace zam::ldrf {
 namespace {
 
-struct CloseTemporary {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using Temporary = std::unique_ptr<std::FILE, CloseTemporary>;
-
-Temporary file_with(const std::string& bytes) {
-    Temporary file(std::tmpfile());
+FileHandle file_with(const std::string& bytes) {
+    FileHandle file(std::tmpfile());
     std::fwrite(bytes.data(), 1, bytes.size(), file.get());
     return file;
 }
@@ -30,7 +25,7 @@ Temporary file_with(const std::string& bytes) {
 struct Words {
     explicit Words(const std::string& text) : file(file_with(text)) { bytes.attach(file.get()); }
 
-    Temporary file;
+    FileHandle file;
     FileBytes bytes;
     AsciiCursor cursor{bytes};
 };
@@ -125,7 +120,7 @@ KeptNodes line(xp_long count, xp_long keep = 1) {
 }
 
 TEST(Decoding, TypesThatCannotBeDecodedSaySo) {
-    const Temporary file = file_with("12345678");
+    const FileHandle file = file_with("12345678");
     std::byte value[8];
     const auto read = [&](const Encoding& encoding, const KeptNodes& kept) {
         ValueReader reader;
@@ -172,7 +167,7 @@ const ShortCase kShort[] = {
 
 TEST(Decoding, ShortReadSaysHowMuchWasThere) {
     for (const ShortCase& test : kShort) {
-        const Temporary file = file_with(std::string(static_cast<std::size_t>(test.bytes), 'x'));
+        const FileHandle file = file_with(std::string(static_cast<std::size_t>(test.bytes), 'x'));
         ValueReader reader;
         reader.attach(file.get());
         reader.begin({.stride = test.stride}, {DTYPE_INT, false, test.swap});

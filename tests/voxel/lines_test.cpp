@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "modules/zam/readers/voxel_grid.h"
 #include "modules/zam/readers/voxel_lines.h"
 #include "modules/zam/readers/voxel_numbers.h"
@@ -53,7 +54,7 @@ TEST(VoxelLines, ComeWholeWhateverTheBlocks) {
         expected.push_back(line.substr(0, kMaxLine));
     }
     expected.emplace_back("end");
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+    const FileHandle file(std::tmpfile());
     ASSERT_EQ(std::fwrite((bytes + "end and more").data(), 1, bytes.size() + 12, file.get()), bytes.size() + 12);
     LineSource source(file.get(), static_cast<xp_long>(bytes.size() + 3));  // what the file has grown by is not read
     for (int pass = 0; pass < 2; ++pass) {

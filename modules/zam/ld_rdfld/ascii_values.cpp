@@ -80,7 +80,7 @@ void AsciiCursor::take_window() {
     end_ = at_ + window.size();
 }
 
-/// Reads on behind what is left; false when nothing was added.
+/// Reads on after what is left; false when nothing was added.
 bool AsciiCursor::refill() {
     if (at_end_of_file_) return false;
     bytes_.seek(position());

@@ -11,11 +11,11 @@ constexpr std::ptrdiff_t kMaxNumberLength = 1024;
 /// Reads one number from the start of a text: optional sign, decimal digits, fraction, exponent with E or Fortran's D;
 /// "nan" and "inf" for reals. Integers may be written as reals and are truncated; beyond the range of an int they are
 /// refused, and what is narrower than an int takes the low bytes.
-/// @return behind the number, or null when there is none
+/// @return the place after the number; null if there is none
 template <class T>
 const char* parse_number(const char* first, const char* last, T& value);
 
-/// Walks over the words of a file from where `bytes` stands, which nobody else reads meanwhile.
+/// Walks over the words of a file from where `bytes` stands; nothing else may read it meanwhile.
 class AsciiCursor {
 public:
     explicit AsciiCursor(FileBytes& bytes) : bytes_(bytes) { take_window(); }
@@ -29,7 +29,7 @@ public:
     template <class T>
     bool read(T& value);
 
-    /// Position in the file behind the last word.
+    /// Position in the file after the last word.
     xp_long position() const { return bytes_.position() + static_cast<xp_long>(at_ - bytes_.window().data()); }
 
 private:

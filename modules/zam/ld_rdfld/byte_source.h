@@ -19,7 +19,7 @@ constexpr xp_long far_sum(xp_long a, xp_long b) { return a < kFarPosition - b ? 
 /// The bytes of a file through one buffer, which moving about within it keeps.
 class FileBytes {
 public:
-    /// Goes to the start of a file. It is only borrowed, and moved by no one else until the next attach().
+    /// Goes to the start of a file. It is only borrowed, and must not be moved until the next attach().
     void attach(std::FILE* file);
 
     xp_long length() const { return length_; }
@@ -62,7 +62,7 @@ public:
     std::size_t read(std::byte* to, std::size_t size);
     /// Passes over `bytes` >= 0. @return how many there are before the source ends
     xp_long skip(xp_long bytes);
-    /// Position in the file at which whatever follows these values begins: of records, behind the current one.
+    /// Position in the file at which whatever follows these values begins: of records, after the current one.
     xp_long end_position() const;
 
     /// The file itself, for text.

@@ -28,7 +28,7 @@ constexpr int kMaxCoordSources = 10;
 constexpr int kMaxVariableSources = 64;
 constexpr int kMaxCropAxes = 3;
 constexpr int kMaxSteps = 1'000'000;       // some 200 MB of step tables; a header that asks for more is refused
-constexpr int kMaxComponents = 1'000'000;  // values a node or a point may have: bounds the extent and range tables
+constexpr int kMaxComponents = 1'000'000;  // values that a node or a point may have: bounds the extent and range tables
 constexpr int kMaxTimeTextLength = 63;
 
 constexpr int kCropNotSet = INT_MIN;

@@ -7,15 +7,13 @@
 #include <string_view>
 
 #include "header_grammar.hpp"
-#include "modules/support/report.h"
 #include "modules/zam/ld_rdfld/header_scanner.h"
 #include "modules/zam/ld_rdfld/header_statements.h"
+#include "modules/zam/ld_rdfld/reports.h"
 #include "platform/large_file.h"
 
 namespace zam::ldrf {
 namespace {
-
-constexpr Reporter report{.label = "Read Field", .flags = 2};
 
 /// The value of a line "nstep = 12", 0 when it has none.
 xp_long step_value(std::string_view line) {
@@ -73,7 +71,7 @@ bool parse_statements(std::FILE* file) {
     const Scanner scanner(file);
     if (LDRF_yyparse() == kStatementFailed) return false;
     if (!token_was_too_long()) return true;
-    header_model().error = "a word of more than " + std::to_string(kLongestToken) + " characters";
+    header_model().error = "a word of more than " + std::to_string(kMaxTokenLength) + " characters";
     return false;
 }
 
@@ -85,7 +83,7 @@ bool complete_model() {
     return fit_rows(model) == 1;
 }
 
-/// Everything behind the first line.
+/// Everything after the first line.
 /// @return whether the model is complete; if not, it says why, or that has been reported
 bool read_model(std::FILE* file, int start) {
     reset_statements();
@@ -113,13 +111,13 @@ int count_steps(std::FILE* file) {
     }
     std::rewind(file);
     const xp_long steps = std::max({xp_long{1}, ends, value});
-    if (steps > kMaxSteps) return report.fail("A field file has at most %d time steps", kMaxSteps);
+    if (steps > kMaxSteps) return kReport.fail("A field file has at most %d time steps", kMaxSteps);
     return static_cast<int>(steps);
 }
 
 std::unique_ptr<HeaderModel> read_header(std::FILE* file, const char* name, int start) {
     if (!has_right_first_line(file)) {
-        report.fail("File is not an AVS field file? (\"# AVS\" in first line)");
+        kReport.fail("File is not an AVS field file? (\"# AVS\" in first line)");
         return nullptr;
     }
     bool complete = false;
@@ -127,7 +125,7 @@ std::unique_ptr<HeaderModel> read_header(std::FILE* file, const char* name, int 
     if (complete) return copy_header(header_model());
     const std::string& error = header_model().error;
     // An empty text: memory ran out, which has been reported.
-    if (!error.empty()) report.fail("Problem reading file %s: %s", name, error.c_str());
+    if (!error.empty()) kReport.fail("Problem reading file %s: %s", name, error.c_str());
     return nullptr;
 }
 

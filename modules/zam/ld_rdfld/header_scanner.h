@@ -6,7 +6,7 @@
 namespace zam::ldrf {
 
 /// A single word, number or quoted text of a header may have this many bytes; the scanner's buffer grows up to there.
-constexpr int kLongestToken = 16 << 20;
+constexpr int kMaxTokenLength = 16 << 20;
 
 /// Whether the header ended early because of a longer one, since LDRF_yylex_destroy.
 bool token_was_too_long();

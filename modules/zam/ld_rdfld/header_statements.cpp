@@ -391,7 +391,7 @@ bool end_repeat() {
     }
     if (block == 0) return fail("Can not find EOT.");
 
-    // A block longer than what is left of nstep stays as it is; one behind nstep, too.
+    // A block longer than what is left of nstep stays as it is; one after nstep, too.
     const int repeats = (model.nstep - loop.start) / block;
     const int remainder = (model.nstep - loop.start) % block;
     LDRF_TRACE(" mod_count = %d  stepno = %d\n", remainder, model.nstep);

@@ -202,7 +202,7 @@ private:
 
     Parameters parameters_;
     FieldRead read_;
-    OwnedFile file_;
+    FileHandle file_;
     OMobj_id out_ = OMnull_obj();
     OMobj_id out_all_ = OMnull_obj();
     int check_ = kReadAtOnce;
@@ -210,7 +210,7 @@ private:
     bool reread_ = false;  // stored steps no longer hold what is wanted
 
     // put back in the reverse order, before what they hold ends
-    Kept<OwnedFile> kept_file_{parameters_, "file_ptr", file_};
+    Kept<FileHandle> kept_file_{parameters_, "file_ptr", file_};
     Kept<std::unique_ptr<KeptHeader>> kept_header_{parameters_, "RF_ptr", read_.header};
     Kept<std::unique_ptr<CoordinateCache>> kept_coordinates_{parameters_, "coord_ptr", read_.coordinates};
 };

@@ -35,7 +35,7 @@ struct ScheduledRead {
 };
 
 /// Sources are told apart by kind and number (from 1; 1 for time). A step without statements of a kind has those of the
-/// latest step before it; steps behind the last one that the header describes begin its statements anew. A read goes on
+/// latest step before it; steps after the last one that the header describes begin its statements anew. A read goes on
 /// where the source's latest read of the same file stopped, if that one kept the file open; otherwise it begins anew.
 class Schedule {
 public:

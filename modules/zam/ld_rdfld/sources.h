@@ -4,20 +4,15 @@
 #include <compare>
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "modules/zam/ld_rdfld/schedule.h"
 #include "modules/zam/ld_rdfld/value_reader.h"
 
 namespace zam::ldrf {
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
 
 /// The field file of a read: open, and its name for messages.
 struct FieldFile {
@@ -40,7 +35,7 @@ using ChainEnds = std::map<std::tuple<DataFormat, SourceKind, int, int>, std::ve
 /// A source of one step, opened: either the field file or a file of its own.
 struct OpenSource {
     std::FILE* file = nullptr;  // to read from
-    OwnedFile owned;            // when it is not the field file
+    FileHandle owned;           // when it is not the field file
     Placement placement;
 };
 

@@ -124,7 +124,7 @@ bool StepReader::open_positions(int step, std::vector<Opened>& opened) {
     return true;
 }
 
-/// Positions behind the inline values of all steps: axis after axis. Uniform fields may have a pair of corners an axis.
+/// Positions after the inline values of all steps: axis after axis. Uniform fields may have a pair of corners per axis.
 bool StepReader::open_inline_positions(std::vector<Opened>& opened) {
     if (schedule_.any(SourceKind::variable)) {
         if (header_.kind == kUniform) return true;
@@ -262,7 +262,7 @@ bool StepReader::read_positions(int step, const std::vector<Opened>& opened, Ste
     return true;
 }
 
-/// Reads one source an axis: along the axis for a rectilinear field, at every node for an irregular one.
+/// Reads one source per axis: along the axis for a rectilinear field, at every node for an irregular one.
 bool StepReader::fill_positions(int step, const std::vector<Opened>& opened, OutArray<float>& positions) {
     const bool rectilinear = header_.kind == kRectilinear;
     const auto nspace = static_cast<std::size_t>(header_.nspace);

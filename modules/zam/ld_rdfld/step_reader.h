@@ -12,8 +12,8 @@ namespace zam::ldrf {
 /// One step as read. The arrays are complete before the host sees any of them.
 struct StepData {
     OutArray<float> points;                       // uniform, rectilinear: nspace a point
-    OutArray<float> coord;                        // irregular: nspace a node
-    std::vector<OutArray<std::byte>> components;  // veclen of them, one value a node
+    OutArray<float> coord;                        // irregular: nspace per node
+    std::vector<OutArray<std::byte>> components;  // veclen of them, one value per node
     Row min_ext, max_ext;                         // nspace each; empty when the header gives none
     Row min_val, max_val;                         // veclen each; empty when the header gives none
     float time = 0.0F;

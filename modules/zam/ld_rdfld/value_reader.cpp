@@ -81,7 +81,7 @@ public:
         return start;
     }
 
-    /// Advances to the next row; false behind the last.
+    /// Advances to the next row; false after the last.
     bool next() {
         for (auto i = static_cast<std::size_t>(outer_); i < static_cast<std::size_t>(kept_.ndim); ++i) {
             if (++at_[i] < kept_.axis[i].count) return true;
@@ -251,7 +251,7 @@ xp_long ValueReader::end_position(xp_long nodes) {
         return words_->position();
     }
     if (placement_.file_type == kBinary) return far_sum(first_byte(placement_), end * wire_size(encoding_));
-    // the stride behind the last value may already lie in the next record
+    // the stride after the last value may already lie in the next record
     const xp_long last = end - (placement_.stride - 1);
     if (last > value_) bytes_.skip((last - value_) * wire_size(encoding_));
     return bytes_.end_position();

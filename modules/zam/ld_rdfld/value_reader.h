@@ -34,7 +34,7 @@ struct Fault {
 /// Reads sources one after another. Buffers live as long as the reader.
 class ValueReader {
 public:
-    /// Takes a file, which is borrowed, and moved by no one else until the next attach().
+    /// Takes a file, which is borrowed, and must not be moved until the next attach().
     void attach(std::FILE* file) { bytes_.attach(file); }
     /// Goes to the values of a source and step in that file.
     void begin(const Placement& placement, const Encoding& encoding);
@@ -49,8 +49,8 @@ public:
     /// Reads nodes 0 to nodes - 1 and keeps none.
     std::optional<Fault> read_and_drop(xp_long nodes);
 
-    /// Byte at which the next step of a source that is kept open begins, when this one has `nodes` nodes in all: behind
-    /// the last value and its stride, or behind the record that holds the last value. After that, only begin() goes on.
+    /// Byte at which the next step of a source that is kept open begins, when this one has `nodes` nodes in all: after
+    /// the last value and its stride, or after the record that holds the last value. After that, only begin() goes on.
     xp_long end_position(xp_long nodes);
 
 private:

@@ -20,7 +20,7 @@ struct GridAxis {
 
     /// Extent, step and node count from the coordinates of all samples, in the order of the file. The step is the last
     /// increase from a sample to the next.
-    /// @return nothing when the samples do not make an axis: fewer than two, no increase, something not finite, or a
+    /// @return `nullopt` if the samples do not make an axis: fewer than two, no increase, something not finite, or a
     ///         minimum or step out of the range of cell_at()
     static std::optional<GridAxis> find(std::span<const float> coordinates);
 };
@@ -44,12 +44,12 @@ struct Grid {
     std::array<GridAxis, 3> axes;
     xp_long nodes;  // product over the axes
 
-    /// @return `nullopt` when an axis is none, or there are more nodes than can be counted
+    /// @return `nullopt` if an axis cannot be found, or there are more nodes than can be counted
     static std::optional<Grid> find(const Samples& samples);
 
     /// Writes the values of all samples to their nodes, x fastest. Of two samples in one cell the later one stays; a
     /// sample outside the grid is left out.
-    /// @param columns  one array a value column, `nodes` floats each
+    /// @param columns  one array per value column, `nodes` floats each
     void place(const Samples& samples, std::span<float* const> columns) const;
 };
 

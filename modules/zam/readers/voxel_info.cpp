@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <memory>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/file_handle.h"
 #include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
@@ -74,7 +74,7 @@ void describe_component(OMobj_id field, int comp, std::span<const float> column,
 }
 
 int describe(const char* name, int header_lines, OMobj_id field, xp_long* counts) {
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(FILEfopen(name, "rt"), std::fclose);
+    const FileHandle file(FILEfopen(name, "rt"));
     if (!file) return report("Cannot open filename.: " + std::string(name));
     std::string time_label;
     MemoryBudget memory;

@@ -36,7 +36,7 @@ std::string_view LineSource::line_up_to(const char* line_end) {
     return line;
 }
 
-/// Moves the first `kept` bytes of what is left to the front and reads behind them; false at the end of the file.
+/// Moves the first `kept` bytes of what is left to the front and reads on after them; false at the end of the file.
 bool LineSource::refill(std::size_t kept) {
     std::memmove(buffer_.data(), at_, kept);
     const auto room = static_cast<xp_long>(buffer_.size() - kept);

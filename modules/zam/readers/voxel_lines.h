@@ -15,14 +15,14 @@ namespace zam::voxel {
 /// Characters that a line may have, its line end included; the rest of a longer line is passed over.
 constexpr std::size_t kMaxLine = 1023;
 
-/// Gives the lines of a file one after another. The file is only borrowed, and moved by no one else meanwhile.
+/// Gives the lines of a file one after another. The file is only borrowed, and must not be moved meanwhile.
 class LineSource {
 public:
     /// @param length  bytes of the file that are read at most, so that reading ends whatever the file does meanwhile
     /// @throws std::bad_alloc
     LineSource(std::FILE* file, xp_long length);
 
-    /// The next line with its line end, as far as it fits kMaxLine; nothing at the end of the file. Valid until the
+    /// The next line with its line end, as far as it fits kMaxLine; `nullopt` at the end of the file. Valid until the
     /// next call.
     std::optional<std::string_view> next() {
         if (const char* line_end = find_line_end(at_)) return line_up_to(line_end + 1);

@@ -31,18 +31,18 @@ long long exponent_of(std::string_view text) {
 double beyond_range(std::string_view text) {
     const bool negative = text.front() == '-';
     if (negative) text.remove_prefix(1);
-    long long digits_before_point = 0;  // from the first digit that is not 0; negative: zeros behind the point
-    bool behind_point = false;
+    long long digits_before_point = 0;  // from the first digit that is not 0; negative: zeros after the point
+    bool after_point = false;
     bool significant = false;
     std::size_t i = 0;
-    for (; i < text.size() && (is_digit(text[i]) || (text[i] == '.' && !behind_point)); ++i) {
+    for (; i < text.size() && (is_digit(text[i]) || (text[i] == '.' && !after_point)); ++i) {
         if (text[i] == '.') {
-            behind_point = true;
+            after_point = true;
             continue;
         }
         significant = significant || text[i] != '0';
-        if (significant && !behind_point) ++digits_before_point;
-        if (!significant && behind_point) --digits_before_point;
+        if (significant && !after_point) ++digits_before_point;
+        if (!significant && after_point) --digits_before_point;
     }
     const bool large = significant && digits_before_point + exponent_of(text.substr(i)) > 0;
     const double magnitude = large ? std::numeric_limits<double>::infinity() : 0.0;

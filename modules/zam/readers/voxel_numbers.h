@@ -13,12 +13,12 @@ namespace zam::voxel {
 float to_number(std::string_view field);
 
 /// Takes a normalised line apart. Runs of blanks count as one separator; a comma always separates, and fields between
-/// commas may be empty, but what is empty behind the last comma is no field.
+/// commas may be empty, but what is empty after the last comma is no field.
 class Fields {
 public:
     Fields(std::string_view line, char separator) : rest_(line), separator_(separator) {}
 
-    /// The next field, nothing at the end of the line.
+    /// The next field, `nullopt` at the end of the line.
     std::optional<std::string_view> next();
 
 private:
@@ -37,7 +37,7 @@ int count_fields(std::string_view line, char separator);
 /// Reads the numbers of an ordinary line: all there, separated by blanks, tabs or the comma, without signs in front but
 /// "-", and no "#" in the line. Gives what to_number() gives for the fields of the normalised line, only sooner.
 /// @param line     as it stands in the file, at most kMaxLine characters
-/// @param numbers  filled; of no meaning when the line is not ordinary
+/// @param numbers  filled; undefined if the line is not ordinary
 /// @return whether the line is ordinary
 bool read_ordinary_line(std::string_view line, char separator, std::span<float> numbers);
 

@@ -112,7 +112,7 @@ Line read_fields(std::string_view text, char separator, float null_value, std::s
     return Line::sample;
 }
 
-/// Reads the lines behind the header into arrays that hold `layout.lines` samples; a file that has grown meanwhile is
+/// Reads the lines after the header into arrays that hold `layout.lines` samples; a file that has grown meanwhile is
 /// read no further.
 bool read_lines(LineSource& source, const Layout& layout, float null_value, Samples& samples) {
     std::vector<float> row(static_cast<std::size_t>(layout.columns));

@@ -26,11 +26,11 @@ struct ReadOptions {
     const char* time_key;  // text to look for in the header lines; null: none
 };
 
-/// One array a coordinate and value, so that each is walked over at the speed of memory.
+/// One array per coordinate and value, so that each is walked over at the speed of memory.
 struct Samples {
     std::size_t count = 0;
     std::array<std::unique_ptr<float[]>, 3> positions;  // x, y, z: `count` values each
-    std::vector<std::unique_ptr<float[]>> values;       // one array a value column, at least one
+    std::vector<std::unique_ptr<float[]>> values;       // one array per value column, at least one
 
     std::span<const float> axis(std::size_t axis) const { return {positions[axis].get(), count}; }
     std::span<const float> column(std::size_t column) const { return {values[column].get(), count}; }
@@ -43,7 +43,7 @@ bool fail(const char* text);
 /// Reads the samples of an open file.
 /// @param memory      is charged with the samples
 /// @param time_label  receives what the last header line with the time key has from the key on, cut at kMaxTimeLabel
-/// @return nothing after one message
+/// @return `nullopt` after one message
 /// @throws std::bad_alloc when there is not even memory for a block of the file
 std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, MemoryBudget& memory,
                                     std::string& time_label);
