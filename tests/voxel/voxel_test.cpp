@@ -3,22 +3,21 @@
 #include <cmath>
 #include <fstream>
 #include <random>
+#include <sstream>
 
 #include "modules/zam/rd_voxel.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace zam::test {
 namespace {
 
-using namespace std::string_literals;
-
 using Texts = std::vector<std::string>;
 
 const Texts kWrongFormat{"This module support [x(,) y(,) z(,) value] format."};
-constexpr const char* kUnexpected = "Unexpected error\n";
 
 class Voxels : public ModuleTest {
 protected:
@@ -119,78 +118,31 @@ TEST_F(Voxels, FillAUniformField) {
     EXPECT_EQ(label(), "");
 }
 
-TEST_F(Voxels, SamplesLandInTheirCells) {
-    struct Case {
-        const char* name;
-        std::string bytes;
-        std::vector<float> values;  // of component 0 of two
-    };
-    const std::string corners = "0 0 0 1 9\n1 1 1 2 9\n";
-    const std::vector<float> expected{1, -5, -5, -5, -5, -5, -5, 2};
-    const Case kCases[] = {
-        {"gaps", corners, expected},
-        {"no line end", corners.substr(0, corners.size() - 1), expected},
-        {"CR LF, blank and commented lines", " \r\n0 0 0 1 9\r\n\t\r\n1 0 0 7 9 #no\r\n1 1 1 2 9\r\n", expected},
-        {"tabs", "0\t0\t\t0 1\t9\n\t1 1 1\t2\t9\t\n", expected},
-        {"later wins", "0 0 0 8 9\n" + corners, expected},
-        {"more fields than columns", corners + "0 0 0 1 9 8 7\n", expected},
-        {"beyond the fixed point",
-         "0 0 0 1 9\n300 0 0 5 5\n0 0 0 1 9\n100 1 1 2 9\n",
-         {1, -5, -5, -5, -5, -5, -5, -5, -5, -5, -5, -5, -5, 2, -5, -5}},
-        {"x fastest", corners + "1 0 0 3 9\n0 1 0 4 9\n0 0 1 5 9\n", {1, 3, 4, -5, 5, -5, -5, 2}},
-        {"missing values", "0 0 0 1 9\n1 0 0\n1 1 1 2\n", expected},
-        {"empty between commas", "0,0,0,1,9\n1,0,0,,4\n0,1,0, ,4\n1,1,1,2,\n", expected},
-        {"not a number is 0", "a b c 1 9\n1 1 1 2 9\n", expected},
-        {"not a number is 0 for values", "0 0 0 x 9\n1 1 1 2 9\n", {0, -5, -5, -5, -5, -5, -5, 2}},
-        {"long lines are cut", "0 0 0 1 9" + std::string(1020, ' ') + "#\n1 1 1 2 9" + std::string(3000, '1') + "#\n",
-         expected},
-        {"tabs push values out",
-         "0 0 0 1 9\n1 1 1" + std::string(700, '\t') + "2 9\n",
-         {1, -5, -5, -5, -5, -5, -5, -5}},
-        {"a NUL ends its line", "0 0 0 1 9\0#\n\0 5 5 5\n1 1 1 2 9\n"s, expected},
-    };
-    for (const auto& test : kCases) {
-        make_instance();
-        host::create(instance, "null_value", host::Kind::real);
-        OMset_name_real_val(instance, OMstr_to_name("null_value"), -5.0);
-        EXPECT_EQ(read(test.bytes), 1) << test.name << ": " << said;
-        EXPECT_EQ(values(out, 0), test.values) << test.name;
-    }
+/// Cases of data/files.test. Marks: > lines of the file, = values of the first component, ~ time label, ! what is said
+/// on the standard error stream, ? report. In parentheses: header lines, time key.
+class VoxelFile : public Voxels, public testing::WithParamInterface<TextCase> {};
+
+TEST_P(VoxelFile, GivesValuesOrMessage) {
+    const TextCase& test = GetParam();
+    std::istringstream form(test.form);
+    int lines = 0;
+    if (form >> lines) set_header(lines);
+    if (std::string key; form >> key) set_time_key(key == "-" ? "" : key);
+    host::create(instance, "null_value", host::Kind::real);
+    OMset_name_real_val(instance, OMstr_to_name("null_value"), -5.0);
+    const Texts expected = test.list('=');
+    EXPECT_EQ(read(test.text('>')), expected.empty() ? 0 : 1);
+    EXPECT_EQ(said, test.text('!'));
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(reports, test.list('?'));
+    EXPECT_EQ(label(), expected.empty() ? "none" : test.text('~'));
+    std::ostringstream found;  // nothing in an output that stays as it was
+    for (const float value : values(out, 0)) found << (found.tellp() > 0 ? "," : "") << value;
+    EXPECT_EQ(found.str(), expected.empty() ? "" : expected.front());
 }
 
-TEST_F(Voxels, FailuresAreSaidOnce) {
-    struct Case {
-        std::string bytes;
-        int header;
-        std::string said;
-        Texts reports;
-    };
-    const Case kCases[] = {
-        {"", 0, "", kWrongFormat},
-        {"\n \n", 0, "", kWrongFormat},
-        {"1 2 3\n1 2 3 4\n", 0, "", kWrongFormat},
-        {"0 0 0 1\n1 1 1 1\n", 2, "", kWrongFormat},
-        {"0 0 0 1\n1 1 1 1\n", 2147483647, "", kWrongFormat},
-        {"0 0 0 1\n", -1, kUnexpected, {}},
-        {"# a b c\n", 0, kUnexpected, {}},
-        {"0 0 0 1\n1 1 0 1\n", 0, kUnexpected, {}},
-        {"0 0 0 1\n1 nan 1 1\n2 2 2 2", 0, kUnexpected, {}},
-        {"0 0 0 1\n2e-7 2e-7 2e-7 1\n200 200 200 1\n200.0001 200.0001 200.0001 1", 0, kUnexpected, {}},  // 8e18 nodes
-        {"0,0,0,1\n,1,1,1\n", 0, "Unexpected error in reading x.\n", {}},
-        {"0 0 0 1\n1\n1\n", 0, "Unexpected error in reading y.\n", {}},
-        {"0,0,0,1\n1,1, ,1\n", 0, "Unexpected error in reading z.\n", {}},
-    };
-    for (const auto& test : kCases) {
-        make_instance();
-        set_header(test.header);
-        EXPECT_EQ(read(test.bytes), 0) << test.bytes.substr(0, 80);
-        EXPECT_EQ(said, test.said) << test.bytes.substr(0, 80);
-        EXPECT_EQ(reports, test.reports) << test.bytes.substr(0, 80);
-        EXPECT_EQ(printed, "");
-        EXPECT_EQ(ncomp(), 0) << "the output stays as it was";
-        EXPECT_EQ(label(), "none");
-    }
-}
+INSTANTIATE_TEST_SUITE_P(Texts, VoxelFile, testing::ValuesIn(load_text_cases(ZAM_TEST_DATA "/files.test", ">=~!?")),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(Voxels, FilesThatCannotBeReadAreReported) {
     OMset_name_str_val(instance, OMstr_to_name("filename"), "nowhere/100%d.txt");
@@ -203,31 +155,6 @@ TEST_F(Voxels, FilesThatCannotBeReadAreReported) {
     OMset_name_str_val(instance, OMstr_to_name("filename"), "/dev/zero");  // has no length, and no end
     EXPECT_EQ(update(), 0);
     EXPECT_EQ(reports, kWrongFormat);
-}
-
-TEST_F(Voxels, TheLabelStartsAtTheKey) {
-    struct Case {
-        std::string header;
-        int lines;
-        std::string key, label;
-    };
-    const Case kCases[] = {
-        {"time 1\nTime 2\nno\n", 3, "ime", "ime 2\n"},
-        {"time 1\n#time 2 3 4\n", 1, "time", "time 1\n"},
-        {"time 1\n", 1, "tame", ""},
-        {"a\n", 1, "", "a\n"},
-        {"t" + std::string(400, 'x') + "\n", 1, "t", "t" + std::string(254, 'x')},
-        {std::string(1020, ' ') + "time 1\n", 1, "tim", "tim"},  // cut with its line
-        {std::string(1020, ' ') + "time 1\n", 1, "time", ""},
-        {"a\0time\n"s, 1, "time", ""},
-    };
-    for (const auto& test : kCases) {
-        make_instance();
-        set_header(test.lines);
-        set_time_key(test.key);
-        EXPECT_EQ(read(test.header + "# 1 2 3\n0 0 0 1\n1 1 1 1\n"), 1) << test.header << said << reports.size();
-        EXPECT_EQ(label(), test.label) << test.header;
-    }
 }
 
 /// Ends the program where module and plain form differ.
