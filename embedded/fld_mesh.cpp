@@ -78,8 +78,8 @@ bool set_nnodes(Field& field, xp_long nnodes) {
     if (nnodes < 0 || nnodes > kMaxNodes) return false;
     Shape& shape = field.shape;
     if (shape.dims_follow && nnodes != shape.nnodes) return set_nodes_ahead_of_dims(field, nnodes);
-    if (shape.ndim > 0 &&
-        nnodes != shape.nnodes) {  // a count that is not the product: the field has no dimensions any more
+    // a count that is not the product: the field has no dimensions any more
+    if (shape.ndim > 0 && nnodes != shape.nnodes) {
         shape.ndim = 0;
         shape.dims = {};
         shape.declared_type = 0;

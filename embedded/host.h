@@ -127,7 +127,7 @@ ZAM_HOST_CXX_API Account account();
 /// The n-th call of ARRalloc_f from now, from 1, gives null; 0 switches that off.
 ZAM_HOST_CXX_API void fail_allocation(std::int64_t n);
 
-/// For tests: the memory that the host, and what it draws, find available from now on; this cannot be undone.
+/// For tests: the memory that the host, and what it draws, find available from now on; `nullopt`: the true amount.
 ZAM_HOST_CXX_API void pretend_available_memory(std::optional<std::int64_t> bytes);
 
 /// The n-th call from now, from 1, of operation `name` ("FLDset_dims"; empty: of any operation that has a status) fails

@@ -172,6 +172,8 @@ TEST_F(Fields, CellSets) {
     int seq = 0;
     EXPECT_EQ(lent<xp_long>(FLDget_node_connect, cells, ARR_WRITE, [&](auto*) { seq = now(); })->size(), 20U);
     EXPECT_NE(OMchanged(field, seq), 0);
+    FLDset_cell_set(cells, "Quad");  // the same again keeps the list
+    EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ)->size(), 20U);
     EXPECT_EQ(FLDset_ncells(cells, 6), 1);
     EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ), std::nullopt);  // it was for five
     destroy(field);

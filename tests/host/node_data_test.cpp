@@ -155,6 +155,7 @@ TEST_F(NodeDataTest, ArraysKeepTheirTrueSize) {
     FLDset_nnodes(field, 100);
     ASSERT_EQ(FLDset_node_data(field, 0, filled<float>(DTYPE_FLOAT, {1, 2, 3}), DTYPE_FLOAT, 3, ARR_HOST_OWNS), 1);
     EXPECT_EQ(values(ARR_READ), std::pair(int{DTYPE_FLOAT}, xp_long{3}));
+    EXPECT_EQ(got<int>(FLDget_node_data_veclen, field, 0), 1);
     FLDset_node_data_type(field, 0, DTYPE_DOUBLE);
     FLDset_node_data_veclen(field, 0, 2);
     EXPECT_EQ(values(ARR_WRITE), std::pair(int{DTYPE_DOUBLE}, xp_long{200}));
