@@ -115,11 +115,6 @@ TEST_F(GetFiles, ClearsWhatThereIsAndStopsQuietly) {
         EXPECT_EQ(names(), claimed == 2 ? (Names{"-", "-", "a.txt", "b.txt"}) : Names(4, "-"));
         EXPECT_EQ(count(), claimed);
     }
-    set_text("dir", folder.string());
-    const int before = host::stamp(files);
-    host::create(instance, "ext", host::Kind::unset);
-    EXPECT_EQ(update(), 0);
-    EXPECT_EQ(host::stamp(files), before);
 }
 
 }  // namespace
