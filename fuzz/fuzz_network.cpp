@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "embedded/host.h"
+#include "fuzz/definitions.h"
 #include "session/network/network_check.h"
 #include "session/network/network_reader.h"
 #include "session/objects/host_objects.h"
@@ -13,16 +14,6 @@
 using namespace zam::session;
 
 namespace {
-
-const Definitions& definitions() {
-    static const Definitions loaded = [] {
-        Problems problems;
-        auto read = Definitions::load(ZAM_FUZZ_DEFINITIONS, problems);
-        if (problems.any()) std::abort();
-        return read;
-    }();
-    return loaded;
-}
 
 /// Writes an object as every kind of file; what an object does not suit is refused.
 void write_all(OMobj_id object) {
@@ -58,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Document document("fuzz.json", std::string(reinterpret_cast<const char*>(data), size));
     if (!document.parse(problems)) return 0;
     Environment environment{problems, "/nonexistent"};
-    const Network network = read_network(document, definitions(), {}, environment);
+    const Network network = read_network(document, fuzz_definitions(false), {}, environment);
     check_network(network, problems);
     if (problems.any()) return 0;
     zam::host::reset();

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/definitions.h"
 #include "runner/console.h"
 #include "session/network/network_check.h"
 #include "session/network/network_reader.h"
@@ -16,17 +17,6 @@ using namespace zam::runner;
 using namespace zam::session;
 
 namespace {
-
-const Definitions& definitions() {
-    static const Definitions loaded = [] {
-        Problems problems;
-        auto read = Definitions::load(ZAM_FUZZ_DEFINITIONS, problems);
-        read.add_host_entries(problems);
-        if (problems.any()) std::abort();
-        return read;
-    }();
-    return loaded;
-}
 
 const ModuleLibrary& library() {
     static const auto loaded = [] {
@@ -80,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Document document("fuzz.json", text);
     if (!document.parse(problems)) return 0;
     Environment environment{problems, "/nonexistent"};
-    const Network network = read_network(document, definitions(), {}, environment);
+    const Network network = read_network(document, fuzz_definitions(true), {}, environment);
     check_network(network, problems);
     if (problems.any() || !is_harmless(network)) return 0;
     {
