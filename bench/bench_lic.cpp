@@ -86,7 +86,7 @@ bool draws(OMobj_id instance, const std::vector<std::uint8_t>& expected) {
     int type = 0;
     zam::HostArray<std::uint8_t> pixels;
     const OMobj_id out = host::find(instance, "out_fld");
-    if (FLDget_node_data(out, 0, &type, pixels.untyped_place(), pixels.count_place(), ARR_READ) != 1) return false;
+    if (FLDget_node_data(out, 0, &type, pixels.receive_untyped(), pixels.receive_count(), ARR_READ) != 1) return false;
     return pixels.size() == static_cast<xp_long>(expected.size()) &&
            std::memcmp(pixels.data(), expected.data(), expected.size()) == 0;
 }

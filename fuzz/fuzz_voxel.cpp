@@ -24,7 +24,7 @@ bool same(float a, float b) { return a == b || (std::isnan(a) && std::isnan(b));
 void compare(OMobj_id instance, OMobj_id out, const zam::plain::Voxels& plain) {
     zam::HostArray<xp_long> dims;
     int ndim = 0;
-    require(FLDget_dims(out, dims.place(), &ndim) == 1 && ndim == 3);
+    require(FLDget_dims(out, dims.receive(), &ndim) == 1 && ndim == 3);
     for (int axis = 0; axis < 3; ++axis) require(dims[axis] == plain.dims[static_cast<std::size_t>(axis)]);
     for (std::size_t comp = 0; comp < plain.values.size(); ++comp) {
         const auto values = zam::FloatValues::read(out, static_cast<int>(comp));

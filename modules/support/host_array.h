@@ -17,7 +17,7 @@ namespace zam {
 /// An array that a getter of the host lent. Empty if the getter gave none. Its destructor ends the access.
 ///
 ///     HostArray<float> points;
-///     if (FLDget_points(field, points.place(), points.count_place(), ARR_READ) != 1) return 0;
+///     if (FLDget_points(field, points.receive(), points.receive_count(), ARR_READ) != 1) return 0;
 template <class T>
 class HostArray {
 public:
@@ -35,9 +35,9 @@ public:
     ~HostArray() { end_access(); }
 
     /// Where a getter writes the pointer and the count.
-    T** place() { return &data_; }
-    void** untyped_place() { return reinterpret_cast<void**>(&data_); }
-    xp_long* count_place() { return &size_; }
+    T** receive() { return &data_; }
+    void** receive_untyped() { return reinterpret_cast<void**>(&data_); }
+    xp_long* receive_count() { return &size_; }
 
     explicit operator bool() const { return data_ != nullptr; }
     T* data() const { return data_; }

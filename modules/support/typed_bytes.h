@@ -24,7 +24,7 @@ public:
     static std::optional<TypedBytes> read(OMobj_id field, int comp, SourcePlace where = SourcePlace::here()) {
         TypedBytes values(where);
         HostArray<std::uint8_t>& lent = values.lent_;
-        if (FLDget_node_data(field, comp, &values.type_, lent.untyped_place(), lent.count_place(), ARR_READ) != 1 ||
+        if (FLDget_node_data(field, comp, &values.type_, lent.receive_untyped(), lent.receive_count(), ARR_READ) != 1 ||
             !lent)
             return std::nullopt;
         return values;

@@ -217,7 +217,7 @@ bool write_image(OMobj_id out, Merged merged) {
     if (FLDset_ndim(out, 2) != 1 || FLDset_dims(out, dims) != 1 || FLDset_nspace(out, 2) != 1) return false;
     {
         HostArray<float> points;
-        if (FLDget_points(out, points.place(), points.count_place(), ARR_WRITE) != 1 || points.span().size() < 4)
+        if (FLDget_points(out, points.receive(), points.receive_count(), ARR_WRITE) != 1 || points.span().size() < 4)
             return false;
         points[0] = points[1] = 0;
         points[2] = static_cast<float>(dims[0] - 1);

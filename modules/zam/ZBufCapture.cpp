@@ -161,7 +161,8 @@ bool copy_component(const HostArray<T>& from, OMobj_id to, int comp, int veclen,
     int type = zam::kTypeCode<T>;
     if (!from || FLDset_node_data_type(to, comp, type) != 1 || FLDset_node_data_veclen(to, comp, veclen) != 1)
         return false;
-    if (FLDget_node_data(to, comp, &type, values.untyped_place(), values.count_place(), ARR_WRITE) != 1) return false;
+    if (FLDget_node_data(to, comp, &type, values.receive_untyped(), values.receive_count(), ARR_WRITE) != 1)
+        return false;
     if (!values || type != zam::kTypeCode<T> || values.size() < count) return false;
     std::memcpy(values.data(), from.data(), static_cast<std::size_t>(count) * sizeof(T));
     return true;

@@ -112,7 +112,7 @@ struct Fold {
 std::optional<Fold> Fold::read(const Parameters& params, OMobj_id field) {
     HostArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
+    if (FLDget_dims(field, dims.receive(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
     Fold fold;
     fold.out_dims = OutArray<xp_long>::allocate(3);
     if (!fold.out_dims) return kFilterReport.reject(kNoFilterMemory);
@@ -124,7 +124,7 @@ std::optional<Fold> Fold::read(const Parameters& params, OMobj_id field) {
     std::copy_n(dims.data(), 3, fold.dims.begin());
     std::ranges::copy(folded_dims(fold.dims, fold.center), fold.out_dims.data());
     if (FLDget_nspace(field, &fold.nspace) != 1) return std::nullopt;
-    if (FLDget_points(field, fold.points.place(), fold.points.count_place(), ARR_READ) != 1) return std::nullopt;
+    if (FLDget_points(field, fold.points.receive(), fold.points.receive_count(), ARR_READ) != 1) return std::nullopt;
     auto data = TypedBytes::read(field, 0);
     if (!data) return std::nullopt;
     fold.data = std::move(*data);

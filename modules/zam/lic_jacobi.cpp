@@ -52,7 +52,7 @@ bool is_enough(std::size_t size, const Input& input) {
 bool read_positions(OMobj_id field, Input& input) {
     if (FLDget_nnodes(field, &input.nnodes) != 1 || input.nnodes < 0) return report.fail(kCannotGet, "fld_in_nnodes");
     if (FLDget_nspace(field, &input.nspace) != 1 || input.nspace < 1) return report.fail(kCannotGet, "fld_in_nnspace");
-    if (FLDget_coord(field, input.coord.place(), input.coord.count_place(), ARR_READ) != 1 ||
+    if (FLDget_coord(field, input.coord.receive(), input.coord.receive_count(), ARR_READ) != 1 ||
         !is_enough(input.coord.span().size(), input))
         return report.fail(kCannotGet, "in_fld_coord, in_fld_size");
     return true;
@@ -80,7 +80,7 @@ bool make_up(std::span<const xp_long> dims, xp_long nnodes) {
 bool read_dims(OMobj_id field, Input& input) {
     HostArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims) return report.fail(kCannotGet, "fld_in_dims");
+    if (FLDget_dims(field, dims.receive(), &ndim) != 1 || !dims) return report.fail(kCannotGet, "fld_in_dims");
     if (ndim < 2) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
     if (ndim < input.nspace) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension or nspace.\n");
     input.dims.assign(dims.data(), dims.data() + ndim);

@@ -99,11 +99,12 @@ std::optional<Input> read_field(OMobj_id field, const Params& params) {
     Input input;
     int nspace = 0;
     // silent: a network whose field has not been made yet is no fault
-    if (FLDget_dims(field, input.dims.place(), &input.ndim) != 1) return std::nullopt;
+    if (FLDget_dims(field, input.dims.receive(), &input.ndim) != 1) return std::nullopt;
     FLDget_nspace(field, &nspace);
-    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1 ||
+    if (FLDget_points(field, input.points.receive(), input.points.receive_count(), ARR_READ) != 1 ||
         FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 2 ||
-        FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1)
+        FLDget_node_data(field, 0, &input.type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ) !=
+            1)
         return std::nullopt;
 
     const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));

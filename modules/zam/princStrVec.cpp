@@ -76,7 +76,7 @@ bool read_positions(const Params& params, Input& input) {
         return params.is_second && report.fail(kCannotGet, "in_fld_nnodes");
     }
     if (FLDget_nspace(field, &input.nspace) != 1 || input.nspace < 1) return report.fail(kCannotGet, "in_fld_nnspace");
-    if (FLDget_coord(field, input.coord.place(), input.coord.count_place(), ARR_READ) != 1 ||
+    if (FLDget_coord(field, input.coord.receive(), input.coord.receive_count(), ARR_READ) != 1 ||
         !is_enough(input.coord.span().size(), input.nspace, input.nnodes))
         return report.fail(kCannotGet, "in_fld_coord, in_fld_size");
     return true;

@@ -102,7 +102,7 @@ void write_cells(OMobj_id out, const Params& params) {
         HostArray<xp_long> connect;
         if (FLDget_cell_set(out, static_cast<int>(segment), &cell_set) != 1 || FLDset_cell_set(cell_set, "Quad") != 1 ||
             FLDset_ncells(cell_set, resolution) != 1 ||
-            FLDget_node_connect(cell_set, connect.place(), connect.count_place(), ARR_WRITE) != 1 || !connect ||
+            FLDget_node_connect(cell_set, connect.receive(), connect.receive_count(), ARR_WRITE) != 1 || !connect ||
             connect.size() < 4 * resolution)
             return;  // silent: what has been written stays
         const xp_long ring = params.smooth ? segment : 2 * segment;
@@ -120,7 +120,7 @@ int update(OMobj_id instance) {
     const xp_long nnodes = params->rings() * params->resolution;
     HostArray<float> coord;
     if (FLDset_nspace(out, 3) != 1 || FLDset_ncell_sets(out, static_cast<int>(params->segments())) != 1 ||
-        FLDset_nnodes(out, nnodes) != 1 || FLDget_coord(out, coord.place(), coord.count_place(), ARR_WRITE) != 1 ||
+        FLDset_nnodes(out, nnodes) != 1 || FLDget_coord(out, coord.receive(), coord.receive_count(), ARR_WRITE) != 1 ||
         !coord || coord.size() < 3 * nnodes)
         return report.fail(kNoCoordinates);
     revolve_nodes(params->profile.span(), params->resolution, params->smooth, coord.span());

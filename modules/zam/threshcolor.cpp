@@ -122,9 +122,9 @@ std::optional<Threshold> Threshold::read(const Parameters& /*params*/, OMobj_id 
     Threshold in;
     HostArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
+    if (FLDget_dims(field, dims.receive(), &ndim) != 1 || !dims || ndim < 1) return std::nullopt;
     if (FLDget_nspace(field, &in.nspace) != 1 || FLDget_nnodes(field, &in.nnodes) != 1) return std::nullopt;
-    if (FLDget_points(field, in.points.place(), in.points.count_place(), ARR_READ) != 1) return std::nullopt;
+    if (FLDget_points(field, in.points.receive(), in.points.receive_count(), ARR_READ) != 1) return std::nullopt;
     if (FLDget_node_data_veclen(field, 0, &in.veclen) != 1 || in.veclen < 4) return std::nullopt;
     auto data = TypedBytes::read(field, 0);
     if (!data) return std::nullopt;

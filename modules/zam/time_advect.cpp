@@ -89,7 +89,7 @@ OutArray<float> world_positions(OMobj_id probe) {
     int nspace = 0;
     HostArray<float> coord;
     if (FLDget_nnodes(probe, &nnodes) != 1 || nnodes < 1 || FLDget_nspace(probe, &nspace) != 1 || nspace < 2) return {};
-    if (FLDget_coord(probe, coord.place(), coord.count_place(), ARR_READ) != 1) return {};
+    if (FLDget_coord(probe, coord.receive(), coord.receive_count(), ARR_READ) != 1) return {};
     if (coord.span().empty() || coord.size() / nspace < nnodes || nnodes > std::numeric_limits<xp_long>::max() / 3)
         return {};
     const OMobj_id xform = zam::find_parameter(probe, "xform", OM_OBJ_RD);

@@ -143,7 +143,7 @@ bool read_vectors(OMobj_id field, Input& input) {
     if (veclen < 2) return refuse("less veclen in the input field");
     int type = DTYPE_FLOAT;
     const int status =
-        FLDget_node_data(field, 0, &type, input.data.untyped_place(), input.data.count_place(), ARR_READ);
+        FLDget_node_data(field, 0, &type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ);
     if (status != 1) return report.fail("node error\n");
     constexpr xp_long kMaxNodes = TOPOLOGY_MAX_CELLS + 1;
     if (input.dims[0] > kMaxNodes || input.dims[1] > kMaxNodes) return refuse("more than 1000 cells in a direction");
@@ -157,12 +157,12 @@ bool read_vectors(OMobj_id field, Input& input) {
 bool read_input(OMobj_id instance, Input& input) {
     const OMobj_id field = zam::find_parameter(instance, "in_field", OM_OBJ_RD);
     int ndim = 0;
-    if (FLDget_dims(field, input.dims.place(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
+    if (FLDget_dims(field, input.dims.receive(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
         return report.fail("dims error\n");
     }
     int nspace = 0;
     FLDget_nspace(field, &nspace);
-    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1) {
+    if (FLDget_points(field, input.points.receive(), input.points.receive_count(), ARR_READ) != 1) {
         return report.fail("points error\n");
     }
     return read_vectors(field, input);

@@ -111,15 +111,16 @@ std::optional<Input> read_volume(OMobj_id field) {
     Input input;
     int nspace = 0;
     if (FLDget_nnodes(field, &input.nnodes) != 1) return fail("can,t get nnodes\n");
-    if (FLDget_dims(field, input.dims.place(), &input.ndim) != 1) return fail("can,t get dims\n");
+    if (FLDget_dims(field, input.dims.receive(), &input.ndim) != 1) return fail("can,t get dims\n");
     if (FLDget_nspace(field, &nspace) != 1) return fail("can,t get nspace\n");
 
     const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));
     if (!input.dims || !is_volume({input.dims.data(), ndim}, input.nnodes)) return fail("in is not a volume\n");
-    if (FLDget_points(field, input.points.place(), input.points.count_place(), ARR_READ) != 1 || !input.points)
+    if (FLDget_points(field, input.points.receive(), input.points.receive_count(), ARR_READ) != 1 || !input.points)
         return fail("can,t get points\n");
     if (FLDget_node_data_veclen(field, 0, &input.veclen) != 1 ||
-        FLDget_node_data(field, 0, &input.type, input.data.untyped_place(), input.data.count_place(), ARR_READ) != 1 ||
+        FLDget_node_data(field, 0, &input.type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ) !=
+            1 ||
         !input.data)
         return fail("can,t get node data\n");
     if (input.has_known_layout() && !has_all_bytes(input)) return fail("in has too little node data\n");

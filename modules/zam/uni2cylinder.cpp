@@ -125,10 +125,10 @@ std::optional<Input> read_input(const Parameters& params) {
         .field = params.find("in", OM_OBJ_RW), .flip = params.integer("direct", 0) != 0, .dims = {}, .sector = {}};
     HostArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(input.field, dims.place(), &ndim) != 1 || !dims || ndim < 3) return std::nullopt;
+    if (FLDget_dims(input.field, dims.receive(), &ndim) != 1 || !dims || ndim < 3) return std::nullopt;
     if (FLDget_nspace(input.field, &input.nspace) != 1 || input.nspace < 3) return std::nullopt;
     HostArray<float> points;
-    if (FLDget_points(input.field, points.place(), points.count_place(), ARR_READ) != 1 || points.span().size() < 6)
+    if (FLDget_points(input.field, points.receive(), points.receive_count(), ARR_READ) != 1 || points.span().size() < 6)
         return std::nullopt;
     input.dims.assign(dims.data(), dims.data() + ndim);
     if (input.dims[2] < 2) return std::nullopt;

@@ -14,7 +14,7 @@ FieldShape read_shape(OMobj_id field) {
     FLDget_grid_type(field, &shape.grid_type);
     LentArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) == 1) shape.dims.assign(dims.data(), dims.data() + ndim);
+    if (FLDget_dims(field, dims.receive(), &ndim) == 1) shape.dims.assign(dims.data(), dims.data() + ndim);
     return shape;
 }
 
@@ -57,13 +57,13 @@ LentValues read_array(OMobj_id object) {
 
 LentArray<float> read_points(OMobj_id field) {
     LentArray<float> points;
-    FLDget_points(field, points.place(), points.count_place(), ARR_READ);
+    FLDget_points(field, points.receive(), points.receive_count(), ARR_READ);
     return points;
 }
 
 LentArray<float> read_coordinates(OMobj_id mesh) {
     LentArray<float> coord;
-    if (host::has_coordinates(mesh)) FLDget_coord(mesh, coord.place(), coord.count_place(), ARR_READ);
+    if (host::has_coordinates(mesh)) FLDget_coord(mesh, coord.receive(), coord.receive_count(), ARR_READ);
     return coord;
 }
 

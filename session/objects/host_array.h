@@ -14,7 +14,7 @@ namespace zam::session {
 /// An array that a getter lent; its destructor ends the access.
 ///
 ///     LentArray<float> points;
-///     if (FLDget_points(field, points.place(), points.count_place(), ARR_READ) == 1) use(points.span());
+///     if (FLDget_points(field, points.receive(), points.receive_count(), ARR_READ) == 1) use(points.span());
 template <class T>
 class LentArray {
 public:
@@ -28,8 +28,8 @@ public:
     }
     ~LentArray() { ARRfree_f(const_cast<std::remove_const_t<T>*>(data_), __FILE__, __LINE__); }
 
-    T** place() { return &data_; }
-    xp_long* count_place() { return &count_; }
+    T** receive() { return &data_; }
+    xp_long* receive_count() { return &count_; }
 
     explicit operator bool() const { return data_ != nullptr; }
     const T* data() const { return data_; }

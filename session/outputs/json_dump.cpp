@@ -99,7 +99,7 @@ void write_mesh(JsonWriter& json, OMobj_id field) {
 void write_list(JsonWriter& json, std::string_view key, OMobj_id cells,
                 int (*get)(OMobj_id, xp_long**, xp_long*, int)) {
     LentArray<xp_long> list;
-    get(cells, list.place(), list.count_place(), ARR_READ);
+    get(cells, list.receive(), list.receive_count(), ARR_READ);
     json.key(key);
     json.numbers(DTYPE_LONG, list.data(), list.count());
 }

@@ -191,8 +191,8 @@ void write_lines(OMobj_id field, const Positions& positions, const Frame& frame,
     PathWriter path(positions, frame.longest() / 4000, file);
     for_each_line_set(field, [&](OMobj_id cells, Lines lines) {
         LentArray<xp_long> nodes;
-        (lines == Lines::pairs ? FLDget_node_connect : FLDget_poly_connect)(cells, nodes.place(), nodes.count_place(),
-                                                                            ARR_READ);
+        (lines == Lines::pairs ? FLDget_node_connect : FLDget_poly_connect)(cells, nodes.receive(),
+                                                                            nodes.receive_count(), ARR_READ);
         for (xp_long i = 0; i + 1 < nodes.count(); i += 2) {
             const xp_long first = nodes.data()[i];
             const xp_long last = nodes.data()[i + 1];

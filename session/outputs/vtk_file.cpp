@@ -222,7 +222,7 @@ private:
     }
     void add_cells(OMobj_id cell_set, const CellType& type) {
         LentArray<xp_long> connect;
-        FLDget_node_connect(cell_set, connect.place(), connect.count_place(), ARR_READ);
+        FLDget_node_connect(cell_set, connect.receive(), connect.receive_count(), ARR_READ);
         for (xp_long i = 0; i < connect.count(); ++i) {
             add_node(connect.data()[i]);
             if ((i + 1) % type.nnodes == 0) cells_.close(type);
@@ -232,7 +232,7 @@ private:
     /// Polylines are listed as their first and last nodes.
     void add_polylines(OMobj_id cell_set, const CellType& type) {
         LentArray<xp_long> ends;
-        FLDget_poly_connect(cell_set, ends.place(), ends.count_place(), ARR_READ);
+        FLDget_poly_connect(cell_set, ends.receive(), ends.receive_count(), ARR_READ);
         for (xp_long i = 0; i + 1 < ends.count(); i += 2) {
             const xp_long last = ends.data()[i + 1];
             if (last >= nnodes_) throw RunError("a polyline refers to node " + std::to_string(last));
@@ -244,8 +244,8 @@ private:
     void add_polygons(OMobj_id cell_set, const CellType& type) {
         LentArray<xp_long> counts;
         LentArray<xp_long> nodes;
-        FLDget_poly_nnodes(cell_set, counts.place(), counts.count_place(), ARR_READ);
-        FLDget_poly_connect(cell_set, nodes.place(), nodes.count_place(), ARR_READ);
+        FLDget_poly_nnodes(cell_set, counts.receive(), counts.receive_count(), ARR_READ);
+        FLDget_poly_connect(cell_set, nodes.receive(), nodes.receive_count(), ARR_READ);
         xp_long next = 0;
         for (const xp_long count : counts.span()) {
             if (count < 0 || count > nodes.count() - next) throw RunError("a polygon lacks nodes");

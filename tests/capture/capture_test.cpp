@@ -81,7 +81,7 @@ TEST_F(Capture, AppendsFieldsInMemory) {
     EXPECT_EQ(values(element("out", 3), 1), kSecond.depths);
     HostArray<xp_long> dims;
     int ndim = 0;
-    ASSERT_EQ(FLDget_dims(element("out", 3), dims.place(), &ndim), 1);
+    ASSERT_EQ(FLDget_dims(element("out", 3), dims.receive(), &ndim), 1);
     EXPECT_EQ(std::vector<xp_long>(dims.data(), dims.data() + ndim), (std::vector<xp_long>{1, 3}));
     EXPECT_EQ(names(), Texts());
     EXPECT_EQ(text("currDir") + text("currTmpDir") + std::to_string(get("currSaveMode")), "9");

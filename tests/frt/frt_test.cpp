@@ -56,7 +56,7 @@ protected:
     std::vector<double> component(int comp, bool wide) const {
         HostArray<std::byte> data;
         int type = -1;
-        FLDget_node_data(out, comp, &type, data.untyped_place(), data.count_place(), ARR_READ);
+        FLDget_node_data(out, comp, &type, data.receive_untyped(), data.receive_count(), ARR_READ);
         if (!data || type != (wide ? DTYPE_DOUBLE : DTYPE_FLOAT)) return {};
         const auto* floats = reinterpret_cast<const float*>(data.data());
         const auto* doubles = reinterpret_cast<const double*>(data.data());
@@ -103,7 +103,7 @@ TEST_F(FortranGrids, AreReadWhateverTheCompilerWasTold) {
             EXPECT_EQ(reports, Texts());
             HostArray<xp_long> dims;
             int ndim = 0;
-            FLDget_dims(out, dims.place(), &ndim);
+            FLDget_dims(out, dims.receive(), &ndim);
             ASSERT_EQ(std::vector<xp_long>(dims.data(), dims.data() + ndim), grid.dims);
             EXPECT_EQ(time(), grid.time);
             ASSERT_EQ(ncomp(), grid.ncomp);

@@ -66,14 +66,14 @@ protected:
     static std::vector<xp_long> dims(OMobj_id field) {
         HostArray<xp_long> array;
         int ndim = 0;
-        if (FLDget_dims(field, array.place(), &ndim) != 1) return {};
+        if (FLDget_dims(field, array.receive(), &ndim) != 1) return {};
         return {array.data(), array.data() + ndim};
     }
     static std::vector<xp_long> connect(OMobj_id field, int cell_set) {
         OMobj_id cells{};
         HostArray<xp_long> list;
         FLDget_cell_set(field, cell_set, &cells);
-        if (FLDget_node_connect(cells, list.place(), list.count_place(), ARR_READ) != 1) return {};
+        if (FLDget_node_connect(cells, list.receive(), list.receive_count(), ARR_READ) != 1) return {};
         return {list.data(), list.data() + list.size()};
     }
 

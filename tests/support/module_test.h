@@ -98,7 +98,7 @@ protected:
     /// What a getter of points or coordinates lends.
     static std::vector<float> positions(OMobj_id field, int (*get)(OMobj_id, float**, xp_long*, int)) {
         HostArray<float> data;
-        if (get(field, data.place(), data.count_place(), ARR_READ) != 1) return {};
+        if (get(field, data.receive(), data.receive_count(), ARR_READ) != 1) return {};
         return {data.data(), data.data() + data.size()};
     }
 
@@ -106,7 +106,7 @@ protected:
     static std::vector<std::uint8_t> bytes(OMobj_id field, int expected_type) {
         HostArray<std::uint8_t> data;
         int type = -1;
-        if (FLDget_node_data(field, 0, &type, data.untyped_place(), data.count_place(), ARR_READ) != 1) return {};
+        if (FLDget_node_data(field, 0, &type, data.receive_untyped(), data.receive_count(), ARR_READ) != 1) return {};
         EXPECT_EQ(type, expected_type);
         return {data.data(), data.data() + data.size()};
     }
@@ -114,7 +114,7 @@ protected:
     static void expect_image(OMobj_id field, xp_long width, xp_long height) {
         HostArray<xp_long> dims;
         int ndim = 0, nspace = 0, ncomp = 0, veclen = 0, id = 0;
-        ASSERT_EQ(FLDget_dims(field, dims.place(), &ndim), 1);
+        ASSERT_EQ(FLDget_dims(field, dims.receive(), &ndim), 1);
         FLDget_nspace(field, &nspace);
         FLDget_node_data_ncomp(field, &ncomp);
         FLDget_node_data_veclen(field, 0, &veclen);

@@ -64,7 +64,7 @@ protected:
         OMobj_id cells{};
         HostArray<xp_long> connect;
         if (FLDget_cell_set(find(name), 0, &cells) != 1) return {-1};
-        if (FLDget_node_connect(cells, connect.place(), connect.count_place(), ARR_READ) != 1) return {-1};
+        if (FLDget_node_connect(cells, connect.receive(), connect.receive_count(), ARR_READ) != 1) return {-1};
         return {connect.data(), connect.data() + connect.size()};
     }
     /// The letters of all critical points in a row; bytes 0 as dots.

@@ -102,7 +102,7 @@ protected:
         }
         FLDset_npolys(cells, each > 0 ? size / 2 : std::max(set.npolys, static_cast<xp_long>(set.counts.size())));
         HostArray<xp_long> counts;
-        if (!set.counts.empty() && FLDget_poly_nnodes(cells, counts.place(), counts.count_place(), ARR_WRITE) == 1)
+        if (!set.counts.empty() && FLDget_poly_nnodes(cells, counts.receive(), counts.receive_count(), ARR_WRITE) == 1)
             std::copy(set.counts.begin(), set.counts.end(), counts.data());
         FLDset_poly_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
     }
@@ -143,12 +143,12 @@ protected:
         Picture picture;
         HostArray<xp_long> dims;
         int ndim = 0;
-        if (FLDget_dims(out, dims.place(), &ndim) != 1 || ndim != 2) return picture;
+        if (FLDget_dims(out, dims.receive(), &ndim) != 1 || ndim != 2) return picture;
         picture.width = static_cast<int>(dims[0]);
         picture.height = static_cast<int>(dims[1]);
         int type = -1;
         HostArray<std::uint8_t> pixels;
-        FLDget_node_data(out, 0, &type, pixels.untyped_place(), pixels.count_place(), ARR_READ);
+        FLDget_node_data(out, 0, &type, pixels.receive_untyped(), pixels.receive_count(), ARR_READ);
         picture.pixels.assign(pixels.data(), pixels.data() + pixels.size());
         picture.depths = values(out, 1);
         return picture;

@@ -58,7 +58,7 @@ protected:
     std::vector<xp_long> dims() const {
         HostArray<xp_long> dims;
         int ndim = 0;
-        if (FLDget_dims(out, dims.place(), &ndim) != 1) return {};
+        if (FLDget_dims(out, dims.receive(), &ndim) != 1) return {};
         return {dims.data(), dims.data() + ndim};
     }
     int ncomp() const {

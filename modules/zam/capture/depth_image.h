@@ -31,7 +31,7 @@ inline std::optional<ImageSize> read_image_size(OMobj_id field) {
     constexpr xp_long kMaxSide = std::numeric_limits<int>::max();
     HostArray<xp_long> dims;
     int ndim = 0;
-    if (FLDget_dims(field, dims.place(), &ndim) != 1 || !dims || ndim != 2) return std::nullopt;
+    if (FLDget_dims(field, dims.receive(), &ndim) != 1 || !dims || ndim != 2) return std::nullopt;
     if (dims[0] < 0 || dims[1] < 0 || dims[0] > kMaxSide || dims[1] > kMaxSide) return std::nullopt;
     const ImageSize size{static_cast<int>(dims[0]), static_cast<int>(dims[1])};
     const bool countable = size.pixels() <= std::numeric_limits<xp_long>::max() / (kColorBytes + kDepthBytes);
@@ -48,7 +48,7 @@ HostArray<T> open_component(OMobj_id field, int comp, int veclen, ImageSize size
     const bool opened =
         FLDget_node_data_veclen(field, comp, &own_veclen) == 1 && own_veclen == veclen &&
         FLDget_node_data_type(field, comp, &type) == 1 && type == kTypeCode<T> &&
-        FLDget_node_data(field, comp, &type, values.untyped_place(), values.count_place(), ARR_READ) == 1;
+        FLDget_node_data(field, comp, &type, values.receive_untyped(), values.receive_count(), ARR_READ) == 1;
     const bool present = opened && size.pixels() > 0 && values.size() >= size.pixels() * veclen;
     if (!present || type != kTypeCode<T>) return HostArray<T>();
     return values;

@@ -77,7 +77,7 @@ void reverse_values(std::byte* values, xp_long count) {
 bool flip_nodes(OMobj_id field, int comp) {
     HostArray<std::byte> values;
     int type = 0;
-    if (FLDget_node_data(field, comp, &type, values.untyped_place(), values.count_place(), ARR_READ_WRITE) != 1) {
+    if (FLDget_node_data(field, comp, &type, values.receive_untyped(), values.receive_count(), ARR_READ_WRITE) != 1) {
         return field_operation_failed("Error getting node data for flip");
     }
     switch (type_size(type)) {
@@ -154,7 +154,7 @@ OutArray<T> copy_of(const HostArray<T>& lent) {
 
 bool copy_points(OMobj_id all, const StoredStep& step, OMobj_id field, int nspace) {
     HostArray<float> stored;
-    if (FLDget_points(all, stored.place(), stored.count_place(), ARR_READ) != 1) {
+    if (FLDget_points(all, stored.receive(), stored.receive_count(), ARR_READ) != 1) {
         return field_operation_failed("Error getting point data");
     }
     auto points = copy_of(stored);
@@ -166,7 +166,7 @@ bool copy_points(OMobj_id all, const StoredStep& step, OMobj_id field, int nspac
 
 bool copy_coordinates(OMobj_id step_mesh, OMobj_id field) {
     HostArray<float> stored;
-    if (FLDget_coord(step_mesh, stored.place(), stored.count_place(), ARR_READ) != 1) {
+    if (FLDget_coord(step_mesh, stored.receive(), stored.receive_count(), ARR_READ) != 1) {
         return field_operation_failed("Error getting coordinates");
     }
     auto coord = copy_of(stored);
@@ -212,7 +212,7 @@ bool any_finite(const HostArray<std::byte>& values, int type) {
 bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& frame) {
     int type = 0;
     HostArray<std::byte> stored;
-    if (FLDget_node_data(from, comp, &type, stored.untyped_place(), stored.count_place(), ARR_READ) != 1) {
+    if (FLDget_node_data(from, comp, &type, stored.receive_untyped(), stored.receive_count(), ARR_READ) != 1) {
         return field_operation_failed("Error getting node data");
     }
     Value low{};

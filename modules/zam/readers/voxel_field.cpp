@@ -18,7 +18,7 @@ bool write_mesh(OMobj_id field, const Grid& grid) {
     if (FLDset_npoints(field, 2) != 1) return fail("FLD Error in set_npoints.\n");
     if (FLDset_dims(field, dims.data()) != 1) return fail("Error in set_dims.\n");
     HostArray<float> points;
-    if (FLDget_points(field, points.place(), points.count_place(), ARR_WRITE) != 1 ||
+    if (FLDget_points(field, points.receive(), points.receive_count(), ARR_WRITE) != 1 ||
         points.span().size() < corners.size())
         return fail("Error in get_points\n");
     std::ranges::copy(corners, points.data());
