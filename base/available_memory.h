@@ -1,5 +1,5 @@
-// Allocations that a parameter or a file alone makes large. A system that lends more memory than it has ends the
-// process when such arrays are filled; they are refused instead.
+// Allocations whose size a parameter or a file alone decides. A system that lends more memory than it has ends the
+// process when such arrays are filled; here they are refused beforehand.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +21,7 @@ class AvailableMemory {
 public:
     /// This much is granted without asking the system, so that small updates cost nothing.
     static constexpr std::int64_t kUnasked = std::int64_t{16} << 20;
-    /// One part in so many of what is available stays free, for page tables, small allocations and other programs.
+    /// One part in this many of what is available stays free, for page tables, small allocations and other programs.
     static constexpr std::int64_t kReserveShare = 16;
 
     /// Whether `count` elements fit into what is left; if so they are counted. A negative count never fits.

@@ -14,7 +14,7 @@ inline std::uint64_t reversed(std::uint64_t v) {
     return std::uint64_t{reversed(static_cast<std::uint32_t>(v))} << 32 | reversed(static_cast<std::uint32_t>(v >> 32));
 }
 
-/// Reverses the bytes of `count` values of the width of Word.
+/// Reverses the bytes of each of `count` values as wide as Word.
 template <class Word>
 void reverse_bytes(std::byte* values, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {

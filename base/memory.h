@@ -6,7 +6,7 @@
 
 namespace zam {
 
-/// Bytes of physical memory; the largest number there is when the system does not say.
+/// Bytes of physical memory; the largest possible number if the system does not say.
 std::int64_t physical_memory();
 
 /// Bytes that this process can still fill without being refused, slowed down by paging or ended: what the machine has

@@ -36,8 +36,8 @@ ZAM_HOST_API int FLDget_dims(OMobj_id field, xp_long** dims, int* ndim);
 /// Copies ndim values; the node count becomes their product.
 ZAM_HOST_API int FLDset_dims(OMobj_id field, const xp_long* dims);
 
-/// Setting a count that is no product of the dims makes the field unstructured, unless it stands between FLDset_ndim
-/// and FLDset_dims.
+/// Setting a count that is not the product of the dims makes the field unstructured, unless it stands between
+/// FLDset_ndim and FLDset_dims.
 ZAM_HOST_API int FLDget_nnodes(OMobj_id field, xp_long* nnodes);
 ZAM_HOST_API int FLDset_nnodes(OMobj_id field, xp_long nnodes);
 
@@ -149,7 +149,7 @@ ZAM_HOST_API int FLDset_poly_connect(OMobj_id cell_set, xp_long* connect, xp_lon
 /// Number of time steps; the steps are filled through their handles.
 ZAM_HOST_API int FLDset_time_nsteps(OMobj_id field, int nsteps);
 
-/// Copies one time value a step.
+/// Copies one time value per step.
 ZAM_HOST_API int FLDset_time_values(OMobj_id field, const float* values, int count);
 
 /// Handle of a step's coordinates or node data. It takes the mesh or node data operations above; node count, dims and

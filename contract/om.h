@@ -68,8 +68,8 @@ ZAM_HOST_API int OMset_ptr_val(OMobj_id object, void* value);
 /// Sets entry `index` (from 0) of an array of texts, which grows as needed; null clears the entry.
 ZAM_HOST_API int OMset_str_array_val(OMobj_id object, xp_long index, const char* value);
 
-/// Resolves a reference into the handle of the object referred to, through chains of references; an object that is no
-/// reference gives itself. Fails when a reference leads nowhere.
+/// Resolves a reference into the handle of the object referred to, through chains of references; an object that is not
+/// a reference gives itself. Fails if a reference leads nowhere.
 ZAM_HOST_API int OMget_obj_val(OMobj_id object, OMobj_id* value);
 
 // --- Arrays ---
@@ -101,7 +101,7 @@ ZAM_HOST_API int OMchanged(OMobj_id object, int seq);
 ZAM_HOST_API int OMbegin_op(void);
 ZAM_HOST_API int OMend_op(void);
 
-/// The object that `object` refers to, one step. Fails when it is no reference. `flags` is 0.
+/// The object that `object` refers to, one step. Fails if it is not a reference. `flags` is 0.
 ZAM_HOST_API int OMget_obj_ref(OMobj_id object, OMobj_id* referred, int flags);
 
 /// Makes `object` refer to `referred`; an invalid handle takes the reference away.

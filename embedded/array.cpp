@@ -12,7 +12,7 @@
 namespace zam::host {
 namespace {
 
-// 512 GiB. More is never meant, and some allocators end the program instead of refusing.
+// 512 GiB. Nobody means more, and some allocators end the program instead of refusing.
 constexpr std::uint64_t kMaxBytes = std::uint64_t{1} << 39;
 
 // Faults repeat in loops; the first ones say what is wrong.
@@ -127,7 +127,7 @@ void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id
     if (const auto found = entries_.find(array.data()); found != entries_.end()) {
         found->second.loans.push_back(std::move(loan));
     } else {
-        Entry entry;  // complete before it is entered: none is left if memory runs out
+        Entry entry;  // complete before it is entered: no half-made entry is left if memory runs out
         entry.loans.push_back(std::move(loan));
         entries_.emplace(array.data(), std::move(entry));
     }

@@ -14,7 +14,7 @@
 
 namespace zam::host {
 
-/// Bytes of `count` elements; `nullopt` for an unknown type, a negative count or a size that no machine has.
+/// Bytes of `count` elements; `nullopt` for an unknown type, a negative count or a size beyond any machine's.
 std::optional<std::size_t> array_bytes(int type, xp_long count);
 
 /// Whether `mode` is one of the ARR_ access modes.
@@ -23,7 +23,7 @@ constexpr bool is_access_mode(int mode) { return mode >= ARR_READ && mode <= ARR
 /// A piece of memory that objects share: the host's own, or memory that stays the caller's.
 class Block {
 public:
-    /// Zeroed memory of the host's own, or null if there is none to be had. A single piece is checked by itself;
+    /// Zeroed memory of the host's own, or null if memory is exhausted. A single piece is checked by itself;
     /// modules see to it that all arrays of an update fit together.
     static std::shared_ptr<Block> make(std::size_t bytes);
     static std::shared_ptr<Block> borrow(void* data, std::size_t bytes);
@@ -36,7 +36,7 @@ public:
     void* data() const { return data_; }
     std::size_t bytes() const { return bytes_; }
 
-    /// Counts what may have changed the contents, so that values derived from them know when they are stale.
+    /// Counts accesses that may have changed the contents, so that values derived from them know when they are stale.
     void begin_write() { ++writers_; }
     void end_write() {
         --writers_;
@@ -69,7 +69,7 @@ struct Array {
     }
 };
 
-/// A zeroed array of the host's own; empty if there is no memory for it.
+/// A zeroed array of the host's own; empty if memory is exhausted.
 Array make_array(int type, xp_long count);
 
 /// What was computed from the contents of an array; valid until these change.

@@ -26,7 +26,7 @@ public:
     /// Moves the clock on by `units`, calling what falls due: in order of due time, at one time in order of
     /// registration. Callbacks may add and remove registrations.
     void advance(std::int64_t units);
-    /// Drops the calls that the running advance() has still to make.
+    /// Drops the calls that the running advance() has yet to make.
     void flush();
     /// Units until the next call.
     std::optional<std::int64_t> next_due() const;

@@ -48,7 +48,8 @@ Box positions_box(const float* positions, xp_long count, int nspace) {
     return box;
 }
 
-/// Box of axis positions: of the points of an axis its own component counts; components beyond the axes are 0.
+/// Box of axis positions: of the points along an axis only that axis' component counts; components beyond the axes are
+/// 0.
 Box axes_box(const Shape& shape, const float* points) {
     Box box = kNothing;
     const auto* dims = shape.dims.as<const xp_long>();
@@ -155,7 +156,7 @@ std::optional<Box> mesh_box(const Field& field, Mesh& mesh) {
     if (!positions || field.shape.nspace < 1) return std::nullopt;
     const Box box = box_of(field, positions, &positions == &mesh.points);
     for (std::size_t k = 0; k < static_cast<std::size_t>(field.shape.nspace); ++k) {
-        if (!(box.minimum[k] <= box.maximum[k])) return std::nullopt;  // no value that is finite
+        if (!(box.minimum[k] <= box.maximum[k])) return std::nullopt;  // no finite value
     }
     mesh.computed.set(positions, box);
     return box;

@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view kSeparators = "/\\";
 constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 constexpr std::string_view kDigits = "0123456789";
-constexpr std::size_t kMaxNameLength = 65536;  // longer than any system opens
+constexpr std::size_t kMaxNameLength = 65536;  // longer than the names that any system opens
 constexpr std::string_view kPathList = "XP_PATH";
 
 bool is_in(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }

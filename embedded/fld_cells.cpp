@@ -63,7 +63,7 @@ int read_cells(const char* operation, OMobj_id handle, Read&& read) {
     });
 }
 
-/// Nodes per cell; of a cell set without a type, as many as its node list has for each.
+/// Nodes per cell; of a cell set without a type, the length of its node list over its number of cells.
 std::optional<int> nodes_per_cell(const CellSet& cells) {
     if (cells.type) return cells.type->nnodes;
     if (!cells.connect || cells.ncells < 1 || cells.connect.count % cells.ncells != 0) return std::nullopt;

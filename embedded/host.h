@@ -64,7 +64,7 @@ ZAM_HOST_CXX_API OMobj_id find(OMobj_id from, std::string_view path);
 /// Entry of an array of texts.
 ZAM_HOST_CXX_API std::optional<std::string> text_at(OMobj_id object, xp_long index);
 
-/// Sets an array to a copy of `count` values of `type`. False, and nothing changed, for objects of other kinds and if
+/// Sets an array to a copy of `count` values of `type`. False, with nothing changed, for objects of other kinds and if
 /// memory runs out.
 ZAM_HOST_CXX_API bool set_values(OMobj_id object, int type, const void* values, xp_long count);
 /// Opens an array for reading; the caller ends the access with ARRfree_f. Null for objects of other kinds and for
@@ -96,7 +96,7 @@ ZAM_HOST_CXX_API void touch(OMobj_id object);
 
 struct Record {
     enum class What { report, status } what;
-    std::string module;  // who was running
+    std::string module;  // the module that was running
     std::string call;    // "ERRverror", "ERRerror", "ERRout_of_memory" or "OMstatus_check"
     std::string label;
     int flags = 0;

@@ -20,7 +20,7 @@ bool delete_file(const std::string& name);
 /// read has none. What `visit` throws comes through.
 void visit_names(const std::string& directory, const std::function<void(std::string_view)>& visit);
 
-/// As fopen with "rb" or "wb", but never waits: what is no file with contents (a pipe, a directory) is refused.
+/// As fopen with "rb" or "wb", but never waits: what is not a file with contents (a pipe, a directory) is refused.
 std::FILE* open_to_read(const std::string& name);
 std::FILE* open_to_write(const std::string& name);
 

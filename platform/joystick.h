@@ -23,7 +23,7 @@ enum : MMRESULT {
     JOYERR_NOERROR = 0,
     MMSYSERR_NODRIVER = 6,     // no SDL, or it has no joysticks here
     MMSYSERR_INVALPARAM = 11,  // no record
-    JOYERR_PARMS = 165,        // no joystick of that number can be, or the record has another size
+    JOYERR_PARMS = 165,        // no joystick can have that number, or the record has another size
     JOYERR_NOCANDO = 166,      // captured already
     JOYERR_UNPLUGGED = 167
 };
@@ -66,10 +66,11 @@ struct JOYINFOEX {
 /// @return 0, or why not: JOYERR_UNPLUGGED, JOYERR_NOCANDO, JOYERR_PARMS, MMSYSERR_NODRIVER
 MMRESULT joySetCapture(HWND window, unsigned id, unsigned period, int changed_only);
 
-/// Ends a capture; none is fine.
+/// Ends a capture, if there is one.
 MMRESULT joyReleaseCapture(unsigned id);
 
-/// Reads where a joystick stands now. Members that the flags do not ask for, and all of them after a failure, stay.
+/// Reads where a joystick stands now. Members that the flags do not ask for stay as they are, all of them after a
+/// failure.
 MMRESULT joyGetPosEx(unsigned id, JOYINFOEX* info);
 
 #endif
@@ -78,7 +79,7 @@ static_assert(sizeof(JOYINFOEX) == 52);
 
 namespace zam::platform {
 
-/// Where a simulated joystick stands, in the units of JOYINFOEX.
+/// The state of a simulated joystick, in the units of JOYINFOEX.
 struct JoystickState {
     std::uint32_t x, y, z, r, u, v;  // 0 to 65535, larger values count as 65535
     std::uint32_t pov;               // likewise

@@ -24,7 +24,7 @@
 /// Copies the value of a key, cut to fit, always terminated.
 /// @param otherwise  taken, without blanks at its end and quotes, where the file has no such value or cannot be read;
 /// may
-///                   be null. Not read: what is no regular file, and files of more than 4 MB
+///                   be null. What is not a regular file, and a file of more than 4 MB, is not read
 /// @param buffer     `size` bytes
 /// @return characters copied, without the terminator; 0 without section, key or file
 std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, const char* otherwise, char* buffer,

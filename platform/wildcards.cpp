@@ -33,7 +33,8 @@ std::vector<Token> parse(std::string_view pattern) {
     return tokens;
 }
 
-/// Follows all ways through the tokens at once, so that no pattern takes longer than its length times the name's.
+/// Follows all ways through the tokens at once, so that no pattern takes longer than its length times the name's
+/// length.
 class Matcher {
 public:
     Matcher(std::vector<Token> tokens, std::string_view name)

@@ -19,7 +19,7 @@ constexpr std::int64_t kBlockBytes = 1 << 18;
 
 xp_long number_at(const FileStart& file, std::size_t at) { return std::stoi(file.bytes.substr(at, kDigits)); }
 
-/// Reads `count` values of the file in blocks, for their range. False when the file ends before.
+/// Reads `count` values of the file in blocks, for their range. False if the file is shorter.
 template <class T>
 bool add_range(std::FILE* file, std::int64_t count, int type, OMobj_id field, int comp) {
     std::vector<T> block(kBlockBytes / sizeof(T));
@@ -28,7 +28,7 @@ bool add_range(std::FILE* file, std::int64_t count, int type, OMobj_id field, in
     for (std::int64_t left = count; left > 0;) {
         const auto wanted = static_cast<std::size_t>(std::min(left, static_cast<std::int64_t>(block.size())));
         if (std::fread(block.data(), sizeof(T), wanted, file) != wanted) return false;
-        for (std::size_t i = 0; i < wanted; ++i) {  // what is no number is passed over
+        for (std::size_t i = 0; i < wanted; ++i) {  // NaNs are passed over
             if (block[i] < minimum) minimum = block[i];
             if (block[i] > maximum) maximum = block[i];
         }

@@ -1,4 +1,4 @@
-// Capture files as `zam info` sees them: no module reads a single one.
+// Capture files as `zam info` sees them: no module reads a single file of this kind.
 #pragma once
 
 #include "runner/file_kinds.h"

@@ -36,13 +36,13 @@ void close_descriptor(int descriptor) { close(descriptor); }
 #endif
 constexpr int kStandardOutput = 1;
 
-/// What modules printed comes before what is said about them.
+/// Flushes what modules printed, so that it comes before what is said about them.
 void flush_standard_output() {
     std::cout.flush();
     std::fflush(stdout);
 }
 
-/// Length of the character of UTF-8 that a text begins with; 0 when that is none, or one that does not print.
+/// Length of the UTF-8 character that a text begins with; 0 if it begins with none, or with one that does not print.
 std::size_t printable_length(std::string_view text) {
     const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
     const unsigned lead = byte(0);

@@ -41,10 +41,10 @@ private:
     bool failed_ = false;
 };
 
-/// A text for one line of a terminal: what does not print as \xHH, of what stands in quotes 60 bytes.
+/// A text for one line of a terminal: unprintable bytes become \xHH, quotations are cut to 60 bytes.
 std::string one_line(std::string_view text);
 
-/// Takes the standard output away while it lives.
+/// Discards what is written to the standard output as long as it lives.
 class SilentOutput {
 public:
     SilentOutput();

@@ -19,14 +19,15 @@ struct FileStart {
 };
 constexpr std::size_t kFileStartBytes = 4096;
 
-/// What is printed of a file besides a field.
+/// What is printed about a file besides its field.
 struct Description {
     std::string fault;    // what is wrong with the file, in place of all else; empty: nothing
     std::string samples;  // how many, and where; empty: it has none
     std::string warning;  // what a person should look at; empty: nothing
 };
 
-/// One kind of file. A new kind is a row of the table in file_kinds.cpp, before the kinds that are less sure.
+/// One kind of file. A new kind is a row of the table in file_kinds.cpp, before kinds that are recognised with less
+/// certainty.
 struct FileKind {
     std::string_view name;  // for people: "field file"
     bool (*matches)(const FileStart& file);

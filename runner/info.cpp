@@ -119,7 +119,7 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
     const Description description = kind.describe(file, field);
     host::set_recorder(nullptr);
     if (console.failed()) return kFailed;
-    // what stands on the standard error stream by now does not say which file it is about
+    // what is on the standard error stream by now does not name the file
     if (!description.fault.empty()) return fail(file.name + " " + description.fault);
     print_line("file", file.name + " (" + std::string(kind.name) + ")");
     print_mesh(field);

@@ -11,7 +11,7 @@
 namespace zam {
 namespace {
 
-/// The first 16 KiB of a file, more than those read here have; empty when it cannot be read.
+/// The first 16 KiB of a file, more than those read here have; empty if it cannot be read.
 std::string read_text(const std::string& name) {
     const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(name.c_str(), "rb"), std::fclose);
     std::string text(file ? 1 << 14 : 0, '\0');

@@ -88,8 +88,8 @@ Canvas::Screen Canvas::project(const Corner& corner) const {
             {corner[kColor] * near, corner[kColor + 1] * near, corner[kColor + 2] * near}};
 }
 
-/// Keeps all of space in the range of depths, finest where pictures usually are: nothing is cut off far away, and no
-/// depth depends on how far the other things reach.
+/// Maps all of space into the range of depths, finest where pictures usually are: nothing far away is cut off, and no
+/// depth depends on how far other objects reach.
 float Canvas::depth(double nearness) const {
     const double share =
         parallel_ ? 0.5 + 0.5 * nearness / (1.0 + std::fabs(nearness)) : std::min(nearness * kNearest, 1.0);

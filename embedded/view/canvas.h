@@ -49,7 +49,7 @@ public:
 
     static constexpr double kLineNearer = 0.002;   // in units of view space
     static constexpr double kNearest = 0.01;       // share of the eye's distance from which on things are seen
-    static constexpr double kLeastDepth = 1.0e-5;  // of what is drawn, however far away
+    static constexpr double kLeastDepth = 1.0e-5;  // of whatever is drawn, however far away
 
 private:
     enum : std::size_t { kX, kY, kZ, kW, kColor };

@@ -26,7 +26,7 @@ Point widened(const Vector& v) {
     return {static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2])};
 }
 
-/// Which node of the field a node of a patch is: patches are whole fields, or sides of grids.
+/// From nodes of a patch to nodes of the field: a patch is a whole field, or one side of a grid.
 struct Numbering {
     xp_long row = 1;  // nodes of the patch in a row
     xp_long first = 0, stride_u = 1, stride_v = 0;
@@ -40,7 +40,7 @@ struct Numbering {
 class Patch {
 public:
     /// @param count  at most kMaxPatchNodes
-    /// @throws std::bad_alloc when there is no memory for positions, normals and stretches of lines
+    /// @throws std::bad_alloc if memory for positions, normals and stretches of lines is exhausted
     Patch(const Nodes& nodes, const Affine& to_view, const Paint& paint, Canvas& canvas, xp_long count,
           const Numbering& numbering)
         : paint_(paint), canvas_(canvas), numbering_(numbering), points_(affordable(count)) {
@@ -90,8 +90,8 @@ bool Patch::gather(std::span<const Node> face) {
     return true;
 }
 
-/// Faces need not turn the same way: a normal that points more than 135 degrees away from the sum is turned round. What
-/// points less far away is another side of a sharp edge.
+/// Faces need not turn the same way: a normal more than 135 degrees away from the sum is turned round. One
+/// less far away belongs to the other side of a sharp edge.
 void Patch::add_normal(Node node, const Point& normal) {
     Vector& sum = normals_[node];
     const Point before = widened(sum);
@@ -101,7 +101,7 @@ void Patch::add_normal(Node node, const Point& normal) {
     for (std::size_t k = 0; k < 3; ++k) sum[k] += static_cast<float>(sign * normal[k]);
 }
 
-/// Share of a colour that is seen of a corner.
+/// The share of its colour that a corner shows.
 double Patch::light(Node node, const Point& face_normal, bool has_creases) const {
     Point normal = widened(normals_[node]);
     double size = length(normal);
@@ -230,7 +230,7 @@ private:
 
 // --- Cell sets ---
 
-/// Nodes per cell; of a cell set without a type, as many as its node list has for each.
+/// Nodes per cell; of a cell set without a type, the length of its node list over its number of cells.
 int nodes_per_cell(const CellSet& cells) {
     if (cells.type) return cells.type->poly ? 0 : cells.type->nnodes;
     if (!cells.connect || cells.ncells < 1 || cells.connect.count % cells.ncells != 0) return 0;
@@ -245,7 +245,7 @@ xp_long cell_count(const CellSet& cells) {
     if (is_polyline(cells)) return std::min(cells.npolys, cells.poly_connect.count / 2);
     if (cells.type && cells.type->poly) {
         if (cells.poly_nnodes) return std::min(cells.npolys, cells.poly_nnodes.count);
-        // of polygons without a list of their sizes, each has as many corners, at least three
+        // polygons without a list of their sizes all have the same number of corners, at least three
         const bool even = cells.npolys > 0 && cells.poly_connect.count % cells.npolys == 0;
         return even && cells.poly_connect.count / cells.npolys >= 3 ? cells.npolys : 0;
     }
@@ -291,7 +291,7 @@ private:
     std::vector<Node> next_;  // a stretch by its first node: leads to itself as long as it is not drawn
 };
 
-/// Polygons without a list of their sizes all have as many corners.
+/// Polygons without a list of their sizes all have the same number of corners.
 void draw_polygons(Patch& patch, const CellSet& cells, xp_long first_cell) {
     const auto span = [](const Array& array, xp_long count) {
         return std::span<const xp_long>(array.as<const xp_long>(), static_cast<std::size_t>(count));
@@ -318,7 +318,7 @@ void draw_cell_set(Patch& patch, Polylines& polylines, const CellSet& cells, xp_
             return;
         case 3: return patch.draw_faces(CellFaces{connect, count, 3, patch.count(), first_cell});
         case 4: return patch.draw_faces(CellFaces{connect, count, 4, patch.count(), first_cell});
-        default: return;  // there are no cells of seven nodes
+        default: return;  // no cell type has seven nodes
     }
 }
 

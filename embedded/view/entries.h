@@ -1,4 +1,4 @@
-// What there is to know of the host's own entries, which networks use as they use modules.
+// The host's own entries, which networks use as they use modules.
 #pragma once
 
 #include <span>

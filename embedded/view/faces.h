@@ -25,7 +25,7 @@ inline bool take_nodes(const xp_long* from, std::span<Node> to, xp_long nodes) {
     return true;
 }
 
-/// Cells that are one face each, all with as many corners.
+/// Cells of one face each, all with the same number of corners.
 struct CellFaces {
     static constexpr bool kHasCreases = false;
     const xp_long* connect;

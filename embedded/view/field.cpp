@@ -173,7 +173,7 @@ bool Paint::map(const Component& component, Object& datamap, xp_long nodes, xp_l
     const Array& values = component.values;
     if (!values || component.veclen < 1) return true;
     const xp_long count = values.count / component.veclen;
-    if (count < nodes && (cells < 1 || count < cells)) return true;  // they belong to neither nodes nor cells
+    if (count < nodes && (cells < 1 || count < cells)) return true;  // the values belong to neither nodes nor cells
     source_ = count >= nodes ? Source::nodes : Source::cells;
     count_ = count >= nodes ? nodes : cells;
     AvailableMemory().require(count_, 4);
@@ -201,7 +201,7 @@ std::optional<Paint> Paint::of(const Field& field, const std::optional<Color>& g
     if (datamap) {
         if (!paint.map(component, *datamap, nodes, cells)) return std::nullopt;
     } else if (!given) {
-        paint.take_image_colors(component, nodes);  // a picture shows itself, unless it is given a colour
+        paint.take_image_colors(component, nodes);  // an image shows its own colours, unless it is given one
     }
     return paint;
 }

@@ -30,7 +30,7 @@ struct PointBox {
 
     PointBox();
     bool is_empty() const { return !(low[0] <= high[0]); }
-    void extend(const Point& p);  // points that are not finite do not count
+    void extend(const Point& p);  // ignores points that are not finite
 };
 
 /// The nodes of a field, with the field's own transform. Borrows the field's arrays, which must not change

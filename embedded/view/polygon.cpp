@@ -90,7 +90,7 @@ private:
 }  // namespace
 
 Point area_normal(std::span<const Point> polygon) {
-    // relative to the first corner: far from the origin little is left of the products otherwise
+    // relative to the first corner: far from the origin the products would cancel
     Point normal{};
     const Point& o = polygon[0];
     for (std::size_t i = 2; i < polygon.size(); ++i) {

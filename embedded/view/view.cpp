@@ -20,7 +20,7 @@
 namespace zam::host::view {
 namespace {
 
-constexpr int kMaxSide = 99999;                             // what captures of images can say of their size
+constexpr int kMaxSide = 99999;                             // the largest side that a capture of an image can state
 constexpr std::int64_t kMaxPixels = std::int64_t{1} << 28;  // 8 bytes each
 constexpr double kFill = 0.9;  // share of the image that everything takes if no transform is given
 
@@ -40,7 +40,7 @@ struct Params {
     std::array<std::uint8_t, 3> background{};
 };
 
-/// The object that a parameter leads to; null if it has none or no value.
+/// The object that a parameter leads to; null if there is none or it has no value.
 Object* parameter(OMobj_id instance, std::string_view name) {
     Store& store = state().store;
     const Object* child = store.child(instance, store.names.token(name));
@@ -222,7 +222,7 @@ struct Image {
           pixels(DTYPE_BYTE, xp_long{4} * frame.width * frame.height),
           depths(DTYPE_FLOAT, xp_long{1} * frame.width * frame.height) {}
 
-    /// Whether there is memory for colours and depths together.
+    /// Whether colours and depths together fit into memory.
     static bool fits(const Frame& frame) {
         return AvailableMemory().take(xp_long{1} * frame.width * frame.height, 4 + sizeof(float));
     }

@@ -1,4 +1,4 @@
-// Joysticks over SDL 2. A simulated joystick is one of SDL's virtual devices, so it is read as any other.
+// Joysticks over SDL 2. A simulated joystick is one of SDL's virtual devices, so it is read like any other.
 #include "platform/joystick.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ constexpr std::uint32_t kAxisMax = 65535;
 
 constexpr SDL_JoystickID kNone = -1;
 
-/// What goes by one number. SDL never gives an instance's number again; its pointers end when anybody in the process
+/// The devices of one number. SDL never gives an instance's number again; its pointers end when anybody in the process
 /// ends SDL.
 struct Place {
     SDL_JoystickID device = kNone;
@@ -32,7 +32,7 @@ struct Place {
 
 class Joysticks {
 public:
-    /// The one list of the process; null when SDL cannot be had.
+    /// The one list of the process; null if SDL cannot be had.
     static Joysticks* get();
 
     static constexpr unsigned kCount = 2;

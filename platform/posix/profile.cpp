@@ -51,7 +51,7 @@ struct Contents {
     struct stat status;
 };
 
-/// A regular file whole. The system is not to wait for the other end of a pipe.
+/// The whole contents of a regular file. Opening must not wait for the other end of a pipe.
 std::optional<Contents> read_file(const std::string& path) {
     const OpenFile file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     Contents contents{};
@@ -106,7 +106,7 @@ bool replace_file(const fs::path& path, std::string_view text, const struct stat
     if (!file.is_open()) return false;
     bool good = write_whole(descriptor, text);
     if (old) {
-        // whose file it is can be kept only by who may give files away; that comes first, as it takes mode bits away
+        // only a process that may give files away can keep the owner; that comes first, as it takes mode bits away
         if (fchown(descriptor, old->st_uid, old->st_gid) != 0) errno = 0;
         good = fchmod(descriptor, old->st_mode & 07777) == 0 && good;
     }
@@ -154,7 +154,7 @@ std::uint32_t GetPrivateProfileStringA(const char* section, const char* key, con
         std::memcpy(buffer, value.data(), length);
         buffer[length] = '\0';
         return static_cast<std::uint32_t>(length);
-    } catch (const std::exception&) {  // no memory
+    } catch (const std::exception&) {  // memory is exhausted
         return 0;
     }
 }

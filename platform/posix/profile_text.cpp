@@ -37,7 +37,7 @@ std::optional<std::string_view> section_name(std::string_view line) {
 /// A line within a section. Its views lie in the text and say where their parts stand, also when they are empty.
 struct Entry {
     std::string_view key;
-    std::optional<std::string_view> value;  // `nullopt` without "="
+    std::optional<std::string_view> value;  // `nullopt` if the line has no "="
 };
 
 Entry parse_entry(std::string_view line) {
@@ -123,7 +123,7 @@ void append_utf8(std::string& text, unsigned unit) {
     }
 }
 
-/// Takes a unit that append_utf8() made off the front of a text; `nullopt` for other bytes.
+/// Takes one unit, as append_utf8() made it, off the front of a text; `nullopt` for other bytes.
 std::optional<unsigned> take_unit(std::string_view& text) {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t length = lead < 0x80U ? 1 : (lead & 0xE0U) == 0xC0U ? 2 : (lead & 0xF0U) == 0xE0U ? 3 : 0;

@@ -30,9 +30,9 @@ std::string_view unquoted(std::string_view value);
 std::optional<std::string_view> find_profile_value(std::string_view text, std::string_view section,
                                                    std::string_view key);
 
-/// The text with the key set: in its line, else in a line after the section's last one that is not blank, else in a
-/// new section at the end. The section without a name is what stands before the first one. Line ends are that of
-/// the text's first line, LF where there is none.
+/// The text with the key set: in its line, else in a line after the last of the section that is not blank, else in a
+/// new section at the end. The section without a name is what stands before the first one. Lines end as
+/// the text's first line does, LF where there is none.
 std::string set_profile_value(std::string_view text, std::string_view section, std::string_view key,
                               std::string_view value);
 

@@ -31,7 +31,7 @@ struct SdlLibrary {
     decltype(&SDL_JoystickSetVirtualButton) set_virtual_button;
 };
 
-/// The library, loaded at the first call; null when there is none, or one too old for any of the functions.
+/// The library, loaded at the first call; null if there is none, or one too old to have all of the functions.
 const SdlLibrary* sdl_library();
 
 }  // namespace zam::platform

@@ -12,7 +12,7 @@
 
 namespace zam::session {
 
-/// What reading a document needs beside it.
+/// What reading a document needs besides its text.
 struct Environment {
     Problems& problems;
     std::string directory;  // relative file names start here; empty: the current directory
@@ -48,7 +48,7 @@ public:
     /// Number of elements of an array of either form.
     std::size_t array_size() const;
 
-    // Typed reading: nothing after a problem "... is expected, not ...".
+    // Typed reading: `nullopt` after a problem "... is expected, not ...".
     const Object* object() const;
     std::optional<std::string> text() const;
     std::optional<bool> boolean() const;

@@ -1,6 +1,6 @@
 // JSON documents that remember where everything stands.
 //
-// Arrays of numbers, which may be most of a file, are kept packed: 16 bytes a number.
+// Arrays of numbers, which may be most of a file, are kept packed: 16 bytes per number.
 #pragma once
 
 #include <cstdint>

@@ -78,7 +78,7 @@ private:
     std::vector<Node*> open_;  // containers from the root inward
 };
 
-/// Behind the closing quote of the string that begins at `start`.
+/// The offset after the closing quote of the string that begins at `start`.
 std::size_t Builder::end_of_string(std::size_t start) const {
     std::size_t end = start + 1;
     while (end < text_.size() && text_[end] != '"') end += text_[end] == '\\' ? 2 : 1;
@@ -110,7 +110,7 @@ bool Builder::key(string_t& value) {
     return true;
 }
 
-/// The array with one node an element, once it turns out to hold more than numbers. Packed numbers did not keep their
+/// The array with one node per element, once it turns out to hold more than numbers. Packed numbers did not keep their
 /// places: they take the array's.
 Elements& Builder::unpacked(Node& array) {
     if (auto* elements = std::get_if<Elements>(&array.value)) return *elements;
@@ -126,7 +126,7 @@ Elements& Builder::unpacked(Node& array) {
     return array.value.emplace<Elements>(std::move(elements));
 }
 
-/// Null when the document has become too large.
+/// Null if the document has become too large.
 template <class T>
 Node* Builder::add(std::size_t offset, T value) {
     Node* container = open_.empty() ? nullptr : open_.back();

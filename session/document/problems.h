@@ -27,9 +27,9 @@ public:
 
     bool any() const { return count_ > 0; }
     std::size_t count() const { return count_; }
-    /// One text a problem; the first thousand, which is more than anyone reads.
+    /// One text per problem; the first thousand, which is more than anyone reads.
     const std::vector<std::string>& lines() const { return lines_; }
-    /// Prints one line a problem, and how many were left out.
+    /// Prints one line per problem, and how many were left out.
     void print(std::FILE* stream) const;
 
 private:

@@ -1,4 +1,4 @@
-// Definition files: what the runner knows of the modules of a library.
+// Definition files: what is known of a library's modules.
 #pragma once
 
 #include <memory>
@@ -34,8 +34,8 @@ struct Method {
 };
 
 struct Definition {
-    std::string file;  // or the name of what else it was read from
-    std::string text;  // of one that was not read from a file
+    std::string file;  // or the name of another source
+    std::string text;  // of a definition that was not read from a file
     std::string module;
     std::string entry;  // of a class its name
     std::string summary;
@@ -49,7 +49,7 @@ struct Definition {
     std::vector<Parameter> parameters;
 
     const Parameter* find_parameter(std::string_view name) const;
-    /// A method by its name or by that of its exported function; null when there is none.
+    /// A method by its name or by that of its exported function; null if there is none.
     const Method* find_method(std::string_view name) const;
     /// Name of the function that a class exports for a method, or for `create` and `destroy`.
     std::string exported(std::string_view method) const { return entry + "_" + std::string(method); }
@@ -70,7 +70,7 @@ public:
     void add_host_entries(Problems& problems);
 
     const std::vector<std::unique_ptr<const Definition>>& all() const { return definitions_; }
-    /// The definition with an update entry, or class, of that name; null when there is none.
+    /// The definition with an update entry, or class, of that name; null if there is none.
     const Definition* by_entry(std::string_view entry) const;
     /// The same by entry or module name.
     const Definition* by_any_name(std::string_view name) const;

@@ -43,7 +43,7 @@ std::vector<std::size_t> Dependencies::circle() const {
     const auto first = std::find(ordered.begin(), ordered.end(), false);
     if (first == ordered.end()) return {};
 
-    // every module left out refers to one left out: following these ends on a circle
+    // every module left out refers to another one left out: following these leads into a circle
     const auto left_out_upstream = [&](std::size_t module) {
         for (const auto& [parameter, referred] : upstream_[module]) {
             const auto found = std::find_if(referred.begin(), referred.end(), [&](auto m) { return !ordered[m]; });

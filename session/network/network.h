@@ -63,7 +63,7 @@ struct WriteEvent {
 };
 struct JoystickEvent {
     int id = 1;                                         // 1 or 2
-    std::array<std::optional<std::uint32_t>, 8> state;  // x y z r u v pov buttons; nothing: as before
+    std::array<std::optional<std::uint32_t>, 8> state;  // x y z r u v pov buttons; `nullopt`: as before
 };
 struct AdvanceEvent {
     std::int64_t units = 0;
@@ -78,7 +78,7 @@ struct Event {
 };
 
 struct Network {
-    /// Adds an instance. Its name is not that of another.
+    /// Adds an instance. @pre  no other has its name
     void add(Instance instance);
     std::optional<std::size_t> find(std::string_view module) const;
 

@@ -68,7 +68,7 @@ std::optional<Checker::Target> Checker::target_of(std::string_view reference) co
     return Target{*number, parameter, rest.empty()};
 }
 
-/// What a reference leads to; nothing after a problem.
+/// What a reference leads to; `nullopt` after a problem.
 std::optional<Checker::Target> Checker::resolve(const Reference& reference) {
     const auto [module, parameter_name, rest] = split_reference(reference.target);
     const auto number = network_.find(module);

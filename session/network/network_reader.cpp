@@ -318,7 +318,7 @@ std::optional<Output> NetworkReader::read_output(const Cursor& cursor, const std
 
 // --- Options ---
 
-/// The two sides of an option's first "="; nothing, with a problem, when there is none.
+/// The two sides of an option's first "="; `nullopt`, with a problem, if there is none.
 std::optional<std::pair<std::string, std::string>> split_option(const std::string& name, const std::string& option,
                                                                 const std::string& form, Problems& problems) {
     const auto equals = option.find('=');

@@ -1,4 +1,4 @@
-// What the runner reads of a field of the host.
+// Reads the parts of a host's field.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace zam::session {
 
 struct FieldShape {
     int nspace = 0;
-    std::vector<xp_long> dims;  // none: unstructured
+    std::vector<xp_long> dims;  // empty: unstructured
     xp_long nnodes = 0;
     int grid_type = FLD_UNSTRUCTURED;
 
@@ -29,7 +29,7 @@ int component_count(OMobj_id node_data);
 
 struct ComponentHeader {
     int veclen = 0;           // 0: not declared
-    std::optional<int> type;  // nothing: not declared
+    std::optional<int> type;  // `nullopt`: not declared
     std::string label, units;
     int id = 0;
 
@@ -39,7 +39,7 @@ struct ComponentHeader {
 
 ComponentHeader read_component_header(OMobj_id node_data, int comp);
 
-/// Values of any type; empty when there are none.
+/// Values of any type; empty if there are none.
 struct LentValues {
     int type = DTYPE_FLOAT;
     LentArray<const std::byte> values;  // counted in elements of `type`
@@ -47,7 +47,7 @@ struct LentValues {
 LentValues read_node_values(OMobj_id node_data, int comp);
 LentValues read_array(OMobj_id object);
 
-/// Points of a uniform or rectilinear field, coordinates of others or of a time step; empty when there are none.
+/// Points of a uniform or rectilinear field, coordinates of others or of a time step; empty if there are none.
 LentArray<float> read_points(OMobj_id field);
 LentArray<float> read_coordinates(OMobj_id mesh);
 

@@ -19,7 +19,7 @@ struct Link {
 
 /// Makes, or makes again, sub-object `name` of `parent` with a value. Handles of the object stay valid.
 /// @param links  receives the references within the value, which refer to nothing yet
-/// @throws RunError  when memory runs out or a file of values does not hold them any more
+/// @throws RunError  if memory runs out or a file of values does not hold them any more
 void make_object(OMobj_id parent, const std::string& name, const Value& value, std::vector<Link>& links);
 
 /// Makes sub-object `name` of `parent` as a parameter for which the network gives nothing: with its default, empty, or
@@ -27,7 +27,7 @@ void make_object(OMobj_id parent, const std::string& name, const Value& value, s
 void make_default(OMobj_id parent, const Parameter& parameter, std::vector<Link>& links);
 
 /// Lets a link refer to what its reference names now.
-/// @return false when that does not exist; then the object refers to nothing
+/// @return false when it does not exist; then the object refers to nothing
 bool follow(const Link& link);
 
 }  // namespace zam::session

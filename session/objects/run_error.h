@@ -10,7 +10,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// For steps that only fail when memory is exhausted or a host call is made to fail.
+/// For steps that only fail if memory is exhausted or a test makes a host call fail.
 inline void require(bool done, const char* what) {
     if (!done) throw RunError(what);
 }

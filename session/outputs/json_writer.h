@@ -40,7 +40,7 @@ private:
     bool after_key_ = false;
 };
 
-/// A text in quotes. Bytes that are no UTF-8 become the replacement character.
+/// A text in quotes. Bytes that are not UTF-8 become the replacement character.
 std::string json_text(std::string_view text);
 
 /// Appends one element of a type to a text, with quotes where it is a text.

@@ -10,7 +10,7 @@
 
 namespace zam::session {
 
-/// Every member throws RunError when the file system refuses.
+/// Every member throws RunError if the file system refuses.
 class OutputFile {
 public:
     /// @param directory  where a relative name goes; directories on the way are made. Empty: the current directory

@@ -1,4 +1,4 @@
-// Writers of output files. Each throws RunError when the object does not suit the kind of file or the file cannot be
+// Writers of output files. Each throws RunError if the object does not suit the kind of file or the file cannot be
 // written; then no file of that name is made or changed.
 #pragma once
 
@@ -28,7 +28,7 @@ void write_png(OMobj_id object, const Output& output, OutputFile& file);
 std::string encode_png(OMobj_id object);
 
 /// A field's lines, or its points where it has none, as vector graphics.
-/// @param under   image field beneath
+/// @param under   image field drawn beneath
 /// @param points  field of points on top; their labels are the characters of component 0
 void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std::optional<OMobj_id>& points,
                OutputFile& file);

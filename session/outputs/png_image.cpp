@@ -29,7 +29,7 @@ struct Image {
 Image open_image(OMobj_id field) {
     if (host::kind(field) != host::Kind::field) throw RunError("only image fields are written as .png");
     const FieldShape shape = read_shape(field);
-    constexpr xp_long kMaxPixels = std::numeric_limits<std::int32_t>::max();  // a side, as PNG files hold them
+    constexpr xp_long kMaxPixels = std::numeric_limits<std::int32_t>::max();  // per side, as PNG files state them
     const auto side_fits = [](xp_long side) { return side >= 1 && side <= kMaxPixels; };
     if (shape.dims.size() != 2 || !side_fits(shape.dims[0]) || !side_fits(shape.dims[1])) {
         throw RunError("an image field has two dimensions of at least 1");
@@ -105,7 +105,7 @@ bool write_rows(const PngWriter& writer, const Image& image, const Output& outpu
     return true;
 }
 
-/// False when the stream does not take the picture.
+/// False if the stream refuses the picture.
 bool encode(OMobj_id object, const Output& output, std::FILE* stream) {
     const Image image = open_image(object);
     const PngWriter writer;

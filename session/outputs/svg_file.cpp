@@ -24,7 +24,7 @@ namespace zam::session {
 namespace {
 
 constexpr xp_long kMaxLines = xp_long{1} << 28;  // overlapping polylines can ask for any number
-constexpr double kPixels = 1000;                 // longer side of the picture where a viewer has no size of its own
+constexpr double kPixels = 1000;                 // longer side of the picture in viewers without a size of their own
 
 /// The shortest text that gives a number back, whatever the locale.
 template <class Number>
@@ -206,7 +206,7 @@ void write_lines(OMobj_id field, const Positions& positions, const Frame& frame,
 
 // --- Points ---
 
-/// The characters of a label as SVG text; bytes that are no printable ASCII become question marks.
+/// The characters of a label as SVG text; bytes that are not printable ASCII become question marks.
 std::string escaped(std::string_view label) {
     std::string text;
     for (const char letter : label) {

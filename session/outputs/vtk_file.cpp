@@ -117,7 +117,7 @@ void add_node_data(VtkFile& vtk, OMobj_id field, const FieldShape& shape) {
             throw RunError("component " + std::to_string(comp) + " does not have a value for every node");
         }
         std::string name = header.name(comp);
-        if (!names.insert(name).second) names.insert(name += "_" + std::to_string(comp));  // readers keep one a name
+        if (!names.insert(name).second) names.insert(name += "_" + std::to_string(comp));  // readers keep one per name
         vtk.array(name, header.veclen, values.type, values.values.count(), [field, comp](OutputFile& file) {
             const LentValues lent = read_node_values(field, comp);
             file.write_values(lent.type, lent.values.data(), lent.values.count());
@@ -147,7 +147,7 @@ void add_coordinates(VtkFile& vtk, OMobj_id field, const FieldShape& shape) {
     vtk.line("</Points>");
 }
 
-/// Origin and spacing of a uniform field, from its two points; index space when it has none.
+/// Origin and spacing of a uniform field, from its two points; index space if it has none.
 std::string image_geometry(OMobj_id field, const FieldShape& shape, const std::array<xp_long, 3>& dims) {
     const LentArray<float> points = read_points(field);
     const auto nspace = static_cast<std::size_t>(shape.nspace);
@@ -164,7 +164,7 @@ std::string image_geometry(OMobj_id field, const FieldShape& shape, const std::a
     return " Origin=\"" + origin + "\" Spacing=\"" + spacing + "\"";
 }
 
-/// Positions along each axis of a rectilinear field: of an axis' points its own component counts.
+/// Positions along each axis of a rectilinear field: of the points along an axis only that axis' component counts.
 void add_axes(VtkFile& vtk, OMobj_id field, const FieldShape& shape, const std::array<xp_long, 3>& dims) {
     const LentArray<float> points = read_points(field);
     const auto nspace = static_cast<std::size_t>(shape.nspace);
@@ -190,7 +190,7 @@ void add_axes(VtkFile& vtk, OMobj_id field, const FieldShape& shape, const std::
 
 // --- Cells ---
 
-/// The cells of all cell sets, one list of nodes each.
+/// The cells of all cell sets, each as a list of nodes.
 struct Cells {
     std::vector<xp_long> connectivity;
     std::vector<xp_long> ends;  // of each cell in `connectivity`

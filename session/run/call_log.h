@@ -10,7 +10,7 @@ namespace zam::session {
 
 class CallLog {
 public:
-    /// @return false when the file cannot be written
+    /// @return false if the file cannot be written
     bool open(const std::string& file);
 
     void update(const std::string& module, const std::string& entry);

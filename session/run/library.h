@@ -18,7 +18,7 @@ using DestroyEntry = void (*)(void* self);
 using MethodEntry = int (*)(void* self, unsigned, int);
 
 /// Sets the state of simulated joystick 1 or 2: x y z r u v pov buttons, as the operating system reports them; null
-/// unplugs it. 1, or 0 where that cannot be done.
+/// unplugs it. Gives 1, or 0 if that cannot be done.
 using SimulateJoystick = int (*)(int id, const std::uint32_t* state);
 
 /// Where the module library and its definition files lie: the directory that ZAM_MODULE_PATH names, else beside this
@@ -33,13 +33,13 @@ class ModuleLibrary {
 public:
     /// Loads a library at once, with everything it imports.
     /// @param error  receives what went wrong
-    /// @return null when it cannot be loaded
+    /// @return null if it cannot be loaded
     static std::unique_ptr<ModuleLibrary> load(const std::string& file, std::string& error);
 
     ModuleLibrary(const ModuleLibrary&) = delete;
     ModuleLibrary& operator=(const ModuleLibrary&) = delete;
 
-    /// The entry of that name, of the library or of the host itself; null when neither exports it.
+    /// The entry of that name, of the library or of the host itself; null if neither exports it.
     Entry find(const std::string& name) const;
     /// The same for other forms of functions.
     template <class Function>
@@ -47,7 +47,7 @@ public:
         return reinterpret_cast<Function>(symbol(name.c_str()));
     }
 
-    /// Null when the library has no joysticks.
+    /// Null if the library has no joysticks.
     SimulateJoystick simulate_joystick() const;
 
 private:

@@ -90,7 +90,7 @@ void Session::make_parameters(std::size_t module) {
     }
 }
 
-/// Gives a parameter a value in place of what it was. What fails is reported; then the parameter has no value.
+/// Gives a parameter a value in place of what it was. A failure is reported and leaves the parameter without a value.
 void Session::give(const Assignment& assignment) {
     Running& running = running_[assignment.module];
     const std::string& name = assignment.parameter->name;
@@ -131,7 +131,7 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     int result = 0;
     try {
         result = body();
-    } catch (const std::exception& error) {  // scratch memory that could not be had
+    } catch (const std::exception& error) {  // scratch memory could not be allocated
         listener_.module_error(name, error.what());
     }
     host::set_current_module("");

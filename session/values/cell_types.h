@@ -25,7 +25,7 @@ constexpr std::array<CellType, 10> kCellTypes{{{"Point", 1, 1},
                                                {"Polyline", 0, 4},
                                                {"Polyhedron", 0, 7}}};
 
-/// The cell type of a name; null for a name that is none.
+/// The cell type of a name; null if there is none.
 constexpr const CellType* find_cell_type(std::string_view name) {
     const auto* found =
         std::find_if(kCellTypes.begin(), kCellTypes.end(), [&](const auto& type) { return type.name == name; });

@@ -39,7 +39,7 @@ public:
     std::optional<std::string> text(std::string_view key) {
         return read(key, [](const Cursor& place) { return place.text(); });
     }
-    /// Empty when the key is not given.
+    /// Empty if the key is not given.
     NumberArray numbers(std::string_view key, int type, std::optional<xp_long> wanted = {}) {
         auto array = read(key, [&](const Cursor& place) { return read_number_array(place, type, wanted); });
         return array.value_or(NumberArray{.type = type, .count = 0, .values = {}, .file = {}});
@@ -134,7 +134,7 @@ void read_grid_type(Members& members, FieldValue& field, xp_long nspace_hint) {
     }
 }
 
-/// nspace as far as positions tell; 0 when they do not.
+/// nspace as far as positions tell; 0 if they do not.
 xp_long space_of_positions(const FieldValue& field) {
     const bool explicit_positions = field.coord.count > 0;
     const xp_long npoints = field.grid_type == FLD_UNIFORM ? 2 : sum(field.dims);
@@ -188,7 +188,7 @@ NumberArray index_space(const FieldValue& field) {
 
 void read_extent(Members& members, FieldValue& field) {
     const auto read_corners = [&](const Cursor& place) -> std::optional<bool> {
-        if (place.is_array() && place.array_size() == 0) return true;  // nothing set
+        if (place.is_array() && place.array_size() == 0) return true;  // not set
         if (!place.get<Elements>() || place.array_size() != 2) {
             place.problem("two corners [[minimum], [maximum]] are expected");
             return std::nullopt;

@@ -18,9 +18,9 @@ struct ComponentValue {
     int type = DTYPE_FLOAT;
     std::string label, units;
     int id = 0;
-    std::optional<NumberArray> minimum, maximum;  // one number of the component's type; computed when not given
+    std::optional<NumberArray> minimum, maximum;  // one number of the component's type; computed if not given
     std::optional<NumberArray> null_value;
-    NumberArray values;  // nnodes x veclen, or none
+    NumberArray values;  // nnodes x veclen, or empty
 };
 
 struct CellSetValue {
@@ -32,18 +32,18 @@ struct CellSetValue {
 };
 
 struct StepValue {
-    NumberArray coord;  // nnodes x nspace, or none
+    NumberArray coord;  // nnodes x nspace, or empty
     std::vector<ComponentValue> node_data;
 };
 
 /// A field whose parts fit each other.
 struct FieldValue {
     int nspace = 0;
-    std::vector<xp_long> dims;  // none: unstructured
+    std::vector<xp_long> dims;  // empty: unstructured
     xp_long nnodes = 0;
     int grid_type = FLD_UNSTRUCTURED;
-    NumberArray points;  // uniform and rectilinear: nspace numbers a point, or none
-    NumberArray coord;   // else: nnodes x nspace, or none
+    NumberArray points;  // uniform and rectilinear: nspace numbers per point, or empty
+    NumberArray coord;   // else: nnodes x nspace, or empty
     std::optional<NumberArray> extent_minimum, extent_maximum;  // nspace numbers
     std::optional<Transform> xform;
     std::vector<ComponentValue> node_data;

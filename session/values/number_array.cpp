@@ -102,7 +102,7 @@ std::optional<NumberArray> read_written(const Cursor& cursor, const Numbers& num
     return array;
 }
 
-/// Bytes of a regular file; nothing, with a problem, for what is none.
+/// Bytes of a regular file; `nullopt`, with a problem, for anything else.
 std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file) {
     std::array<char, FILE_NAME_SIZE> expanded{};
     FILEmap_variables(file.c_str(), expanded.data(), static_cast<int>(expanded.size()));

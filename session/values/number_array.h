@@ -27,9 +27,9 @@ struct NumberArray {
 
 /// Reads an array of numbers, each of which has to fit the element type, or a `{"values_file": ...}`, whose file has to
 /// hold what is asked for.
-/// @param type  element type; nothing: the file's, or int, long or double by the numbers
-/// @param wanted  how many of a longer file's values are taken when it is not said; nothing: all
-/// @return nothing after a problem
+/// @param type  element type; `nullopt`: the file's, or int, long or double by the numbers
+/// @param wanted  how many of a longer file's values are taken unless it says so; `nullopt`: all
+/// @return `nullopt` after a problem
 std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type,
                                              std::optional<xp_long> wanted = {});
 
@@ -43,7 +43,7 @@ std::optional<NumberArray> read_one_number(const Cursor& cursor, int type);
 /// @return an empty text, or why the values could not be had
 std::string copy_values(const NumberArray& array, void* destination);
 
-/// The element type that a value's "type" member names, or `otherwise` when there is none; nothing after a problem.
+/// The element type that a value's "type" member names, or `otherwise` if there is none; `nullopt` after a problem.
 std::optional<int> read_type(const Cursor& object, int otherwise);
 
 }  // namespace zam::session

@@ -51,7 +51,7 @@ bool read_values(const Cursor& place, std::array<T, N>& values) {
     return error.empty();
 }
 
-/// As above from member `key`; `values` stay as they are when it is not given.
+/// As above from member `key`; `values` stay as they are if it is not given.
 template <class T, std::size_t N>
 bool read_member(const Cursor& object, std::string_view key, std::array<T, N>& values) {
     const auto place = object.find(key);

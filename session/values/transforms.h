@@ -28,7 +28,7 @@ Transform placed(double scale, const std::array<double, 3>& degrees, const Vecto
 Transform from_matrix(const Matrix& matrix);
 
 /// Reads `{"matrix": ...}`, `{"rotate": ..., "scale": ..., "translate": ...}`, `{"mat": ..., "xlate": ..., "center":
-/// ...}` or 16 numbers. Nothing after a problem.
+/// ...}` or 16 numbers. `nullopt` after a problem.
 std::optional<Transform> read_transform(const Cursor& cursor);
 
 }  // namespace zam::session

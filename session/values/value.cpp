@@ -91,7 +91,7 @@ std::optional<Value> read_list(const Cursor& cursor, const Shape& element_shape)
 
 // --- Colours ---
 
-/// The preset named, or the plain grey one.
+/// The preset that is named, or the plain grey one.
 std::optional<ColorTable> read_preset(const Cursor& cursor) {
     const auto place = cursor.find("preset");
     const auto name = place ? place->text() : "gray";

@@ -29,7 +29,7 @@ enum class Kind {
     color_table,  // group: byte arrays alpha, red, green, blue
     datamap,      // group: reals min and max, byte arrays alpha, red, green, blue
     datamaps,     // array of datamaps; empty groups where there is none
-    colors,       // array of floats: red, green, blue of one colour after another
+    colors,       // array of floats: colour after colour: red, green, blue
     object,       // any
 };
 
@@ -72,11 +72,11 @@ struct NamedValue {
     Value value;
 };
 
-/// Reads a value of any of the forms that suit the shape. Nothing after a problem.
+/// Reads a value of any of the forms that suit the shape. `nullopt` after a problem.
 std::optional<Value> read_value(const Cursor& cursor, const Shape& shape);
 
 /// The shape of sub-object `name` of an object of a kind; `nullopt` if the kind has no such sub-object, any object
-/// when only the network decides.
+/// if only the network decides.
 std::optional<Shape> member_shape(Kind kind, std::string_view name);
 
 /// All references in a value, those within lists and groups too.
