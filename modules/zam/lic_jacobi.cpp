@@ -17,6 +17,7 @@
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/zam/flow/index_space.h"
 
@@ -26,6 +27,7 @@ using zam::FloatValues;
 using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::Parameters;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
 
@@ -38,8 +40,8 @@ struct Input {
     xp_long nnodes = 0;
     int nspace = 0;
     HostArray<float> coord;
-    double min = 0.0;  // range of the coordinates over all components
-    double max = 1.0;
+    double min = 0;  // range of the coordinates over all components
+    double max = 0;
     std::vector<xp_long> dims;
     std::optional<FloatValues> vectors;  // nnodes x nspace
 };
@@ -58,13 +60,13 @@ bool read_positions(OMobj_id field, Input& input) {
     return true;
 }
 
-/// What cannot be read keeps its default.
+/// 0 to 1, each where it cannot be read.
 void read_range(OMobj_id field, Input& input) {
-    const OMobj_id coordinates = OMfind_subobj(field, OMstr_to_name("coordinates"), OM_OBJ_RD);
+    const Parameters coordinates = Parameters(field).group("coordinates");
     // deliberate: the field is tested, which was found, not its sub-object
     if (OMvalid_obj(field) != 1) report.warn("DVJacobiTransVec_comp_func error: Can't get coordinates ID\n");
-    OMget_name_real_val(coordinates, OMstr_to_name("min"), &input.min);
-    OMget_name_real_val(coordinates, OMstr_to_name("max"), &input.max);
+    input.min = coordinates.real("min", 0.0);
+    input.max = coordinates.real("max", 1.0);
 }
 
 /// Whether a grid of these dims has that many nodes.
@@ -101,13 +103,10 @@ bool read_vectors(OMobj_id field, Input& input) {
     return true;
 }
 
-std::optional<Input> read_input(OMobj_id instance) {
-    const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("fld_in"), OM_OBJ_RW);
+std::optional<Input> read_input(const Parameters& params) {
+    const OMobj_id field = params.find("fld_in", OM_OBJ_RW);
     Input input;
-    if (OMvalid_obj(field) != 1) {
-        report.fail(kCannotGet, "fld_in_id");
-        return std::nullopt;
-    }
+    if (OMvalid_obj(field) != 1) return report.reject(kCannotGet, "fld_in_id");
     if (!read_positions(field, input)) return std::nullopt;
     read_range(field, input);
     if (!read_dims(field, input) || !read_vectors(field, input)) return std::nullopt;
@@ -123,18 +122,14 @@ struct Output {
 };
 
 std::optional<Output> allocate_output(const Input& input) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
     Output out;
     out.dims = OutArray<xp_long>::allocate(static_cast<xp_long>(input.dims.size()));
-    if (!out.dims) return fail("dims array is not allocated\n");
+    if (!out.dims) return report.reject("dims array is not allocated\n");
     out.points = OutArray<float>::allocate(2 * xp_long{input.nspace});
-    if (!out.points) return fail("points array is not allocated\n");
+    if (!out.points) return report.reject("points array is not allocated\n");
     MemoryBudget memory;
     out.vectors = memory.allocate<float>(input.nnodes * input.nspace);
-    if (!out.vectors) return fail("node data array is not allocated\n");
+    if (!out.vectors) return report.reject("node data array is not allocated\n");
     return out;
 }
 
@@ -178,14 +173,14 @@ bool write_field(OMobj_id field, const Input& input, Output& out) {
     return true;
 }
 
-int update(OMobj_id instance) {
-    const auto input = read_input(instance);
+int update(const Parameters& params) {
+    const auto input = read_input(params);
     if (!input) return 0;
     auto out = allocate_output(*input);
     if (!out) return 0;
     fill_shape(*input, *out);
     transform(*input, *out);
-    if (!write_field(OMfind_subobj(instance, OMstr_to_name("fld_out"), OM_OBJ_RD), *input, *out))
+    if (!write_field(params.find("fld_out"), *input, *out))
         return report.fail("DVJacobiTransVec_comp_func error: Can't set fld_out\n");
     return 1;
 }
@@ -194,7 +189,7 @@ int update(OMobj_id instance) {
 
 int ZAMjacobiTransVec_comp_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     try {
-        return update(instance);
+        return update(Parameters(instance));
     } catch (const std::bad_alloc&) {
         return report.fail("node data array is not allocated\n");
     }

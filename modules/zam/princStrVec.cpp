@@ -15,6 +15,7 @@
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
 #include "modules/zam/tensor/principal_stress.h"
 
@@ -24,6 +25,7 @@ using zam::FloatValues;
 using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::Parameters;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
 
@@ -36,15 +38,13 @@ constexpr int kAxesVeclen = 9;
 // --- Input ---
 
 struct Params {
-    OMobj_id instance;
+    Parameters instance;
     const char* input;  // name of the field to read
     bool is_second;
 };
 
-Params read_params(OMobj_id instance) {
-    int field_switch = 1;
-    const bool read = OMget_name_int_val(instance, OMstr_to_name("fld_switch"), &field_switch) == 1;
-    const bool is_second = read && field_switch == 0;
+Params read_params(const Parameters& instance) {
+    const bool is_second = instance.integer("fld_switch", 1) == 0;
     return {instance, is_second ? "fld2_in" : "fld_in", is_second};
 }
 
@@ -63,7 +63,7 @@ bool is_enough(std::size_t size, int veclen, xp_long nnodes) {
 
 /// @return false after a report, where there is one
 bool find_input(const Params& params, OMobj_id& field) {
-    field = OMfind_subobj(params.instance, OMstr_to_name(params.input), OM_OBJ_RD);
+    field = params.instance.find(params.input);
     return OMvalid_obj(field) == 1 || report.fail(kCannotGet, "in_fld_id");
 }
 
@@ -107,18 +107,14 @@ struct Output {
 };
 
 std::optional<Output> allocate_output(xp_long nnodes) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
     Output out;
     MemoryBudget memory;
     out.coord = memory.allocate<float>(nnodes * 3);
-    if (!out.coord) return fail("coordinates array is not allocated\n");
+    if (!out.coord) return report.reject("coordinates array is not allocated\n");
     out.values = memory.allocate<float>(nnodes * kValuesVeclen);
-    if (!out.values) return fail("principal stress array is not allocated\n");
+    if (!out.values) return report.reject("principal stress array is not allocated\n");
     out.axes = memory.allocate<float>(nnodes * kAxesVeclen);
-    if (!out.axes) return fail("principal direction array is not allocated\n");
+    if (!out.axes) return report.reject("principal direction array is not allocated\n");
     return out;
 }
 
@@ -173,7 +169,7 @@ void write_range(OMobj_id instance, const Range& range) {
 }
 
 int update(OMobj_id instance) {
-    const Params params = read_params(instance);
+    const Params params = read_params(Parameters(instance));
     Input input;
     if (!read_positions(params, input) || !read_tensors(params, input)) return 0;
     auto out = allocate_output(input.nnodes);
@@ -181,7 +177,7 @@ int update(OMobj_id instance) {
     copy_positions(input, out->coord.span());
     zam::principal_stresses(input.tensors->span(), out->values.span(), out->axes.span());
     const Range range = range_of(out->values.span());  // the values will be the host's
-    const OMobj_id field = OMfind_subobj(instance, OMstr_to_name("fld_out"), OM_OBJ_RW);
+    const OMobj_id field = params.instance.find("fld_out", OM_OBJ_RW);
     if (!write_field(field, input, *out)) return report.fail("in princStrVec_comp_func error: Can't set fld_out\n");
     if (input.nnodes > 0) write_range(instance, range);  // without nodes minimum and maximum stay as they were
     return 1;

@@ -22,6 +22,7 @@ namespace {
 using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::Parameters;
 
 /// The floats of array `name`; empty if there is no such array, or it is of another type.
 HostArray<float> open_floats(OMobj_id object, const char* name, int mode) {
@@ -43,12 +44,11 @@ struct Step {
 std::optional<Step> read_step(OMobj_id instance) {
     std::array<char, 257> label{};  // 256 characters
     char* place = label.data();
-    Step step{};
-    if (OMget_name_int_val(instance, OMstr_to_name("current_step"), &step.number) != 1) return std::nullopt;
+    const auto number = Parameters(instance).integer("current_step");
+    if (!number) return std::nullopt;
     if (OMget_name_str_val(instance, OMstr_to_name("current_step_label"), &place, int{label.size()}) != 1)
         return std::nullopt;
-    step.time = static_cast<float>(std::strtod(label.data(), nullptr));
-    return step;
+    return Step{*number, static_cast<float>(std::strtod(label.data(), nullptr))};
 }
 
 /// Writes the step's entry of `time`. @return false, with nothing written, if there is no such entry
@@ -92,7 +92,7 @@ OutArray<float> world_positions(OMobj_id probe) {
     if (FLDget_coord(probe, coord.receive(), coord.receive_count(), ARR_READ) != 1) return {};
     if (coord.span().empty() || coord.size() / nspace < nnodes || nnodes > std::numeric_limits<xp_long>::max() / 3)
         return {};
-    const OMobj_id xform = zam::find_parameter(probe, "xform", OM_OBJ_RD);
+    const OMobj_id xform = Parameters(probe).find("xform");
     const Transform transform{open_floats(xform, "mat", ARR_READ), open_floats(xform, "xlate", ARR_READ),
                               open_floats(xform, "center", ARR_READ)};
     if (!transform.is_complete()) return {};
@@ -106,7 +106,7 @@ OutArray<float> world_positions(OMobj_id probe) {
 }
 
 void write_outputs(OMobj_id instance, OutArray<float> positions, float elapsed) {
-    const OMobj_id probe = zam::find_parameter(instance, "out_probe", OM_OBJ_RW);
+    const OMobj_id probe = Parameters(instance).find("out_probe", OM_OBJ_RW);
     if (FLDset_nnodes(probe, positions.size() / 3) != 1 || FLDset_nspace(probe, 3) != 1) return;
     if (FLDset_coord(probe, positions.data(), positions.size(), ARR_HOST_OWNS) != 1) return;
     positions.release();
@@ -115,14 +115,13 @@ void write_outputs(OMobj_id instance, OutArray<float> positions, float elapsed) 
 
 void update(OMobj_id instance, int seq) {
     // what changed does not matter, but hosts may count on being asked
-    if (OMchanged(zam::find_parameter(instance, "total_step", OM_OBJ_RD), seq) == 0)
-        OMchanged(zam::find_parameter(instance, "current_step", OM_OBJ_RD), seq);
+    const Parameters params(instance);
+    if (OMchanged(params.find("total_step"), seq) == 0) OMchanged(params.find("current_step"), seq);
     const auto step = read_step(instance);
     if (!step || !record_time(instance, *step)) return;
     const auto elapsed = elapsed_time(instance, *step);
     if (!elapsed) return;
-    auto positions =
-        world_positions(zam::find_parameter(instance, step->number == 1 ? "in_probe" : "in_probe2", OM_OBJ_RD));
+    auto positions = world_positions(params.find(step->number == 1 ? "in_probe" : "in_probe2"));
     if (!positions) {
         std::fputs("Can not get coordinate.\n", stdout);
         return;
