@@ -10,13 +10,16 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
 #include "modules/support/memory_budget.h"
+#include "modules/support/parameters.h"
 #include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/flow/lic_flow.h"
 #include "modules/zam/flow/lic_image.h"
 #include "modules/zam/flow/lic_kernel.h"
@@ -26,6 +29,8 @@ namespace {
 using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::Parameters;
+using zam::TypedBytes;
 using namespace zam::lic;  // NOLINT(google-build-using-namespace): this file puts together what stands there
 
 constexpr int kShortestVarying = 5;  // half-length of a kernel that varies
@@ -33,39 +38,33 @@ constexpr zam::Reporter report{.label = "", .flags = 96};
 
 // --- Parameters ---
 
-/// What cannot be read keeps its default.
 struct Params {
-    int line = 10;       // kernel half-length in steps
-    int norm = 0;        // divide by: 0 what the streamline met of the kernel, else the whole kernel
-    double rate = 0.0;   // part of the noise that is black
-    int cycle = 0;       // periods of the ripple over the kernel
-    int phase = 0;       // fifths of a period
-    int animflag = 0;    // convolve with a ripple
-    int filvecflag = 0;  // magnitude to length
-    int colvecflag = 0;  // magnitude to colour
-    int comp_x = 0;      // components of the vectors
-    int comp_y = 1;
-    int tex_plane = 0;  // axis that is taken away from 3-vectors
+    int line;                  // kernel half-length in steps
+    bool by_kernel;            // divide by the whole kernel, instead of what the streamline met of it
+    double rate;               // part of the noise that is black
+    int cycle;                 // periods of the ripple over the kernel
+    int phase;                 // fifths of a period
+    bool ripples;              // convolve with a ripple
+    bool magnitude_to_length;  // see Shading
+    bool magnitude_to_color;
+    int comp_x, comp_y;  // components of the vectors
+    int tex_plane;       // axis that is taken away from 3-vectors
 };
 
-Params read_params(OMobj_id instance) {
-    const auto read = [instance](const char* name, int& value) {
-        OMget_name_int_val(instance, OMstr_to_name(name), &value);
-    };
-    Params params;
-    read("line", params.line);
-    read("norm", params.norm);
-    OMget_name_real_val(instance, OMstr_to_name("rate"), &params.rate);
-    read("cycle", params.cycle);
-    read("phase", params.phase);
-    read("animflag", params.animflag);
-    read("filvecflag", params.filvecflag);
-    read("colvecflag", params.colvecflag);
-    read("comp_x", params.comp_x);
-    read("comp_y", params.comp_y);
-    read("tex_plane", params.tex_plane);
-    if (params.animflag != 0) params.filvecflag = params.colvecflag = 0;
-    if (params.filvecflag != 0) params.line = std::max(params.line, kShortestVarying);
+Params read_params(const Parameters& given) {
+    Params params{.line = given.integer("line", 10),
+                  .by_kernel = given.integer("norm", 0) != 0,
+                  .rate = given.real("rate", 0.0),
+                  .cycle = given.integer("cycle", 0),
+                  .phase = given.integer("phase", 0),
+                  .ripples = given.integer("animflag", 0) != 0,
+                  .magnitude_to_length = given.integer("filvecflag", 0) != 0,
+                  .magnitude_to_color = given.integer("colvecflag", 0) != 0,
+                  .comp_x = given.integer("comp_x", 0),
+                  .comp_y = given.integer("comp_y", 1),
+                  .tex_plane = given.integer("tex_plane", 0)};
+    if (params.ripples) params.magnitude_to_length = params.magnitude_to_color = false;
+    if (params.magnitude_to_length) params.line = std::max(params.line, kShortestVarying);
     return params;
 }
 
@@ -76,14 +75,8 @@ struct Input {
     int ndim = 0;
     HostArray<float> points;
     int veclen = 0;
-    int type = DTYPE_FLOAT;
-    HostArray<std::byte> data;  // `data.size()` values of `type`
+    TypedBytes data;
 
-    std::span<const std::byte> bytes() const {
-        const auto count = static_cast<std::size_t>(std::max<xp_long>(data.size(), 0));
-        return data ? std::span<const std::byte>(data.data(), count * zam::type_size(type))
-                    : std::span<const std::byte>();
-    }
     int width() const { return static_cast<int>(dims[0]); }
     int height() const { return static_cast<int>(dims[1]); }
     std::size_t pixels() const { return static_cast<std::size_t>(dims[0]) * static_cast<std::size_t>(dims[1]); }
@@ -102,50 +95,42 @@ std::optional<Input> read_field(OMobj_id field, const Params& params) {
     if (FLDget_dims(field, input.dims.receive(), &input.ndim) != 1) return std::nullopt;
     FLDget_nspace(field, &nspace);
     if (FLDget_points(field, input.points.receive(), input.points.receive_count(), ARR_READ) != 1 ||
-        FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 2 ||
-        FLDget_node_data(field, 0, &input.type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ) !=
-            1)
+        FLDget_node_data_veclen(field, 0, &input.veclen) != 1 || input.veclen < 2)
         return std::nullopt;
+    auto data = TypedBytes::read(field, 0);
+    if (!data) return std::nullopt;
+    input.data = std::move(*data);
 
     const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));
     const auto is_component = [&](int comp) { return comp >= 0 && comp < input.veclen; };
-    if (!input.dims || !is_plane({input.dims.data(), ndim})) {
-        report.fail("in_fld has no plane of nodes\n");
-        return std::nullopt;
-    }
-    if (!is_component(params.comp_x) || !is_component(params.comp_y)) {
-        report.fail("comp_x and comp_y must be components of the vectors\n");
-        return std::nullopt;
-    }
+    if (!input.dims || !is_plane({input.dims.data(), ndim})) return report.reject("in_fld has no plane of nodes\n");
+    if (!is_component(params.comp_x) || !is_component(params.comp_y))
+        return report.reject("comp_x and comp_y must be components of the vectors\n");
     return input;
 }
 
 // --- The image ---
 
-/// Gives the output its shape and allocates its pixels; empty after a report.
-OutArray<std::uint8_t> begin_image(OMobj_id out, const Input& input, MemoryBudget& memory) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return OutArray<std::uint8_t>();
-    };
+/// Gives the output its shape and allocates its pixels; `nullopt` after a report.
+std::optional<OutArray<std::uint8_t>> begin_image(OMobj_id out, const Input& input, MemoryBudget& memory) {
     auto dims = OutArray<xp_long>::allocate(2);
-    if (!dims) return fail("dims array is not allocated\n");
+    if (!dims) return report.reject("dims array is not allocated\n");
     auto points = OutArray<float>::allocate(4);
-    if (!points) return fail("points array is not allocated\n");
+    if (!points) return report.reject("points array is not allocated\n");
     if (!zam::set_image_shape(out, input.width(), input.height(), dims, points) ||
         FLDset_node_data_ncomp(out, 1) != 1 || FLDset_node_data_id(out, 0, zam::kImageColorsId) != 1 ||
         FLDset_node_data_veclen(out, 0, zam::kImageVeclen) != 1)
-        return fail("can't write out_fld\n");
+        return report.reject("can't write out_fld\n");
     auto pixels = zam::allocate_pixels(memory, input.width(), input.height());
-    if (!pixels) return fail("image array is not allocated\n");
+    if (!pixels) return report.reject("image array is not allocated\n");
     return pixels;
 }
 
 Kernel make_kernel(const Params& params, int width, int height, MemoryBudget& memory) {
     const int steps = std::clamp(params.line, 1, longest_walk(width, height));
     memory.require(steps, 3 * sizeof(double));  // two directions, and a copy on the way
-    return params.animflag != 0 ? ripple_kernel(params.line, params.cycle, params.phase, steps)
-                                : box_kernel(params.line, steps);
+    return params.ripples ? ripple_kernel(params.line, params.cycle, params.phase, steps)
+                          : box_kernel(params.line, steps);
 }
 
 /// The rows from top to bottom, with progress.
@@ -155,13 +140,13 @@ void draw(const Input& input, const Params& params, std::span<const std::uint8_t
     const int width = input.width();
     const int height = input.height();
     memory.require(Flow::pixels(width, height), Flow::kPixelBytes);
-    const Flow flow({{input.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
+    const Flow flow({{input.data.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
     const Kernel kernel = make_kernel(params, width, height, memory);
     const RowPainter painter(flow, width, magnitudes, range, kernel,
                              {.half_length = params.line,
-                              .by_kernel = params.norm != 0,
-                              .magnitude_to_length = params.filvecflag != 0,
-                              .magnitude_to_color = params.colvecflag != 0});
+                              .by_kernel = params.by_kernel,
+                              .magnitude_to_length = params.magnitude_to_length,
+                              .magnitude_to_color = params.magnitude_to_color});
     const std::size_t row_bytes = 4 * static_cast<std::size_t>(width);
     for (int row = 0; row < height; ++row) {
         int interrupt = 0;  // not heeded: a texture is drawn to its end
@@ -173,10 +158,11 @@ void draw(const Input& input, const Params& params, std::span<const std::uint8_t
 }  // namespace
 
 int ZAMlic_texture_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    const Params params = read_params(instance);
-    const auto input = read_field(OMfind_subobj(instance, OMstr_to_name("in_fld"), OM_OBJ_RW), params);
+    const Parameters given(instance);
+    const Params params = read_params(given);
+    const auto input = read_field(given.find("in_fld", OM_OBJ_RW), params);
     if (!input) return 0;
-    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out_fld"), OM_OBJ_RD);
+    const OMobj_id out = given.find("out_fld");
     MemoryBudget memory;
     auto pixels = begin_image(out, *input, memory);
     if (!pixels) return 0;
@@ -186,23 +172,23 @@ int ZAMlic_texture_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/)
     if (input->veclen > 2) {
         off_axis = memory.allocate<float>(3 * count);
         if (!off_axis) return 0;  // silent: nothing depends on it
-        subtract_axis(input->bytes(), params.tex_plane, off_axis.span());
+        subtract_axis(input->data.bytes(), params.tex_plane, off_axis.span());
     }
     const auto noise = memory.allocate_as<std::uint8_t>(DTYPE_CHAR, count);
     if (!noise) return report.fail("noise alloc error\n");
     fill_noise(params.rate, noise.span());
     const auto magnitudes = memory.allocate<float>(count);
     if (!magnitudes) return report.fail("vec_scale alloc error\n");
-    const VectorValues vectors({input->bytes(), input->veclen}, params.comp_x, params.comp_y);
+    const VectorValues vectors({input->data.bytes(), input->veclen}, params.comp_x, params.comp_y);
     const Range range = measure(vectors, magnitudes.span());
     try {
-        draw(*input, params, noise.span(), magnitudes.span(), range, memory, pixels.span());
+        draw(*input, params, noise.span(), magnitudes.span(), range, memory, pixels->span());
     } catch (const std::exception&) {  // no memory, or more than can be counted
         return report.fail("flow array is not allocated\n");
     }
     // deliberate: raw bytes, not DTYPE_BYTE
-    if (FLDset_node_data(out, 0, pixels.data(), DTYPE_CHAR, pixels.size(), ARR_HOST_OWNS) != 1)
+    if (FLDset_node_data(out, 0, pixels->data(), DTYPE_CHAR, pixels->size(), ARR_HOST_OWNS) != 1)
         return report.fail("can't write out_fld\n");
-    pixels.release();
+    pixels->release();
     return 1;
 }

@@ -12,15 +12,16 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "contract/fld.h"
-#include "contract/gd.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/volume/tracer_tables.h"
 
 namespace {
@@ -28,6 +29,8 @@ namespace {
 using zam::HostArray;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::Parameters;
+using zam::TypedBytes;
 using zam::tracer::ColorMap;
 using zam::tracer::kTableSize;
 
@@ -35,33 +38,22 @@ constexpr zam::Reporter report{.label = "", .flags = 96};
 
 // --- Parameters ---
 
-/// What cannot be read keeps its default.
 struct Params {
-    int trigger = 0;  // only makes the host run the module
-    int width = 128;  // of the image, in pixels
-    int height = 128;
-    int interpolate = 1;  // 0: constant voxels
-    float a_scale = 1;    // opacity scale
-    float fptr = 1;       // perspective: 0 parallel, else 1 / distance of the eye
+    int width, height;  // of the image, in pixels
+    int interpolate;    // 0: constant voxels
+    float a_scale;      // opacity scale
+    float fptr;         // perspective: 0 parallel, else 1 / distance of the eye
     float matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // from voxel to view space
 };
 
-Params read_params(OMobj_id instance) {
-    const auto read_int = [instance](const char* name, int& value) {
-        OMget_name_int_val(instance, OMstr_to_name(name), &value);
-    };
-    const auto read_real = [instance](const char* name, float& value) {
-        double real = 0;
-        if (OMget_name_real_val(instance, OMstr_to_name(name), &real) == 1) value = static_cast<float>(real);
-    };
-    Params params;
-    read_int("trigger", params.trigger);
-    read_int("width", params.width);
-    read_int("height", params.height);
-    read_int("interpolate", params.interpolate);
-    read_real("a_scale_ptr", params.a_scale);
-    read_real("fptr", params.fptr);
-    GDxform_get_comp_matrix(zam::find_parameter(instance, "xform", OM_OBJ_RW), params.matrix);
+Params read_params(const Parameters& given) {
+    given.integer("trigger");  // deliberate: it only makes the host run the module
+    Params params{.width = given.integer("width", 128),
+                  .height = given.integer("height", 128),
+                  .interpolate = given.integer("interpolate", 1),
+                  .a_scale = static_cast<float>(given.real("a_scale_ptr", 1.0)),
+                  .fptr = static_cast<float>(given.real("fptr", 1.0))};
+    given.transform("xform", params.matrix);
     return params;
 }
 
@@ -73,8 +65,7 @@ struct Input {
     xp_long nnodes = 0;
     HostArray<float> points;
     int veclen = 0;
-    int type = DTYPE_BYTE;
-    HostArray<std::byte> data;  // `data.size()` values of `type`, read as bytes whatever that is
+    TypedBytes data;  // read as bytes whatever the type
 
     bool has_known_layout() const { return veclen == 1 || veclen == 4; }
 };
@@ -93,8 +84,8 @@ bool is_volume(std::span<const xp_long> dims, xp_long nnodes) {
 /// Whether there are as many bytes as the volume's first three dimensions need.
 bool has_all_bytes(const Input& input) {
     const xp_long nodes = input.dims[0] * input.dims[1] * input.dims[2];
-    const auto value_size = static_cast<xp_long>(zam::type_size(input.type));
-    const xp_long values = input.data.size();
+    const auto value_size = static_cast<xp_long>(zam::type_size(input.data.type()));
+    const xp_long values = input.data.count();
     // a number of bytes beyond 64 bits is enough
     const xp_long bytes = values > std::numeric_limits<xp_long>::max() / std::max<xp_long>(value_size, 1)
                               ? std::numeric_limits<xp_long>::max()
@@ -104,43 +95,36 @@ bool has_all_bytes(const Input& input) {
 
 /// Reads component 0 of the volume; the other components do not matter.
 std::optional<Input> read_volume(OMobj_id field) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
     Input input;
     int nspace = 0;
-    if (FLDget_nnodes(field, &input.nnodes) != 1) return fail("can,t get nnodes\n");
-    if (FLDget_dims(field, input.dims.receive(), &input.ndim) != 1) return fail("can,t get dims\n");
-    if (FLDget_nspace(field, &nspace) != 1) return fail("can,t get nspace\n");
+    if (FLDget_nnodes(field, &input.nnodes) != 1) return report.reject("can,t get nnodes\n");
+    if (FLDget_dims(field, input.dims.receive(), &input.ndim) != 1) return report.reject("can,t get dims\n");
+    if (FLDget_nspace(field, &nspace) != 1) return report.reject("can,t get nspace\n");
 
     const auto ndim = static_cast<std::size_t>(std::max(input.ndim, 0));
-    if (!input.dims || !is_volume({input.dims.data(), ndim}, input.nnodes)) return fail("in is not a volume\n");
+    if (!input.dims || !is_volume({input.dims.data(), ndim}, input.nnodes))
+        return report.reject("in is not a volume\n");
     if (FLDget_points(field, input.points.receive(), input.points.receive_count(), ARR_READ) != 1 || !input.points)
-        return fail("can,t get points\n");
-    if (FLDget_node_data_veclen(field, 0, &input.veclen) != 1 ||
-        FLDget_node_data(field, 0, &input.type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ) !=
-            1 ||
-        !input.data)
-        return fail("can,t get node data\n");
-    if (input.has_known_layout() && !has_all_bytes(input)) return fail("in has too little node data\n");
+        return report.reject("can,t get points\n");
+    const bool has_veclen = FLDget_node_data_veclen(field, 0, &input.veclen) == 1;
+    auto data = has_veclen ? TypedBytes::read(field, 0) : std::nullopt;
+    if (!data) return report.reject("can,t get node data\n");
+    input.data = std::move(*data);
+    if (input.has_known_layout() && !has_all_bytes(input)) return report.reject("in has too little node data\n");
     return input;
 }
 
 // --- The colour table ---
 
 /// Copies an array of the instance's colour map, the low byte of each value. Entries that it does not have are 0.
-void read_map(OMobj_id color_table, const char* name, std::array<std::uint8_t, kTableSize>& map) {
-    xp_long count = 0;
-    int type = DTYPE_BYTE;
-    const HostArray<const std::uint8_t> values(static_cast<const std::uint8_t*>(OMret_name_array_ptr(
-                                                   color_table, OMstr_to_name(name), ARR_READ, &count, &type)),
-                                               0);
+void read_map(const Parameters& color_table, const char* name, std::array<std::uint8_t, kTableSize>& map) {
+    const auto values = color_table.array(name);
     map.fill(0);
     if (!values) return;
-    const std::size_t value_size = zam::type_size(type);
-    const auto known = std::min<std::size_t>(kTableSize, static_cast<std::size_t>(std::max<xp_long>(count, 0)));
-    for (std::size_t i = 0; i < known; ++i) map[i] = values.data()[i * value_size];
+    const std::uint8_t* bytes = values->as<std::uint8_t>().data();
+    const std::size_t value_size = zam::type_size(values->type());
+    const auto known = static_cast<std::size_t>(std::clamp<xp_long>(values->count(), 0, kTableSize));
+    for (std::size_t i = 0; i < known; ++i) map[i] = bytes[i * value_size];
 }
 
 TracerColor* entries(const OutArray<float>& table) {
@@ -149,8 +133,8 @@ TracerColor* entries(const OutArray<float>& table) {
 }
 
 /// The instance's colour map as a colour table; empty if there is no memory for it.
-OutArray<float> read_color_table(OMobj_id instance) {
-    const OMobj_id color_table = zam::find_parameter(instance, "color_table", OM_OBJ_RW);
+OutArray<float> read_color_table(const Parameters& params) {
+    const Parameters color_table(params.find("color_table", OM_OBJ_RW));
     ColorMap map;
     read_map(color_table, "alpha", map.alpha);
     read_map(color_table, "red", map.red);
@@ -170,17 +154,13 @@ struct Image {
 };
 
 std::optional<Image> allocate_image(const Params& params) {
-    const auto fail = [](const char* text) {
-        report.fail(text);
-        return std::nullopt;
-    };
     Image image{OutArray<xp_long>::allocate(2), {}, {}};
-    if (!image.dims) return fail("dims array is not allocated\n");
+    if (!image.dims) return report.reject("dims array is not allocated\n");
     image.points = OutArray<float>::allocate(4);
-    if (!image.points) return fail("points array is not allocated\n");
+    if (!image.points) return report.reject("points array is not allocated\n");
     MemoryBudget memory;
     image.pixels = zam::allocate_pixels(memory, params.width, params.height);
-    if (!image.pixels) return fail("image array is not allocated\n");
+    if (!image.pixels) return report.reject("image array is not allocated\n");
     return image;
 }
 
@@ -189,7 +169,7 @@ void render(const Input& input, const Params& params, const OutArray<float>& tab
     if (!input.has_known_layout()) std::ranges::fill(image.pixels.span(), std::uint8_t{0});
     float bounds[6] = {};
     for (int a = 0; a < 3; ++a) bounds[2 * a + 1] = static_cast<float>(input.dims[a] - 1);
-    const TracerVolume volume{input.veclen, input.dims.data(), bounds, input.data.data()};
+    const TracerVolume volume{input.veclen, input.dims.data(), bounds, input.data.bytes().data()};
     const TracerImage target{image.pixels.data()};
     tracer_body(&volume, params.matrix, entries(table), &target, &params.a_scale, &params.fptr, params.width,
                 params.height, params.interpolate);
@@ -205,18 +185,19 @@ void write_image(OMobj_id out, const Params& params, Image& image) {
 }  // namespace
 
 int ZAMtracer_render_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    const Params params = read_params(instance);
-    const auto input = read_volume(zam::find_parameter(instance, "in", OM_OBJ_RW));
+    const Parameters given(instance);
+    const Params params = read_params(given);
+    const auto input = read_volume(given.find("in", OM_OBJ_RW));
     if (!input) return 0;
     if (params.width < 1 || params.height < 1) return report.fail("width and height must be at least 1\n");
     if (!input->has_known_layout()) report.warn("veclen must be 1 or 4\n");
 
     auto image = allocate_image(params);
     if (!image) return 0;
-    const auto table = read_color_table(instance);
+    const auto table = read_color_table(given);
     if (!table) return report.fail("color table array is not allocated\n");
     render(*input, params, table, *image);
-    write_image(zam::find_parameter(instance, "out", OM_OBJ_RD), params, *image);
+    write_image(given.find("out"), params, *image);
     return 1;
 }
 
