@@ -24,25 +24,33 @@ public:
         return take(TypedBytes::read_array(object, name));
     }
 
-    std::span<const float> span() const { return floats_; }
-
-private:
-    static std::optional<FloatValues> take(std::optional<TypedBytes> lent) {
-        if (!lent || lent->count() < 0 || type_size(lent->type()) == 0) return std::nullopt;
+    /// The first `count` of the values lent; `nullopt` if there are fewer, or they are of an unknown type.
+    /// @throws std::bad_alloc if there is no memory for a copy
+    static std::optional<FloatValues> first(TypedBytes lent, xp_long count) {
+        if (count < 0 || count > lent.count() || type_size(lent.type()) == 0) return std::nullopt;
         FloatValues values;
-        if (lent->type() == DTYPE_FLOAT) {
-            values.floats_ = lent->as<float>();
+        if (lent.type() == DTYPE_FLOAT) {
+            values.floats_ = lent.as<float>().first(static_cast<std::size_t>(count));
             values.lent_ = std::move(lent);
         } else {
-            values.convert(*lent);
+            values.convert(lent, count);
         }
         return values;
     }
 
-    void convert(const TypedBytes& lent) {
-        AvailableMemory().require(lent.count(), sizeof(float));  // alone: filled at once
+    std::span<const float> span() const { return floats_; }
+
+private:
+    static std::optional<FloatValues> take(std::optional<TypedBytes> lent) {
+        if (!lent) return std::nullopt;
+        const xp_long count = lent->count();
+        return first(std::move(*lent), count);
+    }
+
+    void convert(const TypedBytes& lent, xp_long count) {
+        AvailableMemory().require(count, sizeof(float));  // alone: filled at once
         with_type(lent.type(), [&](auto zero) {
-            const auto from = lent.as<decltype(zero)>();
+            const auto from = lent.as<decltype(zero)>().first(static_cast<std::size_t>(count));
             converted_.reserve(from.size());
             for (const auto value : from) converted_.push_back(static_cast<float>(value));
         });

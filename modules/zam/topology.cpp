@@ -10,18 +10,19 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <new>
-#include <span>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "contract/fld.h"
 #include "contract/om.h"
+#include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/flow/critical_points.h"
 #include "modules/zam/flow/separatrix.h"
 
@@ -49,30 +50,30 @@ bool refuse(const char* what) {
                        "--------------------------------------------------");
 }
 
-/// The state of this run, or of the last one: the exported lists point into it.
-Skeleton skeleton({saddle_list_head, saddle_list});
-
 /// Shows a run's state to other programs, however the run ends.
 class Publication {
 public:
-    Publication() = default;
+    explicit Publication(Skeleton& skeleton) : skeleton_(skeleton) {}
     Publication(const Publication&) = delete;
     Publication& operator=(const Publication&) = delete;
     ~Publication() {
-        skeleton.end_streamlines();
+        skeleton_.end_streamlines();
         streamline_list_head = streamline_list_tail = streamline = streamline_prev = nullptr;
-        Interval = skeleton.interval;
-        Radius = skeleton.radius;
-        std::ranges::copy(skeleton.critical_points, critical_index);
-        critical_num = skeleton.critical_num;
-        origin_num = skeleton.saddle_num;
-        for (std::size_t saddle = 0; saddle < static_cast<std::size_t>(skeleton.saddle_num); ++saddle)
-            std::ranges::copy(skeleton.directions[saddle], eigen_vector[saddle]);
+        Interval = skeleton_.interval;
+        Radius = skeleton_.radius;
+        std::ranges::copy(skeleton_.critical_points, critical_index);
+        critical_num = skeleton_.critical_num;
+        origin_num = skeleton_.saddle_num;
+        for (std::size_t saddle = 0; saddle < static_cast<std::size_t>(skeleton_.saddle_num); ++saddle)
+            std::ranges::copy(skeleton_.directions[saddle], eigen_vector[saddle]);
     }
+
+private:
+    Skeleton& skeleton_;
 };
 
 /// Separatrices that memory does not hold. How much they need is known unless even counting them took too long.
-bool refuse_size() {
+bool refuse_size(Skeleton& skeleton) {
     constexpr std::int64_t kMegabyte = 1'000'000;
     const std::int64_t charged = skeleton.points.charged();
     const std::int64_t needed = charged + skeleton.missing * static_cast<std::int64_t>(PointBlocks::kNodeBytes);
@@ -93,45 +94,16 @@ constexpr int kLabelLength = 2;
 
 // --- Input ---
 
-/// The vectors of a run. The host's array is lent, or its values are held as floats.
+/// The vectors of a run: those of the field's first plane.
 struct Input {
     HostArray<xp_long> dims;
     HostArray<float> points;  // only shows that the field has some
-    HostArray<std::byte> data;
-    std::vector<float> converted;
-    VectorGrid grid;
+    std::optional<FloatValues> vectors;
+
+    VectorGrid grid() const { return {vectors->span().data(), static_cast<int>(dims[0]), static_cast<int>(dims[1])}; }
 };
 
-template <class T>
-void convert(const std::byte* data, std::vector<float>& values) {
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        T value;
-        std::memcpy(&value, data + i * sizeof value, sizeof value);
-        values[i] = static_cast<float>(value);
-    }
-}
-
-/// Points the grid at `count` values of a type, converted where they are not floats. @return false for other types
-bool take_vectors(Input& input, int type, std::size_t count) {
-    if (type == DTYPE_FLOAT) {
-        input.grid.vectors = reinterpret_cast<const float*>(input.data.data());
-        return true;
-    }
-    input.converted.resize(count);
-    switch (type) {
-        case DTYPE_CHAR:
-        case DTYPE_BYTE: convert<std::uint8_t>(input.data.data(), input.converted); break;
-        case DTYPE_SHORT: convert<std::int16_t>(input.data.data(), input.converted); break;
-        case DTYPE_INT: convert<std::int32_t>(input.data.data(), input.converted); break;
-        case DTYPE_DOUBLE: convert<double>(input.data.data(), input.converted); break;
-        case DTYPE_LONG: convert<xp_long>(input.data.data(), input.converted); break;
-        default: return false;
-    }
-    input.grid.vectors = input.converted.data();
-    return true;
-}
-
-/// Node data of a field of two or more dimensions; its first plane counts.
+/// Reads the node data of a field whose dims are known. @return false after a report
 bool read_vectors(OMobj_id field, Input& input) {
     int ncomp = 0;
     FLDget_node_data_ncomp(field, &ncomp);
@@ -141,23 +113,20 @@ bool read_vectors(OMobj_id field, Input& input) {
     FLDget_node_data_veclen(field, 0, &veclen);
     if (veclen > 2) return refuse("too many veclen in the input field");
     if (veclen < 2) return refuse("less veclen in the input field");
-    int type = DTYPE_FLOAT;
-    const int status =
-        FLDget_node_data(field, 0, &type, input.data.receive_untyped(), input.data.receive_count(), ARR_READ);
-    if (status != 1) return report.fail("node error\n");
+    auto values = TypedBytes::read(field, 0);
+    if (!values) return report.fail("node error\n");
     constexpr xp_long kMaxNodes = TOPOLOGY_MAX_CELLS + 1;
     if (input.dims[0] > kMaxNodes || input.dims[1] > kMaxNodes) return refuse("more than 1000 cells in a direction");
-    const xp_long values = 2 * input.dims[0] * input.dims[1];
-    input.grid.columns = static_cast<int>(input.dims[0]);
-    input.grid.rows = static_cast<int>(input.dims[1]);
-    if (input.data.size() < values) return report.fail("node error\n");
-    return take_vectors(input, type, static_cast<std::size_t>(values)) || report.fail("node error\n");
+    input.vectors = FloatValues::first(std::move(*values), 2 * input.dims[0] * input.dims[1]);
+    return input.vectors || report.fail("node error\n");
 }
 
-bool read_input(OMobj_id instance, Input& input) {
-    const OMobj_id field = zam::find_parameter(instance, "in_field", OM_OBJ_RD);
+/// @return false after a report
+bool read_input(const Parameters& params, Input& input) {
+    const OMobj_id field = params.find("in_field");
     int ndim = 0;
-    if (FLDget_dims(field, input.dims.receive(), &ndim) != 1 || ndim < 2 || input.dims[0] < 0 || input.dims[1] < 0) {
+    if (FLDget_dims(field, input.dims.receive(), &ndim) != 1 || !input.dims || ndim < 2 || input.dims[0] < 0 ||
+        input.dims[1] < 0) {
         return report.fail("dims error\n");
     }
     int nspace = 0;
@@ -168,19 +137,15 @@ bool read_input(OMobj_id instance, Input& input) {
     return read_vectors(field, input);
 }
 
-void read_parameters(OMobj_id instance) {
-    int go = 0;
-    OMget_name_int_val(instance, OMstr_to_name("go"), &go);  // deliberate: it only starts runs
-    const auto read = [instance](const char* name, double& value, double otherwise) {
-        if (OMget_name_real_val(instance, OMstr_to_name(name), &value) != 1) value = otherwise;
-    };
-    read("Interval", skeleton.interval, 100.0);
-    read("Radius", skeleton.radius, 0.01);
+void read_parameters(const Parameters& params, Skeleton& skeleton) {
+    params.integer("go");  // deliberate: it only starts runs
+    skeleton.interval = params.real("Interval", 100.0);
+    skeleton.radius = params.real("Radius", 0.01);
 }
 
 // --- The skeleton ---
 
-void classify_points(const VectorGrid& grid) {
+void classify_points(const VectorGrid& grid, Skeleton& skeleton) {
     skeleton.critical_num = skeleton.saddle_num = 0;
     for (CriticalPoint& point : skeleton.critical_points) {
         if (point.x == -1.0) break;
@@ -191,22 +156,18 @@ void classify_points(const VectorGrid& grid) {
     }
 }
 
-std::span<const CriticalPoint> classified_points() {
-    return std::span(skeleton.critical_points).first(static_cast<std::size_t>(skeleton.critical_num));
-}
-
 /// @return false after a report
-bool make_skeleton(const VectorGrid& grid) {
+bool make_skeleton(const VectorGrid& grid, Skeleton& skeleton) {
     skeleton.reset(grid);
     if (!find_critical_points(grid, skeleton)) return refuse("more than 200 critical points in the input field");
-    classify_points(grid);
-    for (const CriticalPoint& point : classified_points()) {
+    classify_points(grid, skeleton);
+    for (const CriticalPoint& point : skeleton.classified_points()) {
         if (static_cast<int>(point.kind) != TOPOLOGY_SADDLE) continue;
         if (seed_separatrices(grid, point, skeleton)) continue;
         if (skeleton.missing > 0) break;
         return refuse("too many steps along the separatrices");
     }
-    return skeleton.missing == 0 || refuse_size();
+    return skeleton.missing == 0 || refuse_size(skeleton);
 }
 
 // --- Output ---
@@ -231,7 +192,7 @@ float* write_position(float* to, double x, double y) {
 }
 
 /// Writes the positions of the separatrices out and ends each node and record with that.
-void take_streamlines(Output& output) {
+void take_streamlines(Skeleton& skeleton, Output& output) {
     float* coord = output.coord.data();
     while (!skeleton.streamlines.empty()) {
         xp_long nodes = 0;
@@ -259,10 +220,10 @@ void write_lines(const Output& output) {
     }
 }
 
-void write_points(const Output& output) {
+void write_points(const Skeleton& skeleton, const Output& output) {
     float* coord = output.point_coord.data();
     char* label = output.labels.data();
-    for (const CriticalPoint& point : classified_points()) {
+    for (const CriticalPoint& point : skeleton.classified_points()) {
         const auto kind = static_cast<std::size_t>(point.kind + 1);
         coord = write_position(coord, point.x, point.y);
         label = kind > 0 ? std::copy_n(kLabels[kind - 1].data(), kLabelLength, label)
@@ -272,13 +233,13 @@ void write_points(const Output& output) {
 
 /// Makes all arrays. Memory for those of the separatrices has been counted with their nodes; the node list takes the
 /// place of the nodes, so it comes after them.
-bool make_output(Output& output) {
+bool make_output(Skeleton& skeleton, Output& output) {
     output.nodes = static_cast<xp_long>(skeleton.points.size());
     output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());
     output.points = skeleton.critical_num;
     output.coord = OutArray<float>::allocate(kNspace * output.nodes);
     if (!output.coord) return report.fail("coord array is not allocated\n");
-    take_streamlines(output);
+    take_streamlines(skeleton, output);
     output.connect = OutArray<xp_long>::allocate(2 * output.lines);
     if (!output.connect) return report.fail("connect array is not allocated\n");
     write_lines(output);
@@ -288,7 +249,7 @@ bool make_output(Output& output) {
     if (!output.labels) return report.fail("label array is not allocated\n");
     output.no_connect = OutArray<xp_long>::allocate(0);
     if (!output.no_connect) return report.fail("point connect array is not allocated\n");
-    write_points(output);
+    write_points(skeleton, output);
     return true;
 }
 
@@ -314,14 +275,13 @@ bool set_labels(OMobj_id field, OutArray<char>& labels) {
     return true;
 }
 
-bool write_outputs(OMobj_id instance) {
-    Output output;
-    if (!make_output(output)) return false;
-    const OMobj_id lines = zam::find_parameter(instance, "out_field", OM_OBJ_RW);
+/// Hands both outputs over. @return false after a report
+bool write_outputs(const Parameters& params, Output& output) {
+    const OMobj_id lines = params.find("out_field", OM_OBJ_RW);
     if (!set_mesh(lines, output.nodes, output.coord, output.lines, output.connect)) {
         return report.fail("out_field error\n");
     }
-    const OMobj_id points = zam::find_parameter(instance, "out_field2", OM_OBJ_RW);
+    const OMobj_id points = params.find("out_field2", OM_OBJ_RW);
     if (!set_mesh(points, output.points, output.point_coord, 0, output.no_connect) ||
         !set_labels(points, output.labels)) {
         return report.fail("out_field2 error\n");  // out_field has been written
@@ -329,12 +289,16 @@ bool write_outputs(OMobj_id instance) {
     return true;
 }
 
-bool update(OMobj_id instance) try {
+/// The state of the last run, until the next one begins: the exported lists point into it. Only the entry names it.
+Skeleton last_run({saddle_list_head, saddle_list});
+
+bool update(const Parameters& params, Skeleton& skeleton) try {
     Input input;
-    if (!read_input(instance, input)) return false;
-    const Publication at_the_end;
-    read_parameters(instance);
-    return make_skeleton(input.grid) && write_outputs(instance);
+    if (!read_input(params, input)) return false;
+    const Publication at_the_end(skeleton);
+    read_parameters(params, skeleton);
+    Output output;
+    return make_skeleton(input.grid(), skeleton) && make_output(skeleton, output) && write_outputs(params, output);
 } catch (const std::bad_alloc&) {
     return report.fail("topology point array is not allocated\n");
 }
@@ -343,5 +307,5 @@ bool update(OMobj_id instance) try {
 }  // namespace zam::topology
 
 int ZAMtopologyline2D(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
-    return zam::topology::update(instance) ? 1 : 0;
+    return zam::topology::update(zam::Parameters(instance), zam::topology::last_run) ? 1 : 0;
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <span>
 #include <vector>
 
 #include "modules/support/memory_budget.h"
@@ -53,6 +54,9 @@ struct Skeleton {
     static constexpr std::int64_t kComparisonsPerPoint = 32;
     static constexpr std::int64_t kMaxMissing = std::int64_t{1} << 29;
 
+    std::span<const CriticalPoint> classified_points() const {
+        return std::span(critical_points).first(static_cast<std::size_t>(critical_num));
+    }
     bool exhausted() const {
         const auto traced = static_cast<std::int64_t>(points.size()) + missing;
         return comparisons >= kMaxComparisons + kComparisonsPerPoint * traced || missing >= kMaxMissing;
