@@ -1,12 +1,14 @@
 // Parameters of an instance by their names.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
 #include "contract/gd.h"
 #include "contract/om.h"
 #include "modules/support/float_values.h"
+#include "modules/support/host_array.h"
 #include "modules/support/report.h"
 #include "modules/support/text_value.h"
 #include "modules/support/typed_bytes.h"
@@ -42,6 +44,16 @@ public:
     /// An array of whatever type as floats.
     /// @throws std::bad_alloc
     std::optional<FloatValues> floats(const char* name) const { return FloatValues::read_array(object_, name); }
+    /// The elements of an array of T, lent in an access mode; empty if there are none, or they are of another type.
+    template <class T>
+    HostArray<T> elements(const char* name, int mode, SourcePlace where = SourcePlace::here()) const {
+        xp_long count = 0;
+        int type = kTypeCode<T>;
+        void* data = OMret_name_array_ptr(object_, OMstr_to_name(name), mode, &count, &type);
+        HostArray<T> lent(static_cast<T*>(data), std::max<xp_long>(count, 0), where);
+        if (type != kTypeCode<T>) lent.end_access();
+        return lent;
+    }
     /// Composes the matrix of a transform. @return false if it cannot be read
     bool transform(const char* name, float (&matrix)[16]) const {
         return GDxform_get_comp_matrix(find(name, OM_OBJ_RW), matrix) == 1;

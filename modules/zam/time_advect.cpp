@@ -3,7 +3,6 @@
 // Writes time (the current step's entry), out_probe (positions in world space), out_time (since the previous step).
 #include "modules/zam/time_advect.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -24,16 +23,6 @@ using zam::MemoryBudget;
 using zam::OutArray;
 using zam::Parameters;
 
-/// The floats of array `name`; empty if there is no such array, or it is of another type.
-HostArray<float> open_floats(OMobj_id object, const char* name, int mode) {
-    xp_long count = 0;
-    int type = DTYPE_FLOAT;
-    auto* data = OMret_name_array_ptr(object, OMstr_to_name(name), mode, &count, &type);
-    HostArray<float> floats(static_cast<float*>(data), std::max<xp_long>(count, 0));
-    if (type != DTYPE_FLOAT) floats.end_access();
-    return floats;
-}
-
 // --- The clock ---
 
 struct Step {
@@ -52,17 +41,17 @@ std::optional<Step> read_step(OMobj_id instance) {
 }
 
 /// Writes the step's entry of `time`. @return false, with nothing written, if there is no such entry
-bool record_time(OMobj_id instance, const Step& step) {
-    const auto time = open_floats(instance, "time", ARR_READ_WRITE);
+bool record_time(const Parameters& params, const Step& step) {
+    const auto time = params.elements<float>("time", ARR_READ_WRITE);
     if (step.number < 1 || time.size() < step.number) return false;
     time[step.number - 1] = step.time;
     return true;
 }
 
 /// Time since the previous step; `nullopt` if `time` does not tell.
-std::optional<float> elapsed_time(OMobj_id instance, const Step& step) {
+std::optional<float> elapsed_time(const Parameters& params, const Step& step) {
     if (step.number == 1) return 0.0F;
-    const auto time = open_floats(instance, "time", ARR_READ);
+    const auto time = params.elements<float>("time", ARR_READ);
     if (time.size() < step.number) return std::nullopt;
     return time[step.number - 1] - time[step.number - 2];
 }
@@ -92,9 +81,9 @@ OutArray<float> world_positions(OMobj_id probe) {
     if (FLDget_coord(probe, coord.receive(), coord.receive_count(), ARR_READ) != 1) return {};
     if (coord.span().empty() || coord.size() / nspace < nnodes || nnodes > std::numeric_limits<xp_long>::max() / 3)
         return {};
-    const OMobj_id xform = Parameters(probe).find("xform");
-    const Transform transform{open_floats(xform, "mat", ARR_READ), open_floats(xform, "xlate", ARR_READ),
-                              open_floats(xform, "center", ARR_READ)};
+    const Parameters xform = Parameters(probe).group("xform");
+    const Transform transform{xform.elements<float>("mat", ARR_READ), xform.elements<float>("xlate", ARR_READ),
+                              xform.elements<float>("center", ARR_READ)};
     if (!transform.is_complete()) return {};
     MemoryBudget memory;
     auto world = memory.allocate<float>(nnodes * 3);
@@ -118,8 +107,8 @@ void update(OMobj_id instance, int seq) {
     const Parameters params(instance);
     if (OMchanged(params.find("total_step"), seq) == 0) OMchanged(params.find("current_step"), seq);
     const auto step = read_step(instance);
-    if (!step || !record_time(instance, *step)) return;
-    const auto elapsed = elapsed_time(instance, *step);
+    if (!step || !record_time(params, *step)) return;
+    const auto elapsed = elapsed_time(params, *step);
     if (!elapsed) return;
     auto positions = world_positions(params.find(step->number == 1 ? "in_probe" : "in_probe2"));
     if (!positions) {

@@ -11,7 +11,7 @@
 #include <new>
 
 #include "contract/contract.h"
-#include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
 
 namespace {
 
@@ -46,8 +46,9 @@ constexpr Axis kAxes[] = {
     {"r_pos", &JOYINFOEX::dwRpos}, {"u_pos", &JOYINFOEX::dwUpos}, {"v_pos", &JOYINFOEX::dwVpos},
 };
 
-/// The record that a link leads to; null for none, and for a pointer to something else: records begin with their size.
-const JOYINFOEX* record_behind(const OMXptr& link) {
+/// The record that a link leads to; null if there is none or the pointer is to something else: a record begins with
+/// its size.
+const JOYINFOEX* record_of(const OMXptr& link) {
     void* pointer = nullptr;
     if (!link.valid() || link.get(&pointer) != 1 || !pointer) return nullptr;
     const auto* record = static_cast<const JOYINFOEX*>(pointer);
@@ -69,8 +70,8 @@ int ZAM_LIB_QELjoyInfoEx::deinst(unsigned /*event_mask*/, int /*seq*/) { return 
 int ZAM_LIB_QELjoyInfoEx::update_info(unsigned /*event_mask*/, int /*seq*/) {
     const int count = std::clamp<int>(btn_count(), 0, kMaxButtons);
     for (const char* name : kButtonNames) OMXint(*this, name) = 0;
-    const JOYINFOEX* ref = record_behind(ref_link());
-    const JOYINFOEX* cur = record_behind(cur_link());
+    const JOYINFOEX* ref = record_of(ref_link());
+    const JOYINFOEX* cur = record_of(cur_link());
     if (!ref || !cur) return 1;
     if (verbose() == 1) print(*cur, *ref);
     write_axes(*cur, *ref);
@@ -92,10 +93,7 @@ void ZAM_LIB_QELjoyInfoEx::write_axes(const JOYINFOEX& cur, const JOYINFOEX& ref
 
 void ZAM_LIB_QELjoyInfoEx::write_buttons(const JOYINFOEX& cur, int count) const {
     OMset_array_size(buttons().obj_id(), count);
-    xp_long size = 0;
-    int type = DTYPE_INT;
-    auto* data = OMret_name_array_ptr(obj_id(), OMstr_to_name("buttons"), ARR_READ_WRITE, &size, &type);
-    const zam::HostArray<int> states(static_cast<int*>(data), type == DTYPE_INT ? size : 0);
+    const auto states = zam::Parameters(obj_id()).elements<int>("buttons", ARR_READ_WRITE);
     std::uint32_t mask = 1;
     for (int i = 0; i < count; ++i) {
         const int pressed = (std::uint32_t{cur.dwButtons} & mask) != 0 ? 1 : 0;
