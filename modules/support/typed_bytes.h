@@ -43,18 +43,17 @@ public:
     int type() const { return type_; }
     xp_long count() const { return lent_.size(); }  // values, not bytes
     std::span<const std::byte> bytes() const {
-        return {reinterpret_cast<const std::byte*>(lent_.data()), usable_count() * type_size(type_)};
+        return {reinterpret_cast<const std::byte*>(lent_.data()),
+                static_cast<std::size_t>(std::max<xp_long>(count(), 0)) * type_size(type_)};
     }
 
     /// The values as elements of T. @pre  the type's elements are T, or raw bytes for unsigned ones
     template <class T>
     std::span<const T> as() const {
-        return {reinterpret_cast<const T*>(lent_.data()), usable_count()};
+        return {reinterpret_cast<const T*>(lent_.data()), static_cast<std::size_t>(std::max<xp_long>(count(), 0))};
     }
 
 private:
-    std::size_t usable_count() const { return static_cast<std::size_t>(std::max<xp_long>(count(), 0)); }
-
     int type_ = DTYPE_BYTE;
     HostArray<std::uint8_t> lent_;
 };

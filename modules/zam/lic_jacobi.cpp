@@ -5,13 +5,11 @@
 #include "modules/zam/lic_jacobi.h"
 
 #include <algorithm>
-#include <array>
-#include <limits>
 #include <new>
 #include <optional>
-#include <span>
 #include <vector>
 
+#include "base/checked_product.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/float_values.h"
@@ -31,7 +29,7 @@ using zam::Parameters;
 
 constexpr zam::Reporter report{.label = "", .flags = 96};
 
-/// What each of these failures reads like.
+/// The form of most messages.
 constexpr const char* kCannotGet = "DVJacobiTransVec_comp_func error: Can't get %s\n";
 
 // --- Input ---
@@ -60,23 +58,13 @@ bool read_positions(OMobj_id field, Input& input) {
     return true;
 }
 
-/// 0 to 1, each where it cannot be read.
+/// A minimum that cannot be read is 0, a maximum 1.
 void read_range(OMobj_id field, Input& input) {
     const Parameters coordinates = Parameters(field).group("coordinates");
-    // deliberate: the field is tested, which was found, not its sub-object
+    // deliberate: tests the field, which has been found, not its sub-object
     if (OMvalid_obj(field) != 1) report.warn("DVJacobiTransVec_comp_func error: Can't get coordinates ID\n");
     input.min = coordinates.real("min", 0.0);
     input.max = coordinates.real("max", 1.0);
-}
-
-/// Whether a grid of these dims has that many nodes.
-bool make_up(std::span<const xp_long> dims, xp_long nnodes) {
-    xp_long product = 1;
-    for (const xp_long n : dims) {
-        if (n < 0 || (n > 0 && product > std::numeric_limits<xp_long>::max() / n)) return false;
-        product *= n;
-    }
-    return product == nnodes;
 }
 
 bool read_dims(OMobj_id field, Input& input) {
@@ -86,7 +74,8 @@ bool read_dims(OMobj_id field, Input& input) {
     if (ndim < 2) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
     if (ndim < input.nspace) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension or nspace.\n");
     input.dims.assign(dims.data(), dims.data() + ndim);
-    if (!make_up(input.dims, input.nnodes)) return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
+    if (zam::checked_product(input.dims) != input.nnodes)
+        return report.fail("DVJacobiTransVec_comp_func error: Wrong dimension.\n");
     return true;
 }
 
