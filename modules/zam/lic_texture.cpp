@@ -79,6 +79,7 @@ struct Input {
 
     int width() const { return static_cast<int>(dims[0]); }
     int height() const { return static_cast<int>(dims[1]); }
+    VectorValues vectors(const Params& params) const { return {{data.bytes(), veclen}, params.comp_x, params.comp_y}; }
     std::size_t pixels() const { return static_cast<std::size_t>(dims[0]) * static_cast<std::size_t>(dims[1]); }
 };
 
@@ -133,23 +134,49 @@ Kernel make_kernel(const Params& params, int width, int height, MemoryBudget& me
                           : box_kernel(params.line, steps);
 }
 
+/// What a texture is drawn from, for every pixel.
+struct Values {
+    OutArray<float> off_axis;  // deliberate: computed for vectors of three and more, and left
+    OutArray<std::uint8_t> noise;
+    OutArray<float> magnitudes;
+    Range range;  // of the magnitudes
+};
+
+/// `nullopt` if memory runs out, after a report where it matters.
+std::optional<Values> make_values(const Input& input, const Params& params, MemoryBudget& memory) {
+    const auto count = static_cast<xp_long>(input.pixels());
+    Values values{};
+    if (input.veclen > 2) {
+        values.off_axis = memory.allocate<float>(3 * count);
+        if (!values.off_axis) return std::nullopt;  // silent: nothing depends on it
+        subtract_axis(input.data.bytes(), params.tex_plane, values.off_axis.span());
+    }
+    values.noise = memory.allocate_as<std::uint8_t>(DTYPE_CHAR, count);
+    if (!values.noise) return report.reject("noise alloc error\n");
+    fill_noise(params.rate, values.noise.span());
+    values.magnitudes = memory.allocate<float>(count);
+    if (!values.magnitudes) return report.reject("vec_scale alloc error\n");
+    values.range = measure(input.vectors(params), values.magnitudes.span());
+    return values;
+}
+
 /// The rows from top to bottom, with progress.
 /// @throws std::bad_alloc, std::length_error
-void draw(const Input& input, const Params& params, std::span<const std::uint8_t> noise,
-          std::span<const float> magnitudes, Range range, MemoryBudget& memory, std::span<std::uint8_t> pixels) {
+void draw(const Input& input, const Params& params, const Values& values, MemoryBudget& memory,
+          std::span<std::uint8_t> pixels) {
     const int width = input.width();
     const int height = input.height();
     memory.require(Flow::pixels(width, height), Flow::kPixelBytes);
-    const Flow flow({{input.data.bytes(), input.veclen}, params.comp_x, params.comp_y}, noise, width, height);
+    const Flow flow(input.vectors(params), values.noise.span(), width, height);
     const Kernel kernel = make_kernel(params, width, height, memory);
-    const RowPainter painter(flow, width, magnitudes, range, kernel,
+    const RowPainter painter(flow, width, values.magnitudes.span(), values.range, kernel,
                              {.half_length = params.line,
                               .by_kernel = params.by_kernel,
                               .magnitude_to_length = params.magnitude_to_length,
                               .magnitude_to_color = params.magnitude_to_color});
     const std::size_t row_bytes = 4 * static_cast<std::size_t>(width);
     for (int row = 0; row < height; ++row) {
-        int interrupt = 0;  // not heeded: a texture is drawn to its end
+        int interrupt = 0;  // ignored: a texture is drawn to its end
         OMstatus_check(height > 1 ? static_cast<int>(std::int64_t{100} * row / (height - 1)) : 0, nullptr, &interrupt);
         painter.paint(row, pixels.subspan(static_cast<std::size_t>(row) * row_bytes, row_bytes));
     }
@@ -166,23 +193,10 @@ int ZAMlic_texture_func(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/)
     MemoryBudget memory;
     auto pixels = begin_image(out, *input, memory);
     if (!pixels) return 0;
-    const auto count = static_cast<xp_long>(input->pixels());
-
-    OutArray<float> off_axis;  // deliberate: computed for vectors of three and more, and left
-    if (input->veclen > 2) {
-        off_axis = memory.allocate<float>(3 * count);
-        if (!off_axis) return 0;  // silent: nothing depends on it
-        subtract_axis(input->data.bytes(), params.tex_plane, off_axis.span());
-    }
-    const auto noise = memory.allocate_as<std::uint8_t>(DTYPE_CHAR, count);
-    if (!noise) return report.fail("noise alloc error\n");
-    fill_noise(params.rate, noise.span());
-    const auto magnitudes = memory.allocate<float>(count);
-    if (!magnitudes) return report.fail("vec_scale alloc error\n");
-    const VectorValues vectors({input->data.bytes(), input->veclen}, params.comp_x, params.comp_y);
-    const Range range = measure(vectors, magnitudes.span());
+    const auto values = make_values(*input, params, memory);
+    if (!values) return 0;
     try {
-        draw(*input, params, noise.span(), magnitudes.span(), range, memory, pixels->span());
+        draw(*input, params, *values, memory, pixels->span());
     } catch (const std::exception&) {  // no memory, or more than can be counted
         return report.fail("flow array is not allocated\n");
     }
