@@ -1,4 +1,4 @@
-// Check of a set of captures against the choices that the next ones would be made with.
+// Checks a set of captures against the settings that the next ones would be made with.
 // Reads currCount, currSaveMode, saveMode, currDir, tmpDir. Writes warning, done.
 #include <exception>
 

@@ -52,7 +52,7 @@ std::optional<zam::Background> read_background(const zam::Parameters& params) {
 
 // --- Captures ---
 
-/// Values of a block of pixels that come from a file.
+/// Values of a block of pixels, read from a file.
 struct BlockValues {
     std::vector<std::uint8_t> colors = std::vector<std::uint8_t>(kBlockPixels * zam::kColorBytes);
     std::vector<float> depths = std::vector<float>(kBlockPixels);
@@ -138,7 +138,7 @@ struct Merged {
     std::int64_t depth_pixels;        // all, or one block when the captures are a single group
     std::unique_ptr<float[]> depths;  // NOLINT(modernize-avoid-c-arrays): a vector would fill it
 
-    /// `nullopt` if there is not that much memory.
+    /// `nullopt` if there is not enough memory.
     /// @throws std::bad_alloc
     static std::optional<Merged> allocate(ImageSize size, bool single_group) {
         const std::int64_t depth_pixels = single_group ? std::min(kBlockPixels, size.pixels()) : size.pixels();
@@ -190,7 +190,7 @@ std::optional<Merged> merge(const Captures& captures, int count, zam::Background
         if (!capture || capture->size() != *size) return std::nullopt;
         group.push_back(std::move(*capture));
         if (group.size() < kGroup && number + 1 < count) continue;
-        // memory only for a size that captures have proved to have
+        // memory only for a size that captures turned out to have
         const bool first_group = !merged;
         if (first_group) merged = Merged::allocate(*size, count <= kGroup);
         if (!merged || !merge_group(group, first_group, background, values, *merged)) return std::nullopt;

@@ -7,7 +7,7 @@
 extern "C" {
 #endif
 
-/// The module's entry: of every pixel keeps the colour of the capture that is nearest there. The parameters are in
+/// The module's entry: keeps, for every pixel, the colour of the capture that is nearest there. The parameters are in
 /// MergeImages.json. A failure is reported once and leaves the output as it was.
 /// @return always 1
 ZAM_MODULE_API int MergeImagesUpdate(OMobj_id instance, unsigned event_mask, int seq);

@@ -37,7 +37,7 @@ constexpr int kMaxComponents = 2;  // colour and depth
 
 enum SaveMode { kToDisk = 0, kToMemory = 1 };
 
-/// Elements of an array; 0 if it has none or is no array.
+/// The number of elements of an array; 0 if it has none or is not an array.
 xp_long array_size(OMobj_id array) {
     xp_long size = 0;
     return OMget_array_size(array, &size) == 1 ? size : 0;
@@ -60,11 +60,11 @@ std::optional<ImageSize> captured_size(OMobj_id image) {
 
 bool exists_to_read(const std::string& name) { return zam::FileHandle(platform::open_to_read(name)) != nullptr; }
 
-/// Makes the directory and tries whether files can be written there. @return false after a report
+/// Makes the directory and checks that files can be written there. @return false after a report
 bool make_directory(const std::string& directory) {
     const std::string probe = directory + "\\depth.data";
     const bool made = platform::create_directory(directory);
-    // a directory that was there and is in use gets the message that says so
+    // an existing directory that is in use gets the message that says so
     if (exists_to_read(probe))
         return report.fail("Sorry, temporary file is already exist.Please select other directory.\n") != 0;
     if (!made) return report.fail("Can not create Save Directory.\n") != 0;
@@ -74,7 +74,7 @@ bool make_directory(const std::string& directory) {
     return true;
 }
 
-/// Keeps what is known of a set that begins. @return whether the next capture will find it
+/// Records a new set. @return whether the next capture will find it
 bool record_set(OMobj_id instance, const std::string& directory, const std::string& parent) {
     const auto mode = Parameters(instance).integer("saveMode");
     if (OMset_name_str_val(instance, OMstr_to_name("currDir"), directory.c_str()) != 1) return false;
@@ -103,7 +103,7 @@ bool write_bytes(std::FILE* file, const void* bytes, std::int64_t count) {
     return std::fwrite(bytes, 1, size, file) == size;
 }
 
-/// Writes the parts of a file in their order, so that an image which lacks one leaves those before it.
+/// Writes the parts of a file in their order, so that the parts before a missing one stay.
 bool write_parts(OMobj_id image, std::FILE* file) {
     const auto size = captured_size(image);
     if (!size) return false;
@@ -121,7 +121,7 @@ bool write_image(OMobj_id image, const std::string& name) {
     zam::FileHandle file(platform::open_to_write(name));
     if (!file) return false;
     const bool written = write_parts(image, file.get());
-    return std::fclose(file.release()) == 0 && written;  // closing may be what finds the disk full
+    return std::fclose(file.release()) == 0 && written;  // closing may be what finds that the disk is full
 }
 
 /// Writes nothing, silently, if the list or the count cannot be read.
@@ -172,7 +172,7 @@ bool copy_image(OMobj_id from, OMobj_id to) {
     const auto size = captured_size(from);
     if (!size) return false;
     const xp_long dims[2] = {size->width, size->height};
-    // captures heap up, and the host makes their arrays
+    // captures accumulate, and the host makes their arrays
     if (!zam::AvailableMemory().take(size->pixels(), zam::kColorBytes + zam::kDepthBytes)) return false;
     if (FLDset_ndim(to, 2) != 1 || FLDset_dims(to, dims) != 1 || FLDset_node_data_ncomp(to, kMaxComponents) != 1)
         return false;
@@ -197,7 +197,7 @@ bool capture_to_memory(OMobj_id instance) {
     return true;
 }
 
-/// Memory that runs out for a name is a capture that failed.
+/// Running out of memory for a name counts as a failed capture.
 template <class Capture>
 bool succeeds(Capture&& capture) {
     try {

@@ -12,11 +12,11 @@ extern "C" {
 /// An image that cannot be captured ends the call; those before it stay.
 ZAM_MODULE_API int ZBufCaptureUpdate(OMobj_id instance, unsigned event_mask, int seq);
 
-/// Discards the captures: empties `out`, deletes the set's files and then its directory, which stays when it holds
+/// Discards the captures: empties `out`, deletes the set's files and then its directory, which stays if it holds
 /// other files.
 ZAM_MODULE_API int ZBufClearUpdate(OMobj_id instance, unsigned event_mask, int seq);
 
-/// Sets `warning` to 1 when the captures made so far do not go with the save mode or the parent directory now chosen.
+/// Sets `warning` to 1 if the captures made so far do not match the save mode or the parent directory now chosen.
 ZAM_MODULE_API int CheckTmpDirUpdate(OMobj_id instance, unsigned event_mask, int seq);
 
 #ifdef __cplusplus

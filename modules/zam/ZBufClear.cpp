@@ -1,4 +1,4 @@
-// Clearing of captures. Reads currCount, currDir and the set's directory. Empties out, deletes the set's files and its
+// Clears captures. Reads currCount, currDir and the set's directory. Empties out, deletes the set's files and its
 // directory, sets currCount to 0 and currDir to the empty text.
 #include <exception>
 #include <string>
@@ -16,7 +16,7 @@ namespace {
 
 namespace platform = zam::platform;
 
-/// Deletes captures 0 to `count` - 1 as far as they are there. The directory is asked: a count may be any number.
+/// Deletes captures 0 to `count` - 1 as far as they exist. The directory is searched, since a count may be any number.
 /// @throws std::bad_alloc
 void delete_captures(const std::string& directory, int count) {
     std::vector<int> numbers;

@@ -9,7 +9,7 @@ namespace zam {
 
 /// A cone with its base in the plane x = offset and its apex at x = offset + length.
 struct Cone {
-    int div;  // segments round the axis, at least 3
+    int div;  // segments around the axis, at least 3
     double offset, length, radius;
 };
 
@@ -19,7 +19,7 @@ struct Cone {
 /// @param coord  div + 2 nodes x 3
 void cone_nodes(const Cone& cone, std::span<float> coord);
 
-/// Node lists of a cone's triangles, for every segment one of the base and one of the mantle.
+/// Node lists of a cone's triangles: per segment one of the base, then one of the mantle.
 /// @param connect  2 div triangles x 3
 void cone_triangles(int div, std::span<xp_long> connect);
 
@@ -28,5 +28,5 @@ void cone_triangles(int div, std::span<xp_long> connect);
 /// The module's entry: writes the cone that div, offset, length and radius describe into `out`, whose first cell set
 /// holds triangles. The parameters are in cone.json.
 /// @return 1, whatever happens. A parameter that cannot be read or a failed allocation is reported and leaves `out` as
-///         it was; when `out` takes its node count and not its coordinates, that is reported too.
+///         it was; if `out` takes its node count but not its coordinates, that is reported too.
 extern "C" ZAM_MODULE_API int DVConeUpdate(OMobj_id instance, unsigned event_mask, int seq);

@@ -70,7 +70,8 @@ std::optional<Table> allocate_table(int size, MemoryBudget& memory) {
     return table;
 }
 
-/// Room for `count` elements, which takes no memory before it is filled; `nullopt`, after a report, if there is none.
+/// Room for `count` elements, which takes no memory until it is filled; `nullopt`, after a report, if there is too
+/// little.
 template <class T>
 std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, const char* failure) {
     try {
@@ -80,12 +81,13 @@ std::optional<std::vector<T>> scratch(std::size_t count, MemoryBudget& memory, c
             return elements;
         }
     } catch (const std::bad_alloc&) {
-        // as for what does not fit
+        // reported like what does not fit
     }
     return report.reject(failure);
 }
 
-/// Fills the table with the colours of 0 to size - 1. @return false if memory runs out (reported) or there are none
+/// Fills the table with the colours of 0 to size - 1. @return false if memory runs out (reported) or the map
+/// gives no colours
 bool sample_map(const Params& params, const Table& table, MemoryBudget& memory) {
     const auto size = static_cast<std::size_t>(params.size);
     auto values = scratch<int>(size, memory, "node array is not allocated\n");

@@ -8,7 +8,7 @@
 
 namespace zam {
 
-/// The arrays of a colour table, as many entries each.
+/// The arrays of a colour table, each with as many entries.
 struct TableColumns {
     std::span<std::uint8_t> red, green, blue;  // 0 to 255
     std::span<std::int16_t> alpha;             // 0 to 255

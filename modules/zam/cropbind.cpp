@@ -1,5 +1,5 @@
-// Crop and bind: folds a byte volume about a column, so that what lies right of the fold comes first in depth and the
-// mirror image of what lies left of it after that.
+// Crop and bind: folds a byte volume about a column. In depth, what lies right of the fold comes first, then the mirror
+// image of what lies left of it.
 // Reads center, xy_dist, in. Writes out: dims, points and component 0.
 #include "modules/zam/cropbind.h"
 
@@ -32,7 +32,7 @@ std::uint64_t reversed(std::uint64_t word) {
     return ((word >> 8) & 0x00FF00FF00FF00FFU) | ((word & 0x00FF00FF00FF00FFU) << 8);
 }
 
-/// Copies `count` bytes so that the last one comes first.
+/// Copies `count` bytes in reverse order.
 void copy_reversed(const std::byte* from, std::size_t count, std::byte* to) {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     const std::byte* end = from + count;
@@ -46,7 +46,7 @@ void copy_reversed(const std::byte* from, std::size_t count, std::byte* to) {
     std::reverse_copy(end - count, end, to);
 }
 
-/// The part of `count` bytes from `first` on that lies within the volume.
+/// The part of `length` bytes, from `wanted` on, that lies within the volume.
 struct Run {
     xp_long first, count;
 
@@ -108,7 +108,7 @@ struct Fold {
     static int out_veclen() { return 1; }
 };
 
-/// The center is checked first: a wrong one is reported whatever else the field lacks. That is silent.
+/// The center is checked first: a wrong one is reported, whatever else the field lacks. The rest fails silently.
 std::optional<Fold> Fold::read(const Parameters& params, OMobj_id field) {
     HostArray<xp_long> dims;
     int ndim = 0;
@@ -131,7 +131,7 @@ std::optional<Fold> Fold::read(const Parameters& params, OMobj_id field) {
     return fold;
 }
 
-/// The second corner, as far as there are numbers for it: nodes are one unit apart, or as xy_dist says for x and y.
+/// The second corner, as far as `to` has room for it: nodes are one unit apart, or as xy_dist says for x and y.
 void Fold::fill_points(const Parameters& params, std::span<float> to) const {
     constexpr std::size_t kSecond = 3;
     const auto given = params.floats("xy_dist");

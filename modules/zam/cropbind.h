@@ -8,7 +8,7 @@
 
 namespace zam {
 
-/// Dims of the volume that folding one of dims `in` about column `center` gives.
+/// Dims of a volume of dims `in` after it was folded about column `center`.
 std::array<xp_long, 3> folded_dims(const std::array<xp_long, 3>& in, xp_long center);
 
 /// Folds a volume: each of its rows once from column `center` on, in the first half of the slices, and once from there
@@ -25,6 +25,6 @@ void fold_volume(std::span<const std::byte> volume, const std::array<xp_long, 3>
 
 /// The module's entry: writes component 0 of `in`, folded about column `center`, into `out`. The parameters are in
 /// cropbind.json.
-/// @return 1, whatever happens. A center outside the first of the dims is reported, whatever else `in` lacks, and a
-///         failed allocation is; then, and when `in` is no uniform volume with node data, `out` stays as it was.
+/// @return 1, whatever happens. A center outside the first dimension is reported, whatever else `in` lacks, and so is a
+///         failed allocation; then, and if `in` is not a uniform volume with node data, `out` stays as it was.
 extern "C" ZAM_MODULE_API int ADDcropbind(OMobj_id instance, unsigned event_mask, int seq);

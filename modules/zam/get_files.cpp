@@ -37,7 +37,7 @@ std::optional<std::string> read_expanded(const Parameters& params, const char* n
     return expanded.data();
 }
 
-/// Empties the entries that `files` has of the first `count`.
+/// Empties the first `count` entries of `files`, or all if it has fewer.
 void clear(OMobj_id files, int count) {
     xp_long size = 0;
     if (OMget_array_size(files, &size) != 1) return;

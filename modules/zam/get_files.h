@@ -9,7 +9,7 @@
 namespace zam {
 
 /// The pattern that lists a directory: all names for the extension "*", names without one for "".
-/// @param directory  a trailing backslash, one, is dropped
+/// @param directory  one trailing backslash is dropped
 std::string listing_pattern(std::string_view directory, std::string_view extension);
 
 }  // namespace zam

@@ -9,9 +9,8 @@ extern "C" {
 
 /// The module's entry: expresses the vectors of the curvilinear field `fld_in` in its index space and writes them as
 /// the uniform field `fld_out` of the same dims. The parameters are in lic_jacobi.json.
-/// @return 1; 0 with one report when the input does not fit or memory runs out (`fld_out` untouched) or `fld_out`
-/// cannot
-///         be written
+/// @return 1; 0 with one report if the input does not fit or memory runs out (`fld_out` untouched), or if `fld_out`
+///         cannot be written
 ZAM_MODULE_API int ZAMjacobiTransVec_comp_func(OMobj_id instance, unsigned event_mask, int seq);
 
 /// Transforms a point in place: (x, y, 1) x matrix, the first two results. Matrices are 9 floats, row-major.

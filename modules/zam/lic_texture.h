@@ -13,7 +13,7 @@ extern "C" {
 
 /// The module's entry: draws the field `in_fld` as the image field `out_fld`. The parameters are in lic_texture.json.
 /// The noise comes from one generator per process, seeded anew at each update.
-/// @return 1; 0 when the input cannot be read (silent where a query of the field fails, else reported), memory runs out
+/// @return 1; 0 if the input cannot be read (silent where a query of the field fails, else reported), memory runs out
 ///         or `out_fld` cannot be written (both reported; its shape may have been written by then)
 ZAM_MODULE_API int ZAMlic_texture_func(OMobj_id instance, unsigned event_mask, int seq);
 

@@ -61,7 +61,7 @@ bool is_enough(std::size_t size, int veclen, xp_long nnodes) {
     return size / static_cast<std::size_t>(veclen) >= static_cast<std::size_t>(nnodes);
 }
 
-/// @return false after a report, where there is one
+/// @return false after a report
 bool find_input(const Params& params, OMobj_id& field) {
     field = params.instance.find(params.input);
     return OMvalid_obj(field) == 1 || report.fail(kCannotGet, "in_fld_id");
@@ -118,7 +118,7 @@ std::optional<Output> allocate_output(xp_long nnodes) {
     return out;
 }
 
-/// Components of space that the input does not have are 0.
+/// Space components that the input lacks are 0.
 void copy_positions(const Input& input, std::span<float> out) {
     const auto nspace = static_cast<std::size_t>(input.nspace);
     const auto coord = input.coord.span();
@@ -162,7 +162,7 @@ Range range_of(std::span<const float> values) {
     return range;
 }
 
-/// Silent when the instance has no place for it.
+/// Silent if the instance has no place for it.
 void write_range(OMobj_id instance, const Range& range) {
     OMset_name_real_val(instance, OMstr_to_name("minPstress"), static_cast<double>(range.minimum));
     OMset_name_real_val(instance, OMstr_to_name("MaxPstress"), static_cast<double>(range.maximum));
@@ -176,7 +176,7 @@ int update(OMobj_id instance) {
     if (!out) return 0;
     copy_positions(input, out->coord.span());
     zam::principal_stresses(input.tensors->span(), out->values.span(), out->axes.span());
-    const Range range = range_of(out->values.span());  // the values will be the host's
+    const Range range = range_of(out->values.span());  // before the host takes the values over
     const OMobj_id field = params.instance.find("fld_out", OM_OBJ_RW);
     if (!write_field(field, input, *out)) return report.fail("in princStrVec_comp_func error: Can't set fld_out\n");
     if (input.nnodes > 0) write_range(instance, range);  // without nodes minimum and maximum stay as they were

@@ -1,4 +1,4 @@
-// Revolve: sweeps a plane profile of points (x, r) round the x axis.
+// Revolve: sweeps a plane profile of points (x, r) around the x axis.
 // Reads resolution, smooth, profile. Writes out: a cell set of quadrilaterals for every segment of the profile.
 #include "modules/zam/revolve_c.h"
 
@@ -83,8 +83,8 @@ std::optional<Params> read_params(OMobj_id instance) {
     return Params{resolution, smooth, std::move(*profile)};
 }
 
-/// Whether coordinates, cell sets with their node lists, and the table of angles can be had at all: the host makes all
-/// but the last, after it has dropped the old ones.
+/// Whether there is memory for coordinates, cell sets with their node lists, and the table of angles: the host makes
+/// all but the last, after dropping the old ones.
 bool fits(const Params& params) {
     constexpr std::size_t kCellSetBytes = 512;  // what a host may need for the object and its array
     const auto nodes = checked_product(params.rings(), params.resolution);

@@ -1,4 +1,4 @@
-// Revolve: sweeps a plane profile round the x axis into rings of quadrilaterals.
+// Revolve: sweeps a plane profile around the x axis into rings of quadrilaterals.
 #pragma once
 
 #include <span>
@@ -29,7 +29,7 @@ private:
 
 /// Positions of a surface of revolution, ring after ring.
 ///
-/// @param profile  points x 2: x and radius; any last number without a partner is left out
+/// @param profile  points x 2: x and radius; a last number without a partner is ignored
 /// @param smooth   whether neighbouring segments share a ring; else each segment has two of its own, so that a shader
 ///                 finds no common normals at the edges
 /// @param coord    points x resolution nodes x 3 (smooth) or 2 (points - 1) x resolution nodes x 3
@@ -41,9 +41,9 @@ void ring_quads(xp_long first, xp_long second, int resolution, std::span<xp_long
 
 }  // namespace zam
 
-/// The module's entry: writes the surface that `profile` sweeps round the x axis into `out`, one cell set per segment.
+/// The module's entry: writes the surface that `profile` sweeps around the x axis into `out`, one cell set per segment.
 /// The parameters are in revolve_c.json.
 /// @return 1, whatever happens. What is wrong with the parameters, or a surface that does not fit into memory, is
-///         reported and leaves `out` as it was; an `out` that gives no coordinates after it took its new size is
+///         reported and leaves `out` as it was; an `out` that gives no coordinates after taking its new size is
 ///         reported too.
 extern "C" ZAM_MODULE_API int DVRevolveUpdate(OMobj_id instance, unsigned event_mask, int seq);

@@ -1,5 +1,5 @@
 // Threshold colour: appends a luminance byte to the colours of a field, cut off below and above two thresholds.
-// Reads min, max, in. Writes out: shape, points and component 0 with one value per node more.
+// Reads min, max, in. Writes out: shape, points and component 0 with one more value per node.
 #include "modules/zam/threshcolor.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ public:
             const int value = byte < 128 ? byte : byte - 256;  // deliberate: bytes from 128 up count as negative
             const auto entry = static_cast<std::size_t>(byte);
             weighted_[entry] = weight * value;
-            // every bit that all three channels share cuts the node off
+            // a bit that all three channels share cuts the node off
             cut_[entry] = static_cast<std::uint8_t>((value <= min ? 1 : 0) | (value >= max ? 2 : 0));
         }
     }

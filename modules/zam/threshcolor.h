@@ -20,6 +20,6 @@ void append_luminance(std::span<const std::byte> from, int veclen, xp_long nodes
 
 /// The module's entry: writes component 0 of `in` with the byte appended into `out`. The parameters are in
 /// threshcolor.json.
-/// @return 1, whatever happens. Failed allocations are reported; then, and when `in` is not uniform or has no component
+/// @return 1, whatever happens. Failed allocations are reported; then, and if `in` is not uniform or has no component
 ///         of four or more values per node, `out` stays as it was.
 extern "C" ZAM_MODULE_API int ADDthreshcolor(OMobj_id instance, unsigned event_mask, int seq);

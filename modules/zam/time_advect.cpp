@@ -48,7 +48,7 @@ bool record_time(const Parameters& params, const Step& step) {
     return true;
 }
 
-/// Time since the previous step; `nullopt` if `time` does not tell.
+/// Time since the previous step; `nullopt` if `time` is too short.
 std::optional<float> elapsed_time(const Parameters& params, const Step& step) {
     if (step.number == 1) return 0.0F;
     const auto time = params.elements<float>("time", ARR_READ);
@@ -72,7 +72,7 @@ struct Transform {
     }
 };
 
-/// Positions of a probe's nodes in world space, three floats each; empty when they cannot be had.
+/// Positions of a probe's nodes in world space, three floats each; empty if they cannot be computed.
 OutArray<float> world_positions(OMobj_id probe) {
     xp_long nnodes = 0;
     int nspace = 0;

@@ -44,13 +44,13 @@ namespace {
 
 constexpr Reporter report{.label = "", .flags = 96};
 
-/// A fault in the input, set off by lines.
+/// Reports a fault in the input, between a heading and a rule.
 bool refuse(const char* what) {
     return report.fail("--- Error detected in: module: topoline ---\n%s, topology line is not created\n%s\n", what,
                        "--------------------------------------------------");
 }
 
-/// Shows a run's state to other programs, however the run ends.
+/// Publishes a run's state under the exported names, however the run ends.
 class Publication {
 public:
     explicit Publication(Skeleton& skeleton) : skeleton_(skeleton) {}
@@ -72,7 +72,7 @@ private:
     Skeleton& skeleton_;
 };
 
-/// Separatrices that memory does not hold. How much they need is known unless even counting them took too long.
+/// Reports separatrices that do not fit into memory. How much they need is known unless even counting took too long.
 bool refuse_size(Skeleton& skeleton) {
     constexpr std::int64_t kMegabyte = 1'000'000;
     const std::int64_t charged = skeleton.points.charged();
@@ -97,7 +97,7 @@ constexpr int kLabelLength = 2;
 /// The vectors of a run: those of the field's first plane.
 struct Input {
     HostArray<xp_long> dims;
-    HostArray<float> points;  // only shows that the field has some
+    HostArray<float> points;  // unused: a field without points is refused
     std::optional<FloatValues> vectors;
 
     VectorGrid grid() const { return {vectors->span().data(), static_cast<int>(dims[0]), static_cast<int>(dims[1])}; }
@@ -191,7 +191,7 @@ float* write_position(float* to, double x, double y) {
     return to;
 }
 
-/// Writes the positions of the separatrices out and ends each node and record with that.
+/// Writes out the positions of the separatrices and frees each node and record once it is written.
 void take_streamlines(Skeleton& skeleton, Output& output) {
     float* coord = output.coord.data();
     while (!skeleton.streamlines.empty()) {
@@ -232,7 +232,7 @@ void write_points(const Skeleton& skeleton, const Output& output) {
 }
 
 /// Makes all arrays. Memory for those of the separatrices has been counted with their nodes; the node list takes the
-/// place of the nodes, so it comes after them.
+/// place of the nodes, so it is made once they are freed.
 bool make_output(Skeleton& skeleton, Output& output) {
     output.nodes = static_cast<xp_long>(skeleton.points.size());
     output.lines = output.nodes - static_cast<xp_long>(skeleton.streamlines.size());

@@ -31,7 +31,7 @@ typedef struct Streamline {
     struct Streamline* next;  // null: the last one
 } Streamline;
 
-/// What a critical point is. A point that is none of these has the class -1.
+/// Classes of critical points. A point of none of these has the class -1.
 enum {
     TOPOLOGY_SADDLE = 0,
     TOPOLOGY_ATTRACTING_NODE = 1,
@@ -67,7 +67,7 @@ extern ZAM_MODULE_API TopologyPoint* saddle_list_head[TOPOLOGY_MAX_CELLS * TOPOL
 extern ZAM_MODULE_API TopologyPoint* saddle_list[TOPOLOGY_MAX_CELLS * TOPOLOGY_MAX_CELLS];
 
 /// The separatrices in the order in which they were started, and two cursors over them. All four are null: the
-/// separatrices end with being written, before the run does.
+/// separatrices are freed as they are written, before the run ends.
 extern ZAM_MODULE_API Streamline* streamline_list_head;
 extern ZAM_MODULE_API Streamline* streamline_list_tail;
 extern ZAM_MODULE_API Streamline* streamline;

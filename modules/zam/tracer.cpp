@@ -116,7 +116,7 @@ std::optional<Input> read_volume(OMobj_id field) {
 
 // --- The colour table ---
 
-/// Copies an array of the instance's colour map, the low byte of each value. Entries that it does not have are 0.
+/// Copies an array of the instance's colour map, the low byte of each value. Entries that it lacks are 0.
 void read_map(const Parameters& color_table, const char* name, std::array<std::uint8_t, kTableSize>& map) {
     const auto values = color_table.array(name);
     map.fill(0);
@@ -165,7 +165,7 @@ std::optional<Image> allocate_image(const Params& params) {
 }
 
 void render(const Input& input, const Params& params, const OutArray<float>& table, const Image& image) {
-    // tracer_body renders nothing then, and says so too
+    // tracer_body() renders nothing then
     if (!input.has_known_layout()) std::ranges::fill(image.pixels.span(), std::uint8_t{0});
     float bounds[6] = {};
     for (int a = 0; a < 3; ++a) bounds[2 * a + 1] = static_cast<float>(input.dims[a] - 1);
@@ -175,7 +175,7 @@ void render(const Input& input, const Params& params, const OutArray<float>& tab
                 params.height, params.interpolate);
 }
 
-/// Silent when the host refuses a part: what it has taken stays.
+/// Silent if the host refuses a part: what it has taken stays.
 void write_image(OMobj_id out, const Params& params, Image& image) {
     if (zam::set_image_shape(out, params.width, params.height, image.dims, image.points) &&
         FLDset_node_data_veclen(out, 0, zam::kImageVeclen) == 1 && zam::set_pixels(out, image.pixels))

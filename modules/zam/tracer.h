@@ -41,8 +41,8 @@ typedef struct TracerRay {
 // --- The module ---
 
 /// The module's entry: renders the field `in` into the image field `out`. The parameters are in tracer.json.
-/// @return 1 after a render, also of a volume that is neither of one byte per node nor of four (reported; the image is
-///         then all 0), and also when `out` does not take it (not reported); 0 when the input cannot be read or
+/// @return 1 after a render, also of a volume that has neither one byte per node nor four (reported; the image is then
+///         all 0), and also if `out` does not take it (not reported); 0 if the input cannot be read or
 ///         rendered (reported, `out` untouched)
 ZAM_MODULE_API int ZAMtracer_render_update(OMobj_id instance, unsigned event_mask, int seq);
 

@@ -66,7 +66,7 @@ void bend_about_x(const Sector& sector, float* node) {
 void bend_about_y(const Sector& sector, float* node) {
     const std::vector<float> radius = distances(sector, 0);
     const std::vector<float> y = distances(sector, 1);
-    std::vector<float> row(3 * radius.size());  // of the slice: all its rows differ only in y
+    std::vector<float> row(3 * radius.size());  // one of the slice: all of them differ only in y
     for (xp_long k = 0; k < sector.dims[2]; ++k) {
         const double angle = slice_angle(sector, k);
         const double cosine = std::cos(angle);
@@ -149,7 +149,7 @@ bool copy_frame(const Input& input, OMobj_id out) {
 }
 
 /// A copy of a component's values. deliberate: the array has room for veclen x size values, and as many bytes are
-/// copied, so that only one-byte types come over whole.
+/// copied, so that only one-byte types arrive whole.
 OwnedTypedBytes copy_values(const Input& input, const TypedBytes& data, int veclen, MemoryBudget& memory) {
     const auto count = checked_product(veclen, data.count());
     auto copy = count ? OwnedTypedBytes::allocate(memory, data.type(), *count) : OwnedTypedBytes();
@@ -184,12 +184,13 @@ void update(const Parameters& params) {
     const auto size = checked_product(input->nspace, checked_product(input->dims).value_or(-1));
     auto coord = size ? memory.allocate<float>(*size) : OutArray<float>();
     if (!coord) return;
-    // other axes, and dimensions beyond the third, leave positions as they are allocated: all the same, on every host
+    // bend_nodes() leaves positions unset for other axes and beyond the third dimension: make them the same everywhere
     if (input->dims.size() > 3 || input->sector.axis < 0 || input->sector.axis > 1)
         std::ranges::fill(coord.span(), 0.0F);
     if (!coord.span().empty()) {
         const auto& dims = input->sector.dims;
-        for (const xp_long along : {dims[0], dims[1], 3 * dims[0]}) memory.require(along, sizeof(float));  // its rows
+        for (const xp_long along : {dims[0], dims[1], 3 * dims[0]})
+            memory.require(along, sizeof(float));  // of the rows
         bend_nodes(input->sector, coord.span());
     }
 

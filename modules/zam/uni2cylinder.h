@@ -23,7 +23,7 @@ struct Sector {
 /// @param coord  nodes x 3
 void bend_nodes(const Sector& sector, std::span<float> coord);
 
-/// Reverses the rows of every slice: row j takes row rows - j, row 0 the first row of the next slice.
+/// Reverses the rows of every slice: row j comes from row rows - j, row 0 from the first row of the next slice.
 ///
 /// What would come from outside `from` reads as 0, what would lie outside `to` is dropped.
 /// @param row     bytes per row
@@ -35,6 +35,6 @@ void flip_rows(std::span<const std::byte> from, xp_long row, xp_long rows, xp_lo
 
 /// The module's entry: writes the uniform volume `in`, bent into a sector of a cylinder, into `out`. The parameters are
 /// in uni2cylinder.json.
-/// @return 1, whatever happens; nothing is reported. `out` stays as it was when `in` has fewer than three dimensions,
-///         components of space or slices, has no corners, or memory runs out.
+/// @return 1, whatever happens; nothing is reported. `out` stays as it was if `in` has fewer than three dimensions
+///         or space components, fewer than two slices, or no corners, or if memory runs out.
 extern "C" ZAM_MODULE_API int ADDuni2cylinder(OMobj_id instance, unsigned event_mask, int seq);
