@@ -77,10 +77,11 @@ bool refuse_size(Skeleton& skeleton) {
     constexpr std::int64_t kMegabyte = 1'000'000;
     const std::int64_t charged = skeleton.points.charged();
     const std::int64_t needed = charged + skeleton.missing * static_cast<std::int64_t>(PointBlocks::kNodeBytes);
+    const long long needed_megabytes = needed / kMegabyte + 1;
+    const long long available_megabytes = (charged + skeleton.memory.left()) / kMegabyte;
     std::array<char, 200> what{};
     std::snprintf(what.data(), what.size(), "the separatrices need %s%lld MB of memory and %lld MB are available",
-                  skeleton.exhausted() ? "more than " : "", static_cast<long long>(needed / kMegabyte + 1),
-                  static_cast<long long>((charged + skeleton.memory.left()) / kMegabyte));
+                  skeleton.exhausted() ? "more than " : "", needed_megabytes, available_megabytes);
     return refuse(what.data());
 }
 
@@ -97,7 +98,7 @@ constexpr int kLabelLength = 2;
 /// The vectors of a run: those of the field's first plane.
 struct Input {
     HostArray<xp_long> dims;
-    HostArray<float> points;  // unused: a field without points is refused
+    HostArray<float> points;  // only asked for: a field without points is refused
     std::optional<FloatValues> vectors;
 
     VectorGrid grid() const { return {vectors->span().data(), static_cast<int>(dims[0]), static_cast<int>(dims[1])}; }
