@@ -5,32 +5,29 @@
 #include <cstddef>
 #include <cstring>
 
+#include "modules/support/lanes.h"
+
 namespace zam {
 namespace {
 
-// The compiler's vectors (GCC and clang), of the width that every 64-bit processor has: four pixels at once.
-typedef float Depths __attribute__((vector_size(16)));
-typedef std::uint32_t Words __attribute__((vector_size(16)));  // the four bytes of each pixel
-constexpr std::size_t kPixels = 4;
+// Four pixels at once.
+constexpr int kPixels = 4;
+using Depths = Lanes<float, kPixels>;
+using Words = Lanes<std::uint32_t, kPixels>;  // the four bytes of each pixel
 
 constexpr auto kColorMask = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 255, 255, 255});
 
 /// Merges kPixels pixels.
 void merge_four(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors,
                 const float* captured_depths) {
-    Words own, other;
-    Depths nearest, depth;
-    std::memcpy(&own, colors, sizeof own);
-    std::memcpy(&other, captured_colors, sizeof other);
-    std::memcpy(&nearest, depths, sizeof nearest);
-    std::memcpy(&depth, captured_depths, sizeof depth);
+    const auto own = load<Words>(colors);
+    const auto other = load<Words>(captured_colors);
+    const auto nearest = load<Depths>(depths);
+    const auto depth = load<Depths>(captured_depths);
     // deliberate: larger is nearer, and the first of equals stays
-    const auto nearer = std::bit_cast<Words>(depth > nearest);
-    own ^= (own ^ (other & kColorMask)) & nearer;
-    const auto kept = std::bit_cast<Words>(nearest);
-    const auto chosen = kept ^ ((kept ^ std::bit_cast<Words>(depth)) & nearer);
-    std::memcpy(colors, &own, sizeof own);
-    std::memcpy(depths, &chosen, sizeof chosen);
+    const MaskOf<Depths> nearer = depth > nearest;
+    store(select(nearer, other & kColorMask, own), colors);
+    store(select(nearer, depth, nearest), depths);
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "modules/support/lanes.h"
 #include "modules/zam/lic_jacobi.h"
 
 namespace zam {
@@ -41,7 +41,7 @@ bool has_wide_registers() { return false; }
 #endif
 
 /// The nodes of a structured grid in the order in which they are stored.
-template <int N, class Lanes>
+template <int N, class Arithmetic>
 class Grid {
 public:
     Grid(const std::array<xp_long, N>& dims, const float* positions) : dims_(dims), positions_(positions) {}
@@ -60,7 +60,8 @@ public:
             const xp_long back = index > 0 ? stride * N : 0;
             const xp_long ahead = index < nodes - 1 ? stride * N : 0;
             // a neighbour that is missing adds nothing
-            Lanes::difference(positions_ + first * N, back, ahead, back > 0 && ahead > 0 ? 0.5F : 1.0F, run * N, out);
+            Arithmetic::difference(positions_ + first * N, back, ahead, back > 0 && ahead > 0 ? 0.5F : 1.0F, run * N,
+                                   out);
             first += run;
             count -= run;
             out += run * N;
@@ -101,10 +102,10 @@ void express_by_host(const float* const (&differences)[N], xp_long count, const 
     }
 }
 
-template <int N, class Lanes>
+template <int N, class Arithmetic>
 void express_grid(const std::array<xp_long, N>& dims, const float* positions, const float* vectors, xp_long nodes,
                   MatrixInverse inverse, float* result) {
-    const Grid<N, Lanes> grid(dims, positions);
+    const Grid<N, Arithmetic> grid(dims, positions);
     float differences[N][kNodes * N] = {};
     const float* axes[N];
     for (std::size_t axis = 0; axis < N; ++axis) axes[axis] = differences[axis];
@@ -115,12 +116,12 @@ void express_grid(const std::array<xp_long, N>& dims, const float* positions, co
         float* to = result + first * N;
         bool finite = true;
         if (count == kNodes) {
-            finite = Lanes::template express<N>(axes, from, to);
+            finite = Arithmetic::template express<N>(axes, from, to);
         } else {  // places after the last node are computed too, and not used
             float in[kNodes * N] = {};
             float out[kNodes * N];
             std::copy_n(from, count * N, in);
-            finite = Lanes::template express<N>(axes, in, out);
+            finite = Arithmetic::template express<N>(axes, in, out);
             std::copy_n(out, count * N, to);
         }
         if (!finite) express_by_host<N>(axes, count, from, inverse, to);
@@ -135,7 +136,8 @@ void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> p
                     MatrixInverse inverse) {
     const auto nodes = static_cast<xp_long>(result.size() / N);
     const bool wide = registers == Registers::widest && has_wide_registers();
-    const auto express = wide ? express_grid<N, wide_registers::Lanes> : express_grid<N, any_processor::Lanes>;
+    const auto express =
+        wide ? express_grid<N, wide_registers::Arithmetic> : express_grid<N, any_processor::Arithmetic>;
     express(dims, positions.data(), vectors.data(), nodes, inverse, result.data());
 }
 

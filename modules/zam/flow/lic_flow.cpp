@@ -9,6 +9,8 @@
 namespace zam::lic {
 namespace {
 
+using PairMask = MaskOf<Pair>;
+
 /// How a streamline came into a pixel or leaves it.
 enum Code : std::uint8_t { kHalted, kLower, kUpper, kRight, kLeft, kStart, kCodes };
 
@@ -77,9 +79,7 @@ const Rules kRules;
 /// way have the same slopes, so that both ways use one pair.
 Pair slopes_of(double vx, double vy) { return Pair{vy == 0 ? 0 : vx / vy, vx == 0 ? 0 : vy / vx}; }
 
-Pair swap(Pair p) { return Pair{p[1], p[0]}; }
-
-PairMask bits(Pair p) { return reinterpret_cast<PairMask>(p); }
+Pair swap(Pair p) { return shuffle<1, 0>(p, p); }
 
 struct Crossing {
     Pair by;      // the way to it
@@ -93,9 +93,9 @@ inline Crossing cross(Pair position, Pair corner, Pair slopes, const Rule& rule)
     const Pair aside = (swap(ahead) * slopes + position) - position;  // xY - x, yX - y
     const Pair beyond = ahead - rule.nudge;
     const Pair distance = ahead * ahead + swap(aside * aside);  // squared: vertical, horizontal
-    const PairMask upright = Pair{distance[0], distance[0]} <= Pair{distance[1], distance[1]};
-    const PairMask by = (bits(Pair{beyond[0], aside[1]}) & upright) | (bits(Pair{aside[0], beyond[1]}) & ~upright);
-    return {reinterpret_cast<Pair>(by), static_cast<int>(upright[0]) & 1};
+    const PairMask upright = broadcast<0>(distance) <= broadcast<1>(distance);
+    const Pair by = select(upright, shuffle<0, 3>(beyond, aside), shuffle<0, 3>(aside, beyond));
+    return {by, static_cast<int>(upright[0]) & 1};
 }
 
 }  // namespace
@@ -237,15 +237,15 @@ private:
     }
 
     std::size_t step(Walk& walk, double weight) const {
-        typedef std::int32_t IntPair __attribute__((vector_size(8)));
+        using IntPair = Lanes<std::int32_t, 2>;
         const Pair position = walk.position;
-        const IntPair negative = __builtin_convertvector(position < Pair{0, 0}, IntPair);
-        const IntPair at = __builtin_convertvector(position, IntPair) + negative;  // rounded down
+        const auto negative = convert<IntPair>(position < Pair{0, 0});
+        const IntPair at = convert<IntPair>(position) + negative;  // rounded down
         const std::size_t pixel = flow_.pixel(at[0], at[1]);
         const Rule& rule = rules_[flow_.kind(pixel)][walk.code];
-        const Crossing crossing = cross(position, __builtin_convertvector(at, Pair), flow_.slopes(pixel), rule);
+        const Crossing crossing = cross(position, convert<Pair>(at), flow_.slopes(pixel), rule);
         walk.tally += rule.sample * weight;
-        walk.position = position + reinterpret_cast<Pair>(bits(crossing.by) & rule.moves);
+        walk.position = position + keep(rule.moves, crossing.by);
         walk.code = rule.next[crossing.upright];
         return walk.code;
     }

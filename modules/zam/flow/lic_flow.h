@@ -8,13 +8,13 @@
 #include <span>
 #include <vector>
 
+#include "modules/support/lanes.h"
 #include "modules/zam/flow/lic_kernel.h"
 
 namespace zam::lic {
 
-/// An x and a y side by side, in one register of every 64-bit processor. The types are the compiler's (GCC and clang).
-typedef double Pair __attribute__((vector_size(16)));
-typedef std::int64_t PairMask __attribute__((vector_size(16)));  // 0 or -1 in each half
+/// An x and a y side by side.
+using Pair = Lanes<double, 2>;
 
 struct Vector {
     float x, y;

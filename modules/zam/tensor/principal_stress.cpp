@@ -3,22 +3,19 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <utility>
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
+
+#include "modules/support/lanes.h"
 
 namespace zam {
 namespace {
 
-// The compiler's vectors (GCC and clang), of the width that every 64-bit processor has.
-typedef double Pair __attribute__((vector_size(16)));
-typedef std::int64_t PairMask __attribute__((vector_size(16)));  // 0 or -1 in each half
+using Pair = Lanes<double, 2>;
+using PairMask = MaskOf<Pair>;
 
 // Tensors worked on together: several pairs, which hide each other's latency.
 constexpr std::size_t kPairs = 8;
@@ -31,31 +28,19 @@ constexpr int kMaxSweeps = 100;
 constexpr double kThreshold = 1e-6 * std::numeric_limits<float>::epsilon();
 
 /// A number of each tensor.
-struct Lanes {
+struct Numbers {
     Pair pair[kPairs];
 
     void set(std::size_t tensor, double value) { pair[tensor / 2][tensor % 2] = value; }
     double operator[](std::size_t tensor) const { return pair[tensor / 2][tensor % 2]; }
 };
 
-/// The values where the mask is set, 0 elsewhere.
-inline Pair keep(PairMask mask, Pair values) { return std::bit_cast<Pair>(std::bit_cast<PairMask>(values) & mask); }
-
-/// Of values that are not negative.
-inline Pair square_root(Pair values) {
-#ifdef __SSE2__
-    return _mm_sqrt_pd(values);
-#else
-    return Pair{std::sqrt(values[0]), std::sqrt(values[1])};
-#endif
-}
-
 /// Tensors on their way to being diagonal.
 struct Tensors {
-    std::array<std::array<Lanes, 3>, 3> element;  // upper triangle
-    std::array<std::array<Lanes, 3>, 3> axis;     // [column][component]: the rotations so far
-    Lanes limit;                                  // squared threshold of the elements off the diagonal
-    PairMask active[kPairs];                      // set until these are below it
+    std::array<std::array<Numbers, 3>, 3> element;  // upper triangle
+    std::array<std::array<Numbers, 3>, 3> axis;     // [column][component]: the rotations so far
+    Numbers limit;                                  // squared threshold of the elements off the diagonal
+    PairMask active[kPairs];                        // set until these are below it
 };
 
 bool has_stress(const float* tensor) {
@@ -97,10 +82,10 @@ bool find_active(Tensors& work) {
         work.active[n] = xy * xy + xz * xz + yz * yz > work.limit.pair[n];
         any |= work.active[n];
     }
-    return (any[0] | any[1]) != 0;
+    return any_negative(any);
 }
 
-void turn(const Lanes& cosine, const Lanes& sine, Lanes& p, Lanes& q) {
+void turn(const Numbers& cosine, const Numbers& sine, Numbers& p, Numbers& q) {
     for (std::size_t n = 0; n < kPairs; ++n) {
         const Pair before = p.pair[n];
         p.pair[n] = cosine.pair[n] * before - sine.pair[n] * q.pair[n];
@@ -114,20 +99,20 @@ void rotate(Tensors& work) {
     constexpr std::size_t other = 3 - p - q;
     constexpr PairMask kSign = {INT64_MIN, INT64_MIN};
     constexpr Pair kOnes = {1, 1};
-    Lanes& diagonal_p = work.element[p][p];
-    Lanes& diagonal_q = work.element[q][q];
-    Lanes& element = work.element[p][q];
-    Lanes cosine;
-    Lanes sine;
+    Numbers& diagonal_p = work.element[p][p];
+    Numbers& diagonal_q = work.element[q][q];
+    Numbers& element = work.element[p][q];
+    Numbers cosine;
+    Numbers sine;
     for (std::size_t n = 0; n < kPairs; ++n) {
         const Pair beside = element.pair[n];
         const Pair twice = 2 * beside * keep(work.active[n], kOnes);
         const Pair gap = diagonal_q.pair[n] - diagonal_p.pair[n];
-        const auto sign = std::bit_cast<PairMask>(gap) & kSign;
+        const PairMask sign = bits(gap) & kSign;
         const Pair root = square_root(gap * gap + twice * twice);
         // the smallest normal number only keeps 0 / 0 away
-        const Pair tangent = std::bit_cast<Pair>(std::bit_cast<PairMask>(twice) ^ sign) /
-                             (keep(~kSign, gap) + root + std::numeric_limits<double>::min());
+        const Pair tangent =
+            from_bits<Pair>(bits(twice) ^ sign) / (keep(~kSign, gap) + root + std::numeric_limits<double>::min());
         cosine.pair[n] = 1 / square_root(1 + tangent * tangent);
         sine.pair[n] = tangent * cosine.pair[n];
         diagonal_p.pair[n] -= tangent * beside;

@@ -1,15 +1,13 @@
 // Rays side by side: walks through a grid that step together, without a branch.
 //
 // A walk on its own waits in every cell for its own comparisons and often guesses wrongly which face comes next. Here
-// masks choose, four rays to a vector, and the vectors of a batch hide each other's latency. The vectors are the
-// compiler's (GCC and clang), of the width that every 64-bit processor has.
+// masks choose, four rays to a vector, and the vectors of a batch hide each other's latency.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "modules/support/lanes.h"
 #include "modules/zam/volume/ray_entry.h"
 
 namespace zam::tracer {
@@ -18,34 +16,20 @@ constexpr int kQuadLanes = 4;
 constexpr int kQuads = 2;
 constexpr int kLanes = kQuads * kQuadLanes;
 
-typedef float Floats __attribute__((vector_size(16)));
-typedef std::int32_t Ints __attribute__((vector_size(16)));  // as a mask: 0 or -1 in each lane
-
-template <class T>
-struct FourOf {
-    typedef T type __attribute__((vector_size(kQuadLanes * sizeof(T))));
-};
-
-/// The values where the mask is set, 0 elsewhere.
-inline Floats keep(Ints mask, Floats values) { return std::bit_cast<Floats>(std::bit_cast<Ints>(values) & mask); }
-
-/// Whether any lane is negative.
-inline bool any_negative(Ints values) {
-    std::uint64_t halves[2];
-    std::memcpy(halves, &values, sizeof values);
-    return ((halves[0] | halves[1]) & 0x8000000080000000U) != 0;
-}
+using Floats = Lanes<float, kQuadLanes>;
+using Ints = Lanes<std::int32_t, kQuadLanes>;
+using Mask = MaskOf<Floats>;
 
 /// The axis that each lane's ray crossed last: one mask is set per lane.
 struct CrossedAxis {
-    Ints x, y, z;
+    Mask x, y, z;
 };
 
 /// Four rays on their way from cell to cell.
 /// Node is the type of node numbers. 32 bits serve up to 2^32 nodes: strides are added modulo 2^32.
 template <class Node>
 struct WalkQuad {
-    using Nodes = typename FourOf<Node>::type;  // never passed by value: 64-bit ones are wider than a register
+    using Nodes = Lanes<Node, kQuadLanes>;  // never passed by value: 64-bit ones are wider than a register
 
     Floats t;             // parameter at the last crossing
     Nodes node;           // names the current cell
@@ -67,22 +51,24 @@ struct WalkQuad {
 
     /// Steps into the next cell. Of equal crossings x comes before z, y before x and before z.
     CrossedAxis advance() {
-        const Ints x_before_y = next[1] > next[0];
-        const Floats nearer = x_before_y ? next[0] : next[1];
+        const Mask x_before_y = next[1] > next[0];
+        const Floats nearer = select(x_before_y, next[0], next[1]);
         CrossedAxis crossed;
         crossed.z = nearer > next[2];
         crossed.x = x_before_y & ~crossed.z;
         crossed.y = ~(x_before_y | crossed.z);
-        t = crossed.z ? next[2] : nearer;
+        t = select(crossed.z, next[2], nearer);
         next[0] += keep(crossed.x, increment[0]);
         next[1] += keep(crossed.y, increment[1]);
         next[2] += keep(crossed.z, increment[2]);
         steps_left[0] += crossed.x;  // masks are -1
         steps_left[1] += crossed.y;
         steps_left[2] += crossed.z;
-        node += (stride[0] & __builtin_convertvector(crossed.x, Nodes)) |
-                (stride[1] & __builtin_convertvector(crossed.y, Nodes)) |
-                (stride[2] & __builtin_convertvector(crossed.z, Nodes));
+        Nodes across_x, across_y, across_z;
+        convert(crossed.x, across_x);
+        convert(crossed.y, across_y);
+        convert(crossed.z, across_z);
+        node += (stride[0] & across_x) | (stride[1] & across_y) | (stride[2] & across_z);
         return crossed;
     }
 
@@ -94,7 +80,7 @@ struct WalkQuad {
 /// being the one that names the cell.
 template <class Node>
 struct FaceQuad {
-    typename FourOf<Node>::type node[4];
+    Lanes<Node, kQuadLanes> node[4];
     Floats weight[4];
 };
 
@@ -121,16 +107,17 @@ struct FaceWalkQuad : WalkQuad<Node> {
 
     void advance() {
         crossed = Walk::advance();
-        last[0] = crossed.x ? this->t : last[0];
-        last[1] = crossed.y ? this->t : last[1];
-        last[2] = crossed.z ? this->t : last[2];
+        last[0] = select(crossed.x, this->t, last[0]);
+        last[1] = select(crossed.y, this->t, last[1]);
+        last[2] = select(crossed.z, this->t, last[2]);
     }
 
     /// The face just crossed. Its first axis is x, or y on a face across x; its second is z, or y on a face across z.
     /// Along an axis that the ray does not move along, both nodes are the same and the second has weight 0.
     void get_face(FaceQuad<Node>& face) const {
-        const Nodes across_x = __builtin_convertvector(crossed.x, Nodes);
-        const Nodes across_z = __builtin_convertvector(crossed.z, Nodes);
+        Nodes across_x, across_z;
+        convert(crossed.x, across_x);
+        convert(crossed.z, across_z);
         const Nodes first_stride = (this->stride[1] & across_x) | (this->stride[0] & ~across_x);
         const Nodes second_stride = (this->stride[1] & across_z) | (this->stride[2] & ~across_z);
         face.node[0] = this->node;
@@ -139,8 +126,8 @@ struct FaceWalkQuad : WalkQuad<Node> {
         face.node[3] = face.node[1] + second_stride;
 
         const Floats way_y = (this->t - last[1]) * speed[1];
-        const Floats first = crossed.x ? way_y : (this->t - last[0]) * speed[0];
-        const Floats second = crossed.z ? way_y : (this->t - last[2]) * speed[2];
+        const Floats first = select(crossed.x, way_y, (this->t - last[0]) * speed[0]);
+        const Floats second = select(crossed.z, way_y, (this->t - last[2]) * speed[2]);
         face.weight[0] = (1 - first) * (1 - second);
         face.weight[1] = first * (1 - second);
         face.weight[2] = (1 - first) * second;

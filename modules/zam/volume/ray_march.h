@@ -58,17 +58,17 @@ public:
 
     /// Adds the voxels just left.
     /// @return negative in the lanes whose rays are saturated
-    Ints add(const Voxels& voxels, double scale) {
+    Mask add(const Voxels& voxels, double scale) {
         const auto opacity = [&](int i) { return voxels.opacity(static_cast<std::size_t>(node_[i])); };
-        const Doubles length = widen(length_);
+        const auto length = widen(length_);
         const Floats added = narrow({length.low * scale * DoublePair{opacity(0), opacity(1)},
                                      length.high * scale * DoublePair{opacity(2), opacity(3)}});
-        const Ints adds = added > 0;
-        const Ints saturates = adds & (opacity_ + added >= 1);
+        const Mask adds = added > 0;
+        const Mask saturates = adds & (opacity_ + added >= 1);
         // deliberate: colours add up without (1 - opacity so far); only the saturating step uses what is left of it
-        const Floats weight = saturates ? 1 - opacity_ : keep(adds, added);
+        const Floats weight = select(saturates, 1 - opacity_, keep(adds, added));
         colors_.add(voxels, node_, weight);
-        opacity_ = saturates ? Floats{1, 1, 1, 1} : opacity_ + weight;
+        opacity_ = select(saturates, broadcast<Floats>(1), opacity_ + weight);
         return saturates;
     }
 
@@ -122,17 +122,18 @@ public:
 
     /// Adds the segments just passed.
     /// @return negative in the lanes whose rays are opaque
-    Ints add(const Voxels& voxels, double scale) {
+    Mask add(const Voxels& voxels, double scale) {
         const ColorQuad previous = sampled_ ? sample_ : sample(voxels, face_[1 - now_]);
         sample_ = sample(voxels, face_[now_]);
         added_ = true;
         Floats& opacity = sum_.channel[0];
         Floats added = (previous.channel[0] + sample_.channel[0]) * (length_ * 0.5F);
         // deliberate: limited before it is scaled, so that a scale above 1 can lead past 1
-        added = opacity + added > 1 ? 1 - opacity : added;
-        const Doubles wide = widen(added);
+        added = select(opacity + added > 1, 1 - opacity, added);
+        const auto wide = widen(added);
         const Floats scaled = narrow({wide.low * scale, wide.high * scale});
-        for (int c = 1; c < 4; ++c) sum_.channel[c] += (previous.channel[c] + sample_.channel[c]) * scaled * 0.5F;
+        for (std::size_t c = 1; c < 4; ++c)
+            sum_.channel[c] += (previous.channel[c] + sample_.channel[c]) * scaled * 0.5F;
         opacity += scaled;
         return opacity >= 1;
     }
@@ -151,8 +152,8 @@ private:
             };
             return term(0) + term(1) + term(2) + term(3);
         };
-        return transpose(at(std::integral_constant<int, 0>{}), at(std::integral_constant<int, 1>{}),
-                         at(std::integral_constant<int, 2>{}), at(std::integral_constant<int, 3>{}));
+        return {transpose(at(std::integral_constant<int, 0>{}), at(std::integral_constant<int, 1>{}),
+                          at(std::integral_constant<int, 2>{}), at(std::integral_constant<int, 3>{}))};
     }
 
     FaceWalkQuad<Node> walk_;

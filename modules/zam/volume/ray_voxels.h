@@ -4,66 +4,29 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "modules/zam/volume/ray_lanes.h"
 #include "modules/zam/volume/tracer_tables.h"
 
 namespace zam::tracer {
 
-typedef double DoublePair __attribute__((vector_size(16)));
+using DoublePair = Lanes<double, 2>;
 
-/// Four doubles; the lower half belongs to the first two lanes.
-struct Doubles {
-    DoublePair low, high;
-};
-
-inline Doubles widen(Floats v) {
-    typedef double Four __attribute__((vector_size(32)));
-    const Four wide = __builtin_convertvector(v, Four);
-    return {__builtin_shufflevector(wide, wide, 0, 1), __builtin_shufflevector(wide, wide, 2, 3)};
-}
-
-inline Floats narrow(Doubles v) {
-    return __builtin_convertvector(__builtin_shufflevector(v.low, v.high, 0, 1, 2, 3), Floats);
-}
-
-inline DoublePair round_to_single(DoublePair v) {
-    typedef float FloatPair __attribute__((vector_size(8)));
-    return __builtin_convertvector(__builtin_convertvector(v, FloatPair), DoublePair);
-}
+inline DoublePair round_to_single(DoublePair v) { return convert<DoublePair>(convert<Lanes<float, 2>>(v)); }
 
 /// One colour.
 using Color = Floats;
 
 /// The colours of four rays: opacities, reds, greens and blues, one lane each.
 struct ColorQuad {
-    Floats channel[4];
+    std::array<Floats, 4> channel;
 
     Color color(int lane) const {
         return Color{channel[0][lane], channel[1][lane], channel[2][lane], channel[3][lane]};
     }
 };
-
-/// Four colours, ray by ray, turned into channels.
-inline ColorQuad transpose(Color a, Color b, Color c, Color d) {
-    const Floats ab_low = __builtin_shufflevector(a, b, 0, 4, 1, 5),
-                 ab_high = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-    const Floats cd_low = __builtin_shufflevector(c, d, 0, 4, 1, 5),
-                 cd_high = __builtin_shufflevector(c, d, 2, 6, 3, 7);
-    return {{__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5), __builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7),
-             __builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5),
-             __builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)}};
-}
-
-/// The same value in all lanes.
-template <int kLane>
-Floats broadcast(Floats v) {
-    return __builtin_shufflevector(v, v, kLane, kLane, kLane, kLane);
-}
 
 /// Four bytes per node: opacity, red, green, blue.
 class RgbaVoxels {
@@ -112,18 +75,7 @@ private:
         return fractions;
     }();
 
-    /// A node's bytes as floats, by way of 16 and 32 bits.
-    Color bytes_at(std::size_t node) const {
-        typedef std::uint8_t Bytes __attribute__((vector_size(16)));
-        typedef std::uint16_t Shorts __attribute__((vector_size(16)));
-        std::int32_t four;
-        std::memcpy(&four, bytes_ + 4 * node, sizeof four);
-        const auto bytes = std::bit_cast<Bytes>(Ints{four, 0, 0, 0});
-        const auto shorts = std::bit_cast<Shorts>(
-            __builtin_shufflevector(bytes, Bytes{}, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
-        const auto ints = std::bit_cast<Ints>(__builtin_shufflevector(shorts, Shorts{}, 0, 8, 1, 9, 2, 10, 3, 11));
-        return __builtin_convertvector(ints, Color);
-    }
+    Color bytes_at(std::size_t node) const { return load_bytes(bytes_ + 4 * node); }
 
     const std::uint8_t* bytes_;
 };
@@ -160,7 +112,7 @@ public:
 
         template <class Nodes>
         void add(const TableVoxels& voxels, const Nodes& node, Floats weight) {
-            const Doubles wide = widen(weight);
+            const auto wide = widen(weight);
             const double* color[kQuadLanes];
             for (int i = 0; i < kQuadLanes; ++i)
                 color[i] = voxels.wide_colors_[voxels.bytes_[static_cast<std::size_t>(node[i])]];
