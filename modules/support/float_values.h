@@ -1,4 +1,4 @@
-// Node data and arrays as floats, whatever type they are held in.
+// Node data and arrays as floats, whatever their type.
 #pragma once
 
 #include <optional>

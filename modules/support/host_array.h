@@ -41,7 +41,7 @@ public:
 
     explicit operator bool() const { return data_ != nullptr; }
     T* data() const { return data_; }
-    /// A count without an array does not count: a host may give one and then have nothing to lend.
+    /// A count without an array is ignored: a host may give one and then have nothing to lend.
     xp_long size() const { return data_ ? size_ : 0; }
     std::span<T> span() const { return data_ ? std::span<T>(data_, static_cast<std::size_t>(size_)) : std::span<T>(); }
     T& operator[](xp_long index) const { return data_[index]; }

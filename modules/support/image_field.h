@@ -12,7 +12,8 @@ namespace zam {
 constexpr int kImageVeclen = 4;
 constexpr int kImageColorsId = 669;  // tells the host's viewers that the component is image colours
 
-/// width * height * 4 bytes, uninitialised. Empty if they cannot be counted or allocated; sizes are at least 1.
+/// width * height * 4 bytes, uninitialised. Empty if they cannot be counted or allocated.
+/// @pre  width and height are at least 1
 inline OutArray<std::uint8_t> allocate_pixels(MemoryBudget& memory, int width, int height,
                                               SourcePlace where = SourcePlace::here()) {
     const auto bytes = checked_product(std::int64_t{width} * height, kImageVeclen);

@@ -41,7 +41,7 @@ public:
     }
     /// An array as the host holds it.
     std::optional<TypedBytes> array(const char* name) const { return TypedBytes::read_array(object_, name); }
-    /// An array of whatever type as floats.
+    /// An array of any type, as floats.
     /// @throws std::bad_alloc
     std::optional<FloatValues> floats(const char* name) const { return FloatValues::read_array(object_, name); }
     /// The elements of an array of T, lent in an access mode; empty if there are none, or they are of another type.
@@ -63,7 +63,7 @@ public:
     int integer(const char* name, int otherwise) const { return integer(name).value_or(otherwise); }
     double real(const char* name, double otherwise) const { return real(name).value_or(otherwise); }
 
-    /// Whether the instance is to run. deliberate: one without the flag works, after a report.
+    /// Whether the instance is to run. deliberate: one without the flag does, after a report.
     bool is_active(const Reporter& report) const {
         const auto active = integer("active");
         if (!active) report.warn("Can't get active ( this module activate flag )\n");

@@ -9,7 +9,8 @@ namespace zam {
 
 /// A module declares one: `constexpr Reporter report{.label = "", .flags = 96};`
 ///
-/// Failures have two ends that are kept apart: a result that becomes either would make an engaged `std::optional<int>`.
+/// fail() and reject() are kept apart: one result that converts to 0 and to `nullopt` would make an engaged
+/// `std::optional<int>`.
 struct Reporter {
     const char* label;
     int flags;

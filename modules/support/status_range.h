@@ -1,4 +1,4 @@
-// Progress: the next stretch of work as a share of the current one, and its end.
+// Progress: a part of the current stretch of work, and its end.
 #pragma once
 
 #include "contract/om.h"

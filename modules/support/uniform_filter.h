@@ -1,4 +1,4 @@
-// Modules that make one component of a uniform field anew: the frame around a shape and a kernel.
+// Modules that recompute one component of a uniform field: the frame around a shape and a kernel.
 #pragma once
 
 #include <cstddef>

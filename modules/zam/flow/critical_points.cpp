@@ -26,7 +26,7 @@ struct Bilinear {
 
     /// Where the component vanishes on the line at t across.
     float zero_along(float t) const { return -(t * across + at) / (t * twist + along); }
-    /// Whether it has one value on that line.
+    /// Whether it is constant on that line.
     bool flat_along(float t) const { return t * twist + along == 0.0F; }
 };
 
@@ -81,7 +81,7 @@ bool append_zeros(const VectorGrid& grid, int i, int j, std::span<CriticalPoint>
     const Roots roots = roots_in_cell(qa, qb, qc);
     for (const float t : {roots.first, roots.second}) {
         if (t == kNoRoot) continue;
-        // where u has one value on the line, its quotient is undefined; v then says where the zero lies
+        // where u is constant on the line, its quotient is undefined, and the zero is where v vanishes
         const bool only_v_tells = u.flat_along(t) && Range(near[0], near[2], far[0], far[2]).changes_sign();
         const float s = (only_v_tells ? v : u).zero_along(t);
         if (!in_cell(s)) continue;
@@ -118,7 +118,7 @@ Jacobian jacobian_at(const VectorGrid& grid, double x, double y) {
             .d = (along_y.plus.y - along_y.minus.y) / kStep};
 }
 
-/// Eigenvector of one eigenvalue: (w, 1), or the axis of the eigenvalue where the quotients for w say nothing.
+/// Eigenvector of one eigenvalue: (w, 1), or the axis of the eigenvalue where the quotients for w are undefined.
 TopologyVector eigen_direction(const Jacobian& jacobian, double lambda) {
     const auto [a, b, c, d] = jacobian;
     const bool along_x = std::abs(lambda - a) < std::abs(lambda - d);

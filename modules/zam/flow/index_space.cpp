@@ -1,6 +1,6 @@
-// The Jacobian of a node is inverted by its adjugate: no branch, no pivot, so that several nodes are worked on at once.
+// The Jacobian of a node is inverted by its adjugate: no branch, no pivot, so that several nodes are processed at once.
 // Products of two floats are exact in double precision, hence every cofactor is right to the last bit and only the sum
-// that makes the determinant can cancel. Where that leaves no inverse, the host's own operation decides.
+// that makes the determinant can cancel. Where no inverse is left, the host's own operation decides.
 #include "modules/zam/flow/index_space.h"
 
 #include <algorithm>
@@ -14,10 +14,10 @@
 namespace zam {
 namespace {
 
-// Nodes worked on together.
+// Nodes processed together.
 constexpr int kNodes = 128;
 
-// A determinant this small beside its terms is what rounding leaves of a zero.
+// A determinant this small compared with its terms is what rounding leaves of a zero.
 constexpr double kSingular = 1e-15;
 
 namespace any_processor {
@@ -54,12 +54,12 @@ public:
         if (nodes == 1) return fill_unit_vectors(axis, count, out);
         xp_long index = first / stride % nodes;
         xp_long done = first % stride;  // nodes of this index that lie before `first`
-        while (count > 0) {             // runs of nodes that are alike in having neighbours
+        while (count > 0) {             // runs of nodes that have the same neighbours missing
             const bool inside = axis == 0 && index > 0 && index < nodes - 1;
             const xp_long run = std::min(count, inside ? nodes - 1 - index : stride - done);
             const xp_long back = index > 0 ? stride * N : 0;
             const xp_long ahead = index < nodes - 1 ? stride * N : 0;
-            // a neighbour that is missing adds nothing
+            // a missing neighbour adds nothing
             Arithmetic::difference(positions_ + first * N, back, ahead, back > 0 && ahead > 0 ? 0.5F : 1.0F, run * N,
                                    out);
             first += run;
@@ -80,7 +80,7 @@ private:
     const float* positions_;
 };
 
-/// Expresses the vectors again whose results are not finite, by the inverse that the host gives of their matrices.
+/// Expresses the vectors whose results are not finite once more, with the host's inverses of their matrices.
 /// @param differences  along each axis, of `count` nodes
 template <int N>
 void express_by_host(const float* const (&differences)[N], xp_long count, const float* vectors, MatrixInverse inverse,
@@ -117,7 +117,7 @@ void express_grid(const std::array<xp_long, N>& dims, const float* positions, co
         bool finite = true;
         if (count == kNodes) {
             finite = Arithmetic::template express<N>(axes, from, to);
-        } else {  // places after the last node are computed too, and not used
+        } else {  // places after the last node are computed as well, but not used
             float in[kNodes * N] = {};
             float out[kNodes * N];
             std::copy_n(from, count * N, in);

@@ -9,10 +9,10 @@
 
 namespace zam {
 
-/// What the arithmetic is done in.
+/// Which registers the arithmetic uses.
 enum class Registers { any, widest };
 
-/// Inverts a square matrix, which may be in the same place. @return not 1 if there is no inverse
+/// Inverts a square matrix, in place if the two are the same. @return not 1 if there is no inverse
 using MatrixInverse = int (*)(float* inverse, const float* matrix);
 
 /// Expresses vectors given in physical space by how fast they move through the indices of a structured grid.

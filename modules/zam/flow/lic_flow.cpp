@@ -16,7 +16,7 @@ enum Code : std::uint8_t { kHalted, kLower, kUpper, kRight, kLeft, kStart, kCode
 
 constexpr int kWays = 2;         // with the vectors, against them
 constexpr int kKinds = 18;       // signs of the two components, colour of the noise
-constexpr double kNudge = 1e-4;  // pixels; what is left of or below a grid line is the next pixel
+constexpr double kNudge = 1e-4;  // pixels; what lies to the left of or below a grid line is the next pixel
 
 /// How to leave a pixel: all that is known before position and slopes are.
 struct Rule {
@@ -86,8 +86,7 @@ struct Crossing {
     int upright;  // 1: of the vertical line, 0: of the horizontal one
 };
 
-/// The nearer of the two grid lines ahead, the vertical one at a tie. Without a branch: which it is, is anybody's
-/// guess.
+/// The nearer of the two grid lines ahead, the vertical one at a tie. Without a branch, which could not be predicted.
 inline Crossing cross(Pair position, Pair corner, Pair slopes, const Rule& rule) {
     const Pair ahead = (corner + rule.line) - position;               // X - x, Y - y
     const Pair aside = (swap(ahead) * slopes + position) - position;  // xY - x, yX - y
@@ -136,12 +135,12 @@ struct Walk {
 };
 using WalkArray = std::array<Walk, kTogether>;
 
-/// When walks stop that nothing stops on their way: after their steps, at the last weight, or, once their rounds have
-/// been counted, after what is left of a round. What they meet halts them by its rule, without being asked here.
+/// When walks stop that nothing on their way has stopped: after their steps, at the last weight, or, once their rounds
+/// have been counted, after the rest of a round. What they meet on their way halts them by its rule, not here.
 class Stops {
 public:
-    /// @param weights  their number
-    /// @param alike    they are all the same, so that rounds can be counted
+    /// @param weights  number of weights
+    /// @param alike    whether all are the same, so that rounds can be counted
     Stops(std::span<const Start> starts, std::int64_t weights, bool alike) : starts_(starts), alike_(alike) {
         for (std::size_t w = 0; w < starts.size(); ++w) end_[w] = std::min<std::int64_t>(starts[w].steps, weights);
         set_next(0);
@@ -210,7 +209,7 @@ class Walks {
 public:
     Walks(const Flow& flow, int way) : flow_(flow), rules_(kRules.of[way]) {}
 
-    /// @param alike  the weights are all the same
+    /// @param alike  whether the weights are all the same
     void run(std::span<const Start> starts, std::span<const double> weights, bool alike, std::span<Tally> tallies) {
         for (std::size_t w = 0; w < starts.size(); ++w) {
             walks_[w] = {.position = Pair{starts[w].column + 0.5, starts[w].row + 0.5},

@@ -57,7 +57,7 @@ private:
     int x_, y_;
 };
 
-/// What a walk needs of each pixel, laid out for it, in a frame of pixels without a vector: walks that leave end there.
+/// What a walk needs to know of each pixel, within a frame of pixels without a vector, where walks that leave end.
 class Flow {
 public:
     /// @param noise  width * height grey levels, 0 or 255
@@ -67,7 +67,7 @@ public:
     struct Slopes {
         Pair value;  // vx / vy, vy / vx; 0 for a division by 0
     };
-    /// Memory that the walks over an image need: count, with the frame, and bytes of each.
+    /// Memory that the walks over an image need: the number of pixels, frame included, and the bytes per pixel.
     static std::int64_t pixels(int width, int height) { return (std::int64_t{width} + 2) * (std::int64_t{height} + 2); }
     static constexpr std::size_t kPixelBytes = sizeof(Slopes) + 1;
     /// Columns and rows count from -1.
@@ -87,7 +87,7 @@ private:
 /// The pixel from whose centre a streamline is followed.
 struct Start {
     int column, row;
-    int steps;  // most in each direction; at least one is taken
+    int steps;  // at most, in each direction; at least one is taken
 };
 
 /// What a streamline met: noise times weight, and weights.

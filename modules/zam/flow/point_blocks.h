@@ -17,11 +17,11 @@ namespace zam::topology {
 /// grow.
 class PointBlocks {
 public:
-    /// What a node takes at the most: itself and its coordinates of the output, which are written before it ends; then
+    /// What a node takes at most: itself and its coordinates of the output, which are written before it ends; then
     /// its place is taken by two numbers of the node list, which are no larger.
     static constexpr std::size_t kNodeBytes = sizeof(TopologyPoint) + 3 * sizeof(float);
 
-    /// A new last node, linked to nothing; null if the budget has no room for its block.
+    /// A new last node, not linked to any other; null if the budget has no room for its block.
     /// @throws std::bad_alloc
     TopologyPoint* append(double x, double y, MemoryBudget& memory) {
         if (next_ == end_ && !grow(memory)) return nullptr;

@@ -11,7 +11,7 @@
 namespace zam::topology {
 
 /// Traces the four separatrices of a saddle, those whose start lies on the grid.
-/// @return false when the skeleton is exhausted; the last separatrix is not complete then
+/// @return false if the skeleton is exhausted; the last separatrix is then incomplete
 bool seed_separatrices(const VectorGrid& grid, const CriticalPoint& saddle, Skeleton& skeleton);
 
 /// Continues a separatrix from its last node until it leaves the grid, comes to rest or gets near a saddle or a marker.

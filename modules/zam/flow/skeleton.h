@@ -46,7 +46,7 @@ struct Skeleton {
 
     std::int64_t comparisons = 0;  // with bucket entries
     MemoryBudget memory;           // for the points
-    std::int64_t missing = 0;      // nodes that memory had no room for: only counted, to say what they would need
+    std::int64_t missing = 0;      // nodes that memory had no room for: only counted, to report what they would need
 
     /// Bounds for fields and parameters that keep separatrices circling where many markers lie, and for the count of
     /// missing nodes: some seconds each.
@@ -68,7 +68,7 @@ struct Skeleton {
     /// Ends the separatrices.
     void end_streamlines();
 
-    /// Appends a node to the last separatrix. As soon as memory has no room for nodes, every further one is the same
+    /// Appends a node to the last separatrix. Once memory has no room for nodes, all further ones share one
     /// place, and what has been traced is of no use.
     TopologyPoint* append_point(double x, double y);
     /// Starts a separatrix with its first node, and links it to the one before.

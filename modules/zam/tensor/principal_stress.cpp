@@ -1,4 +1,4 @@
-// Jacobi rotations are the same for every tensor, whatever it holds, so that several are turned at once.
+// Jacobi rotations take the same operations for every tensor, so that several are turned at once.
 #include "modules/zam/tensor/principal_stress.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 using Pair = Lanes<double, 2>;
 using PairMask = MaskOf<Pair>;
 
-// Tensors worked on together: several pairs, which hide each other's latency.
+// Tensors processed together: several pairs, which hide each other's latency.
 constexpr std::size_t kPairs = 8;
 constexpr std::size_t kTensors = 2 * kPairs;
 
@@ -27,7 +27,7 @@ constexpr int kMaxSweeps = 100;
 // stored as float cannot tell the difference.
 constexpr double kThreshold = 1e-6 * std::numeric_limits<float>::epsilon();
 
-/// A number of each tensor.
+/// One number per tensor.
 struct Numbers {
     Pair pair[kPairs];
 
@@ -51,7 +51,7 @@ bool has_stress(const float* tensor) {
     return tensor[0] + tensor[1] + tensor[2] + tensor[3] + tensor[4] + tensor[5] != 0.0F;
 }
 
-/// Places that have no stress hold zeros.
+/// Places without stress hold zeros.
 void load(const float* tensors, std::size_t count, Tensors& work) {
     constexpr std::array<std::pair<std::size_t, std::size_t>, 6> kPlaces{
         {{0, 0}, {1, 1}, {2, 2}, {0, 1}, {1, 2}, {0, 2}}};
@@ -71,7 +71,7 @@ void load(const float* tensors, std::size_t count, Tensors& work) {
     }
 }
 
-/// Tensors that are finished are left alone. @return whether there are others
+/// Marks the tensors that are not finished yet. @return whether there are any
 bool find_active(Tensors& work) {
     const auto& [row0, row1, row2] = work.element;
     PairMask any = {};
@@ -110,7 +110,7 @@ void rotate(Tensors& work) {
         const Pair gap = diagonal_q.pair[n] - diagonal_p.pair[n];
         const PairMask sign = bits(gap) & kSign;
         const Pair root = square_root(gap * gap + twice * twice);
-        // the smallest normal number only keeps 0 / 0 away
+        // the smallest normal number only prevents 0 / 0
         const Pair tangent =
             from_bits<Pair>(bits(twice) ^ sign) / (keep(~kSign, gap) + root + std::numeric_limits<double>::min());
         cosine.pair[n] = 1 / square_root(1 + tangent * tangent);

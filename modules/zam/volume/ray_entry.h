@@ -1,7 +1,7 @@
 // Rays, and where a ray enters a grid: one ray at a time. From there on ray_lanes.h walks rays side by side.
 //
-// All is in index space: a ray is start + t * direction with a direction of unit length, so t measures voxels. The walk
-// goes from crossing to crossing, which gives the exact length of the ray in every cell.
+// Everything is in index space: a ray is start + t * direction with a direction of unit length, so t measures voxels.
+// The walk goes from crossing to crossing, which gives the exact length of the ray in every cell.
 // Source: Amanatides & Woo, "A Fast Voxel Traversal Algorithm for Ray Tracing", Eurographics 1987.
 #pragma once
 
@@ -64,7 +64,7 @@ constexpr float kAlwaysInside = 1e9F;  // along an axis with direction 0 the box
 struct Slab {
     float entry, exit, increment;
     int step;   // 1, -1 or 0
-    int first;  // index of the cell at the entry plane; of the ray's own cell when step is 0
+    int first;  // index of the cell at the entry plane; of the ray's own cell if step is 0
     int count;  // cells from there to the exit plane
 };
 
@@ -96,18 +96,18 @@ inline int pass_cells(AxisWalk& walk, const Slab& slab, float t) {
 }  // namespace detail
 
 /// Where a ray enters the grid.
-/// @return `nullopt` for a ray that misses the box or only grazes it, that goes nowhere, or that is not finite
+/// @return `nullopt` for a ray that misses the box or only grazes it, that does not move, or that is not finite
 inline std::optional<GridEntry> enter_grid(const Ray& ray, const Grid& grid, Cells cells) {
     detail::Slab slab[3];
-    float nothing = 0;  // stays 0 as long as all is finite
+    float sum = 0;  // stays 0 as long as everything is finite
     for (int a = 0; a < 3; ++a) {
         const auto met = detail::meet_slab(ray.start[a], ray.direction[a], ray.reciprocal[a], grid.nodes[a], cells);
         if (!met) return std::nullopt;
         slab[a] = *met;
-        nothing += (slab[a].entry - slab[a].entry) + (slab[a].exit - slab[a].exit);
+        sum += (slab[a].entry - slab[a].entry) + (slab[a].exit - slab[a].exit);
     }
     const bool moves = (slab[0].step | slab[1].step | slab[2].step) != 0;
-    if (nothing != 0 || std::isnan(nothing) || !moves) return std::nullopt;
+    if (sum != 0 || std::isnan(sum) || !moves) return std::nullopt;
 
     GridEntry entry{};
     const bool by_x = slab[0].entry > slab[1].entry && slab[0].entry > slab[2].entry;

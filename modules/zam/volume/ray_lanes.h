@@ -1,7 +1,7 @@
-// Rays side by side: walks through a grid that step together, without a branch.
+// Rays side by side: walks through a grid that step together, without branches.
 //
-// A walk on its own waits in every cell for its own comparisons and often guesses wrongly which face comes next. Here
-// masks choose, four rays to a vector, and the vectors of a batch hide each other's latency.
+// A walk on its own waits for its comparisons in every cell, and the processor often mispredicts which face comes next.
+// Here masks choose, four rays to a vector, and the vectors of a batch hide each other's latency.
 #pragma once
 
 #include <cstddef>
@@ -32,11 +32,11 @@ struct WalkQuad {
     using Nodes = Lanes<Node, kQuadLanes>;  // never passed by value: 64-bit ones are wider than a register
 
     Floats t;             // parameter at the last crossing
-    Nodes node;           // names the current cell
-    Nodes stride[3];      // of a step along each axis
+    Nodes node;           // the one that names the current cell
+    Nodes stride[3];      // of a step along each axis, in nodes
     Floats next[3];       // parameter of the next crossing on each axis
     Floats increment[3];  // from crossing to crossing
-    Ints steps_left[3];   // that stay within the grid; negative when the ray has left it by that axis
+    Ints steps_left[3];   // that stay within the grid; negative once the ray has left it along that axis
 
     void start(int lane, const GridEntry& entry) {
         t[lane] = entry.t;

@@ -1,7 +1,7 @@
 // The two marchers: from voxel to voxel, and from cell face to cell face. Each exists once, for every layout of the
 // volume. A ray on its own takes ray_lone.h.
 //
-// Rays are any source with `bool next(Ray& ray, std::uint8_t*& pixel)`, which goes on saying false at its end. A lane
+// Rays are any source with `bool next(Ray& ray, std::uint8_t*& pixel)`, which keeps returning false at its end. A lane
 // whose ray has ended takes the next one, so that no lane waits for the others; one for which there is no other ray is
 // parked.
 #pragma once
@@ -26,7 +26,7 @@ inline void write_pixel(std::uint8_t* pixel, Color color) {
     for (int i = 1; i < 4; ++i) pixel[i] = static_cast<std::uint8_t>(clamped(color[i], 255));
 }
 
-/// Not 0 when one of four nodes is visible. Spelled out: a loop over lanes goes through memory.
+/// Not 0 if one of four nodes is visible. Spelled out: a loop over lanes goes through memory.
 template <class Voxels, class Nodes>
 __attribute__((always_inline)) inline unsigned any_visible(const Voxels& voxels, const Nodes& node) {
     const auto visible = [&](auto one) { return voxels.visible(static_cast<std::size_t>(one)); };
@@ -45,8 +45,8 @@ public:
         colors_.clear(lane);
     }
 
-    /// Goes on to the next voxels.
-    /// @return not 0 when the voxels just left have to be added
+    /// Moves on to the next voxels.
+    /// @return not 0 if the voxels just left have to be added
     unsigned advance(const Voxels& voxels) {
         node_ = walk_.node;
         const unsigned visible = any_visible(voxels, node_);
@@ -103,8 +103,8 @@ public:
         added_ = false;
     }
 
-    /// Goes on to the next faces.
-    /// @return not 0 when the segments just passed have to be added: unless no node of the faces at both ends is
+    /// Moves on to the next faces.
+    /// @return not 0 if the segments just passed have to be added, that is, if any node of the faces at their ends is
     /// visible
     unsigned advance(const Voxels& voxels) {
         const unsigned was_visible = visible_;
@@ -158,8 +158,8 @@ private:
 
     FaceWalkQuad<Node> walk_;
     FaceQuad<Node> face_[2];  // just crossed, and before that
-    int now_ = 0;             // which is which
-    unsigned visible_ = 0;    // not 0 when a node of the faces just crossed is visible
+    int now_ = 0;             // index of the one just crossed
+    unsigned visible_ = 0;    // not 0 if a node of the faces just crossed is visible
     Floats length_;           // of the segments between the two
     ColorQuad sum_;
     ColorQuad sample_;      // at the faces that were added last:
@@ -218,7 +218,7 @@ private:
 template <class RayQuad, class Rays, class Voxels>
 void march(Rays& rays, const Grid& grid, const Voxels& voxels, double opacity_scale) {
     RayBatch<RayQuad, Rays> batch(rays, grid);
-    // what has no opacity adds nothing, unless the scale makes that not a number
+    // what has no opacity adds nothing, unless the scale turns it into a NaN
     const unsigned always = std::isfinite(opacity_scale) ? 0 : 1;
     while (batch.is_active()) {
         unsigned adds[kQuads];

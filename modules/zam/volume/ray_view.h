@@ -63,8 +63,8 @@ private:
         double square = 0;
         for (int a = 0; a < 3; ++a) {
             const double d = fptr_ * static_cast<double>(in_plane.axis[a]) - static_cast<double>(inverse_[8 + a]);
-            const bool none = std::fabs(static_cast<double>(static_cast<float>(d))) < kLeastComponent;
-            ray.direction[a] = none ? 0.0F : static_cast<float>(d);
+            const bool negligible = std::fabs(static_cast<double>(static_cast<float>(d))) < kLeastComponent;
+            ray.direction[a] = negligible ? 0.0F : static_cast<float>(d);
             square += static_cast<double>(ray.direction[a]) * static_cast<double>(ray.direction[a]);
         }
         const double length = std::sqrt(square);
@@ -91,7 +91,7 @@ private:
     int x_offset_ = 0, y_offset_ = 0;  // of the central square
     float pixel_;                      // side of a pixel
     double largest_, fptr_;
-    Ray parallel_{};  // with the direction that all rays have when they are parallel
+    Ray parallel_{};  // with the direction of all rays if they are parallel
 };
 
 }  // namespace zam::tracer

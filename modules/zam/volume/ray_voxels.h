@@ -19,7 +19,7 @@ inline DoublePair round_to_single(DoublePair v) { return convert<DoublePair>(con
 /// One colour.
 using Color = Floats;
 
-/// The colours of four rays: opacities, reds, greens and blues, one lane each.
+/// The colours of four rays: opacities, reds, greens and blues, one lane per ray.
 struct ColorQuad {
     std::array<Floats, 4> channel;
 
@@ -97,7 +97,7 @@ public:
     double opacity(std::size_t node) const { return wide_colors_[bytes_[node]][0]; }
     Color color(std::size_t node) const { return colors_[bytes_[node]]; }
 
-    /// As RgbaVoxels::Sum, but terms and sums are formed in double precision, then rounded to single: get_rgb's way.
+    /// As RgbaVoxels::Sum, but terms and sums are formed in double precision, then rounded to single, as by get_rgb().
     class Sum {
     public:
         // The pair is chosen by its number. Written as `(lane < 2 ? low : high)[lane % 2]`, g++ 12 with
