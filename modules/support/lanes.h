@@ -1,8 +1,8 @@
 // Lanes: values side by side in one vector, so that one operation works on all of them.
 //
-// The vectors are the compiler's (GCC and clang), and no other source names one, or a function of the compiler for
-// them. Arithmetic and comparisons work lane by lane, a scalar stands for the same value in every lane, and v[i] is
-// lane i. A comparison gives a mask: all bits of a lane are set, or none, so that a mask counts as -1 or 0.
+// The vectors are the compiler's (GCC and clang); no other source names one, or a builtin for them. Arithmetic and
+// comparisons work lane by lane, a scalar stands for the same value in every lane, and v[i] is lane i. A comparison
+// gives a mask: all bits of a lane are set, or none, so that a mask counts as -1 or 0.
 //
 // 16 bytes fit a register of every 64-bit processor. Wider vectors are not handed from function to function by value,
 // since processors without registers for them have rules of their own for that: what takes or makes such vectors has
@@ -48,10 +48,10 @@ using MaskOf = decltype(std::declval<V>() < std::declval<V>());
 
 // --- Making, loading and storing ---
 
-/// The values of at(0), at(1), ..., one per lane. Spelled out: a loop over lanes goes through memory.
-template <class V, class At>
+/// The values of at(kFirst), at(kFirst + 1), ..., one per lane. Spelled out: a loop over lanes goes through memory.
+template <class V, int kFirst = 0, class At>
 [[gnu::always_inline]] inline V gather(const At& at) {
-    return [&]<int... i>(std::integer_sequence<int, i...>) { return V{at(i)...}; }
+    return [&]<int... i>(std::integer_sequence<int, i...>) { return V{at(kFirst + i)...}; }
     (std::make_integer_sequence<int, kLanesOf<V>>{});
 }
 
@@ -80,7 +80,7 @@ template <class V>
 
 // --- Masks and bits ---
 
-/// The bits of each lane, as an integer.
+/// The bits of each lane as an integer, and back.
 template <class V>
 [[gnu::always_inline]] inline MaskOf<V> bits(V values) {
     return std::bit_cast<MaskOf<V>>(values);
@@ -103,7 +103,7 @@ template <class V>
     return mask ? set : clear;
 }
 
-/// Whether any lane of 16 bytes of integers is negative; of a mask: whether any is set.
+/// Whether any lane is negative; of a mask: whether any is set. For integers of 32 or 64 bits in 16 bytes.
 template <class V>
 [[gnu::always_inline]] inline bool any_negative(V values) {
     const auto halves = std::bit_cast<Lanes<std::uint64_t, 2>>(values);
@@ -213,7 +213,7 @@ template <int kLane, class V>
 
 // --- Functions ---
 
-/// Of values that are not negative.
+/// Square roots of values that are not negative.
 [[gnu::always_inline]] inline Lanes<double, 2> square_root(Lanes<double, 2> values) {
 #ifdef __SSE2__
     return _mm_sqrt_pd(values);

@@ -61,8 +61,8 @@ public:
     Mask add(const Voxels& voxels, double scale) {
         const auto opacity = [&](int i) { return voxels.opacity(static_cast<std::size_t>(node_[i])); };
         const auto length = widen(length_);
-        const Floats added = narrow({length.low * scale * DoublePair{opacity(0), opacity(1)},
-                                     length.high * scale * DoublePair{opacity(2), opacity(3)}});
+        const Floats added = narrow(
+            {length.low * scale * gather<DoublePair>(opacity), length.high * scale * gather<DoublePair, 2>(opacity)});
         const Mask adds = added > 0;
         const Mask saturates = adds & (opacity_ + added >= 1);
         // deliberate: colours add up without (1 - opacity so far); only the saturating step uses what is left of it

@@ -117,9 +117,9 @@ public:
             for (int i = 0; i < kQuadLanes; ++i)
                 color[i] = voxels.wide_colors_[voxels.bytes_[static_cast<std::size_t>(node[i])]];
             for (int c = 0; c < 3; ++c) {
-                const DoublePair low = {color[0][c + 1], color[1][c + 1]}, high = {color[2][c + 1], color[3][c + 1]};
-                sums_[c][0] = round_to_single(sums_[c][0] + low * wide.low);
-                sums_[c][1] = round_to_single(sums_[c][1] + high * wide.high);
+                const auto level = [&](int i) { return color[i][c + 1]; };
+                sums_[c][0] = round_to_single(sums_[c][0] + gather<DoublePair>(level) * wide.low);
+                sums_[c][1] = round_to_single(sums_[c][1] + gather<DoublePair, 2>(level) * wide.high);
             }
         }
 
