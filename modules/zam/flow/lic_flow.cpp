@@ -183,7 +183,8 @@ private:
             if (walk.code != mark.code || walk.code == kHalted || is_counted_[w]) continue;
             const std::int64_t round = step - marked_;
             const std::int64_t left = starts_[w].steps - step;
-            walk.tally += (walk.tally - mark.tally) * static_cast<double>(left / round);  // whole numbers, exact
+            const std::int64_t rounds = left / round;
+            walk.tally += (walk.tally - mark.tally) * static_cast<double>(rounds);  // whole numbers, exact
             end_[w] = step + left % round;
             is_counted_[w] = true;
             next_ = std::min(next_, end_[w]);

@@ -96,7 +96,7 @@ void turn(const Numbers& cosine, const Numbers& sine, Numbers& p, Numbers& q) {
 /// Turns axes p and q, p < q, by the smaller angle that makes their element 0.
 template <std::size_t p, std::size_t q>
 void rotate(Tensors& work) {
-    constexpr std::size_t other = 3 - p - q;
+    constexpr std::size_t kOther = 3 - p - q;
     constexpr PairMask kSign = {INT64_MIN, INT64_MIN};
     constexpr Pair kOnes = {1, 1};
     Numbers& diagonal_p = work.element[p][p];
@@ -119,8 +119,8 @@ void rotate(Tensors& work) {
         diagonal_q.pair[n] += tangent * beside;
         element.pair[n] = keep(~work.active[n], beside);
     }
-    turn(cosine, sine, work.element[std::min(p, other)][std::max(p, other)],
-         work.element[std::min(q, other)][std::max(q, other)]);
+    turn(cosine, sine, work.element[std::min(p, kOther)][std::max(p, kOther)],
+         work.element[std::min(q, kOther)][std::max(q, kOther)]);
     for (std::size_t k = 0; k < 3; ++k) turn(cosine, sine, work.axis[p][k], work.axis[q][k]);
 }
 
