@@ -1,20 +1,13 @@
 // Any bytes as the header of a field file: a model that holds together, or one report.
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
-#include "embedded/host.h"
+#include "fuzz/target.h"
 #include "modules/zam/ld_rdfld/header_reader.h"
 
 namespace {
 
 using namespace zam::ldrf;
-
-int reports = 0;
-
-void require(bool held) {
-    if (!held) std::abort();
-}
+using zam::fuzz::require;
 
 /// Tables of one length, rows of nspace or veclen values, and a copy that says the same.
 void check_model(const HeaderModel& model) {
@@ -34,21 +27,20 @@ void check_model(const HeaderModel& model) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-    zam::host::set_recorder([](const zam::host::Record&) { ++reports; });
-    // Stray characters of a header go there.
+    // a header's stray characters are printed
     return std::freopen("/dev/null", "w", stdout) != nullptr ? 0 : 1;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::FILE* file = fmemopen(const_cast<std::uint8_t*>(data), size, "rb");
     if (file == nullptr) return 0;
-    reports = 0;
+    zam::fuzz::Instance reader;
     const int steps = count_steps(file);
-    require(reports == (steps > 0 ? 0 : 1));
+    require(reader.reports == (steps > 0 ? 0 : 1));
     LDRF_alloc(header_model(), steps);
-    reports = 0;
+    const int before = reader.reports;
     const auto header = read_header(file, "header", 1);
-    require(reports == (header ? 0 : 1));
+    require(reader.reports == before + (header ? 0 : 1));
     if (header) check_model(*header);
     std::fclose(file);
     return 0;

@@ -1,12 +1,7 @@
 // Network files: read, checked, and, when nothing is wrong with them, made into host objects and written out again.
-#include <cstddef>
-#include <cstdint>
 #include <filesystem>
 
-#include "embedded/host.h"
-#include "fuzz/definitions.h"
-#include "session/network/network_check.h"
-#include "session/network/network_reader.h"
+#include "fuzz/network.h"
 #include "session/objects/host_objects.h"
 #include "session/objects/run_error.h"
 #include "session/outputs/outputs.h"
@@ -45,15 +40,10 @@ void make_and_write(const Assignment& assignment) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Problems problems;
-    Document document("fuzz.json", std::string(reinterpret_cast<const char*>(data), size));
-    if (!document.parse(problems)) return 0;
-    Environment environment{problems, "/nonexistent"};
-    const Network network = read_network(document, fuzz_definitions(false), {}, environment);
-    check_network(network, problems);
-    if (problems.any()) return 0;
+    const auto network = zam::fuzz::read_network(zam::fuzz::text_of(data, size), false);
+    if (!network) return 0;
     zam::host::reset();
-    for (const auto& instance : network.instances) {
+    for (const auto& instance : network->instances) {
         for (const auto& assignment : instance.given) make_and_write(assignment);
     }
     zam::host::reset();

@@ -2,14 +2,9 @@
 // networks that take long, that name files of the machine, or that write outside a scratch directory.
 #include <algorithm>
 #include <cctype>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
-#include "fuzz/definitions.h"
+#include "fuzz/network.h"
 #include "runner/console.h"
-#include "session/network/network_check.h"
-#include "session/network/network_reader.h"
 #include "session/run/session.h"
 #include "tests/support/scratch_directory.h"
 
@@ -22,7 +17,7 @@ const ModuleLibrary& library() {
     static const auto loaded = [] {
         std::string error;
         auto read = ModuleLibrary::load(ZAM_FUZZ_LIBRARY, error);
-        if (!read) std::abort();
+        zam::fuzz::require(read != nullptr);
         return read;
     }();
     return *loaded;
@@ -64,27 +59,21 @@ bool is_harmless(const Network& network) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const zam::test::ScratchDirectory scratch;
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    const std::string text = zam::fuzz::text_of(data, size);
     if (!is_small(text)) return 0;
-    Problems problems;
-    Document document("fuzz.json", text);
-    if (!document.parse(problems)) return 0;
-    Environment environment{problems, "/nonexistent"};
-    const Network network = read_network(document, fuzz_definitions(true), {}, environment);
-    check_network(network, problems);
-    if (problems.any() || !is_harmless(network)) return 0;
+    const auto network = zam::fuzz::read_network(text, true);
+    if (!network || !is_harmless(*network)) return 0;
     {
         Console console(false);
         CallLog log;
-        Session session(network, library(), console, log);
+        Session session(*network, library(), console, log);
         if (!session.has_entries()) return 0;
         session.build();
         session.run_all();
         session.play_events(scratch.path());
-        session.write(network.outputs, scratch.path());
+        session.write(network->outputs, scratch.path());
         session.end();
     }
-    const auto account = zam::host::account();
-    if (account.outstanding_arrays + account.open_accesses != 0 || !account.faults.empty()) std::abort();
+    zam::fuzz::require_nothing_left();
     return 0;
 }

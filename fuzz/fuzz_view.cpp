@@ -1,23 +1,18 @@
 // Fields, cells, looks and a transform made of the bytes, drawn: a picture of the size asked for with depths from 0 to
 // 1, or exactly one report.
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "contract/contract.h"
-#include "embedded/host.h"
 #include "embedded/view/view.h"
+#include "fuzz/target.h"
+#include "modules/support/host_array.h"
 
-namespace host = zam::host;
+using namespace zam;
+using fuzz::require;
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 /// Choices made by one byte after another; 0 after the last.
 class Bytes {
@@ -47,12 +42,13 @@ private:
     std::size_t left_;
 };
 
-template <class T>
-T* handed(const std::vector<T>& values, int type) {
-    void* array = ARRalloc_f(nullptr, type, static_cast<xp_long>(values.size()), 0, __FILE__, __LINE__);
-    require(array != nullptr);
-    if (!values.empty()) std::memcpy(array, values.data(), values.size() * sizeof(T));
-    return static_cast<T*>(array);
+/// Hands an array to a setter of the host, which takes it over or refuses it.
+template <class T, class Set>
+void give(const std::vector<T>& values, Set set) {
+    auto array = OutArray<T>::allocate(static_cast<xp_long>(values.size()));
+    require(static_cast<bool>(array));
+    std::copy(values.begin(), values.end(), array.data());
+    if (set(array.data(), array.size(), ARR_HOST_OWNS) == 1) array.release();
 }
 
 void set_floats(OMobj_id parent, const char* name, const std::vector<float>& values) {
@@ -71,16 +67,9 @@ void add_cells(OMobj_id field, Bytes& bytes, int index) {
     const int count = bytes.below(12);
     std::vector<xp_long> nodes(static_cast<std::size_t>(polygons != 0 ? 2 * count : count * corners));
     for (xp_long& node : nodes) node = bytes.below(40) - 2;  // some that do not exist
-    const auto size = static_cast<xp_long>(nodes.size());
-    auto* list = handed(nodes, DTYPE_LONG);
     polygons != 0 ? FLDset_npolys(cells, count) : FLDset_ncells(cells, count);
-    const int taken = polygons != 0 ? FLDset_poly_connect(cells, list, size, ARR_HOST_OWNS)
-                                    : FLDset_node_connect(cells, list, size, ARR_HOST_OWNS);
-    if (taken != 1) ARRfree_f(list, __FILE__, __LINE__);
-}
-
-void give(int taken, void* array) {
-    if (taken != 1) ARRfree_f(array, __FILE__, __LINE__);
+    const auto set = polygons != 0 ? FLDset_poly_connect : FLDset_node_connect;
+    give(nodes, [&](auto... list) { return set(cells, list...); });
 }
 
 OMobj_id make_field(OMobj_id parent, Bytes& bytes, const std::string& name) {
@@ -93,11 +82,8 @@ OMobj_id make_field(OMobj_id parent, Bytes& bytes, const std::string& name) {
     ndim > 0 ? (FLDset_ndim(field, ndim), FLDset_dims(field, dims)) : FLDset_nnodes(field, nodes);
     FLDset_nspace(field, nspace);
     const xp_long count = nspace * (ndim > 0 && bytes.below(2) == 0 ? 2 : nodes);
-    auto* positions = handed(bytes.numbers(count), DTYPE_FLOAT);
-    const bool corners = ndim > 0 && count == 2 * nspace;
-    give(corners ? FLDset_points(field, positions, count, ARR_HOST_OWNS)
-                 : FLDset_coord(field, positions, count, ARR_HOST_OWNS),
-         positions);
+    const auto set = ndim > 0 && count == 2 * nspace ? FLDset_points : FLDset_coord;
+    give(bytes.numbers(count), [&](auto... positions) { return set(field, positions...); });
     const int sets = bytes.below(3);
     for (int i = 0; i < sets; ++i) add_cells(field, bytes, i);
     const int veclen = bytes.below(6);
@@ -106,13 +92,13 @@ OMobj_id make_field(OMobj_id parent, Bytes& bytes, const std::string& name) {
     FLDset_node_data_veclen(field, 0, veclen);
     if (bytes.below(4) == 0) FLDset_node_data_id(field, 0, 669);
     const xp_long values = bytes.below(4) == 0 ? bytes.below(60) : nodes * veclen;
-    if (bytes.below(2) == 0) {
-        auto* data = handed(bytes.numbers(values), DTYPE_FLOAT);
-        give(FLDset_node_data(field, 0, data, DTYPE_FLOAT, values, ARR_HOST_OWNS), data);
-    } else {
-        auto* data = handed(std::vector<std::uint8_t>(static_cast<std::size_t>(values), 200), DTYPE_BYTE);
-        give(FLDset_node_data(field, 0, data, DTYPE_BYTE, values, ARR_HOST_OWNS), data);
-    }
+    const auto set_data = [&](auto* data, auto... rest) {
+        return FLDset_node_data(field, 0, data, kTypeCode<std::remove_pointer_t<decltype(data)>>, rest...);
+    };
+    if (bytes.below(2) == 0)
+        give(bytes.numbers(values), set_data);
+    else
+        give(std::vector<std::uint8_t>(static_cast<std::size_t>(values), 200), set_data);
     if (bytes.below(4) == 0) host::set_field_xform(field, bytes.numbers(16), bytes.numbers(3), bytes.numbers(3));
     return field;
 }
@@ -126,60 +112,49 @@ void make_datamap(OMobj_id map, Bytes& bytes) {
                          static_cast<xp_long>(entries.size()));
 }
 
-OMobj_id make_view(Bytes& bytes, int width, int height) {
-    const OMobj_id view = host::create(host::root(), "view", host::Kind::group);
-    host::create(view, "out", host::Kind::field);
-    OMset_int_val(host::create(view, "width", host::Kind::integer), width);
-    OMset_int_val(host::create(view, "height", host::Kind::integer), height);
-    OMset_real_val(host::create(view, "fptr", host::Kind::real), std::abs(static_cast<double>(bytes.number())));
+/// Sets what the bytes choose of the view's parameters.
+void choose(const fuzz::Instance& view, Bytes& bytes) {
+    OMset_real_val(view.add("fptr", host::Kind::real), std::abs(static_cast<double>(bytes.number())));
     const int objects = 1 + bytes.below(3);
-    const OMobj_id list = host::create(view, "objects", host::Kind::objects);
-    const OMobj_id maps = host::create(view, "datamaps", host::Kind::objects, host::Kind::group);
+    const OMobj_id list = view.add("objects", host::Kind::objects);
+    const OMobj_id maps = host::create(view.id, "datamaps", host::Kind::objects, host::Kind::group);
     OMset_array_size(list, objects);
     OMset_array_size(maps, bytes.below(3));
     for (int i = 0; i < objects; ++i) {
         const std::string place = "[" + std::to_string(i) + "]";
-        OMset_obj_ref(host::find(list, place), make_field(view, bytes, "field" + std::to_string(i)));
+        OMset_obj_ref(host::find(list, place), make_field(view.id, bytes, "field" + std::to_string(i)));
         if (OMvalid_obj(host::find(maps, place)) == 1 && bytes.below(4) > 0)
             make_datamap(host::find(maps, place), bytes);
     }
-    set_floats(view, "colors", bytes.numbers(bytes.below(10)));
-    set_floats(view, "background", bytes.numbers(bytes.below(4)));
-    if (bytes.below(2) == 0) return view;
-    const OMobj_id xform = host::create(view, "xform", host::Kind::group);
+    set_floats(view.id, "colors", bytes.numbers(bytes.below(10)));
+    set_floats(view.id, "background", bytes.numbers(bytes.below(4)));
+    if (bytes.below(2) == 0) return;
+    const OMobj_id xform = view.add("xform", host::Kind::group);
     set_floats(xform, "mat", bytes.numbers(16));
     set_floats(xform, "xlate", bytes.numbers(3));
     if (bytes.below(2) == 0) set_floats(xform, "center", bytes.numbers(3));
-    return view;
 }
 
 void check_picture(OMobj_id out, xp_long pixels) {
     int type = 0;
-    xp_long count = 0;
-    void* depths = nullptr;
-    require(FLDget_node_data(out, 1, &type, &depths, &count, ARR_READ) == 1 && type == DTYPE_FLOAT && count == pixels);
-    for (xp_long i = 0; i < count; ++i) {
-        const float depth = static_cast<float*>(depths)[i];
-        require(depth >= 0.0F && depth <= 1.0F);
-    }
-    ARRfree_f(depths, __FILE__, __LINE__);
+    HostArray<float> depths;
+    require(FLDget_node_data(out, 1, &type, depths.receive_untyped(), depths.receive_count(), ARR_READ) == 1);
+    require(type == DTYPE_FLOAT && depths.size() == pixels);
+    for (const float depth : depths.span()) require(depth >= 0.0F && depth <= 1.0F);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Bytes bytes(data, size);
-    host::reset();
-    int reports = 0;
-    host::set_recorder(
-        [&](const host::Record& record) { reports += record.what == host::Record::What::report ? 1 : 0; });
     const int width = bytes.below(48), height = bytes.below(48);
-    const OMobj_id view = make_view(bytes, width, height);
-    const int result = host_view(view, 0, 0);
-    host::set_recorder(nullptr);
-    require(reports == (result == 1 ? 0 : 1));
-    if (result == 1) check_picture(host::find(view, "out"), xp_long{1} * width * height);
-    const auto account = host::account();
-    require(account.outstanding_arrays + account.open_accesses == 0 && account.faults.empty());
+    fuzz::Instance view;
+    view.set("width", width);
+    view.set("height", height);
+    const OMobj_id out = view.add("out", host::Kind::field);
+    choose(view, bytes);
+    const int result = host_view(view.id, 0, 0);
+    require(view.reports == (result == 1 ? 0 : 1));
+    if (result == 1) check_picture(out, xp_long{1} * width * height);
     return 0;
 }

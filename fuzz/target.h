@@ -1,0 +1,53 @@
+// What targets share: what has to hold, and an instance of a module to work on.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "contract/om.h"
+#include "embedded/host.h"
+
+namespace zam::fuzz {
+
+inline void require(bool held) {
+    if (!held) std::abort();
+}
+
+inline std::string text_of(const std::uint8_t* data, std::size_t size) {
+    return {reinterpret_cast<const char*>(data), size};
+}
+
+/// Requires that the host has got back all that it lent or allocated.
+inline void require_nothing_left() {
+    const auto account = host::account();
+    require(account.outstanding_arrays + account.open_accesses == 0 && account.faults.empty());
+}
+
+/// The instance of a fresh host, and what is reported from then on.
+class Instance {
+public:
+    Instance() {
+        host::reset();
+        id = host::create(host::root(), "instance", host::Kind::group);
+        host::set_recorder(
+            [this](const host::Record& record) { reports += record.what == host::Record::What::report ? 1 : 0; });
+    }
+    Instance(const Instance&) = delete;
+    Instance& operator=(const Instance&) = delete;
+    ~Instance() {
+        host::set_recorder(nullptr);
+        require_nothing_left();
+    }
+
+    OMobj_id add(const char* name, host::Kind kind) const { return host::create(id, name, kind); }
+    void set(const char* name, int value) const { OMset_int_val(add(name, host::Kind::integer), value); }
+    void set(const char* name, const std::string& text) const {
+        OMset_str_val(add(name, host::Kind::text), text.c_str());
+    }
+
+    OMobj_id id{};
+    int reports = 0;
+};
+
+}  // namespace zam::fuzz
