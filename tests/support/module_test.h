@@ -110,8 +110,8 @@ protected:
         EXPECT_EQ(type, expected_type);
         return {data.data(), data.data() + data.size()};
     }
-    /// That a field is an image of width x height pixels, by all but its pixels.
-    static void expect_image(OMobj_id field, xp_long width, xp_long height) {
+    /// Expects an image of width x height pixels, whatever their colours and its further components.
+    static void expect_image(OMobj_id field, xp_long width, xp_long height, int components = 1) {
         HostArray<xp_long> dims;
         int ndim = 0, nspace = 0, ncomp = 0, veclen = 0, id = 0;
         ASSERT_EQ(FLDget_dims(field, dims.receive(), &ndim), 1);
@@ -120,7 +120,7 @@ protected:
         FLDget_node_data_veclen(field, 0, &veclen);
         FLDget_node_data_id(field, 0, &id);
         EXPECT_EQ((std::vector<xp_long>{ndim, dims[0], dims[1], nspace, ncomp, veclen, id}),
-                  (std::vector<xp_long>{2, width, height, 2, 1, 4, 669}));
+                  (std::vector<xp_long>{2, width, height, 2, components, 4, 669}));
         EXPECT_EQ(positions(field, FLDget_points),
                   (std::vector<float>{0, 0, static_cast<float>(width - 1), static_cast<float>(height - 1)}));
     }

@@ -39,11 +39,12 @@ Cells parse_cells(const std::string& line) {
     return cells;
 }
 
-TEST_F(ViewTest, CoversPixels) {
-    for (const TextCase& c : load_text_cases(ZAM_TEST_DATA "/pictures.test", ">+:=")) {
+TEST_F(View, CoversPixels) {
+    for (const TextCase& c : load_text_cases(ZAM_TEST_DATA "/pictures.test", ">+:$=")) {
         SCOPED_TRACE(c.name);
         const Rows rows = c.list('=');
         set_size(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
+        set_real("fptr", c.list('$').empty() ? 0 : std::stod(c.list('$')[0]));
         std::vector<float> positions;
         for (const std::string& word : words(c.text('>'))) positions.push_back(std::stof(word));
         std::vector<Cells> sets;
@@ -61,7 +62,7 @@ TEST_F(ViewTest, CoversPixels) {
     }
 }
 
-TEST_F(ViewTest, NumbersOfAnySizeEnd) {
+TEST_F(View, NumbersOfAnySizeEnd) {
     for (const float size : {1e20F, 3e38F})
         for (const double fptr : {0.0, 1.0, 1e300}) {
             const OMobj_id mesh =
@@ -75,7 +76,7 @@ TEST_F(ViewTest, NumbersOfAnySizeEnd) {
         }
 }
 
-TEST_F(ViewTest, TrianglesOfASurfaceShareNoPixelAndLeaveNone) {
+TEST_F(View, TrianglesOfASurfaceShareNoPixelAndLeaveNone) {
     constexpr int kCells = 6, kPixels = 24;
     std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same mesh every time
     set_size(kPixels, kPixels);
@@ -101,7 +102,7 @@ TEST_F(ViewTest, TrianglesOfASurfaceShareNoPixelAndLeaveNone) {
 
 double parallel_depth(double z) { return 1e-5 + (1 - 1e-5) * (0.5 + 0.5 * z / (1 + std::fabs(z))); }
 
-TEST_F(ViewTest, DepthFollowsAPlane) {
+TEST_F(View, DepthFollowsAPlane) {
     const OMobj_id plane =
         make_cells("plane", {0, 0, -0.5F, 8, 0, 0.5F, 8, 8, 0.75F, 0, 8, -0.25F}, {{"Quad", {0, 1, 2, 3}}});
     Picture parallel = draw({plane});
@@ -125,7 +126,7 @@ TEST_F(ViewTest, DepthFollowsAPlane) {
         }
 }
 
-TEST_F(ViewTest, TheNearerIsSeenAndOfEqualsTheFirst) {
+TEST_F(View, TheNearerIsSeenAndOfEqualsTheFirst) {
     const auto square = [this](const char* name, float z) {
         return make_cells(name, {0, 0, z, 8, 0, z, 8, 8, z, 0, 8, z}, {{"Quad", {0, 1, 2, 3}}});
     };
@@ -143,35 +144,6 @@ TEST_F(ViewTest, TheNearerIsSeenAndOfEqualsTheFirst) {
         EXPECT_EQ(draw({near, line}).color(3, 4), second);
         EXPECT_EQ(draw({near, point}).color(3, 4), second);
         EXPECT_EQ(draw({point, line}).color(3, 4), first);
-    }
-}
-
-TEST_F(ViewTest, PerspectiveEnlargesWhatIsNear) {
-    set_size(20, 20);
-    // half the way to the eye: twice the size; twice the distance: half of it
-    const auto square = [this](float z) {
-        return make_cells("square", {8, 8, z, 12, 8, z, 12, 12, z, 8, 12, z}, {{"Quad", {0, 1, 2, 3}}});
-    };
-    set_real("fptr", 2);
-    const auto covered = [](const Picture& picture) {
-        return std::count_if(picture.depths.begin(), picture.depths.end(), [](float depth) { return depth > 0; });
-    };
-    EXPECT_EQ(covered(draw({square(0)})), 16);
-    EXPECT_EQ(covered(draw({square(0.25F)})), 64);
-    EXPECT_EQ(covered(draw({square(-0.5F)})), 4);
-    EXPECT_EQ(covered(draw({square(0.4975F)})), 0);  // nearer than a hundredth of the eye's distance
-    EXPECT_EQ(covered(draw({square(0.5F)})), 0);     // at the eye
-    EXPECT_EQ(covered(draw({square(0.75F)})), 0);    // behind it
-    // a floor from far away to behind the eye fills what lies below the horizon
-    const Picture floor = draw({make_cells("floor", {-1e6F, 11, -1e6F, 1e6F, 11, -1e6F, 1e6F, 11, 2, -1e6F, 11, 2},
-                                           {{"Quad", {0, 1, 2, 3}}})});
-    for (int y = 0; y < 20; ++y)
-        EXPECT_EQ(floor.covered()[static_cast<std::size_t>(y)], std::string(20, y < 10 ? '.' : '#')) << y;
-    // a line into the distance ends at the vanishing point
-    for (const std::vector<xp_long>& ends : {std::vector<xp_long>{0, 1}, {1, 0}}) {
-        const auto line = draw({make_cells("line", {10.5F, 15, 3, 10.5F, 15, -1e6F}, {{"Line", ends}})}).covered();
-        for (std::size_t y = 10; y < 20; ++y) EXPECT_EQ(std::count(line[y].begin(), line[y].end(), '#'), 1) << y;
-        EXPECT_EQ(std::count(line[9].begin(), line[9].end(), '#'), 0);
     }
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 using Rows = std::vector<std::string>;
 
-TEST_F(ViewTest, VolumesShowTheirNearestSide) {
+TEST_F(View, VolumesShowTheirNearestSide) {
     set_size(6, 6);
     make_datamap(0);
     const OMobj_id volume = make_field("volume", {{3, 2, 4}, 0, 3, {}, 1, {10, 20, 30, 40, 50, 60}});
@@ -25,7 +25,7 @@ TEST_F(ViewTest, VolumesShowTheirNearestSide) {
 }
 
 /// From every side a cell looks as the tetrahedra do that it can be cut into.
-TEST_F(ViewTest, CellsHaveTheFacesOfTheirTetrahedra) {
+TEST_F(View, CellsHaveTheFacesOfTheirTetrahedra) {
     set_size(40, 40);
     struct Solid {
         const char* type;
@@ -57,13 +57,15 @@ TEST_F(ViewTest, CellsHaveTheFacesOfTheirTetrahedra) {
     }
 }
 
-TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
+TEST_F(View, ShadesByTheAngleToTheViewer) {
     // a ridge of 45 degrees on either side: one unit of z is eight pixels
-    const std::vector<float> ridge{0, 0, -0.5F, 4, 0, 0, 8, 0, -0.5F, 0, 8, -0.5F, 4, 8, 0, 8, 8, -0.5F};
+    const auto ridge_down_to = [](float z) -> std::vector<float> {
+        return {0, 0, z, 4, 0, 0, 8, 0, z, 0, 8, z, 4, 8, 0, 8, 8, z};
+    };
+    const std::vector<float> ridge = ridge_down_to(-0.5F), low = ridge_down_to(-0.1F);
     const Picture shared = draw({make_cells("shared", ridge, {{"Quad", {0, 1, 4, 3, 1, 2, 5, 4}}})});
     std::vector<float> apart = ridge;
-    apart.insert(apart.end(), ridge.begin() + 3, ridge.begin() + 6);
-    apart.insert(apart.end(), ridge.begin() + 12, ridge.begin() + 15);
+    apart.insert(apart.end(), {4, 0, 0, 4, 8, 0});
     const Picture flat = draw({make_cells("apart", apart, {{"Quad", {0, 1, 4, 3, 6, 2, 5, 7}}})});
     const int slanted = static_cast<int>(std::lround(255 * (0.25 + 0.75 * std::sqrt(0.5))));
     for (int x = 0; x < 8; ++x) EXPECT_EQ(flat.color(x, 4)[0], slanted) << x;
@@ -76,19 +78,15 @@ TEST_F(ViewTest, ShadesByTheAngleToTheViewer) {
     EXPECT_NEAR(shared.color(4, 4)[0], 255 - (255 - slanted) / 8.0, 1);
     EXPECT_LT(shared.color(1, 4)[0], shared.color(2, 4)[0]);
     // faces may turn either way
-    const std::vector<float> low{0, 0, -0.1F, 4, 0, 0, 8, 0, -0.1F, 0, 8, -0.1F, 4, 8, 0, 8, 8, -0.1F};
     const Picture alike = draw({make_cells("low", low, {{"Quad", {0, 1, 4, 3, 1, 2, 5, 4}}})});
     const Picture turned = draw({make_cells("low", low, {{"Quad", {0, 1, 4, 3, 1, 4, 5, 2}}})});
     for (int x = 0; x < 8; ++x) EXPECT_NEAR(turned.color(x, 4)[0], alike.color(x, 4)[0], 1) << x;
     // the edges of a box stay edges, whatever its cells share
-    std::vector<float> box;
-    for (const float z : {0.F, -1.F})
-        for (const float y : {0.F, 8.F})
-            for (const float x : {0.F, 8.F}) box.insert(box.end(), {x, y, z});
-    EXPECT_EQ(draw({make_cells("box", box, {{"Hex", {0, 1, 3, 2, 4, 5, 7, 6}}})}).color(0, 0)[0], 255);
+    const std::vector<float> box{0, 0, 0, 8, 0, 0, 8, 8, 0, 0, 8, 0, 0, 0, -1, 8, 0, -1, 8, 8, -1, 0, 8, -1};
+    EXPECT_EQ(draw({make_cells("box", box, {{"Hex", {0, 1, 2, 3, 4, 5, 6, 7}}})}).color(0, 0)[0], 255);
 }
 
-TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
+TEST_F(View, ColorsByDatamapOrColorOrWhite) {
     make_datamap(1);
     set_floats("colors", {1, 0.5F, 2, 0, 0, 1});
     set_floats("background", {0.5F, 1, -1});
@@ -126,7 +124,7 @@ TEST_F(ViewTest, ColorsByDatamapOrColorOrWhite) {
     EXPECT_EQ(draw({image}).color(1, 1), (std::array{1, 2, 3}));
 }
 
-TEST_F(ViewTest, PerspectiveColorsAreThoseOfSpace) {
+TEST_F(View, PerspectiveColorsAreThoseOfSpace) {
     make_datamap(0);
     set_size(9, 9);
     set_real("fptr", 1);
@@ -138,19 +136,17 @@ TEST_F(ViewTest, PerspectiveColorsAreThoseOfSpace) {
     EXPECT_NEAR(draw({wall}).color(4, 4)[0], 50 * light, 1);
 }
 
-TEST_F(ViewTest, EverythingIsInViewUnlessTold) {
+TEST_F(View, EverythingIsInViewUnlessTold) {
     host::destroy(host::find(instance, "xform"));
-    std::vector<float> cloud;
-    for (int corner = 0; corner < 8; ++corner)
-        for (const int axis : {0, 1, 2})
-            cloud.push_back((corner >> axis & 1) != 0 ? 1100.F + 40.F * static_cast<float>(axis) : 1000.F);
+    const std::vector<float> corners{1000, 1000, 1000, 1100, 1000, 1000, 1100, 1140, 1000, 1000, 1140, 1000,
+                                     1000, 1000, 1180, 1100, 1000, 1180, 1100, 1140, 1180, 1000, 1140, 1180};
     const std::vector<float> turned{0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     for (const auto& [width, height, fptr] :
          {std::tuple{100, 100, 0.0}, {160, 60, 0.0}, {60, 160, 0.5}, {90, 70, 3.0}}) {
         set_int("width", width);
         set_int("height", height);
         set_real("fptr", fptr);
-        const OMobj_id box = make_cells("box", cloud, {{"Hex", {0, 1, 3, 2, 4, 5, 7, 6}}});
+        const OMobj_id box = make_cells("box", corners, {{"Hex", {0, 1, 2, 3, 4, 5, 6, 7}}});
         host::set_field_xform(box, turned, {}, {});
         const Picture picture = draw({box});
         int left = width, right = 0, top = height, bottom = 0;
@@ -167,7 +163,7 @@ TEST_F(ViewTest, EverythingIsInViewUnlessTold) {
         EXPECT_NEAR(share, 0.9, 0.03);
         EXPECT_GT(right - left, bottom - top);  // turned: the longer side of the box lies along x
     }
-    EXPECT_EQ(draw({make_cells("one", {5, 5, 5}, {})}).depth(45, 35) > 0, true);
+    EXPECT_GT(draw({make_cells("one", {5, 5, 5}, {})}).depth(45, 35), 0);
     set_int("width", 20);  // far higher than wide, and a node that is nowhere
     const Rows upright =
         draw({make_cells("upright", {5, 0, 0, 5, 9, 0, INFINITY, 0, 0}, {{"Line", {0, 1}}})}).covered();
@@ -186,7 +182,7 @@ Picture merge(Picture all, const Picture& one) {
     return all;
 }
 
-TEST_F(ViewTest, ViewsOfSingleObjectsMergeIntoTheViewOfAll) {
+TEST_F(View, ViewsOfSingleObjectsMergeIntoTheViewOfAll) {
     set_size(64, 48);
     std::mt19937 random(3);  // NOLINT(cert-msc32-c,cert-msc51-cpp)
     for (const double fptr : {0.0, 0.7, 4.0}) {

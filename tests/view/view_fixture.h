@@ -43,7 +43,7 @@ struct Cells {
     xp_long npolys = 0;                // where there are no counts
 };
 
-class ViewTest : public ModuleTest {
+class View : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
@@ -63,12 +63,6 @@ protected:
         const OMobj_id group = host::create(instance, "xform", host::Kind::group);
         set_floats(group, "mat", mat);
         set_floats(group, "xlate", xlate);
-    }
-    void set_int(const char* name, int value) const {
-        OMset_int_val(host::create(instance, name, host::Kind::integer), value);
-    }
-    void set_real(const char* name, double value) const {
-        OMset_real_val(host::create(instance, name, host::Kind::real), value);
     }
     static void set_floats(OMobj_id parent, const char* name, const std::vector<float>& values) {
         host::set_values(host::create(parent, name, host::Kind::array), DTYPE_FLOAT, values.data(),
