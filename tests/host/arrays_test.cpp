@@ -1,5 +1,6 @@
 // Ownership of arrays and the account that is kept of it.
 #include <limits>
+#include <tuple>
 
 #include "tests/host/host_test.h"
 
@@ -9,21 +10,16 @@ namespace {
 using Arrays = HostTest;
 
 TEST_F(Arrays, AllocationsAreZeroedOrRefused) {
-    struct Case {
-        int type;
-        xp_long count;
-        bool given;
-    };
     const xp_long kMax = std::numeric_limits<xp_long>::max();
-    const Case kCases[] = {
+    const std::tuple<int, xp_long, bool> kCases[] = {
         {DTYPE_CHAR, 0, true},         {DTYPE_DOUBLE, 1000, true}, {DTYPE_LONG, -1, false}, {DTYPE_LONG, kMax, false},
         {DTYPE_LONG, kMax / 4, false}, {DTYPE_BYTE, kMax, false},  {7, 1, false},           {-1, 1, false},
     };
-    for (const Case& c : kCases) {
-        auto* array = static_cast<char*>(ARRalloc_f(nullptr, c.type, c.count, 0, "here.cpp", 7));
-        ASSERT_EQ(array != nullptr, c.given) << c.type << " " << c.count;
+    for (const auto& [type, count, given] : kCases) {
+        auto* array = static_cast<char*>(ARRalloc_f(nullptr, type, count, 0, "here.cpp", 7));
+        ASSERT_EQ(array != nullptr, given) << type << " " << count;
         if (!array) continue;
-        EXPECT_TRUE(std::all_of(array, array + c.count, [](char byte) { return byte == 0; }));
+        EXPECT_TRUE(std::all_of(array, array + count, [](char byte) { return byte == 0; }));
         ASSERT_EQ(account().outstanding.size(), 1U);
         EXPECT_NE(account().outstanding[0].find("here.cpp:7"), std::string::npos);
         end_access(array);
@@ -31,22 +27,10 @@ TEST_F(Arrays, AllocationsAreZeroedOrRefused) {
     EXPECT_TRUE(account().faults.empty());
 }
 
-TEST_F(Arrays, TheNthAllocationFails) {
-    fail_allocation(2);
-    for (const bool given : {true, false, true}) {
-        void* array = ARRalloc_f(nullptr, DTYPE_BYTE, 1, 0, "", 0);
-        EXPECT_EQ(array != nullptr, given);
-        end_access(array);
-    }
-}
-
 TEST_F(Arrays, MisusesAreFaultsAndTouchNothing) {
     const OMobj_id target = add("target", Kind::array);
-    struct Case {
-        const char* what;
-        const char* steps;  // new, own or access; hand over, as longer, refer to; free
-    };
-    const Case kCases[] = {
+    // steps: new, own or access; hand over, as longer, refer to; free
+    const std::pair<const char*, std::string> kCases[] = {
         {"free twice", "nff"},
         {"free what was never lent", "of"},
         {"hand over twice", "nhh"},
@@ -64,9 +48,8 @@ TEST_F(Arrays, MisusesAreFaultsAndTouchNothing) {
         EXPECT_EQ(taken, account().faults.size() == before);
     };
     std::size_t faults = 0;
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.what);
-        for (const char step : std::string(c.steps)) {
+    for (const auto& [what, steps] : kCases) {
+        for (const char step : steps) {
             switch (step) {
                 case 'n': array = filled<int>(DTYPE_INT, {1}); break;
                 case 'o': array = &own; break;
@@ -77,10 +60,10 @@ TEST_F(Arrays, MisusesAreFaultsAndTouchNothing) {
                 default: ARRfree_f(array, "here.cpp", 1);
             }
         }
-        EXPECT_EQ(account().faults.size(), ++faults);
-        EXPECT_TRUE(account().outstanding.empty());
+        EXPECT_EQ(account().faults.size(), ++faults) << what;
+        EXPECT_TRUE(account().outstanding.empty()) << what;
         // what the object holds can still be read
-        if (void* held = OMret_name_array_ptr(module, token("target"), ARR_READ, nullptr, nullptr)) end_access(held);
+        end_access(OMret_name_array_ptr(module, token("target"), ARR_READ, nullptr, nullptr));
     }
     ARRfree_f(nullptr, "here.cpp", 1);
     EXPECT_EQ(account().faults.size(), faults);

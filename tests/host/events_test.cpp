@@ -23,13 +23,13 @@ struct Clock {
     int stop() { return EVdel_select(EV_PERIODIC, 0, ring, 0, this, interval); }
 };
 
-struct EventsTest : HostTest {
+struct Events : HostTest {
     std::string record;
     Clock a{"a", 2, &record};
     Clock b{"b", 3, &record};
 };
 
-TEST_F(EventsTest, CallsComeInOrderOfTheirTimes) {
+TEST_F(Events, CallsComeInOrderOfTheirTimes) {
     EXPECT_EQ(next_due(), std::nullopt);
     EXPECT_EQ(b.start(), 1);
     EXPECT_EQ(a.start(), 1);
@@ -47,33 +47,26 @@ TEST_F(EventsTest, CallsComeInOrderOfTheirTimes) {
     EXPECT_EQ(next_due(), 3);
 }
 
-TEST_F(EventsTest, CallbacksMayChangeTheRegistrations) {
-    struct Case {
-        const char* what;
-        std::function<void()> then;
-        std::string record;  // of six units, a every 2, b every 3
+TEST_F(Events, CallbacksMayChangeTheRegistrations) {
+    const std::pair<std::string, std::function<void()>> kCases[] = {
+        // of six units, a every 2, b every 3
+        {"abb", [this] { a.stop(); }},         {"aaa", [this] { b.stop(); }},
+        {"a", [this] { a.stop(), b.stop(); }}, {"ababa", [this] { a.stop(), a.start(); }},
+        {"a", [] { EVflush_events(); }},       {"abaab", [this] { a.then = nullptr, advance(4); }},
     };
-    const Case kCases[] = {
-        {"remove itself", [this] { a.stop(); }, "abb"},
-        {"remove the other", [this] { b.stop(); }, "aaa"},
-        {"remove both", [this] { a.stop(), b.stop(); }, "a"},
-        {"begin anew", [this] { a.stop(), a.start(); }, "ababa"},
-        {"drop what is due", [] { EVflush_events(); }, "a"},
-        {"advance further", [this] { a.then = nullptr, advance(4); }, "abaab"},
-    };
-    for (const Case& c : kCases) {
+    for (const auto& [expected, change] : kCases) {
         record.clear();
-        a.then = c.then;
+        a.then = change;
         a.start();
         b.start();
         advance(6);
-        EXPECT_EQ(record, c.record) << c.what;
+        EXPECT_EQ(record, expected);
         reset();
     }
     a.then = nullptr;
 }
 
-TEST_F(EventsTest, OddRegistrations) {
+TEST_F(Events, OddRegistrations) {
     EXPECT_EQ(EVadd_select(4, 0, Clock::ring, 0, &a, 1), 0);
     EXPECT_EQ(EVadd_select(EV_PERIODIC, 0, nullptr, 0, &a, 1), 0);
     a.interval = -5;  // counts as 1

@@ -9,11 +9,6 @@ namespace zam::host {
 namespace {
 
 struct Fields : HostTest {
-    void SetUp() override {
-        HostTest::SetUp();
-        field = add("field", Kind::field);
-    }
-
     void shape(std::initializer_list<xp_long> dims, int nspace) const {
         ASSERT_EQ(FLDset_ndim(field, static_cast<int>(dims.size())), 1);
         ASSERT_EQ(FLDset_dims(field, dims.begin()), 1);
@@ -27,17 +22,17 @@ struct Fields : HostTest {
     int type() const { return got<int>(FLDget_grid_type, field).value_or(-1); }
     xp_long nnodes() const { return got<xp_long>(FLDget_nnodes, field).value_or(-1); }
     /// Minimum and maximum corner one after another; empty if the host does not know them.
-    std::vector<float> extent(int nspace) const { return extent(nspace, field); }
-    static std::vector<float> extent(int nspace, OMobj_id part) {
-        std::vector<float> corners(static_cast<std::size_t>(2 * nspace));
+    Floats extent(int nspace) const { return extent(nspace, field); }
+    static Floats extent(int nspace, OMobj_id part) {
+        Floats corners(static_cast<std::size_t>(2 * nspace));
         const bool known = FLDget_coord_extent(part, corners.data(), corners.data() + nspace) == 1;
-        return known ? corners : std::vector<float>();
+        return known ? corners : Floats();
     }
     double range(const char* limit) const {
         return got<double>(OMget_real_val, find(field, std::string("coordinates.") + limit)).value_or(std::nan(""));
     }
 
-    OMobj_id field{};
+    OMobj_id field = add("field", Kind::field);
 };
 
 TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
@@ -47,11 +42,11 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     EXPECT_EQ(nnodes(), 12);
     EXPECT_EQ(points({0, 0, 3, 2}), 1);
     EXPECT_EQ(type(), FLD_UNIFORM);
-    EXPECT_EQ(extent(2), (std::vector<float>{0, 0, 3, 2}));
+    EXPECT_EQ(extent(2), (Floats{0, 0, 3, 2}));
     EXPECT_EQ(points({1, 0, 2, 0, 4, 0, 8, 0, 0, -1, 0, 0, 0, 5}), 1);
     EXPECT_EQ(type(), FLD_RECTILINEAR);
     EXPECT_EQ(got<xp_long>(FLDget_npoints, field), 7);
-    EXPECT_EQ(extent(2), (std::vector<float>{1, -1, 8, 5}));  // the other component of an axis' points does not count
+    EXPECT_EQ(extent(2), (Floats{1, -1, 8, 5}));  // the other component of an axis' points does not count
     EXPECT_EQ(range("min"), -1.0);
     EXPECT_EQ(range("max"), 8.0);
     FLDset_ndim(field, 2);
@@ -62,7 +57,7 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     EXPECT_EQ(FLDset_nnodes(field, 2), 1);  // a count that is no product takes the dimensions away
     EXPECT_EQ(coord({1, 2, NAN, 4}), 1);
     EXPECT_EQ(type(), FLD_UNSTRUCTURED);
-    EXPECT_EQ(extent(2), (std::vector<float>{1, 2, 1, 4}));
+    EXPECT_EQ(extent(2), (Floats{1, 2, 1, 4}));
     xp_long* dims = nullptr;
     int ndim = 0;
     EXPECT_EQ(FLDget_dims(field, &dims, &ndim), 0);
@@ -75,9 +70,9 @@ TEST_F(Fields, DeclaredTypesStay) {
     shape({1, 1}, 1);
     EXPECT_EQ(points({5, 7}), 1);  // two points, yet no corners
     EXPECT_EQ(type(), FLD_RECTILINEAR);
-    EXPECT_EQ(extent(1), (std::vector<float>{5, 5}));
+    EXPECT_EQ(extent(1), (Floats{5, 5}));
     set_grid_type(field, FLD_UNIFORM);
-    EXPECT_EQ(extent(1), (std::vector<float>{5, 7}));
+    EXPECT_EQ(extent(1), (Floats{5, 7}));
 }
 
 TEST_F(Fields, AbsurdShapesAreRefused) {
@@ -104,14 +99,11 @@ TEST_F(Fields, NewShapesDropWhatBelongedToTheOldOne) {
     EXPECT_TRUE(has_coordinates(field));
     shape({2, 2}, 2);
     EXPECT_FALSE(has_coordinates(field));
-    void* data = nullptr;
-    int type = 0;
-    xp_long size = 0;
-    EXPECT_EQ(FLDget_node_data(field, 0, &type, &data, &size, ARR_READ), 0);
+    EXPECT_EQ(node_data(field, ARR_READ), std::pair(0, xp_long{0}));
     EXPECT_EQ(got<int>(FLDget_node_data_veclen, field, 0), 1);  // what was declared stays
     points({0, 0, 1, 1});
     shape({3, 3}, 2);
-    EXPECT_EQ(extent(2), (std::vector<float>{0, 0, 1, 1}));  // corners fit any grid
+    EXPECT_EQ(extent(2), (Floats{0, 0, 1, 1}));  // corners fit any grid
     shape({3, 3}, 3);
     EXPECT_TRUE(extent(3).empty());
 }
@@ -120,19 +112,18 @@ TEST_F(Fields, ExtentsFollowTheCoordinates) {
     FLDset_nnodes(field, 2);
     FLDset_nspace(field, 1);
     coord({3, 5});
-    EXPECT_EQ(extent(1), (std::vector<float>{3, 5}));
-    const float low = -10;
-    const float high = 10;
+    EXPECT_EQ(extent(1), (Floats{3, 5}));
+    const float low = -10, high = 10;
     EXPECT_EQ(FLDset_coord_extent(field, &low, &high, 1), 1);
     EXPECT_EQ(FLDset_coord_extent(field, &low, &high, 2), 0);
-    EXPECT_EQ(extent(1), (std::vector<float>{-10, 10}));
+    EXPECT_EQ(extent(1), (Floats{-10, 10}));
     EXPECT_EQ(range("max"), 5.0);
     lent<float>(FLDget_coord, field, ARR_READ_WRITE, [&](float* written) {
-        EXPECT_EQ(extent(1), (std::vector<float>{3, 5}));
+        EXPECT_EQ(extent(1), (Floats{3, 5}));
         written[1] = 6;
         EXPECT_EQ(range("max"), 6.0);  // while it is being written too
     });
-    EXPECT_EQ(extent(1), (std::vector<float>{3, 6}));
+    EXPECT_EQ(extent(1), (Floats{3, 6}));
     EXPECT_EQ(OMset_real_val(find(field, "coordinates.max"), 1.0), 0);
 }
 
@@ -140,10 +131,10 @@ TEST_F(Fields, WritingGettersMakeAbsentArrays) {
     FLDset_nspace(field, 3);
     EXPECT_EQ(lent(FLDget_coord, field, ARR_READ), std::nullopt);
     FLDset_nnodes(field, 2);
-    EXPECT_EQ(lent(FLDget_coord, field, ARR_WRITE), std::vector<float>(6, 0.0F));
+    EXPECT_EQ(lent(FLDget_coord, field, ARR_WRITE), Floats(6, 0.0F));
     shape({4, 3}, 2);
     FLDset_npoints(field, 7);
-    EXPECT_EQ(lent(FLDget_points, field, ARR_WRITE), std::vector<float>(14, 0.0F));
+    EXPECT_EQ(lent(FLDget_points, field, ARR_WRITE), Floats(14, 0.0F));
     EXPECT_EQ(type(), FLD_RECTILINEAR);
 }
 
@@ -161,10 +152,7 @@ TEST_F(Fields, CellSets) {
     EXPECT_EQ(FLDget_cell_set(field, 1, &cells), 0);
     ASSERT_EQ(FLDget_cell_set(field, 0, &cells), 1);
     // a cell set ends with its field only
-    const OMobj_id holder = add("holder", Kind::unset);
-    OMset_obj_ref_mode(holder, 1);
-    OMset_obj_ref(holder, cells);
-    destroy(holder);
+    destroy(owner(module, "holder", cells));
     destroy(cells);
     EXPECT_EQ(FLDset_cell_set(cells, "Quad"), 1);
     EXPECT_EQ(FLDset_ncells(cells, 5), 1);
@@ -182,8 +170,7 @@ TEST_F(Fields, CellSets) {
 
 TEST_F(Fields, PolygonListsHaveTheLengthOfTheirPolygons) {
     FLDset_ncell_sets(field, 2);
-    OMobj_id lines{};
-    OMobj_id solids{};
+    OMobj_id lines{}, solids{};
     FLDget_cell_set(field, 0, &lines);
     FLDget_cell_set(field, 1, &solids);
     for (const OMobj_id cells : {lines, solids}) {
@@ -205,12 +192,10 @@ TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
     const float times[] = {0, 0.5, 1};
     EXPECT_EQ(FLDset_time_values(field, times, 3), 1);
     EXPECT_EQ(FLDset_time_values(field, times, 4), 0);
-    OMobj_id coordinates{};
-    OMobj_id data{};
+    OMobj_id coordinates{}, data{};
     ASSERT_EQ(FLDget_time_coordinates(field, 2, &coordinates), 1);
     ASSERT_EQ(FLDget_time_node_data(field, 2, &data), 1);
-    EXPECT_EQ(FLDget_time_node_data(field, 3, &data), 0);
-    EXPECT_EQ(FLDget_time_node_data(field, -1, &data), 0);
+    for (const int bad : {3, -1}) EXPECT_EQ(FLDget_time_node_data(field, bad, &data), 0);
     EXPECT_EQ(got<xp_long>(FLDget_nnodes, data), 2);
     char label[8];
     EXPECT_EQ(FLDget_node_data_label(data, 0, label, sizeof label), 1);
@@ -220,34 +205,29 @@ TEST_F(Fields, StepsShareTheShapeAndHoldTheirOwnValues) {
     EXPECT_EQ(FLDset_node_data(data, 0, filled<float>(DTYPE_FLOAT, {8, 9}), DTYPE_FLOAT, 2, ARR_HOST_OWNS), 1);
     EXPECT_NE(OMchanged(field, seq), 0);
     EXPECT_EQ(FLDset_coord(coordinates, filled<float>(DTYPE_FLOAT, {3, 4}), 2, ARR_HOST_OWNS), 1);
-    EXPECT_EQ(extent(1, coordinates), (std::vector<float>{3, 4}));
+    EXPECT_EQ(extent(1, coordinates), (Floats{3, 4}));
     EXPECT_TRUE(extent(1, data).empty());  // node data has no positions
     EXPECT_EQ(FLDset_node_data_ncomp(coordinates, 1), 0);
     EXPECT_EQ(FLDset_time_nsteps(field, 1), 1);
     EXPECT_EQ(OMvalid_obj(data), 0);
-    EXPECT_EQ(time_values(field), std::vector<float>{0});
+    EXPECT_EQ(time_values(field), Floats{0});
 }
 
 TEST_F(Fields, TransformsAreComposedOfTheirParts) {
-    float xform[16] = {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1};
-    EXPECT_EQ(FLDset_xform(field, xform), 1);
-    float read[16];
-    EXPECT_EQ(FLDget_xform(field, read), 1);
-    EXPECT_EQ(floats(read, 16), floats(xform, 16));
+    const Floats xform = {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1};
+    EXPECT_EQ(FLDset_xform(field, xform.data()), 1);
+    EXPECT_EQ(matrix_of(FLDget_xform, field), xform);
     float* part = static_cast<float*>(
         OMret_name_array_ptr(find(field, "xform"), token("xlate"), ARR_READ_WRITE, nullptr, nullptr));
-    EXPECT_EQ(floats(part, 3), (std::vector<float>{5, 6, 7}));
+    EXPECT_EQ(Floats(part, part + 3), (Floats{5, 6, 7}));
     part[2] = 8;
     end_access(part);
     const float center[] = {1, 2, 0};
     set_field_xform(field, {}, {}, center);
     // p' = (p - c) M + t + c takes c to c + t
-    float point[] = {1, 2, 0};
-    EXPECT_EQ(FLDget_xform(field, read), 1);
-    MATvec3_mat4_multiply(point, read);
-    EXPECT_EQ(floats(point, 3), (std::vector<float>{6, 8, 8}));
-    set_values(find(field, "xform.mat"), DTYPE_FLOAT, xform, 9);  // nine numbers are no matrix
-    EXPECT_EQ(FLDget_xform(field, read), 0);
+    EXPECT_EQ(moved({1, 2, 0}, matrix_of(FLDget_xform, field)), (Floats{6, 8, 8}));
+    set_values(find(field, "xform.mat"), DTYPE_FLOAT, xform.data(), 9);  // nine numbers are no matrix
+    EXPECT_EQ(matrix_of(FLDget_xform, field), Floats());
 }
 
 }  // namespace

@@ -7,29 +7,25 @@
 namespace zam::host {
 namespace {
 
-std::vector<float> product(std::vector<float> a, const std::vector<float>& b) {
+Floats product(Floats a, const Floats& b) {
     MATmat4_multiply(a.data(), b.data(), a.data());  // into the first factor
     return a;
 }
 
-const std::vector<float> kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-const std::vector<float> kTurn = {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // 90 degrees about z
-const std::vector<float> kMove = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1};
+const Floats kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+const Floats kTurn = {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // 90 degrees about z
+const Floats kMove = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1};
 
 TEST(Matrices, ProductsApplyTheFirstFactorFirst) {
-    float point[] = {1, 0, 0};
-    MATvec3_mat4_multiply(point, product(kTurn, kMove).data());
-    EXPECT_EQ(floats(point, 3), (std::vector<float>{5, 7, 7}));  // x turned to y, then moved
-    float other[] = {1, 0, 0};
-    MATvec3_mat4_multiply(other, product(kMove, kTurn).data());
-    EXPECT_EQ(floats(other, 3), (std::vector<float>{-6, 6, 7}));
+    EXPECT_EQ(moved({1, 0, 0}, product(kTurn, kMove)), (Floats{5, 7, 7}));  // x turned to y, then moved
+    EXPECT_EQ(moved({1, 0, 0}, product(kMove, kTurn)), (Floats{-6, 6, 7}));
 }
 
 TEST(Matrices, SumsAreSinglePrecisionInAscendingOrder) {
     // 2^24 + 1 - 2^24 is 0 in single precision from the left, 1 otherwise
     const float big = 16777216;
-    const std::vector<float> a = {big, 1, -big, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const std::vector<float> ones(16, 1.0F);
+    const Floats a = {big, 1, -big, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    const Floats ones(16, 1.0F);
     EXPECT_EQ(product(a, ones)[0], 0.0F);
 }
 
@@ -37,31 +33,34 @@ TEST(Matrices, InversesUndo) {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> value(-2, 2);
     for (int round = 0; round < 200; ++round) {
-        std::vector<float> matrix(16);
+        Floats matrix(16);
         for (float& element : matrix) element = value(random);
-        std::vector<float> inverse = matrix;
+        Floats inverse = matrix;  // in place
         ASSERT_EQ(MATmat4_inverse(inverse.data(), inverse.data()), 1);
         float size = 0;
         for (const float element : inverse) size = std::max(size, std::fabs(element));
         const auto unit = product(matrix, inverse);
         for (std::size_t k = 0; k < 16; ++k) EXPECT_NEAR(unit[k], kIdentity[k], 2e-6F * (1 + size));
     }
-    std::vector<float> three(9);
-    const std::vector<float> scaled = {0, 2, 0, 4, 0, 0, 0, 0, 1e-20F};
+    Floats three(9);
+    const Floats scaled = {0, 2, 0, 4, 0, 0, 0, 0, 1e-20F};
     EXPECT_EQ(MATmat3_inverse(three.data(), scaled.data()), 1);
-    EXPECT_EQ(three, (std::vector<float>{0, 0.25, 0, 0.5, 0, 0, 0, 0, 1 / 1e-20F}));
+    EXPECT_EQ(three, (Floats{0, 0.25, 0, 0.5, 0, 0, 0, 0, 1 / 1e-20F}));
 }
 
 TEST(Matrices, SingularOnesLeaveTheResultAlone) {
-    const std::vector<std::vector<float>> kSingular = {
-        std::vector<float>(9, 0.0F),        {1, 2, 3, 4, 5, 6, 7, 8, 9},
-        {1, 0, 0, 0, 1, 0, 1, 1, 0},        {NAN, 0, 0, 0, 1, 0, 0, 0, 1},
-        {INFINITY, 0, 0, 0, 1, 0, 0, 0, 1}, {1e-40F, 0, 0, 0, 1, 0, 0, 0, 1},  // the inverse is beyond single precision
+    const std::vector<Floats> kSingular = {
+        Floats(9, 0.0F),
+        {1, 2, 3, 4, 5, 6, 7, 8, 9},
+        {1, 0, 0, 0, 1, 0, 1, 1, 0},
+        {NAN, 0, 0, 0, 1, 0, 0, 0, 1},
+        {INFINITY, 0, 0, 0, 1, 0, 0, 0, 1},
+        {1e-40F, 0, 0, 0, 1, 0, 0, 0, 1},  // the inverse is beyond single precision
     };
     for (const auto& matrix : kSingular) {
-        std::vector<float> inverse(9, 42.0F);
+        Floats inverse(9, 42.0F);
         EXPECT_EQ(MATmat3_inverse(inverse.data(), matrix.data()), 0) << matrix[0];
-        EXPECT_EQ(inverse, std::vector<float>(9, 42.0F));
+        EXPECT_EQ(inverse, Floats(9, 42.0F));
     }
 }
 
@@ -69,20 +68,15 @@ using Graphics = HostTest;
 
 TEST_F(Graphics, TransformsOfGroups) {
     const OMobj_id xform = add("xform", Kind::group);
-    float matrix[16];
-    ASSERT_EQ(GDxform_get_comp_matrix(xform, matrix), 1);
-    EXPECT_EQ(floats(matrix, 16), kIdentity);  // nothing given, nothing moved
+    EXPECT_EQ(matrix_of(GDxform_get_comp_matrix, xform), kIdentity);  // nothing given, nothing moved
     const float center[] = {1, 0, 0};
     set_values(create(xform, "mat", Kind::array), DTYPE_FLOAT, kTurn.data(), 16);
     set_values(create(xform, "center", Kind::array), DTYPE_FLOAT, center, 3);
     set_values(create(xform, "xlate", Kind::array), DTYPE_FLOAT, kMove.data() + 12, 3);
-    ASSERT_EQ(GDxform_get_comp_matrix(xform, matrix), 1);
-    float point[] = {2, 0, 0};  // (1, 0, 0) from the centre, turned (0, 1, 0), then (5, 6, 7) and the centre again
-    MATvec3_mat4_multiply(point, matrix);
-    EXPECT_EQ(floats(point, 3), (std::vector<float>{6, 7, 7}));
+    // (1, 0, 0) from the centre, turned (0, 1, 0), then (5, 6, 7) and the centre again
+    EXPECT_EQ(moved({2, 0, 0}, matrix_of(GDxform_get_comp_matrix, xform)), (Floats{6, 7, 7}));
     set_values(find(xform, "xlate"), DTYPE_FLOAT, center, 2);
-    EXPECT_EQ(GDxform_get_comp_matrix(xform, matrix), 0);
-    EXPECT_EQ(GDxform_get_comp_matrix(OMnull_obj(), matrix), 0);
+    for (const OMobj_id bad : {xform, OMnull_obj()}) EXPECT_EQ(matrix_of(GDxform_get_comp_matrix, bad), Floats());
 }
 
 TEST_F(Graphics, ColorsAreThoseOfTheNearestEntry) {

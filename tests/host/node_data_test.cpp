@@ -1,17 +1,14 @@
 // Node data: declarations, values, minimum and maximum, null values.
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "tests/host/host_test.h"
 
 namespace zam::host {
 namespace {
 
-struct NodeDataTest : HostTest {
-    void SetUp() override {
-        HostTest::SetUp();
-        field = add("field", Kind::field);
-    }
+struct NodeData : HostTest {
     template <class T>
     void set(int type, std::initializer_list<T> values) const {
         const auto size = static_cast<xp_long>(values.size());
@@ -24,54 +21,37 @@ struct NodeDataTest : HostTest {
         if (FLDget_node_data_minmax(field, 0, limits, limits + 1) != 1) return {};
         return {limits[0], limits[1]};
     }
-    /// Type and size of what the getter lends, after a change; zeros if it fails.
-    std::pair<int, xp_long> values(int mode, const std::function<void(void*)>& change = nullptr) const {
-        void* data = nullptr;
-        int type = 0;
-        xp_long size = 0;
-        if (FLDget_node_data(field, 0, &type, &data, &size, mode) != 1) return {};
-        if (change) change(data);
-        end_access(data);
-        return {type, size};
-    }
-    OMobj_id field{};
+    OMobj_id field = add("field", Kind::field);
 };
 
-TEST_F(NodeDataTest, LimitsOfFloats) {
-    const float kNan = std::nanf("");
-    const float kInf = std::numeric_limits<float>::infinity();
-    struct Case {
-        const char* what;
-        std::vector<float> values;
-        std::vector<float> limits;
-    };
-    std::vector<float> many(1000, 1.0F);
+TEST_F(NodeData, LimitsOfFloats) {
+    const float null = -999;
+    Floats many(1000, 1.0F);
     many[500] = -3;
     many[998] = 4;
-    const Case kCases[] = {
+    const std::tuple<const char*, Floats, Floats> kCases[] = {
         {"plain", {3, 1, 2}, {1, 3}},
         {"more than the lanes", many, {-3, 4}},
-        {"numbers only", {kNan, 2, kNan, 5}, {2, 5}},
-        {"infinity is a number", {-kInf, 0}, {-kInf, 0}},
-        {"one infinity", {kInf}, {kInf, kInf}},
-        {"no number at all", {kNan, kNan}, {}},
-        {"null values do not count", {-999, 2, 7}, {2, 7}},
-        {"nothing but null values", {-999, -999}, {}},
+        {"numbers only", {NAN, 2, NAN, 5}, {2, 5}},
+        {"infinity is a number", {-INFINITY, 0}, {-INFINITY, 0}},
+        {"one infinity", {INFINITY}, {INFINITY, INFINITY}},
+        {"no number at all", {NAN, NAN}, {}},
+        {"null values do not count", {null, 2, 7}, {2, 7}},
+        {"nothing but null values", {null, null}, {}},
         {"nothing", {}, {}},
     };
-    const float null = -999;
-    for (const Case& c : kCases) {
+    for (const auto& [what, given, limits] : kCases) {
         FLDset_node_data_ncomp(field, 0);
-        std::vector<float> values = c.values;
+        Floats values = given;
         if (std::count(values.begin(), values.end(), null) > 0) FLDset_node_null_data(field, 0, &null, DTYPE_FLOAT);
         const auto size = static_cast<xp_long>(values.size());
-        ASSERT_EQ(FLDset_node_data(field, 0, values.data(), DTYPE_FLOAT, size, ARR_CALLER_OWNS), 1) << c.what;
-        EXPECT_EQ(minmax<float>(), c.limits) << c.what;
+        ASSERT_EQ(FLDset_node_data(field, 0, values.data(), DTYPE_FLOAT, size, ARR_CALLER_OWNS), 1) << what;
+        EXPECT_EQ(minmax<float>(), limits) << what;
         FLDset_node_data_ncomp(field, 0);  // the component ends before the values do
     }
 }
 
-TEST_F(NodeDataTest, LimitsHaveTheTypeOfTheValues) {
+TEST_F(NodeData, LimitsHaveTheTypeOfTheValues) {
     set<std::int16_t>(DTYPE_SHORT, {-32768, 5});
     EXPECT_EQ(minmax<std::int16_t>(), (std::vector<std::int16_t>{-32768, 5}));
     set<std::uint8_t>(DTYPE_CHAR, {0, 200});  // raw bytes are colours more often than small negative numbers
@@ -80,8 +60,7 @@ TEST_F(NodeDataTest, LimitsHaveTheTypeOfTheValues) {
     set<xp_long>(DTYPE_LONG, {big, big});
     EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{big, big}));
     // given as another type, they are converted; what does not fit is not read
-    const double low = -1.5;
-    const double high = 3.5;
+    const double low = -1.5, high = 3.5;
     EXPECT_EQ(FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_DOUBLE), 1);
     EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{-1, 3}));
     set<std::uint8_t>(DTYPE_BYTE, {1});
@@ -89,10 +68,9 @@ TEST_F(NodeDataTest, LimitsHaveTheTypeOfTheValues) {
     EXPECT_EQ(minmax<std::uint8_t>(), std::vector<std::uint8_t>());
 }
 
-TEST_F(NodeDataTest, LimitsHoldAsLongAsTheValues) {
+TEST_F(NodeData, LimitsHoldAsLongAsTheValues) {
     set<int>(DTYPE_INT, {1, 2});
-    const int low = -7;
-    const int high = 7;
+    const int low = -7, high = 7;
     FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_INT);
     EXPECT_EQ(minmax<int>(), (std::vector<int>{-7, 7}));
     const OMobj_id copy = add("copy", Kind::field);
@@ -101,7 +79,7 @@ TEST_F(NodeDataTest, LimitsHoldAsLongAsTheValues) {
     set<int>(DTYPE_INT, {3, 4});
     EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
     FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_INT);
-    values(ARR_READ_WRITE, [&](void* data) {
+    node_data(field, ARR_READ_WRITE, [&](void* data) {
         EXPECT_EQ(minmax<int>(), (std::vector<int>{3, 4}));
         static_cast<int*>(data)[0] = 9;
     });
@@ -110,24 +88,24 @@ TEST_F(NodeDataTest, LimitsHoldAsLongAsTheValues) {
     EXPECT_EQ(minmax<int>(), (std::vector<int>{-7, 7}));
 }
 
-TEST_F(NodeDataTest, NullValues) {
+TEST_F(NodeData, NullValues) {
     set<std::uint8_t>(DTYPE_BYTE, {1, 2});
-    int flag = -1;
-    std::uint8_t null = 77;
-    EXPECT_EQ(FLDget_node_null_data(field, 0, &flag, &null), 1);
-    EXPECT_EQ(flag, 0);
-    EXPECT_EQ(null, 77);
+    const auto null = [this] {
+        int flag = -1;
+        std::uint8_t value = 77;
+        EXPECT_EQ(FLDget_node_null_data(field, 0, &flag, &value), 1);
+        return std::pair<int, int>(flag, value);
+    };
+    EXPECT_EQ(null(), std::pair(0, 77));
     const float given = 2;
     EXPECT_EQ(FLDset_node_null_data(field, 0, &given, DTYPE_FLOAT), 1);
-    EXPECT_EQ(FLDget_node_null_data(field, 0, &flag, &null), 1);
-    EXPECT_EQ(flag, 1);
-    EXPECT_EQ(null, 2);
+    EXPECT_EQ(null(), std::pair(1, 2));
     EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{1, 1}));
     EXPECT_EQ(FLDset_node_null_flag(field, 0, 0), 1);
     EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{1, 2}));
 }
 
-TEST_F(NodeDataTest, DeclarationsSurviveAndCutToTheirBuffers) {
+TEST_F(NodeData, DeclarationsSurviveAndCutToTheirBuffers) {
     EXPECT_EQ(FLDset_node_data_ncomp(field, 2), 1);
     const std::string longer(2000, 'l');
     EXPECT_EQ(FLDset_node_data_comp(field, 1, 3, longer.c_str(), nullptr), 1);
@@ -143,7 +121,7 @@ TEST_F(NodeDataTest, DeclarationsSurviveAndCutToTheirBuffers) {
     }
 }
 
-TEST_F(NodeDataTest, TheFirstComponentComesWithItsFirstSetting) {
+TEST_F(NodeData, TheFirstComponentComesWithItsFirstSetting) {
     for (const int bad : {-3, 0}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, bad), 0);
     EXPECT_EQ(FLDset_node_data_veclen(field, 1, 4), 0);
     EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 0);
@@ -151,14 +129,14 @@ TEST_F(NodeDataTest, TheFirstComponentComesWithItsFirstSetting) {
     EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 1);
 }
 
-TEST_F(NodeDataTest, ArraysKeepTheirTrueSize) {
+TEST_F(NodeData, ArraysKeepTheirTrueSize) {
     FLDset_nnodes(field, 100);
     ASSERT_EQ(FLDset_node_data(field, 0, filled<float>(DTYPE_FLOAT, {1, 2, 3}), DTYPE_FLOAT, 3, ARR_HOST_OWNS), 1);
-    EXPECT_EQ(values(ARR_READ), std::pair(int{DTYPE_FLOAT}, xp_long{3}));
+    EXPECT_EQ(node_data(field, ARR_READ), std::pair(int{DTYPE_FLOAT}, xp_long{3}));
     EXPECT_EQ(got<int>(FLDget_node_data_veclen, field, 0), 1);
     FLDset_node_data_type(field, 0, DTYPE_DOUBLE);
     FLDset_node_data_veclen(field, 0, 2);
-    EXPECT_EQ(values(ARR_WRITE), std::pair(int{DTYPE_DOUBLE}, xp_long{200}));
+    EXPECT_EQ(node_data(field, ARR_WRITE), std::pair(int{DTYPE_DOUBLE}, xp_long{200}));
 }
 
 }  // namespace

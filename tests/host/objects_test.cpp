@@ -1,17 +1,12 @@
 // Handles, paths, references, ownership, change stamps.
+#include <tuple>
+
 #include "tests/host/host_test.h"
 
 namespace zam::host {
 namespace {
 
 struct Objects : HostTest {
-    /// A reference that owns what it refers to.
-    static OMobj_id owner(OMobj_id parent, const char* name, OMobj_id target) {
-        const OMobj_id holder = create(parent, name, Kind::unset);
-        OMset_obj_ref_mode(holder, 1);
-        OMset_obj_ref(holder, target);
-        return holder;
-    }
     OMobj_id create_field(const char* made_of = "Mesh_Unif Node_Data") const {
         return got<OMobj_id>(
                    [&](OMobj_id parent, OMobj_id* field) { return FLDcreate(parent, field, 0, "field", made_of); },
@@ -79,28 +74,23 @@ TEST_F(Objects, ValuesFollowChainsOfReferences) {
 }
 
 TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
-    struct Case {
-        const char* what;
-        int mode;
-        bool held_by_another, survives;
-    };
-    const Case kCases[] = {
+    const std::tuple<const char*, int, bool, bool> kCases[] = {
         {"owned", 1, false, false},
         {"owned and referred to elsewhere", 1, true, true},
         {"only pointed at", 0, false, true},
     };
-    for (const Case& c : kCases) {
+    for (const auto& [what, mode, held_by_another, survives] : kCases) {
         for (const bool by_destroying : {false, true}) {
             const OMobj_id field = add("field", Kind::field);
             const OMobj_id holder = add("holder", Kind::unset);
             const OMobj_id other = add("other", Kind::unset);
-            OMset_obj_ref_mode(holder, c.mode);
+            OMset_obj_ref_mode(holder, mode);
             OMset_obj_ref(holder, field);
             OMset_obj_ref(holder, field);  // the same again is no change of owner
-            EXPECT_EQ(OMvalid_obj(field), 1) << c.what;
-            if (c.held_by_another) OMset_obj_ref(other, field);
+            EXPECT_EQ(OMvalid_obj(field), 1) << what;
+            if (held_by_another) OMset_obj_ref(other, field);
             by_destroying ? destroy(holder) : static_cast<void>(OMset_obj_ref(holder, other));
-            EXPECT_EQ(OMvalid_obj(field) == 1, c.survives) << c.what;
+            EXPECT_EQ(OMvalid_obj(field) == 1, survives) << what;
         }
     }
 }

@@ -1,68 +1,47 @@
 // Reports, progress, contexts, and calls that fail on demand.
-#include <tuple>
+#include <array>
 
 #include "tests/host/host_test.h"
 
 namespace zam::host {
 namespace {
 
-struct ReportsTest : HostTest {
-    void SetUp() override {
-        HostTest::SetUp();
+struct Reports : HostTest {
+    Reports() {
         set_recorder([this](const Record& record) { records.push_back(record); });
-        set_current_module("reader");
     }
     std::vector<Record> records;
 };
 
-TEST_F(ReportsTest, TextsArriveWholeWhateverTheirLength) {
+TEST_F(Reports, TextsArriveWholeWhateverTheirLength) {
     const std::string length(100000, 'x');
-    ERRverror("Read Field", 2, "%s and %d\n", length.c_str(), 7);
-    ERRerror("read_frt", 0, 16, "100%%");
+    ERRverror("", 2, "%s and %d\n", length.c_str(), 7);
+    ERRerror("", 0, 16, "100%%");
     ERRout_of_memory("no %s formatted");
-    struct Expected {
-        std::string call, label;
-        int flags;
-        std::string text;
-    };
-    const Expected kExpected[] = {{"ERRverror", "Read Field", 2, length + " and 7\n"},
-                                  {"ERRerror", "read_frt", 16, "100%"},
-                                  {"ERRout_of_memory", "", 0, "no %s formatted"}};
     ASSERT_EQ(records.size(), 3U);
-    for (std::size_t k = 0; k < 3; ++k) {
-        const Record& record = records[k];
-        const Expected& expected = kExpected[k];
-        EXPECT_EQ(std::tie(record.call, record.label, record.flags, record.text),
-                  std::tie(expected.call, expected.label, expected.flags, expected.text));
-        EXPECT_EQ(record.what, Record::What::report);
-        EXPECT_EQ(record.module, "reader");
-    }
+    EXPECT_EQ(records[0].text, length + " and 7\n");
+    EXPECT_EQ(records[1].text, "100%");
+    EXPECT_EQ(records[2].text, "no %s formatted");
 }
 
-TEST_F(ReportsTest, StretchesNest) {
+TEST_F(Reports, StretchesNest) {
     OMpush_status_range(50, 100);
     OMpush_status_range(0, 50);
     OMstatus_check(10, nullptr, nullptr);
     OMpop_status_range();
-    OMstatus_check(20, "half", nullptr);
+    OMstatus_check(20, nullptr, nullptr);
     OMpop_status_range();
     OMstatus_check(30, nullptr, nullptr);
     EXPECT_EQ(OMpop_status_range(), 0);
-    const int kRanges[][2] = {{50, 75}, {50, 100}, {0, 100}};
-    ASSERT_EQ(records.size(), 3U);
-    for (std::size_t k = 0; k < 3; ++k) {
-        EXPECT_EQ(records[k].range_low, kRanges[k][0]);
-        EXPECT_EQ(records[k].range_high, kRanges[k][1]);
-        EXPECT_EQ(records[k].percent, 10 * (static_cast<int>(k) + 1));
-        EXPECT_EQ(records[k].has_text, k == 1);
-    }
     OMpush_status_range(50, 60);
     set_current_module("next");  // starts with the whole, whatever the one before left
-    OMstatus_check(0, nullptr, nullptr);
-    EXPECT_EQ(records.back().range_high, 100);
+    OMstatus_check(40, nullptr, nullptr);
+    std::vector<std::array<int, 3>> told;
+    for (const Record& record : records) told.push_back({record.percent, record.range_low, record.range_high});
+    EXPECT_EQ(told, (std::vector<std::array<int, 3>>{{10, 50, 75}, {20, 50, 100}, {30, 0, 100}, {40, 0, 100}}));
 }
 
-TEST_F(ReportsTest, TheNthCallFailsAndDoesNothing) {
+TEST_F(Reports, TheNthCallFailsAndDoesNothing) {
     add("value", Kind::integer);
     const auto set = [&](int value) { return OMset_name_int_val(module, token("value"), value); };
     const auto value = [&] { return got<int>(OMget_int_val, find(module, "value")); };

@@ -25,19 +25,13 @@ struct Values : HostTest {
 
 TEST_F(Values, RealsReadAsIntsWhenTheyFit) {
     constexpr int kLeast = std::numeric_limits<int>::min();
-    const std::pair<double, std::optional<int>> kCases[] = {
-        {2.9, 2},
-        {-2.9, -2},
-        {2147483647.9, 2147483647},
-        {2147483648.0, std::nullopt},
-        {-2147483648.9, kLeast},
-        {-2147483649.0, std::nullopt},
-        {std::nan(""), std::nullopt},
-        {std::numeric_limits<double>::infinity(), std::nullopt},
-    };
+    const double kReals[] = {2.9, -2.9, 2147483647.9, -2147483648.9, 2147483648.0, -2147483649.0, NAN, INFINITY};
+    const std::optional<int> kInts[] = {2, -2, 2147483647, kLeast, {}, {}, {}, {}};
     const OMobj_id real = add("real", Kind::real);
     const OMobj_id integer = add("integer", Kind::integer);
-    for (const auto& [number, expected] : kCases) {
+    for (std::size_t k = 0; k < std::size(kReals); ++k) {
+        const double number = kReals[k];
+        const auto expected = kInts[k];
         ASSERT_EQ(OMset_real_val(real, number), 1);
         EXPECT_EQ(as_int(real), expected) << number;
         OMset_int_val(integer, 7);
