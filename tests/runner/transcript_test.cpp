@@ -159,15 +159,6 @@ INSTANTIATE_TEST_SUITE_P(Runner, Transcripts,
                          testing::ValuesIn(load_text_cases(ZAM_TEST_DATA "/transcripts.test", ">+$?!:=~")),
                          [](const auto& info) { return info.param.name; });
 
-TEST(Runs, PrintReportsAmongWhatModulesPrint) {
-    const Scratch scratch;
-    scratch.write("n.json", R"({"modules": {"r": {"use": "test_report"}, "s": {"use": "test_report"}}})");
-    const auto run = scratch.zam("run n.json", ">.out 2>&1");
-    EXPECT_EQ(run.out,
-              "before\nc++ before\nzam: r: error: went wrong\nafter\n"
-              "before\nc++ before\nzam: s: error: went wrong\nafter\n");
-}
-
 TEST(Runs, LoopInRealTime) {
     const Scratch scratch;
     const auto start = std::chrono::steady_clock::now();
