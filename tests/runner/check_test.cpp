@@ -76,14 +76,14 @@ INSTANTIATE_TEST_SUITE_P(Networks, Check,
 // Files that are hostile in size end with one message, soon and in bounded memory.
 TEST(Check, HostileSizes) {
     const test::Scratch scratch;
-    const std::string long_line = "{\"modules\": \"" + std::string(10'000'000, 'x') + "\"}";
-    const std::string many = "[" + std::string(9'000'000, '[') + "]";
-    std::string values = "{\"modules\": [[]";
-    for (int i = 0; i < 4'000'001; ++i) values += ",[]";
-    std::string unpacked = "{\"modules\": [0";
-    for (int i = 0; i < 4'000'001; ++i) unpacked += ",0";
+    const auto list_of = [](const std::string& element) {
+        std::string list = "{\"modules\": [" + element;
+        for (int i = 0; i < 4'000'001; ++i) list += "," + element;
+        return list;
+    };
     for (const std::string& text :
-         {long_line, many, values + "]}", unpacked + ",\"x\"]}", std::string("{\"modules\": \"\0\"}", 16)}) {
+         {"{\"modules\": \"" + std::string(10'000'000, 'x') + "\"}", std::string(9'000'000, '[') + "]",
+          list_of("[]") + "]}", list_of("0") + ",\"x\"]}", std::string("{\"modules\": \"\0\"}", 16)}) {
         Problems problems;
         load_network(scratch.write("n.json", text), {}, {}, problems);
         EXPECT_EQ(problems.count(), 1U);
