@@ -47,18 +47,8 @@ class Failures : public ::testing::TestWithParam<TextCase> {
 protected:
     void SetUp() override {
         std::filesystem::current_path(scratch_.path());
-        scratch_.write("ini", "[joystick]\ninterval=50\nthreshold=0.5\nbtn_8_mode=3\n");
-        scratch_.write("voxels", "time 2\n0 0 0 1 2\n1 1 1 3 4\n");
-        scratch_.write("heading", "heading\n1 2 3\n");
-        const std::string steps = "# AVS\nndim=1 dim1=3 nspace=1 data=float nstep=2 label=a ";
-        const std::string values = "\n\f\f" + std::string(24, '\1');
-        scratch_.write("uniform.fld", steps + "field=uniform min_ext=0 max_ext=1 min_val=0 max_val=9" + values);
-        scratch_.write("irregular.fld", steps + "field=irregular\ncoord 1 file=heading filetype=ascii skip=1\n" +
-                                            "variable 1 filetype=binary skip=12" + values);
+        std::filesystem::copy(ZAM_TEST_DATA "/inputs", ".");
         std::filesystem::copy(ZAM_TEST_GRIDS "/m4_little_i4_solid.dat", "grid.dat");
-        for (const char* name : {"pceimg00000.img", "pceimg00001.img"})
-            scratch_.write(name, "0000200001" + std::string("\0\1\2\3\0\4\5\6\0\0\0\0\0\0\200?", 16));
-
         Problems problems;
         definitions_ = Definitions::load(ZAM_TEST_MODULES, problems);
         definitions_.add_host_entries(problems);

@@ -8,16 +8,14 @@ namespace {
 
 struct Objects : HostTest {
     OMobj_id create_field(const char* made_of = "Mesh_Unif Node_Data") const {
-        return got<OMobj_id>(
-                   [&](OMobj_id parent, OMobj_id* field) { return FLDcreate(parent, field, 0, "field", made_of); },
-                   module)
-            .value_or(OMnull_obj());
+        OMobj_id field{};
+        FLDcreate(module, &field, 0, "field", made_of);
+        return field;
     }
 };
 
 TEST_F(Objects, PathsLeadWhereTheySay) {
-    const OMobj_id group = add("group", Kind::group);
-    const OMobj_id inner = create(group, "inner", Kind::integer);
+    const OMobj_id group = add("group", Kind::group), inner = create(group, "inner", Kind::integer);
     const OMobj_id list = create(group, "list", Kind::objects, Kind::group);
     OMset_array_size(list, 2);
     const OMobj_id member = create(find(list, "[1]"), "x", Kind::real);
@@ -38,8 +36,7 @@ TEST_F(Objects, PathsLeadWhereTheySay) {
 }
 
 TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
-    const OMobj_id group = add("group", Kind::group);
-    const OMobj_id inner = create(group, "inner", Kind::integer);
+    const OMobj_id group = add("group", Kind::group), inner = create(group, "inner", Kind::integer);
     OMset_obj_ref(add("alias", Kind::unset), inner);
     destroy(group);
     for (int k = 0; k < 10; ++k) add("fresh", Kind::group);  // takes the places that became free
@@ -53,9 +50,7 @@ TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
 }
 
 TEST_F(Objects, ValuesFollowChainsOfReferences) {
-    const OMobj_id value = add("value", Kind::integer);
-    const OMobj_id near = add("near", Kind::unset);
-    const OMobj_id far = add("far", Kind::real);
+    const OMobj_id value = add("value", Kind::integer), near = add("near", Kind::unset), far = add("far", Kind::real);
     EXPECT_EQ(OMset_obj_ref(near, value), 1);
     EXPECT_EQ(OMset_obj_ref(far, near), 1);
     EXPECT_EQ(OMset_int_val(far, 5), 1);
@@ -81,8 +76,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
     };
     for (const auto& [what, mode, held_by_another, survives] : kCases) {
         for (const bool by_destroying : {false, true}) {
-            const OMobj_id field = add("field", Kind::field);
-            const OMobj_id holder = add("holder", Kind::unset);
+            const OMobj_id field = add("field", Kind::field), holder = add("holder", Kind::unset);
             const OMobj_id other = add("other", Kind::unset);
             OMset_obj_ref_mode(holder, mode);
             OMset_obj_ref(holder, field);
@@ -96,8 +90,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
 }
 
 TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
-    const OMobj_id group = add("group", Kind::group);
-    const OMobj_id inner = owner(group, "inner", group);
+    const OMobj_id group = add("group", Kind::group), inner = owner(group, "inner", group);
     EXPECT_GT(stamp(group), 0);  // ends although it goes in a circle
     OMset_obj_ref(inner, OMnull_obj());
     EXPECT_EQ(OMvalid_obj(inner), 1);
@@ -107,8 +100,7 @@ TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
 }
 
 TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
-    const OMobj_id first = create_field();
-    const OMobj_id out = owner(module, "out", first);
+    const OMobj_id first = create_field(), out = owner(module, "out", first);
     const OMobj_id second = create_field("Mesh_Struct Node_Data");
     EXPECT_EQ(got<OMobj_id>(OMget_obj_val, out)->word[0], first.word[0]);
     EXPECT_EQ(find(module, "field").word[0], second.word[0]);
@@ -130,8 +122,7 @@ TEST_F(Objects, CreatedFieldsGiveWayAndStayForWhatRefersToThem) {
 }
 
 TEST_F(Objects, EverySettingIsAChange) {
-    const OMobj_id value = add("value", Kind::integer);
-    const OMobj_id other = add("other", Kind::integer);
+    const OMobj_id value = add("value", Kind::integer), other = add("other", Kind::integer);
     const OMobj_id alias = add("alias", Kind::unset);
     OMset_obj_ref(alias, value);
     EXPECT_NE(OMchanged(value, 0), 0);
@@ -149,8 +140,7 @@ TEST_F(Objects, EverySettingIsAChange) {
 }
 
 TEST_F(Objects, WritesOfOneBracketShareAStamp) {
-    const OMobj_id a = add("a", Kind::integer);
-    const OMobj_id b = add("b", Kind::integer);
+    const OMobj_id a = add("a", Kind::integer), b = add("b", Kind::integer);
     const int before = now();
     OMbegin_op();
     OMset_int_val(a, 1);

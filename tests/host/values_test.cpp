@@ -27,8 +27,7 @@ TEST_F(Values, RealsReadAsIntsWhenTheyFit) {
     constexpr int kLeast = std::numeric_limits<int>::min();
     const double kReals[] = {2.9, -2.9, 2147483647.9, -2147483648.9, 2147483648.0, -2147483649.0, NAN, INFINITY};
     const std::optional<int> kInts[] = {2, -2, 2147483647, kLeast, {}, {}, {}, {}};
-    const OMobj_id real = add("real", Kind::real);
-    const OMobj_id integer = add("integer", Kind::integer);
+    const OMobj_id real = add("real", Kind::real), integer = add("integer", Kind::integer);
     for (std::size_t k = 0; k < std::size(kReals); ++k) {
         const double number = kReals[k];
         const auto expected = kInts[k];
@@ -55,6 +54,7 @@ TEST_F(Values, SettingKeepsTheKindAndGivesOneToWhatIsUnset) {
     for (const auto& [own, set] : kCases) {
         const OMobj_id object = add("value", Kind::unset);
         EXPECT_EQ(as_int(object), std::nullopt);
+        EXPECT_EQ(got<void*>(OMget_ptr_val, object), nullptr);  // pointers are null until they are set
         EXPECT_EQ(set(object), 1);
         for (const auto& [other, set_other] : kCases) {
             const bool numbers = own <= Kind::real && other <= Kind::real;
@@ -75,16 +75,6 @@ TEST_F(Values, TextsAreCutToTheBufferAndNeverNumbers) {
     EXPECT_STREQ(buffer, "123");
     EXPECT_EQ(OMset_str_val(text, nullptr), 1);
     EXPECT_EQ(as_text(text), std::nullopt);
-}
-
-TEST_F(Values, PointersAreNullUntilSet) {
-    const OMobj_id state = add("state", Kind::unset);
-    EXPECT_EQ(got<void*>(OMget_ptr_val, state), nullptr);
-    EXPECT_EQ(OMset_name_ptr_val(module, token("state"), this, 0), 1);
-    EXPECT_EQ(got<void*>(OMget_ptr_val, state), this);
-    void* pointer = nullptr;
-    EXPECT_EQ(OMget_name_ptr_val(module, token("state"), &pointer, 0), 1);
-    EXPECT_EQ(pointer, this);
 }
 
 TEST_F(Values, ListsOfTextsGrowAndKeepTheirGaps) {

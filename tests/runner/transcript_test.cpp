@@ -97,15 +97,10 @@ void expect_file(const TextCase& one, const Scratch& scratch, const std::string&
     }
 }
 
-/// Runs what a case says, in a directory with files of values. Relative names of networks of the form "value" and of
-/// their files lie one deeper.
+/// Runs what a case says, in a directory with the files of data/inputs. Relative names of networks of the form "value"
+/// and of their files lie one deeper.
 Scratch::Run run(const TextCase& one, const Scratch& scratch) {
-    const float floats[] = {0.5F, 2.5F, -1.0F};
-    std::filesystem::create_directory(scratch.file("DIR"));
-    scratch.write("DIR/f.raw", {reinterpret_cast<const char*>(floats), sizeof floats});
-    scratch.write("DIR/g.raw", std::string(256, '\7'));
-    scratch.write("bad.json", "{}");
-    scratch.write("f.png", "as it was");
+    std::filesystem::copy(ZAM_TEST_DATA "/inputs", scratch.path(), std::filesystem::copy_options::recursive);
     setenv("DATA", ZAM_TEST_NETWORKS "/..", 1);
     const std::string file = one.form == "value" ? "DIR/n.json" : "n.json";
     scratch.write(one.form == "info" ? "f" : file, network(one));

@@ -23,18 +23,17 @@ std::vector<std::string> words(const std::string& text) {
 
 /// "Polyhedron 0 1 2 3 4 5 6 / 3 4": type, nodes, and corners of each polygon, or their number after an x.
 Cells parse_cells(const std::string& line) {
+    std::istringstream in(line);
     Cells cells{};
-    char mark = ' ';
-    for (const std::string& word : words(line)) {
-        if (cells.type.empty()) {
-            cells.type = word;
-        } else if (word == "/" || word == "x") {
-            mark = word[0];
-        } else if (mark == 'x') {
-            cells.npolys = std::stoll(word);
-        } else {
-            (mark == '/' ? cells.counts : cells.nodes).push_back(std::stoll(word));
-        }
+    in >> cells.type;
+    auto* list = &cells.nodes;
+    for (std::string word; in >> word;) {
+        if (word == "x")
+            in >> cells.npolys;
+        else if (word == "/")
+            list = &cells.counts;
+        else
+            list->push_back(std::stoll(word));
     }
     return cells;
 }
