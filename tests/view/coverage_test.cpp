@@ -21,6 +21,12 @@ std::vector<std::string> words(const std::string& text) {
     return {std::istream_iterator<std::string>(in), {}};
 }
 
+std::vector<float> numbers(const std::string& text) {
+    std::vector<float> list;
+    for (const std::string& word : words(text)) list.push_back(std::stof(word));
+    return list;
+}
+
 /// "Polyhedron 0 1 2 3 4 5 6 / 3 4": type, nodes, and corners of each polygon, or their number after an x.
 Cells parse_cells(const std::string& line) {
     std::istringstream in(line);
@@ -39,13 +45,13 @@ Cells parse_cells(const std::string& line) {
 }
 
 TEST_F(View, CoversPixels) {
-    for (const TextCase& c : load_text_cases(ZAM_TEST_DATA "/pictures.test", ">+:$=")) {
+    for (const TextCase& c : load_text_cases(ZAM_TEST_DATA "/pictures.test", ">+:$@=")) {
         SCOPED_TRACE(c.name);
         const Rows rows = c.list('=');
         set_size(static_cast<int>(rows[0].size()), static_cast<int>(rows.size()));
         set_real("fptr", c.list('$').empty() ? 0 : std::stod(c.list('$')[0]));
-        std::vector<float> positions;
-        for (const std::string& word : words(c.text('>'))) positions.push_back(std::stof(word));
+        if (c.form == "fit") host::destroy(host::find(instance, "xform"));
+        const std::vector<float> positions = numbers(c.text('>'));
         std::vector<Cells> sets;
         for (const std::string& line : c.list('+')) sets.push_back(parse_cells(line));
         const auto grid = words(c.text(':'));
@@ -57,6 +63,7 @@ TEST_F(View, CoversPixels) {
             for (std::size_t k = 2; k < grid.size(); ++k) dims.push_back(std::stoll(grid[k]));
             object = make_grid(std::stoi(grid[0]), kGridTypes.at(grid[1]), dims, positions);
         }
+        host::set_field_xform(object, numbers(c.text('@')), {}, {});
         EXPECT_EQ(draw({object}).covered(), rows);
     }
 }

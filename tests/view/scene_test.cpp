@@ -136,41 +136,6 @@ TEST_F(View, PerspectiveColorsAreThoseOfSpace) {
     EXPECT_NEAR(draw({wall}).color(4, 4)[0], 50 * light, 1);
 }
 
-TEST_F(View, EverythingIsInViewUnlessTold) {
-    host::destroy(host::find(instance, "xform"));
-    const std::vector<float> corners{1000, 1000, 1000, 1100, 1000, 1000, 1100, 1140, 1000, 1000, 1140, 1000,
-                                     1000, 1000, 1180, 1100, 1000, 1180, 1100, 1140, 1180, 1000, 1140, 1180};
-    const std::vector<float> turned{0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    for (const auto& [width, height, fptr] :
-         {std::tuple{100, 100, 0.0}, {160, 60, 0.0}, {60, 160, 0.5}, {90, 70, 3.0}}) {
-        set_int("width", width);
-        set_int("height", height);
-        set_real("fptr", fptr);
-        const OMobj_id box = make_cells("box", corners, {{"Hex", {0, 1, 2, 3, 4, 5, 6, 7}}});
-        host::set_field_xform(box, turned, {}, {});
-        const Picture picture = draw({box});
-        int left = width, right = 0, top = height, bottom = 0;
-        for (int pixel = 0; pixel < width * height; ++pixel) {
-            const int x = pixel % width, y = pixel / width;
-            if (picture.depth(x, y) == 0) continue;
-            left = std::min(left, x), right = std::max(right, x + 1);
-            top = std::min(top, y), bottom = std::max(bottom, y + 1);
-        }
-        SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
-        EXPECT_NEAR(left, width - right, 1);
-        EXPECT_NEAR(top, height - bottom, 1);
-        const double share = std::max(double(right - left) / width, double(bottom - top) / height);
-        EXPECT_NEAR(share, 0.9, 0.03);
-        EXPECT_GT(right - left, bottom - top);  // turned: the longer side of the box lies along x
-    }
-    EXPECT_GT(draw({make_cells("one", {5, 5, 5}, {})}).depth(45, 35), 0);
-    set_int("width", 20);  // far higher than wide, and a node that is nowhere
-    const Rows upright =
-        draw({make_cells("upright", {5, 0, 0, 5, 9, 0, INFINITY, 0, 0}, {{"Line", {0, 1}}})}).covered();
-    const auto empty_rows = std::count(upright.begin(), upright.end(), std::string(20, '.'));
-    EXPECT_NEAR(static_cast<double>(empty_rows), 0.1 * 70, 2);
-}
-
 /// As a merge of captures does it: of every pixel the greatest depth, the first of equal ones.
 Picture merge(Picture all, const Picture& one) {
     for (std::size_t i = 0; i < all.depths.size(); ++i) {
