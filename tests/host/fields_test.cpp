@@ -20,6 +20,7 @@ struct Fields : HostTest {
         return set(field, filled(DTYPE_FLOAT, values), static_cast<xp_long>(values.size()), ARR_HOST_OWNS);
     }
     int type() const { return got<int>(FLDget_grid_type, field).value_or(-1); }
+    OMobj_id cell_set(int index) const { return got<OMobj_id>(FLDget_cell_set, field, index).value_or(OMnull_obj()); }
     xp_long nnodes() const { return got<xp_long>(FLDget_nnodes, field).value_or(-1); }
     /// Minimum and maximum corner one after another; empty if the host does not know them.
     Floats extent(int nspace) const { return extent(nspace, field); }
@@ -142,15 +143,14 @@ TEST_F(Fields, CellSets) {
     EXPECT_EQ(FLDadd_cell_set(field, "Prism"), 1);
     EXPECT_EQ(FLDadd_cell_set(field, "Polyline"), 1);
     EXPECT_EQ(FLDadd_cell_set(field, "Blob"), 0);
-    OMobj_id cells{};
-    ASSERT_EQ(FLDget_cell_set(field, 1, &cells), 1);
+    OMobj_id cells = cell_set(1);
     EXPECT_EQ(got<int>(FLDget_poly_flag, cells), 1);
     char name[8];
     EXPECT_EQ(FLDget_cell_set_name(cells, name, sizeof name), 1);
     EXPECT_STREQ(name, "Polylin");
     EXPECT_EQ(FLDset_ncell_sets(field, 1), 1);
     EXPECT_EQ(FLDget_cell_set(field, 1, &cells), 0);
-    ASSERT_EQ(FLDget_cell_set(field, 0, &cells), 1);
+    cells = cell_set(0);
     // a cell set ends with its field only
     destroy(owner(module, "holder", cells));
     destroy(cells);
@@ -170,9 +170,7 @@ TEST_F(Fields, CellSets) {
 
 TEST_F(Fields, PolygonListsHaveTheLengthOfTheirPolygons) {
     FLDset_ncell_sets(field, 2);
-    OMobj_id lines{}, solids{};
-    FLDget_cell_set(field, 0, &lines);
-    FLDget_cell_set(field, 1, &solids);
+    const OMobj_id lines = cell_set(0), solids = cell_set(1);
     for (const OMobj_id cells : {lines, solids}) {
         EXPECT_EQ(lent(FLDget_poly_connect, cells, ARR_WRITE), std::nullopt);  // no type yet
         FLDset_npolys(cells, 3);

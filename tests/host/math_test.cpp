@@ -50,12 +50,9 @@ TEST(Matrices, InversesUndo) {
 
 TEST(Matrices, SingularOnesLeaveTheResultAlone) {
     const std::vector<Floats> kSingular = {
-        Floats(9, 0.0F),
-        {1, 2, 3, 4, 5, 6, 7, 8, 9},
-        {1, 0, 0, 0, 1, 0, 1, 1, 0},
-        {NAN, 0, 0, 0, 1, 0, 0, 0, 1},
-        {INFINITY, 0, 0, 0, 1, 0, 0, 0, 1},
-        {1e-40F, 0, 0, 0, 1, 0, 0, 0, 1},  // the inverse is beyond single precision
+        {0, 0, 0, 0, 0, 0, 0, 0, 0},        {1, 2, 3, 4, 5, 6, 7, 8, 9},
+        {1, 0, 0, 0, 1, 0, 1, 1, 0},        {NAN, 0, 0, 0, 1, 0, 0, 0, 1},
+        {INFINITY, 0, 0, 0, 1, 0, 0, 0, 1}, {1e-40F, 0, 0, 0, 1, 0, 0, 0, 1},  // the inverse is beyond single precision
     };
     for (const auto& matrix : kSingular) {
         Floats inverse(9, 42.0F);

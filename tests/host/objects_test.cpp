@@ -20,14 +20,10 @@ TEST_F(Objects, PathsLeadWhereTheySay) {
     OMset_array_size(list, 2);
     const OMobj_id member = create(find(list, "[1]"), "x", Kind::real);
     OMset_obj_ref(add("alias", Kind::unset), group);
-    const std::pair<const char*, OMobj_id> kCases[] = {
-        {"group", group},
-        {"group.inner", inner},
-        {"group.list[1].x", member},
-        {"alias.list[1].x", member},
-    };
     const auto found = [this](const char* path) { return OMfind_str_subobj(module, path, OM_OBJ_RW).word[0]; };
-    for (const auto& [path, object] : kCases) EXPECT_EQ(found(path), object.word[0]) << path;
+    for (const auto& [path, object] :
+         {std::pair{"group", group}, {"group.inner", inner}, {"group.list[1].x", member}, {"alias.list[1].x", member}})
+        EXPECT_EQ(found(path), object.word[0]) << path;
     for (const char* nothing :
          {"group.list[2]", "group.list[-1]", "group.list[1", "group.list[99999999999999999999999]", "group.list[1]x",
           "group.inner[0]", "group..inner", "group.", ".group", "", "nobody"})
@@ -44,9 +40,8 @@ TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
     EXPECT_EQ(OMvalid_obj(inner), 0);
     EXPECT_EQ(OMset_int_val(inner, 1), 0);
     EXPECT_EQ(kind(find(module, "alias")), Kind::none);
-    for (const OMobj_id bad : {OMobj_id{{0, 0}}, OMobj_id{{1, 99}}, OMobj_id{{~std::uintptr_t{0}, 1}}}) {
+    for (const OMobj_id bad : {OMobj_id{{0, 0}}, OMobj_id{{1, 99}}, OMobj_id{{~std::uintptr_t{0}, 1}}})
         EXPECT_EQ(OMvalid_obj(bad), 0);
-    }
 }
 
 TEST_F(Objects, ValuesFollowChainsOfReferences) {
@@ -69,12 +64,9 @@ TEST_F(Objects, ValuesFollowChainsOfReferences) {
 }
 
 TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
-    const std::tuple<const char*, int, bool, bool> kCases[] = {
-        {"owned", 1, false, false},
-        {"owned and referred to elsewhere", 1, true, true},
-        {"only pointed at", 0, false, true},
-    };
-    for (const auto& [what, mode, held_by_another, survives] : kCases) {
+    for (const auto& [what, mode, held_by_another, survives] : {std::tuple{"owned", 1, false, false},
+                                                                {"owned and referred to", 1, true, true},
+                                                                {"pointed at", 0, false, true}}) {
         for (const bool by_destroying : {false, true}) {
             const OMobj_id field = add("field", Kind::field), holder = add("holder", Kind::unset);
             const OMobj_id other = add("other", Kind::unset);

@@ -83,18 +83,12 @@ protected:
         for (const auto& [name, value] : numbers) OMset_real_val(host::create(instance, name, host::Kind::real), value);
         const std::pair<const char*, std::string> texts[] = {
             {"filename", directory.write("v.txt", "0 0 0 1 2\n.01 .01 .01 3 4\n1.7 1.7 1.7 5 6\n1.71 1.71 1.71 7 8\n")},
-            {"frt_fname", sparse_file("g.frt", {{0, 8},
-                                                {4, 2000},
-                                                {8, 2000},
-                                                {12, 8},
-                                                {16, 32'000'000},
-                                                {32'000'020, 32'000'000},
-                                                {32'000'024, 16'000'000},
-                                                {48'000'028, 16'000'000}})},
+            {"frt_fname", sparse_file("g.frt", {0, 4, 8, 12, 16, 32'000'020, 32'000'024, 48'000'028},
+                                      {8, 2000, 2000, 8, 32'000'000, 32'000'000, 16'000'000, 16'000'000})},
             {"currDir", directory.path()}};
         for (const auto& [name, text] : texts)
             OMset_str_val(host::create(instance, name, host::Kind::text), text.c_str());
-        const auto capture = sparse_file("pceimg00000.img", {{80'000'006, 0}});
+        const auto capture = sparse_file("pceimg00000.img", {80'000'006}, {0});
         std::fstream(capture, std::ios::in | std::ios::out) << "0500002000";
         for (const char* name : {"profile", "backCol"}) {
             const std::vector<float> ones(120'000, 1);
@@ -106,9 +100,11 @@ protected:
         for (const char* name : {"out", "outfld", "out_fld"}) host::create(instance, name, host::Kind::field);
     }
     /// A file of words at some places, with holes between.
-    std::string sparse_file(const char* name, const std::vector<std::pair<long, std::int32_t>>& words) const {
+    std::string sparse_file(const char* name, const std::vector<long>& places,
+                            const std::vector<std::int32_t>& words) const {
         std::ofstream file(directory.file(name), std::ios::binary);
-        for (const auto& [at, word] : words) file.seekp(at).write(reinterpret_cast<const char*>(&word), sizeof word);
+        for (std::size_t i = 0; i < words.size(); ++i)
+            file.seekp(places[i]).write(reinterpret_cast<const char*>(&words[i]), sizeof words[i]);
         return directory.file(name);
     }
     ScratchDirectory directory;

@@ -6,7 +6,6 @@
 namespace {
 
 std::int64_t g_allocations_left = 0;
-std::int64_t g_allocations = 0;
 
 }  // namespace
 
@@ -14,12 +13,10 @@ namespace zam::test {
 
 void fail_heap_allocation(std::int64_t n) { g_allocations_left = n; }
 bool heap_failure_pending() { return g_allocations_left > 0; }
-std::int64_t heap_allocations() { return g_allocations; }
 
 }  // namespace zam::test
 
 void* operator new(std::size_t size) {
-    ++g_allocations;
     if (g_allocations_left > 0 && --g_allocations_left == 0) throw std::bad_alloc();
     void* memory = std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) throw std::bad_alloc();

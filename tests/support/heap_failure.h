@@ -11,7 +11,4 @@ void fail_heap_allocation(std::int64_t n);
 /// Whether the allocation that shall fail is still to come.
 bool heap_failure_pending();
 
-/// Calls of operator new so far.
-std::int64_t heap_allocations();
-
 }  // namespace zam::test

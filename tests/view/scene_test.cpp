@@ -2,13 +2,12 @@
 #include <cmath>
 #include <numeric>
 #include <random>
+#include <tuple>
 
 #include "tests/view/view_fixture.h"
 
 namespace zam::test {
 namespace {
-
-using Rows = std::vector<std::string>;
 
 TEST_F(View, VolumesShowTheirNearestSide) {
     set_size(6, 6);
@@ -27,13 +26,8 @@ TEST_F(View, VolumesShowTheirNearestSide) {
 /// From every side a cell looks as the tetrahedra do that it can be cut into.
 TEST_F(View, CellsHaveTheFacesOfTheirTetrahedra) {
     set_size(40, 40);
-    struct Solid {
-        const char* type;
-        std::vector<float> coord;
-        std::vector<xp_long> tets;
-    };
     const std::vector<float> box{-4, -3, -2, 5, -3, -2, 5, 4, -2, -4, 4, -2, -4, -3, 6, 5, -3, 6, 5, 4, 6, -4, 4, 6};
-    const Solid solids[] = {
+    const std::tuple<std::string, std::vector<float>, std::vector<xp_long>> solids[] = {
         {"Hex", box, {0, 1, 3, 4, 1, 2, 3, 6, 1, 4, 5, 6, 3, 4, 6, 7, 1, 3, 4, 6}},
         {"Prism",
          {-4, -3, -2, 5, -3, -2, 1, 4, -2, -4, -3, 6, 5, -3, 6, 1, 4, 6},
@@ -45,12 +39,12 @@ TEST_F(View, CellsHaveTheFacesOfTheirTetrahedra) {
         std::vector<float> turn(16);  // any linear map will do
         for (float& number : turn) number = static_cast<float>(static_cast<int>(random() % 201) - 100) / 1500;
         set_xform(turn, {0, 0, 0});
-        for (const Solid& solid : solids) {
-            SCOPED_TRACE(solid.type + std::to_string(view));
-            std::vector<xp_long> nodes(solid.coord.size() / 3);
+        for (const auto& [type, coord, parts] : solids) {
+            SCOPED_TRACE(type + std::to_string(view));
+            std::vector<xp_long> nodes(coord.size() / 3);
             std::iota(nodes.begin(), nodes.end(), 0);
-            const Picture cell = draw({make_cells("cell", solid.coord, {{solid.type, nodes}})});
-            const Picture tets = draw({make_cells("tets", solid.coord, {{"Tet", solid.tets}})});
+            const Picture cell = draw({make_cells("cell", coord, {{type, nodes}})});
+            const Picture tets = draw({make_cells("tets", coord, {{"Tet", parts}})});
             // corners are rounded to sub-pixels, which steep triangles show in their depths
             for (std::size_t i = 0; i < cell.depths.size(); ++i) ASSERT_NEAR(cell.depths[i], tets.depths[i], 1e-3) << i;
         }
