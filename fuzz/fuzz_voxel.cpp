@@ -1,4 +1,5 @@
 // Whole voxel text files, compared with the plain form of reading them. The first byte is the number of header lines.
+#include <algorithm>
 #include <cmath>
 
 #include "contract/contract.h"
@@ -22,9 +23,7 @@ void compare(OMobj_id instance, OMobj_id out, const plain::Voxels& expected) {
     for (int axis = 0; axis < 3; ++axis) require(dims[axis] == expected.dims[static_cast<std::size_t>(axis)]);
     for (std::size_t comp = 0; comp < expected.values.size(); ++comp) {
         const auto values = FloatValues::read(out, static_cast<int>(comp));
-        require(values && values->span().size() == expected.values[comp].size());
-        for (std::size_t i = 0; i < expected.values[comp].size(); ++i)
-            require(same(values->span()[i], expected.values[comp][i]));
+        require(values && std::ranges::equal(values->span(), expected.values[comp], same));
     }
     std::string label(1024, '\0');
     char* place = label.data();

@@ -65,9 +65,7 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
 }
 
 TEST_F(Fields, DeclaredTypesStay) {
-    OMobj_id created{};
-    ASSERT_EQ(FLDcreate(module, &created, 0, "field", "Mesh_Rect Node_Data"), 1);
-    field = created;
+    ASSERT_EQ(FLDcreate(module, &field, 0, "field", "Mesh_Rect Node_Data"), 1);
     shape({1, 1}, 1);
     EXPECT_EQ(points({5, 7}), 1);  // two points, yet no corners
     EXPECT_EQ(type(), FLD_RECTILINEAR);

@@ -105,7 +105,13 @@ TEST_F(NodeData, NullValues) {
     EXPECT_EQ(minmax<std::uint8_t>(), (std::vector<std::uint8_t>{1, 2}));
 }
 
-TEST_F(NodeData, DeclarationsSurviveAndCutToTheirBuffers) {
+TEST_F(NodeData, DeclarationsSurviveAndAreCutToBuffers) {
+    // the first component comes with its first setting
+    for (const int bad : {-3, 0}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, bad), 0);
+    EXPECT_EQ(FLDset_node_data_veclen(field, 1, 4), 0);
+    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 0);
+    EXPECT_EQ(FLDset_node_data_veclen(field, 0, 4), 1);
+    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 1);
     EXPECT_EQ(FLDset_node_data_ncomp(field, 2), 1);
     const std::string longer(2000, 'l');
     EXPECT_EQ(FLDset_node_data_comp(field, 1, 3, longer.c_str(), nullptr), 1);
@@ -119,14 +125,6 @@ TEST_F(NodeData, DeclarationsSurviveAndCutToTheirBuffers) {
         EXPECT_EQ(FLDset_node_data_veclen(field, bad, 1), 0);
         EXPECT_EQ(got<int>(FLDget_node_data_id, field, bad), std::nullopt);
     }
-}
-
-TEST_F(NodeData, TheFirstComponentComesWithItsFirstSetting) {
-    for (const int bad : {-3, 0}) EXPECT_EQ(FLDset_node_data_veclen(field, 0, bad), 0);
-    EXPECT_EQ(FLDset_node_data_veclen(field, 1, 4), 0);
-    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 0);
-    EXPECT_EQ(FLDset_node_data_veclen(field, 0, 4), 1);
-    EXPECT_EQ(got<int>(FLDget_node_data_ncomp, field), 1);
 }
 
 TEST_F(NodeData, ArraysKeepTheirTrueSize) {

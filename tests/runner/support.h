@@ -32,11 +32,6 @@ public:
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
     }
-    /// Runs a network given as text.
-    Run run(const std::string& network, const std::string& options = "") const {
-        write("n.json", network);
-        return zam("run n.json " + options);
-    }
 };
 
 }  // namespace zam::test

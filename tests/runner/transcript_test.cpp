@@ -157,7 +157,8 @@ INSTANTIATE_TEST_SUITE_P(Runner, Transcripts,
 TEST(Runs, LoopInRealTime) {
     const Scratch scratch;
     const auto start = std::chrono::steady_clock::now();
-    scratch.run(R"({"modules": {"t": {"use": "test_tick"}}, "write": {"t.json": "t.ticks"}})", "--loop 0.25");
+    scratch.write("n.json", R"({"modules": {"t": {"use": "test_tick"}}, "write": {"t.json": "t.ticks"}})");
+    scratch.zam("run n.json --loop 0.25");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
     EXPECT_EQ(scratch.read("t.json"), "25\n");
 }

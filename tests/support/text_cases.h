@@ -46,18 +46,15 @@ inline std::string unescape(std::string_view text) {
             plain += text[i];
             continue;
         }
-        switch (text.at(++i)) {
-            case 'f': plain += '\f'; break;
-            case 'n': plain += '\n'; break;
-            case 'r': plain += '\r'; break;
-            case 't': plain += '\t'; break;
-            case '0': plain += '\0'; break;
-            case 'x':
-                plain += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
-                i += 2;
-                break;
-            case 'c': return plain;
-            default: plain += text[i];
+        const char mark = text.at(++i);
+        if (mark == 'c') break;
+        if (mark == 'x') {
+            plain += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+            i += 2;
+        } else if (const auto known = std::string_view("fnrt0").find(mark); known != std::string_view::npos) {
+            plain += "\f\n\r\t\0"[known];
+        } else {
+            plain += mark;
         }
     }
     return plain;

@@ -61,7 +61,11 @@ TEST_F(View, CoversPixels) {
         } else {
             std::vector<xp_long> dims;
             for (std::size_t k = 2; k < grid.size(); ++k) dims.push_back(std::stoll(grid[k]));
-            object = make_grid(std::stoi(grid[0]), kGridTypes.at(grid[1]), dims, positions);
+            object = make_field("object", {dims, 0, std::stoi(grid[0])});
+            host::set_grid_type(object, kGridTypes.at(grid[1]));
+            const auto set = grid[1] == "structured" ? FLDset_coord : FLDset_points;
+            const auto size = static_cast<xp_long>(positions.size());
+            if (size > 0) set(object, handed<float>(positions), size, ARR_HOST_OWNS);
         }
         host::set_field_xform(object, numbers(c.text('@')), {}, {});
         EXPECT_EQ(draw({object}).covered(), rows);

@@ -135,8 +135,7 @@ Picture merge(Picture all, const Picture& one) {
     for (std::size_t i = 0; i < all.depths.size(); ++i) {
         if (!(one.depths[i] > 1e-6F && one.depths[i] > all.depths[i])) continue;
         all.depths[i] = one.depths[i];
-        std::copy_n(one.pixels.begin() + static_cast<std::ptrdiff_t>(4 * i), 4,
-                    all.pixels.begin() + static_cast<std::ptrdiff_t>(4 * i));
+        std::copy_n(&one.pixels[4 * i], 4, &all.pixels[4 * i]);
     }
     return all;
 }

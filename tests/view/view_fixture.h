@@ -101,15 +101,6 @@ protected:
         FLDset_poly_connect(cells, handed<xp_long>(set.nodes), size, ARR_HOST_OWNS);
     }
 
-    OMobj_id make_grid(int nspace, int grid_type, const std::vector<xp_long>& dims,
-                       const std::vector<float>& positions) const {
-        const OMobj_id field = make_field("grid", {dims, 0, nspace});
-        host::set_grid_type(field, grid_type);
-        const auto set = grid_type == FLD_STRUCTURED ? FLDset_coord : FLDset_points;
-        const auto size = static_cast<xp_long>(positions.size());
-        if (size > 0) set(field, handed<float>(positions), size, ARR_HOST_OWNS);
-        return field;
-    }
     /// Gives object `index` a datamap: grey that rises with the value, from 0 to 255.
     void make_datamap(int index) const {
         const OMobj_id maps = host::create(instance, "datamaps", host::Kind::objects, host::Kind::group);
