@@ -65,7 +65,7 @@ TEST_F(Arrays, MisusesAreFaultsAndTouchNothing) {
         // what the object holds can still be read
         end_access(OMret_name_array_ptr(module, token("target"), ARR_READ, nullptr, nullptr));
     }
-    ARRfree_f(nullptr, "here.cpp", 1);
+    end_access(nullptr);
     EXPECT_EQ(account().faults.size(), faults);
 }
 

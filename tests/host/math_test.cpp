@@ -23,10 +23,8 @@ TEST(Matrices, ProductsApplyTheFirstFactorFirst) {
 
 TEST(Matrices, SumsAreSinglePrecisionInAscendingOrder) {
     // 2^24 + 1 - 2^24 is 0 in single precision from the left, 1 otherwise
-    const float big = 16777216;
-    const Floats a = {big, 1, -big, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const Floats ones(16, 1.0F);
-    EXPECT_EQ(product(a, ones)[0], 0.0F);
+    const Floats a = {16777216, 1, -16777216, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(product(a, Floats(16, 1.0F))[0], 0.0F);
 }
 
 TEST(Matrices, InversesUndo) {

@@ -94,9 +94,7 @@ protected:
             const std::vector<float> ones(120'000, 1);
             host::set_values(host::create(instance, name, host::Kind::array), DTYPE_FLOAT, ones.data(), 120'000);
         }
-        const OMobj_id plane = make_field(
-            "in_fld", {.dims = {1200, 1200}, .nspace = 2, .veclen = 3, .values = std::vector<float>(4'320'000, 1)});
-        FLDset_points(plane, handed<float>(std::vector<float>{0, 0, 1, 1}), 4, ARR_HOST_OWNS);
+        make_field("in_fld", {{1200, 1200}, 0, 2, {}, 3, std::vector<float>(4'320'000, 1), {0, 0, 1, 1}});
         for (const char* name : {"out", "outfld", "out_fld"}) host::create(instance, name, host::Kind::field);
     }
     /// A file of words at some places, with holes between.

@@ -12,9 +12,8 @@ namespace {
 TEST_F(View, VolumesShowTheirNearestSide) {
     set_size(6, 6);
     make_datamap(0);
-    const OMobj_id volume = make_field("volume", {{3, 2, 4}, 0, 3, {}, 1, {10, 20, 30, 40, 50, 60}});
-    const std::vector<float> corners{1, 1, -1, 5, 4, 1};
-    FLDset_points(volume, handed<float>(corners), 6, ARR_HOST_OWNS);
+    const OMobj_id volume =
+        make_field("volume", {{3, 2, 4}, 0, 3, {}, 1, {10, 20, 30, 40, 50, 60}, {1, 1, -1, 5, 4, 1}});
     const Picture near = draw({volume});
     EXPECT_FLOAT_EQ(
         near.depth(2, 2),
