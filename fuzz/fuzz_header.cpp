@@ -9,7 +9,7 @@ namespace {
 using namespace zam::ldrf;
 using zam::fuzz::require;
 
-/// Tables of one length, rows of nspace or veclen values, and a copy that says the same.
+/// Requires tables of one length, rows of nspace or veclen values, and a copy that says the same.
 void check_model(const HeaderModel& model) {
     const auto copy = copy_header(model);
     require(copy != nullptr && copy->steps.count() == model.steps.count());

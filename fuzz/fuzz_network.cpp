@@ -1,4 +1,4 @@
-// Network files: read, checked, and, when nothing is wrong with them, made into host objects and written out again.
+// Network files: read, checked, and, if nothing is wrong with them, made into host objects and written out again.
 #include <filesystem>
 
 #include "fuzz/network.h"
@@ -10,7 +10,7 @@ using namespace zam::session;
 
 namespace {
 
-/// Writes an object as every kind of file; what an object does not suit is refused.
+/// Writes an object as a file of every kind; kinds that do not suit it are refused.
 void write_all(OMobj_id object) {
     const std::string directory = std::filesystem::temp_directory_path().string();
     for (const OutputKind kind : {OutputKind::png, OutputKind::json, OutputKind::raw, OutputKind::vti, OutputKind::vtr,

@@ -23,7 +23,8 @@ const ModuleLibrary& library() {
     return *loaded;
 }
 
-/// Whether its numbers have at most two digits in a row and no exponents: sizes, steps and units of the timer.
+/// Whether the numbers in a text have at most two digits in a row and no exponents: sizes, steps and units of the
+/// timer.
 bool is_small(const std::string& text) {
     int digits = 0;
     for (const char c : text) {

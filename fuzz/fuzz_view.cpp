@@ -14,13 +14,13 @@ using fuzz::require;
 
 namespace {
 
-/// Choices made by one byte after another; 0 after the last.
+/// Makes choices by one byte after another, and by zeros after the last.
 class Bytes {
 public:
     Bytes(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
 
     int below(int n) { return next() % n; }
-    /// Small numbers in steps of an eighth, and now and then any.
+    /// Small numbers in steps of an eighth, and now and then any number.
     float number() {
         const std::uint8_t byte = next();
         if (byte < 250) return static_cast<float>(byte - 125) / 8.0F;

@@ -18,13 +18,13 @@ inline std::string text_of(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Requires that the host has got back all that it lent or allocated.
+/// Requires that everything lent or allocated was given back.
 inline void require_nothing_left() {
     const auto account = host::account();
     require(account.outstanding_arrays + account.open_accesses == 0 && account.faults.empty());
 }
 
-/// The instance of a fresh host, and what is reported from then on.
+/// An instance in a fresh host, and how often something has been reported since.
 class Instance {
 public:
     Instance() {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""run_example.py ZAM NETWORK OUTPUTS EXPECTED: runs a network, and looks whether it writes what is stored of its outputs.
+"""run_example.py ZAM NETWORK OUTPUTS EXPECTED: runs a network, and compares its outputs with what is stored of them.
 
 The record of calls lies among the outputs. EXPECTED/outputs.txt has a line for each file in OUTPUTS, or for each array
 of a VTK file:
@@ -11,10 +11,10 @@ of a VTK file:
     NAME picture WIDTH HEIGHT      small, as EXPECTED/NAME; an image in an .svg as NAME.png
 
 "exact" is for what does not go through the system's sine, power or exponential: it is the same everywhere. Means are
-those of 16 runs of values, each times 1, 2, .. 7, 1, .. so that a change of places shows, beside the mean magnitude;
+those of 16 runs of values, times 1, 2, .. 7, 1, .. in turn so that a change of places shows, beside the mean magnitude;
 they may be off by 1e-5 of that. Pixels of a small picture are means of 16 x 16 pixels and may be off by 1 of 255.
 
-With ZAM_UPDATE_EXPECTED=1 in the environment what is stored is written anew, each line of the kind that it had.
+With ZAM_UPDATE_EXPECTED=1 in the environment what is stored is written anew, each line in the kind that it had.
 Look at the pictures before you commit them.
 """
 import array
@@ -61,7 +61,7 @@ def unfilter(kind, row, above, step):
 
 
 def read_png(data):
-    """(width, height, channels, rows) of 8 bits a channel."""
+    """(width, height, channels, rows), 8 bits per channel."""
     place, packed, header = 8, b"", None
     while place < len(data):
         size, kind = struct.unpack(">I4s", data[place:place + 8])

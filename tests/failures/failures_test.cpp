@@ -79,7 +79,7 @@ protected:
         add(definition().find_method("deinst"));
     }
 
-    /// One run of a fresh instance that has run before, with one thing refused.
+    /// One run, with one thing refused, of a new instance that has run once before.
     void attempt(Refusal& refusal) {
         SCOPED_TRACE("refusal " + std::to_string(refusal.n()) + " of kind " +
                      std::to_string(static_cast<int>(refusal.what())));

@@ -29,7 +29,7 @@ TEST_F(Arrays, AllocationsAreZeroedOrRefused) {
 
 TEST_F(Arrays, MisusesAreFaultsAndTouchNothing) {
     const OMobj_id target = add("target", Kind::array);
-    // steps: new, own or access; hand over, as longer, refer to; free
+    // steps: n(ew), o(wn) or a(ccess); h(and over), as l(onger), r(efer to); f(ree)
     const std::pair<const char*, std::string> kCases[] = {
         {"free twice", "nff"},
         {"free what was never lent", "of"},

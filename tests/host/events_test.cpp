@@ -7,7 +7,7 @@
 namespace zam::host {
 namespace {
 
-/// A registration that writes its name into a record when it is called, and then does something.
+/// A registration that appends its name to a record whenever it is called, and then acts.
 struct Clock {
     std::string name;
     int interval;
@@ -49,7 +49,7 @@ TEST_F(Events, CallsComeInOrderOfTheirTimes) {
 
 TEST_F(Events, CallbacksMayChangeTheRegistrations) {
     const std::pair<std::string, std::function<void()>> kCases[] = {
-        // of six units, a every 2, b every 3
+        // the record of six units, with a every 2 and b every 3
         {"abb", [this] { a.stop(); }},         {"aaa", [this] { b.stop(); }},
         {"a", [this] { a.stop(), b.stop(); }}, {"ababa", [this] { a.stop(), a.start(); }},
         {"a", [] { EVflush_events(); }},       {"abaab", [this] { a.then = nullptr, advance(4); }},

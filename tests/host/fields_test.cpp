@@ -47,7 +47,7 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     EXPECT_EQ(points({1, 0, 2, 0, 4, 0, 8, 0, 0, -1, 0, 0, 0, 5}), 1);
     EXPECT_EQ(type(), FLD_RECTILINEAR);
     EXPECT_EQ(got<xp_long>(FLDget_npoints, field), 7);
-    EXPECT_EQ(extent(2), (Floats{1, -1, 8, 5}));  // the other component of an axis' points does not count
+    EXPECT_EQ(extent(2), (Floats{1, -1, 8, 5}));  // of an axis's points only its own component counts
     EXPECT_EQ(range("min"), -1.0);
     EXPECT_EQ(range("max"), 8.0);
     FLDset_ndim(field, 2);
@@ -55,7 +55,7 @@ TEST_F(Fields, TheGridTypeFollowsFromThePositions) {
     const xp_long following[] = {3, 2};
     EXPECT_EQ(FLDset_dims(field, following), 1);
     EXPECT_EQ(nnodes(), 6);
-    EXPECT_EQ(FLDset_nnodes(field, 2), 1);  // a count that is no product takes the dimensions away
+    EXPECT_EQ(FLDset_nnodes(field, 2), 1);  // a count that is not the product of the dimensions removes them
     EXPECT_EQ(coord({1, 2, NAN, 4}), 1);
     EXPECT_EQ(type(), FLD_UNSTRUCTURED);
     EXPECT_EQ(extent(2), (Floats{1, 2, 1, 4}));
@@ -86,7 +86,7 @@ TEST_F(Fields, AbsurdShapesAreRefused) {
     for (const auto set : {FLDset_ndim, FLDset_time_nsteps, FLDset_ncell_sets, FLDset_node_data_ncomp})
         for (const int count : {-1, kMaxInt}) EXPECT_EQ(set(field, count), 0);
     EXPECT_EQ(nnodes(), 12);
-    EXPECT_EQ(FLDset_ndim(module, 2), 0);  // no field at all
+    EXPECT_EQ(FLDset_ndim(module, 2), 0);  // not a field
     EXPECT_EQ(FLDset_ndim(OMnull_obj(), 2), 0);
 }
 
@@ -94,7 +94,7 @@ TEST_F(Fields, NewShapesDropWhatBelongedToTheOldOne) {
     shape({2, 1}, 2);
     coord({0, 0, 1, 1});
     FLDset_node_data(field, 0, filled<float>(DTYPE_FLOAT, {1, 2}), DTYPE_FLOAT, 2, ARR_HOST_OWNS);
-    shape({2, 1}, 2);  // the same again keeps everything
+    shape({2, 1}, 2);  // the same shape again keeps everything
     EXPECT_TRUE(has_coordinates(field));
     shape({2, 2}, 2);
     EXPECT_FALSE(has_coordinates(field));
@@ -120,7 +120,7 @@ TEST_F(Fields, ExtentsFollowTheCoordinates) {
     lent<float>(FLDget_coord, field, ARR_READ_WRITE, [&](float* written) {
         EXPECT_EQ(extent(1), (Floats{3, 5}));
         written[1] = 6;
-        EXPECT_EQ(range("max"), 6.0);  // while it is being written too
+        EXPECT_EQ(range("max"), 6.0);  // also while it is being written
     });
     EXPECT_EQ(extent(1), (Floats{3, 6}));
     EXPECT_EQ(OMset_real_val(find(field, "coordinates.max"), 1.0), 0);
@@ -149,7 +149,7 @@ TEST_F(Fields, CellSets) {
     EXPECT_EQ(FLDset_ncell_sets(field, 1), 1);
     EXPECT_EQ(FLDget_cell_set(field, 1, &cells), 0);
     cells = cell_set(0);
-    // a cell set ends with its field only
+    // a cell set ends only with its field
     destroy(owner(module, "holder", cells));
     destroy(cells);
     EXPECT_EQ(FLDset_cell_set(cells, "Quad"), 1);
@@ -158,10 +158,10 @@ TEST_F(Fields, CellSets) {
     int seq = 0;
     EXPECT_EQ(lent<xp_long>(FLDget_node_connect, cells, ARR_WRITE, [&](auto*) { seq = now(); })->size(), 20U);
     EXPECT_NE(OMchanged(field, seq), 0);
-    FLDset_cell_set(cells, "Quad");  // the same again keeps the list
+    FLDset_cell_set(cells, "Quad");  // the same type again keeps the list
     EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ)->size(), 20U);
     EXPECT_EQ(FLDset_ncells(cells, 6), 1);
-    EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ), std::nullopt);  // it was for five
+    EXPECT_EQ(lent(FLDget_node_connect, cells, ARR_READ), std::nullopt);  // the list was for five cells
     destroy(field);
     EXPECT_EQ(FLDset_ncells(cells, 1), 0);
 }
@@ -222,7 +222,7 @@ TEST_F(Fields, TransformsAreComposedOfTheirParts) {
     set_field_xform(field, {}, {}, center);
     // p' = (p - c) M + t + c takes c to c + t
     EXPECT_EQ(moved({1, 2, 0}, matrix_of(FLDget_xform, field)), (Floats{6, 8, 8}));
-    set_values(find(field, "xform.mat"), DTYPE_FLOAT, xform.data(), 9);  // nine numbers are no matrix
+    set_values(find(field, "xform.mat"), DTYPE_FLOAT, xform.data(), 9);  // nine numbers do not make a matrix
     EXPECT_EQ(matrix_of(FLDget_xform, field), Floats());
 }
 

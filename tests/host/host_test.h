@@ -1,4 +1,4 @@
-// What the tests of the host share: a fresh host for each, which has to hold nothing at the end.
+// What the tests of the host share: a fresh host for each, in which nothing is outstanding at the end.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -22,7 +22,7 @@ TEST(Matrices, ProductsApplyTheFirstFactorFirst) {
 }
 
 TEST(Matrices, SumsAreSinglePrecisionInAscendingOrder) {
-    // 2^24 + 1 - 2^24 is 0 in single precision from the left, 1 otherwise
+    // in single precision 2^24 + 1 - 2^24 is 0 if it is summed from the left, otherwise 1
     const Floats a = {16777216, 1, -16777216, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(product(a, Floats(16, 1.0F))[0], 0.0F);
 }

@@ -59,7 +59,7 @@ TEST_F(NodeData, LimitsHaveTheTypeOfTheValues) {
     const xp_long big = (xp_long{1} << 53) + 1;  // no double holds it
     set<xp_long>(DTYPE_LONG, {big, big});
     EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{big, big}));
-    // given as another type, they are converted; what does not fit is not read
+    // limits given as another type are converted; those that do not fit cannot be read
     const double low = -1.5, high = 3.5;
     EXPECT_EQ(FLDset_node_data_minmax(field, 0, &low, &high, DTYPE_DOUBLE), 1);
     EXPECT_EQ(minmax<xp_long>(), (std::vector<xp_long>{-1, 3}));

@@ -35,7 +35,7 @@ TEST_F(Objects, HandlesOfWhatHasEndedStayInvalid) {
     const OMobj_id group = add("group", Kind::group), inner = create(group, "inner", Kind::integer);
     OMset_obj_ref(add("alias", Kind::unset), inner);
     destroy(group);
-    for (int k = 0; k < 10; ++k) add("fresh", Kind::group);  // takes the places that became free
+    for (int k = 0; k < 10; ++k) add("fresh", Kind::group);  // these take the places that became free
     EXPECT_EQ(OMset_int_val(inner, 1), 0);
     EXPECT_EQ(kind(find(module, "alias")), Kind::none);
     for (const OMobj_id bad : {group, inner, OMobj_id{{0, 0}}, OMobj_id{{1, 99}}, OMobj_id{{~std::uintptr_t{0}, 1}}})
@@ -56,7 +56,7 @@ TEST_F(Objects, ValuesFollowChainsOfReferences) {
     // no circles, however long
     EXPECT_EQ(OMset_obj_ref(value, far), 0);
     EXPECT_EQ(OMset_obj_ref(value, value), 0);
-    // without its reference an object is what it was
+    // without its reference an object is what it was before
     EXPECT_EQ(OMset_obj_ref(far, OMnull_obj()), 1);
     EXPECT_EQ(kind(far), Kind::real);
 }
@@ -81,7 +81,7 @@ TEST_F(Objects, OwnedObjectsEndWithTheirLastReference) {
 
 TEST_F(Objects, AnOwnerInsideWhatItOwnsIsHarmless) {
     const OMobj_id group = add("group", Kind::group), inner = owner(group, "inner", group);
-    EXPECT_GT(stamp(group), 0);  // ends although it goes in a circle
+    EXPECT_GT(stamp(group), 0);  // returns, although the references form a circle
     OMset_obj_ref(inner, OMnull_obj());
     EXPECT_EQ(OMvalid_obj(inner), 1);
     OMset_obj_ref(inner, module);

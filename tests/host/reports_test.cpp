@@ -1,4 +1,4 @@
-// Reports, progress, contexts, and calls that fail on demand.
+// Reports, progress, and calls that fail on demand.
 #include <array>
 
 #include "tests/host/host_test.h"
@@ -34,7 +34,7 @@ TEST_F(Reports, StretchesNest) {
     OMstatus_check(30, nullptr, nullptr);
     EXPECT_EQ(OMpop_status_range(), 0);
     OMpush_status_range(50, 60);
-    set_current_module("next");  // starts with the whole, whatever the one before left
+    set_current_module("next");  // starts with the whole range, whatever the module before left
     OMstatus_check(40, nullptr, nullptr);
     std::vector<std::array<int, 3>> told;
     for (const Record& record : records) told.push_back({record.percent, record.range_low, record.range_high});

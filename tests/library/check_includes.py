@@ -2,7 +2,7 @@
 """check_includes.py SOURCE_DIR: holds the sources' includes against the table of rooms in docs/architecture.md.
 
 A row is "| `room/` | what is decided there | `room/`, `room/` |"; the last column says whom the room knows. Who knows a room
-knows also whom that room knows. The part of a path behind the last room in it is no concern of the rule.
+also knows whom that room knows. What follows the last room in a path is no concern of the rule.
 """
 import re
 import sys
@@ -19,7 +19,7 @@ assert len(rooms) > 15, "the table of rooms was not found"
 
 
 def known(room):
-    """The room and all that it knows, at first hand or further on."""
+    """The room and all that it knows, directly or through others."""
     seen, open_rooms = set(), [room]
     while open_rooms:
         here = open_rooms.pop()

@@ -1,4 +1,4 @@
-// What counts as available, and modules that are asked for more: each array alone would fit, all together do not.
+// What counts as available, and modules that need more: each array alone would fit, all together do not.
 #include <sys/resource.h>
 
 #include "base/available_memory.h"
@@ -45,8 +45,7 @@ TEST(Available, IsWithinTheLimitsOfTheProcess) {
     for (const auto resource : {RLIMIT_AS, RLIMIT_DATA}) {
         rlimit limit{};
         getrlimit(resource, &limit);
-        const rlim_t old =
-            std::exchange(limit.rlim_cur, 64 * kMegabyte);  // below what the process has, or little above
+        const rlim_t old = std::exchange(limit.rlim_cur, 64 * kMegabyte);  // below what the process uses, or just above
         setrlimit(resource, &limit);
         EXPECT_LE(available_memory(), 64 * kMegabyte);
         limit.rlim_cur = old;
@@ -67,7 +66,7 @@ TEST(Budget, CountsEverythingTaken) {
     pretend_available_memory(0);
     EXPECT_THROW(memory.require(1, 1), std::bad_alloc);
     EXPECT_TRUE(memory.take(0, 8));
-    EXPECT_TRUE(AvailableMemory().take(16 * kMegabyte, 1));  // small updates do not ask
+    EXPECT_TRUE(AvailableMemory().take(16 * kMegabyte, 1));  // small updates are not checked
     EXPECT_FALSE(AvailableMemory().take(16 * kMegabyte + 1, 1));
     pretend_available_memory(std::nullopt);
 }
@@ -97,7 +96,7 @@ protected:
         make_field("in_fld", {{1200, 1200}, 0, 2, {}, 3, std::vector<float>(4'320'000, 1), {0, 0, 1, 1}});
         for (const char* name : {"out", "outfld", "out_fld"}) host::create(instance, name, host::Kind::field);
     }
-    /// A file of words at some places, with holes between.
+    /// Writes a file with words at some places, and holes between them.
     std::string sparse_file(const char* name, const std::vector<long>& places,
                             const std::vector<std::int32_t>& words) const {
         std::ofstream file(directory.file(name), std::ios::binary);

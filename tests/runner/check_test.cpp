@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Networks, Check,
                          testing::ValuesIn(test::load_text_cases(ZAM_TEST_DATA "/networks.test", ">!$")),
                          [](const auto& info) { return info.param.name; });
 
-// Files that are hostile in size end with one message, soon and in bounded memory.
+// Files of hostile size are refused with one message, soon and in bounded memory.
 TEST(Check, HostileSizes) {
     const test::Scratch scratch;
     const auto list_of = [](const std::string& element) {

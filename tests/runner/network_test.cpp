@@ -1,6 +1,9 @@
 // Networks of the real modules: what they write and print is beside them.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/runner/support.h"
 
 namespace zam::test {

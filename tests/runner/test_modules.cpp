@@ -32,7 +32,7 @@ OMobj_id ticking;  // the counter that the timer advances
 
 extern "C" {
 
-/// sum = a + b; `changed` tells which of them changed since the last run; prints to both standard streams' C side.
+/// sum = a + b; `changed` tells which of them changed since the last run.
 ZAM_MODULE_API int test_add(OMobj_id instance, unsigned /*mask*/, int seq) {
     std::string changed;
     for (const char* parameter : {"a", "b"}) {
@@ -42,7 +42,7 @@ ZAM_MODULE_API int test_add(OMobj_id instance, unsigned /*mask*/, int seq) {
     return OMset_name_int_val(instance, name("sum"), int_or(instance, "a", 0) + int_or(instance, "b", 0));
 }
 
-/// Keeps a and b apart: the one set last wins. The first line of the module's story.
+/// Records that it was called, where test_add() records changes.
 ZAM_MODULE_API int test_add_set_params(OMobj_id instance, unsigned /*mask*/, int /*seq*/) {
     append(instance, "changed", "set_params ");
     return 1;
@@ -93,7 +93,7 @@ ZAM_MODULE_API int test_collect(OMobj_id instance, unsigned /*mask*/, int /*seq*
     return FLDset_nnodes(OMfind_str_subobj(list, added.c_str(), OM_OBJ_RW), size + 1);
 }
 
-/// Its output refers to a field made anew each run, as reading modules do it.
+/// Its output refers to a field made anew each run, as modules that read files do.
 ZAM_MODULE_API int test_make(OMobj_id instance, unsigned /*mask*/, int /*seq*/) {
     OMobj_id made{};
     const xp_long dim = int_or(instance, "size", 1);

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/runner/read_back.h"
 #include "tests/runner/support.h"
@@ -62,7 +63,7 @@ std::string story(const std::string& log) {
     return text;
 }
 
-/// "NAME TEXT" as two.
+/// Splits "NAME TEXT".
 std::pair<std::string, std::string> named(const std::string& line) {
     const std::size_t end = line.find(' ');
     return {line.substr(0, end), end == std::string::npos ? "" : line.substr(end + 1)};
@@ -98,7 +99,7 @@ void expect_file(const TextCase& one, const Scratch& scratch, const std::string&
 }
 
 /// Runs what a case says, in a directory with the files of data/inputs. Relative names of networks of the form "value"
-/// and of their files lie one deeper.
+/// and of their files lie one directory deeper.
 Scratch::Run run(const TextCase& one, const Scratch& scratch) {
     std::filesystem::copy(ZAM_TEST_DATA "/inputs", scratch.path(), std::filesystem::copy_options::recursive);
     setenv("DATA", ZAM_TEST_NETWORKS "/..", 1);

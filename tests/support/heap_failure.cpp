@@ -24,7 +24,7 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-// Sanitizers have their own further forms, which would pass by those above.
+// Sanitizers bring further forms of their own, which would bypass those above.
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     try {
         return operator new(size);

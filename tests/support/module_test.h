@@ -78,7 +78,7 @@ protected:
         return field;
     }
 
-    /// Gives a field without nodes its arrays, which are empty.
+    /// Gives a field without nodes empty arrays.
     static void set_no_values(OMobj_id field) {
         FLDset_coord(field, handed<float>(std::vector<float>()), 0, ARR_HOST_OWNS);
         FLDset_node_data(field, 0, handed<float>(std::vector<float>()), DTYPE_FLOAT, 0, ARR_HOST_OWNS);

@@ -1,4 +1,4 @@
-// Hosts and heaps that refuse: one call, array or piece of memory of all that a run asks for, each in its turn.
+// Hosts and heaps that refuse: one call, array or piece of memory of all that a run asks for, each in turn.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ private:
     bool struck_ = false;
 };
 
-/// Calls `attempt` with one refusal after the other until one does not strike.
+/// Calls `attempt` with the first, the second, ... refusal of each kind until one does not strike.
 template <class Attempt>
 void refuse_in_turn(Attempt&& attempt) {
     for (const Refused what : kEveryRefusal) {

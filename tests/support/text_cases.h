@@ -1,6 +1,6 @@
 // Cases as text files: a line "NAME> text" begins a case, further lines of it begin with a mark; # begins a comment.
-// What the marks mean, the test says that reads the file. \n, \r, \t, \f, \0, \xFF and \\ stand for characters, \c at
-// the end for a line without its end.
+// The test that reads a file says what its marks mean. \n, \r, \t, \f, \0, \xFF and \\ stand for characters; a line
+// that ends in \c has no line end.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Which pixels primitives cover, how near these are, and who wins.
+// Which pixels primitives cover, how near these are, and which of several is seen.
 #include <cmath>
 #include <iterator>
 #include <map>

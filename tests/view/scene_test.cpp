@@ -22,7 +22,7 @@ TEST_F(View, VolumesShowTheirNearestSide) {
     EXPECT_EQ(near.color(3, 2), (std::array{60, 60, 60}));
 }
 
-/// From every side a cell looks as the tetrahedra do that it can be cut into.
+/// From every side a cell looks like the tetrahedra that it can be cut into.
 TEST_F(View, CellsHaveTheFacesOfTheirTetrahedra) {
     set_size(40, 40);
     const std::vector<float> box{-4, -3, -2, 5, -3, -2, 5, 4, -2, -4, 4, -2, -4, -3, 6, 5, -3, 6, 5, 4, 6, -4, 4, 6};
@@ -129,7 +129,7 @@ TEST_F(View, PerspectiveColorsAreThoseOfSpace) {
     EXPECT_NEAR(draw({wall}).color(4, 4)[0], 50 * light, 1);
 }
 
-/// As a merge of captures does it: of every pixel the greatest depth, the first of equal ones.
+/// Merges as captures are merged: every pixel shows the greatest depth, the first of equal ones.
 Picture merge(Picture all, const Picture& one) {
     for (std::size_t i = 0; i < all.depths.size(); ++i) {
         if (!(one.depths[i] > 1e-6F && one.depths[i] > all.depths[i])) continue;
