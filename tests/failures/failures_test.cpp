@@ -126,7 +126,7 @@ protected:
         for (const auto& one : said) text += one;
         const std::string directory = scratch_.path();
         if (const auto at = text.find(directory); at != std::string::npos) text.replace(at, directory.size(), "DIR");
-        outcome_.add(refusal.what(), result, written, text);
+        outcome.add(refusal.what(), result, written, text);
     }
 
     int run() {
@@ -152,7 +152,7 @@ protected:
         return result;
     }
 
-    Outcome outcome_;
+    Outcome outcome;
 
 private:
     const ScratchDirectory scratch_;
@@ -169,7 +169,7 @@ private:
 
 TEST_P(Failures, LeaveNothingBehind) {
     refuse_in_turn([this](Refusal& refusal) { attempt(refusal); });
-    EXPECT_EQ(outcome_.text(), GetParam().text('='));
+    EXPECT_EQ(outcome.text(), GetParam().text('='));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Failures, ::testing::ValuesIn(load_text_cases(ZAM_TEST_DATA "/promises.test", "><-@+=")),
