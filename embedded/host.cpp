@@ -38,6 +38,14 @@ OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_
     return store.add(above, token, std::move(*value)).id;
 }
 
+bool renew(OMobj_id object, Kind kind) {
+    Object* found = state().store.find(object);
+    auto value = make_value(kind, Kind::none);
+    if (!found || found == &state().store.root() || is_part(*found) || !value) return false;
+    state().store.replace(*found, std::move(*value));
+    return true;
+}
+
 void destroy(OMobj_id object) {
     Object* found = state().store.find(object);
     if (found && found != &state().store.root() && !is_part(*found)) state().store.end(*found, nullptr);

@@ -45,6 +45,9 @@ ZAM_HOST_CXX_API OMobj_id root();
 /// references to it go on working). `element_kind` is for Kind::objects.
 ZAM_HOST_CXX_API OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_kind = Kind::field);
 
+/// Makes an object anew in place: without contents, of a kind that create() makes. Its handle stays valid. False if the
+/// object does not exist or has no such kind.
+ZAM_HOST_CXX_API bool renew(OMobj_id object, Kind kind);
 /// Ends an object and everything below it. References to it then refer to nothing.
 ZAM_HOST_CXX_API void destroy(OMobj_id object);
 

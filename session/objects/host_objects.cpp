@@ -5,6 +5,8 @@
 
 #include "contract/om.h"
 #include "embedded/host.h"
+#include "session/convert/convert_field.h"
+#include "session/objects/borrowed_field.h"
 #include "session/objects/host_array.h"
 #include "session/objects/host_fields.h"
 #include "session/objects/run_error.h"
@@ -39,6 +41,8 @@ void set_list(OMobj_id list, const ValueList& elements, std::vector<Link>& links
         const OMobj_id element = host::find(list, "[" + std::to_string(i) + "]");
         if (const auto* reference = std::get_if<Reference>(&elements[i].form)) {
             links.push_back({element, *reference});
+        } else if (const auto* converted = std::get_if<ConvertedReference>(&elements[i].form)) {
+            links.push_back({element, converted->source, converted->conversion});
         } else if (const auto* field = std::get_if<FieldPointer>(&elements[i].form)) {
             fill_field(element, **field);
         } else if (const auto* group = std::get_if<ValueGroup>(&elements[i].form)) {
@@ -75,6 +79,9 @@ struct Maker {
     }
     void operator()(const NumberArray& value) const { set_array(create(parent, name, host::Kind::array), value); }
     void operator()(const Reference& value) const { links.push_back({create(parent, name, host::Kind::unset), value}); }
+    void operator()(const ConvertedReference& value) const {
+        links.push_back({create(parent, name, host::Kind::unset), value.source, value.conversion});
+    }
     void operator()(const FieldPointer& value) const { fill_field(create(parent, name, host::Kind::field), *value); }
     void operator()(const ValueList& value) const {
         set_list(create(parent, name, host::Kind::objects, element_kind(value)), value, links);
@@ -108,9 +115,27 @@ ValueGroup empty_group(Kind kind) {
     ValueGroup group;
     if (kind != Kind::color_table) return group;
     for (const char* color : {"alpha", "red", "green", "blue"}) {
-        group.push_back({color, {NumberArray{.type = DTYPE_BYTE, .count = 0, .values = {}, .file = {}}}});
+        group.push_back({color, {NumberArray{.type = DTYPE_BYTE, .count = 0, .values = {}, .source = {}}}});
     }
     return group;
+}
+
+/// Makes the field of a converting link, unless its source is as it was.
+std::string convert_anew(Link& link, OMobj_id target) {
+    const int stamp = host::stamp(target);
+    if (stamp == link.made_of) return {};
+    OMobj_id source = OMnull_obj();
+    OMget_obj_val(target, &source);
+    if (host::kind(source) != host::Kind::field) return link.reference.target + " is not a field";
+    host::renew(link.holder, host::Kind::field);
+    try {
+        fill_field(link.holder, *convert(borrow_field(source), *link.conversion));
+        link.made_of = stamp;
+        return {};
+    } catch (const std::exception& error) {
+        host::renew(link.holder, host::Kind::unset);
+        return link.reference.target + " cannot be converted: " + error.what();
+    }
 }
 
 }  // namespace
@@ -132,16 +157,18 @@ void make_default(OMobj_id parent, const Parameter& parameter, std::vector<Link>
     }
 }
 
-bool follow(const Link& link) {
-    if (OMvalid_obj(link.holder) != 1) return true;  // taken away since
+std::string follow(Link& link) {
+    if (OMvalid_obj(link.holder) != 1) return {};  // taken away since
     const OMobj_id target = host::find(host::root(), link.reference.target);
     const bool exists = OMvalid_obj(target) == 1;
+    const std::string nothing = exists ? "" : link.reference.target + " leads to nothing";
+    if (link.conversion) return exists ? convert_anew(link, target) : nothing;
     OMobj_id current = OMnull_obj();
     OMget_obj_ref(link.holder, &current, 0);
     const bool same = current.word[0] == target.word[0] && current.word[1] == target.word[1];
     // a reference that stays as it is must not count as a change
     if (exists ? !same : host::is_reference(link.holder)) OMset_obj_ref(link.holder, target);
-    return exists;
+    return nothing;
 }
 
 }  // namespace zam::session

@@ -1,6 +1,7 @@
 // Makes host objects of the values that a network gives.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ namespace zam::session {
 struct Link {
     OMobj_id holder;
     Reference reference;
+    std::optional<Conversion> conversion = {};  // the holder is a field of its own, made of what the reference names
+    int made_of = 0;                            // moment of the source's latest change when it was made
 };
 
 /// Makes, or makes again, sub-object `name` of `parent` with a value. Handles of the object stay valid.
@@ -26,8 +29,8 @@ void make_object(OMobj_id parent, const std::string& name, const Value& value, s
 /// not at all.
 void make_default(OMobj_id parent, const Parameter& parameter, std::vector<Link>& links);
 
-/// Lets a link refer to what its reference names now.
-/// @return false when it does not exist; then the object refers to nothing
-bool follow(const Link& link);
+/// Lets a link refer to what its reference names now, or converts that anew if it has changed.
+/// @return an empty text, or why there is nothing; then the object refers to nothing or has no value
+std::string follow(Link& link);
 
 }  // namespace zam::session

@@ -107,17 +107,14 @@ void Session::give(const Assignment& assignment) {
     if (std::holds_alternative<Absent>(assignment.value.form)) host::touch(running.object);
 }
 
-/// Lets references of a module lead to what they name now.
-bool Session::follow_links(std::size_t module, bool report) {
-    bool complete = true;
-    for (const auto& [parameter, links] : running_[module].links) {
-        for (const auto& link : links) {
-            if (follow(link)) continue;
-            complete = false;
-            if (report) listener_.module_error(instance(module).name, link.reference.target + " leads to nothing");
+/// Lets references of a module lead to what they name now, and makes converted fields of what has changed.
+void Session::follow_links(std::size_t module, bool report) {
+    for (auto& [parameter, links] : running_[module].links) {
+        for (auto& link : links) {
+            const std::string problem = follow(link);
+            if (report && !problem.empty()) listener_.module_error(instance(module).name, problem);
         }
     }
-    return complete;
 }
 
 // --- Calls ---

@@ -61,7 +61,7 @@ private:
 
     void give(const Assignment& assignment);
     void make_parameters(std::size_t module);
-    bool follow_links(std::size_t module, bool report);
+    void follow_links(std::size_t module, bool report);
     void update(std::size_t module);
     void run(std::size_t module);
     void run_affected(int since, Cause cause);

@@ -42,7 +42,7 @@ public:
     /// Empty if the key is not given.
     NumberArray numbers(std::string_view key, int type, std::optional<xp_long> wanted = {}) {
         auto array = read(key, [&](const Cursor& place) { return read_number_array(place, type, wanted); });
-        return array.value_or(NumberArray{.type = type, .count = 0, .values = {}, .file = {}});
+        return array.value_or(NumberArray{.type = type, .count = 0, .values = {}, .source = {}});
     }
     std::optional<NumberArray> number(std::string_view key, int type) {
         return read(key, [&](const Cursor& place) { return read_one_number(place, type); });
@@ -183,7 +183,7 @@ NumberArray index_space(const FieldValue& field) {
     return {.type = DTYPE_FLOAT,
             .count = static_cast<xp_long>(corners.size()),
             .values = {bytes.begin(), bytes.end()},
-            .file = {}};
+            .source = {}};
 }
 
 void read_extent(Members& members, FieldValue& field) {
@@ -340,7 +340,7 @@ std::optional<bool> read_time(const Cursor& cursor, FieldValue& field) {
 
 }  // namespace
 
-std::shared_ptr<const FieldValue> read_field(const Cursor& cursor) {
+FieldPointer read_field(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"nspace", "ndim",   "dims",  "nnodes",    "grid_type", "points",
                                           "coord",  "extent", "xform", "node_data", "cell_sets", "time"};
     Members members(cursor);

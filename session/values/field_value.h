@@ -52,10 +52,12 @@ struct FieldValue {
     std::vector<StepValue> steps;
 };
 
+using FieldPointer = std::shared_ptr<const FieldValue>;
+
 /// The names of grid types in network files, in the order of their codes from 1.
 constexpr std::string_view kGridTypeNames[] = {"uniform", "rectilinear", "structured", "unstructured"};
 
 /// Reads a field from an object of a document. Null after a problem.
-std::shared_ptr<const FieldValue> read_field(const Cursor& cursor);
+FieldPointer read_field(const Cursor& cursor);
 
 }  // namespace zam::session

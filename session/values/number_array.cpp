@@ -14,6 +14,7 @@
 #include "base/element_types.h"
 #include "base/file_handle.h"
 #include "contract/file.h"
+#include "platform/large_file.h"
 #include "session/document/special_numbers.h"
 
 namespace zam::session {
@@ -119,6 +120,79 @@ std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file
     return static_cast<xp_long>(length);
 }
 
+/// Makes `count` little-endian elements native.
+void to_native(std::byte* values, std::size_t count, std::size_t size) {
+    if constexpr (std::endian::native == std::endian::little) return;
+    for (std::size_t i = 0; i < count; ++i) std::reverse(values + i * size, values + (i + 1) * size);
+}
+
+Number number_at(const std::byte* values, int type, std::size_t index) {
+    return with_type(type, [&](auto value) -> Number {
+        std::memcpy(&value, values + index * sizeof value, sizeof value);
+        if constexpr (std::is_floating_point_v<decltype(value)>)
+            return static_cast<double>(value);
+        else
+            return static_cast<std::int64_t>(value);
+    });
+}
+
+/// A stretch of a file of little-endian values, which stays within the file as long as that does not change.
+class FileStretch final : public ValueSource {
+public:
+    /// @param type    of the values in the file
+    /// @param offset  bytes before the first value
+    /// @param as      the type that the values become
+    FileStretch(std::string file, int type, xp_long offset, int as)
+        : file_(std::move(file)), type_(type), as_(as), offset_(offset) {}
+
+    std::string read(xp_long first, xp_long count, std::byte* destination) const override {
+        const std::string error = copy(first, count, destination);
+        return error.empty() ? error : file_ + ": " + error;
+    }
+
+private:
+    std::string copy(xp_long first, xp_long count, std::byte* destination) const;
+    std::string copy_converted(std::FILE* file, std::size_t count, std::byte* destination) const;
+
+    std::string file_;
+    int type_, as_;
+    xp_long offset_;
+};
+
+/// Reads values of the file's type block by block and converts each.
+std::string FileStretch::copy_converted(std::FILE* file, std::size_t count, std::byte* destination) const {
+    const std::size_t file_size = type_size(type_);
+    const std::size_t size = type_size(as_);
+    std::vector<std::byte> block(kValuesPerBlock * file_size);
+    for (std::size_t done = 0; done < count;) {
+        const std::size_t wanted = std::min(kValuesPerBlock, count - done);
+        if (std::fread(block.data(), file_size, wanted, file) != wanted) return "ended early";
+        to_native(block.data(), wanted, file_size);
+        for (std::size_t i = 0; i < wanted; ++i) {
+            const Number number = number_at(block.data(), type_, i);
+            if (!store(number, as_, destination + (done + i) * size)) {
+                return "value " + std::to_string(done + i) + ": " + does_not_fit(number, as_);
+            }
+        }
+        done += wanted;
+    }
+    return {};
+}
+
+std::string FileStretch::copy(xp_long first, xp_long count, std::byte* destination) const {
+    const FileHandle file(FILEfopen(file_.c_str(), "rb"));
+    if (!file) return "cannot open the file";
+    const std::size_t size = type_size(type_);
+    if (platform::seek(file.get(), offset_ + first * static_cast<xp_long>(size), SEEK_SET) != 0)
+        return "cannot seek in the file";
+    if (type_ != as_) return copy_converted(file.get(), static_cast<std::size_t>(count), destination);
+    if (std::fread(destination, size, static_cast<std::size_t>(count), file.get()) != static_cast<std::size_t>(count)) {
+        return "ended early";
+    }
+    to_native(destination, static_cast<std::size_t>(count), size);
+    return {};
+}
+
 std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type,
                                              std::optional<xp_long> wanted) {
     constexpr std::string_view kKeys[] = {"values_file", "type", "offset", "count"};
@@ -145,66 +219,8 @@ std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional
     NumberArray array;
     array.type = type.value_or(*file_type);
     array.count = count_place ? *count : std::min(available, wanted.value_or(available));
-    array.file = FileStretch{file, *file_type, *offset};
+    array.source = std::make_shared<FileStretch>(file, *file_type, *offset, array.type);
     return array;
-}
-
-/// Makes `count` little-endian elements native.
-void to_native(std::byte* values, std::size_t count, std::size_t size) {
-    if constexpr (std::endian::native == std::endian::little) return;
-    for (std::size_t i = 0; i < count; ++i) std::reverse(values + i * size, values + (i + 1) * size);
-}
-
-Number number_at(const std::byte* values, int type, std::size_t index) {
-    return with_type(type, [&](auto value) -> Number {
-        std::memcpy(&value, values + index * sizeof value, sizeof value);
-        if constexpr (std::is_floating_point_v<decltype(value)>)
-            return static_cast<double>(value);
-        else
-            return static_cast<std::int64_t>(value);
-    });
-}
-
-/// Reads values of the file's type block by block and converts each.
-std::string copy_converted(const NumberArray& array, std::FILE* file, std::byte* destination) {
-    const std::size_t file_size = type_size(array.file->type);
-    const std::size_t size = type_size(array.type);
-    std::vector<std::byte> block(kValuesPerBlock * file_size);
-    for (std::size_t done = 0; done < static_cast<std::size_t>(array.count);) {
-        const std::size_t wanted = std::min(kValuesPerBlock, static_cast<std::size_t>(array.count) - done);
-        if (std::fread(block.data(), file_size, wanted, file) != wanted) return "ended early";
-        to_native(block.data(), wanted, file_size);
-        for (std::size_t i = 0; i < wanted; ++i) {
-            const Number number = number_at(block.data(), array.file->type, i);
-            if (!store(number, array.type, destination + (done + i) * size)) {
-                return "value " + std::to_string(done + i) + ": " + does_not_fit(number, array.type);
-            }
-        }
-        done += wanted;
-    }
-    return {};
-}
-
-/// Moves on from the start of a file, in steps that a long holds.
-bool seek(std::FILE* file, xp_long offset) {
-    while (offset > 0) {
-        const auto step = static_cast<long>(std::min<xp_long>(offset, LONG_MAX));
-        if (std::fseek(file, step, SEEK_CUR) != 0) return false;
-        offset -= step;
-    }
-    return true;
-}
-
-std::string copy_from_file(const NumberArray& array, std::byte* destination) {
-    const FileHandle file(FILEfopen(array.file->file.c_str(), "rb"));
-    if (!file) return "cannot open the file";
-    if (!seek(file.get(), array.file->offset)) return "cannot seek in the file";
-    if (array.file->type != array.type) return copy_converted(array, file.get(), destination);
-    const auto count = static_cast<std::size_t>(array.count);
-    const std::size_t size = type_size(array.type);
-    if (std::fread(destination, size, count, file.get()) != count) return "ended early";
-    to_native(destination, count, size);
-    return {};
 }
 
 }  // namespace
@@ -247,19 +263,23 @@ std::optional<NumberArray> read_one_number(const Cursor& cursor, int type) {
     const auto special = written ? std::nullopt : cursor.real();
     if (!written && !special) return std::nullopt;
     const Number number = written ? *written : Number{*special};
-    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .file = {}};
+    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .source = {}};
     if (store(number, type, array.values.data())) return array;
     cursor.problem(does_not_fit(number, type));
     return std::nullopt;
 }
 
-std::string copy_values(const NumberArray& array, void* destination) {
-    if (array.file) {
-        const std::string error = copy_from_file(array, static_cast<std::byte*>(destination));
-        return error.empty() ? error : array.file->file + ": " + error;
-    }
-    if (!array.values.empty()) std::memcpy(destination, array.values.data(), array.values.size());
+std::string copy_values(const NumberArray& array, xp_long first, xp_long count, void* destination) {
+    auto* const bytes = static_cast<std::byte*>(destination);
+    if (count == 0) return {};
+    if (array.source) return array.source->read(first, count, bytes);
+    const auto size = static_cast<xp_long>(type_size(array.type));
+    std::memcpy(bytes, array.values.data() + first * size, static_cast<std::size_t>(count * size));
     return {};
+}
+
+std::string copy_values(const NumberArray& array, void* destination) {
+    return copy_values(array, 0, array.count, destination);
 }
 
 }  // namespace zam::session

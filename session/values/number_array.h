@@ -1,4 +1,4 @@
-// Arrays of numbers as network files give them: written out, or a stretch of a file of raw values.
+// Arrays of numbers: as network files give them, written out or as a stretch of a file, and as other sources make them.
 #pragma once
 
 #include <cstddef>
@@ -8,21 +8,15 @@
 
 #include "contract/types.h"
 #include "session/document/cursor.h"
+#include "session/values/value_source.h"
 
 namespace zam::session {
-
-/// Values of a file, read only when they are needed.
-struct FileStretch {
-    std::string file;
-    int type = DTYPE_FLOAT;  // of the values in the file, which are little-endian
-    xp_long offset = 0;      // bytes before the first value
-};
 
 struct NumberArray {
     int type = DTYPE_FLOAT;
     xp_long count = 0;
-    std::vector<std::byte> values;    // `count` values of `type`, unless they come from a file
-    std::optional<FileStretch> file;  // lies within the file, as long as that does not change
+    std::vector<std::byte> values;  // `count` values of `type`, unless they come from a source
+    ValueSourcePointer source;
 };
 
 /// Reads an array of numbers, each of which has to fit the element type, or a `{"values_file": ...}`, whose file has to
@@ -42,6 +36,8 @@ std::optional<NumberArray> read_one_number(const Cursor& cursor, int type);
 /// Copies all values to `destination`, which has room for them.
 /// @return an empty text, or why the values could not be had
 std::string copy_values(const NumberArray& array, void* destination);
+/// As above, `count` values from value `first` on.
+std::string copy_values(const NumberArray& array, xp_long first, xp_long count, void* destination);
 
 /// The element type that a value's "type" member names, or `otherwise` if there is none; `nullopt` after a problem.
 std::optional<int> read_type(const Cursor& object, int otherwise);

@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <limits>
 #include <span>
 
+#include "session/convert/convert_field.h"
+#include "session/data/data_error.h"
+#include "session/data/data_file.h"
 #include "session/values/color_tables.h"
 
 namespace zam::session {
@@ -32,34 +36,115 @@ bool has_any(const Cursor& cursor, std::initializer_list<std::string_view> keys)
 
 void expect_only(const Cursor& cursor, std::string_view key) { cursor.expect_keys(std::span(&key, 1)); }
 
-std::optional<Value> read_reference(const Cursor& cursor) {
-    expect_only(cursor, "ref");
+std::optional<Value> read_reference(const Cursor& cursor, Kind kind) {
+    constexpr std::string_view kKeys[] = {"ref", "convert"};
+    cursor.expect_keys(kKeys);
     const Cursor place = *cursor.find("ref");
     auto target = place.text();
     if (!target) return std::nullopt;
-    return Value{Reference{std::move(*target), place.place()}};
+    Reference reference{std::move(*target), place.place()};
+    const auto convert_place = cursor.find("convert");
+    if (!convert_place) return Value{std::move(reference)};
+    if (kind != Kind::field && kind != Kind::object) {
+        convert_place->problem("only fields are converted");
+        return std::nullopt;
+    }
+    auto conversion = read_conversion(*convert_place);
+    if (!conversion) return std::nullopt;
+    return Value{ConvertedReference{std::move(reference), std::move(*conversion)}};
 }
 
 // --- Fields ---
 
+/// A member of a value that names axes or steps.
+template <class T>
+bool read_whole(const Cursor& cursor, std::string_view key, std::int64_t low, std::int64_t high, std::optional<T>& to) {
+    const auto place = cursor.find(key);
+    if (!place) return true;
+    const auto value = place->integer(low, high);
+    if (value) to = static_cast<T>(*value);
+    return value.has_value();
+}
+
+/// One number per axis of space.
+bool read_axes(const Cursor& cursor, std::string_view key, std::vector<double>& to) {
+    const auto place = cursor.find(key);
+    if (!place) return true;
+    const auto numbers = read_number_array(*place, DTYPE_DOUBLE);
+    if (!numbers) return false;
+    to.resize(static_cast<std::size_t>(numbers->count));
+    const std::string error = copy_values(*numbers, to.data());
+    if (!error.empty()) place->problem(error);
+    return error.empty();
+}
+
+bool read_variables(const Cursor& cursor, std::vector<std::string>& to) {
+    const auto one = cursor.find("variable");
+    const auto several = cursor.find("variables");
+    if (one && several) {
+        cursor.problem(R"(either "variable" or "variables" is given)");
+        return false;
+    }
+    const auto name = one ? one->text() : std::nullopt;
+    if (name) to = {*name};
+    const auto names = several ? several->texts() : std::nullopt;
+    if (names) to = *names;
+    if (names && names->empty()) several->problem("no names are given");
+    return (!one || name) && (!several || (names && !names->empty()));
+}
+
+FieldPointer read_data_file(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"data_file",   "variable", "variables", "step",   "step_axis",
+                                          "vector_axis", "spacing",  "origin",    "convert"};
+    constexpr int kMaxAxis = 1000;
+    cursor.expect_keys(kKeys);
+    const Cursor place = *cursor.find("data_file");
+    const auto name = place.text();
+    DataRequest request;
+    const bool read = read_variables(cursor, request.variables) &&
+                      read_whole(cursor, "step", 0, std::numeric_limits<std::int64_t>::max(), request.step) &&
+                      read_whole(cursor, "step_axis", -kMaxAxis, kMaxAxis, request.step_axis) &&
+                      read_whole(cursor, "vector_axis", -kMaxAxis, kMaxAxis, request.vector_axis) &&
+                      read_axes(cursor, "spacing", request.spacing) && read_axes(cursor, "origin", request.origin);
+    if (!name || !read) return nullptr;
+    const auto convert_place = cursor.find("convert");
+    const auto conversion = convert_place ? read_conversion(*convert_place) : Conversion{};
+    if (!conversion) return nullptr;
+    request.file = input_file(cursor.environment().directory, *name);
+    try {
+        return convert(open_data_file(request), *conversion);
+    } catch (const DataError& error) {
+        place.problem(request.file + ": " + error.what());
+        return nullptr;
+    }
+}
+
+/// A field that was written as JSON.
+FieldPointer read_field_file(const Cursor& place) {
+    const auto name = place.text();
+    if (!name) return nullptr;
+    const std::string file = input_file(place.environment().directory, *name);
+    const auto document = load_document(file, place.environment().problems);
+    if (!document) {
+        place.problem("no field can be read from " + file);
+        return nullptr;
+    }
+    return read_field(Cursor(*document, place.environment()));
+}
+
 std::optional<Value> read_field_form(const Cursor& cursor) {
     FieldPointer field;
-    if (const auto place = cursor.find("field")) {
+    if (const auto written = cursor.find("field")) {
         expect_only(cursor, "field");
-        field = read_field(*place);
-    } else if (const auto file_place = cursor.find("field_file")) {
+        field = read_field(*written);
+    } else if (const auto file = cursor.find("field_file")) {
         expect_only(cursor, "field_file");
-        const auto name = file_place->text();
-        if (!name) return std::nullopt;
-        const std::string file = input_file(cursor.environment().directory, *name);
-        const auto document = load_document(file, cursor.environment().problems);
-        if (!document) {
-            file_place->problem("no field can be read from " + file);
-            return std::nullopt;
-        }
-        field = read_field(Cursor(*document, cursor.environment()));
+        field = read_field_file(*file);
+    } else if (cursor.find("data_file")) {
+        field = read_data_file(cursor);
     } else {
-        cursor.problem(R"(a field is given as {"ref": ...}, {"field": {...}} or {"field_file": "NAME"})");
+        cursor.problem(
+            R"(a field is given as {"ref": ...}, {"field": {...}}, {"field_file": "NAME"} or {"data_file": "NAME"})");
     }
     return field ? std::optional(Value{std::move(field)}) : std::nullopt;
 }
@@ -208,7 +293,7 @@ Kind apparent_kind(const Cursor& cursor) {
         const auto& first = cursor.get<Elements>()->front().value;
         return std::holds_alternative<std::string>(first) ? Kind::texts : Kind::fields;
     }
-    if (has_any(cursor, {"field", "field_file"})) return Kind::field;
+    if (has_any(cursor, {"field", "field_file", "data_file"})) return Kind::field;
     if (has_any(cursor, {"range"})) return Kind::datamap;
     if (has_any(cursor, {"preset", "alpha", "red", "green", "blue"})) return Kind::color_table;
     if (has_any(cursor, {"matrix", "rotate", "scale", "translate", "mat", "xlate", "center"})) return Kind::transform;
@@ -279,7 +364,7 @@ bool is_group(Kind kind) {
 
 std::optional<Value> read_value(const Cursor& cursor, const Shape& shape) {
     if (cursor.is_null()) return Value{Absent{}};
-    if (cursor.find("ref")) return read_reference(cursor);
+    if (cursor.find("ref")) return read_reference(cursor, shape.kind);
     if (cursor.find("group") && is_group(shape.kind)) return read_group(cursor, shape.kind);
     switch (shape.kind) {
         case Kind::integer:
@@ -308,6 +393,7 @@ std::vector<const Reference*> references_in(const Value& value) {
         found.insert(found.end(), below.begin(), below.end());
     };
     if (const auto* reference = std::get_if<Reference>(&value.form)) found.push_back(reference);
+    if (const auto* converted = std::get_if<ConvertedReference>(&value.form)) found.push_back(&converted->source);
     if (const auto* list = std::get_if<ValueList>(&value.form)) std::for_each(list->begin(), list->end(), add);
     if (const auto* group = std::get_if<ValueGroup>(&value.form)) {
         for (const auto& member : *group) add(member.value);

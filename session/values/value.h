@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "session/convert/conversion.h"
 #include "session/document/cursor.h"
 #include "session/values/field_value.h"
 #include "session/values/number_array.h"
@@ -55,15 +56,20 @@ struct Reference {
     Place place;
 };
 
+/// The object is a field made of the one referred to, anew whenever that changes.
+struct ConvertedReference {
+    Reference source;
+    Conversion conversion;
+};
+
 struct Value;
 struct NamedValue;
 using ValueList = std::vector<Value>;        // an array of objects
 using ValueGroup = std::vector<NamedValue>;  // an object with sub-objects
-using FieldPointer = std::shared_ptr<const FieldValue>;
 
 struct Value {
     std::variant<Absent, std::int32_t, double, std::string, std::vector<std::string>, NumberArray, Reference,
-                 FieldPointer, ValueList, ValueGroup>
+                 ConvertedReference, FieldPointer, ValueList, ValueGroup>
         form;
 };
 

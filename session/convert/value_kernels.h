@@ -1,0 +1,95 @@
+// Blocks of values of any type as doubles, and back.
+#pragma once
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <type_traits>
+#include <vector>
+
+#include "base/element_types.h"
+#include "session/values/number_array.h"
+
+namespace zam::session {
+
+/// Values that a block holds of arrays whose elements take up to 8 bytes.
+constexpr xp_long kBlockValues = kStreamBlockBytes / 8;
+
+/// Calls `use(first, block, count)` for one block of an array after another; `block` holds `count` values.
+/// @return an empty text, or why the values could not be had, or what `use` says
+template <class Use>
+std::string for_each_block(const NumberArray& array, xp_long first, xp_long count, xp_long multiple, Use use) {
+    const xp_long most = std::max(kBlockValues / multiple, xp_long{1}) * multiple;
+    std::vector<std::byte> block(static_cast<std::size_t>(std::min(count, most)) * type_size(array.type));
+    for (xp_long done = 0; done < count; done += most) {
+        const xp_long wanted = std::min(most, count - done);
+        std::string error = copy_values(array, first + done, wanted, block.data());
+        if (error.empty()) error = use(done, block.data(), wanted);
+        if (!error.empty()) return error;
+    }
+    return {};
+}
+
+template <class T>
+T load(const std::byte* values, xp_long index) {
+    T value;
+    std::memcpy(&value, values + index * static_cast<xp_long>(sizeof value), sizeof value);
+    return value;
+}
+
+template <class T>
+void store(std::byte* values, xp_long index, T value) {
+    std::memcpy(values + index * static_cast<xp_long>(sizeof value), &value, sizeof value);
+}
+
+/// A null value, as its component has it; compares false with everything if there is none.
+template <class T>
+class NullTest {
+public:
+    explicit NullTest(const std::optional<NumberArray>& null_value) {
+        if (null_value) null_ = load<T>(null_value->values.data(), 0);
+    }
+    bool operator()(T value) const {
+        if (!null_) return false;
+        if constexpr (std::is_floating_point_v<T>) {
+            if (std::isnan(*null_)) return std::isnan(value);
+        }
+        return value == *null_;
+    }
+    bool any() const { return null_.has_value(); }
+
+private:
+    std::optional<T> null_;
+};
+
+/// A real as an element: whole types take the nearest whole number, and none beyond their range.
+template <class T>
+std::optional<T> as_element(double value) {
+    if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(value);
+    } else {
+        const double rounded = std::nearbyint(value);
+        constexpr double kPastEnd = 2.0 * (static_cast<double>(std::numeric_limits<T>::max() / 2) + 1.0);
+        if (!(rounded >= static_cast<double>(std::numeric_limits<T>::min()) && rounded < kPastEnd)) return std::nullopt;
+        return static_cast<T>(rounded);
+    }
+}
+
+/// One value of a type; `nullopt` if it does not fit.
+inline std::optional<NumberArray> one_value(int type, double value) {
+    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .source = {}};
+    const bool fits = with_type(type, [&](auto zero) {
+        const auto element = as_element<decltype(zero)>(value);
+        if (element) store(array.values.data(), 0, *element);
+        return element.has_value();
+    });
+    return fits ? std::optional(std::move(array)) : std::nullopt;
+}
+
+inline double real_of(const NumberArray& one) {
+    return with_type(one.type,
+                     [&](auto zero) { return static_cast<double>(load<decltype(zero)>(one.values.data(), 0)); });
+}
+
+}  // namespace zam::session

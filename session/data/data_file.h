@@ -1,0 +1,31 @@
+// Data files as fields: NumPy arrays and archives of them, told by their contents.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session/data/data_array.h"
+#include "session/data/data_request.h"
+#include "session/values/field_value.h"
+
+namespace zam::session {
+
+/// A kind of data file.
+struct DataFileKind {
+    std::string_view name;  // for people: "NumPy array"
+    bool (*matches)(std::string_view start);
+    /// All arrays of the file, in its order. Those that no field can be made of say why.
+    /// @throws DataError  if the file cannot be read
+    std::vector<DataArray> (*open)(const std::string& file);
+};
+
+/// The kind of a file by its first bytes, 512 of them if it has so many; null for files of other kinds.
+const DataFileKind* data_file_kind(std::string_view start);
+
+/// Opens the file and makes the field that the request asks for. Values are read when they are needed.
+/// @throws DataError
+FieldPointer open_data_file(const DataRequest& request);
+
+}  // namespace zam::session
