@@ -5,6 +5,7 @@
 #include "base/file_handle.h"
 #include "contract/file.h"
 #include "runner/capture_info.h"
+#include "runner/data_info.h"
 #include "runner/voxel_info.h"
 
 namespace zam::runner {
@@ -34,6 +35,8 @@ bool is_fortran_grid(const FileStart& file) {
 Parameters fortran_grid_parameters(const FileStart& file) { return {{"frt_fname", {file.name}}}; }
 
 constexpr FileKind kFileKinds[] = {
+    {"NumPy array", is_numpy_array, "", nullptr, "", "", describe_data_file},
+    {"NumPy archive", is_numpy_archive, "", nullptr, "", "", describe_data_file},
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},

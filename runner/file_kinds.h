@@ -21,9 +21,10 @@ constexpr std::size_t kFileStartBytes = 4096;
 
 /// What is printed about a file besides its field.
 struct Description {
-    std::string fault;    // what is wrong with the file, in place of all else; empty: nothing
-    std::string samples;  // how many, and where; empty: it has none
-    std::string warning;  // what a person should look at; empty: nothing
+    std::string fault;                     // what is wrong with the file, in place of all else; empty: nothing
+    std::string samples;                   // how many, and where; empty: it has none
+    std::string warning;                   // what a person should look at; empty: nothing
+    std::vector<std::string> arrays = {};  // of a file that holds several, in place of a field
 };
 
 /// One kind of file. A new kind is a row of the table in file_kinds.cpp, before kinds that are recognised with less

@@ -122,8 +122,11 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
     // what is on the standard error stream by now does not name the file
     if (!description.fault.empty()) return fail(file.name + " " + description.fault);
     print_line("file", file.name + " (" + std::string(kind.name) + ")");
-    print_mesh(field);
-    print_components(field);
+    for (const auto& array : description.arrays) print_line("array", array);
+    if (description.arrays.empty()) {
+        print_mesh(field);
+        print_components(field);
+    }
     if (!description.samples.empty()) print_line("samples", description.samples);
     if (!description.warning.empty()) console.warning(description.warning);
     host::reset();

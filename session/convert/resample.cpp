@@ -120,7 +120,7 @@ void ResampledSource::round_to_elements(xp_long from, xp_long count, std::byte* 
     for (xp_long i = 0; i < count; ++i) {
         const double value = blended_[static_cast<std::size_t>(from + i)];
         const bool is_null = has_null && std::isnan(value);
-        store(to, i, is_null ? null_value : as_element<T>(value).value_or(T{}));
+        store(to, i, is_null ? null_value : nearest_element<T>(value).value_or(T{}));
     }
 }
 

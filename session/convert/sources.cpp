@@ -40,7 +40,7 @@ std::string convert_block(const std::byte* block, xp_long count, const NullTest<
             if (!std::in_range<To>(value)) return unfit(first + i, static_cast<double>(value), type);
             store(to, i * to_step, static_cast<To>(value));
         } else {
-            const auto element = as_element<To>(static_cast<double>(value));
+            const auto element = nearest_element<To>(static_cast<double>(value));
             if (!element) return unfit(first + i, static_cast<double>(value), type);
             store(to, i * to_step, *element);
         }
@@ -221,7 +221,7 @@ To rounded(double value) {
     if constexpr (sizeof(To) < 4) {
         return static_cast<To>(round_small(value));
     } else {
-        return as_element<To>(value).value_or(std::numeric_limits<To>::max());
+        return nearest_element<To>(value).value_or(std::numeric_limits<To>::max());
     }
 }
 

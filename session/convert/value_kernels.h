@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/element_types.h"
+#include "session/values/elements.h"
 #include "session/values/number_array.h"
 
 namespace zam::session {
@@ -62,30 +63,6 @@ public:
 private:
     std::optional<T> null_;
 };
-
-/// A real as an element: whole types take the nearest whole number, and none beyond their range.
-template <class T>
-std::optional<T> as_element(double value) {
-    if constexpr (std::is_floating_point_v<T>) {
-        return static_cast<T>(value);
-    } else {
-        const double rounded = std::nearbyint(value);
-        constexpr double kPastEnd = 2.0 * (static_cast<double>(std::numeric_limits<T>::max() / 2) + 1.0);
-        if (!(rounded >= static_cast<double>(std::numeric_limits<T>::min()) && rounded < kPastEnd)) return std::nullopt;
-        return static_cast<T>(rounded);
-    }
-}
-
-/// One value of a type; `nullopt` if it does not fit.
-inline std::optional<NumberArray> one_value(int type, double value) {
-    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .source = {}};
-    const bool fits = with_type(type, [&](auto zero) {
-        const auto element = as_element<decltype(zero)>(value);
-        if (element) store(array.values.data(), 0, *element);
-        return element.has_value();
-    });
-    return fits ? std::optional(std::move(array)) : std::nullopt;
-}
 
 inline double real_of(const NumberArray& one) {
     return with_type(one.type,

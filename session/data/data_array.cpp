@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <span>
 #include <utility>
 
@@ -145,22 +144,6 @@ void set_grid(FieldValue& field, const std::vector<DataAxis>& space) {
 }
 
 // --- Components ---
-
-/// A null value as one value of the component's type; `nullopt` if it does not fit.
-std::optional<NumberArray> one_value(int type, double value) {
-    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .source = {}};
-    const bool fits = with_type(type, [&](auto zero) {
-        using T = decltype(zero);
-        if constexpr (!std::is_floating_point_v<T>) {
-            constexpr double kPastEnd = 2.0 * (static_cast<double>(std::numeric_limits<T>::max() / 2) + 1.0);
-            if (!(value >= static_cast<double>(std::numeric_limits<T>::min()) && value < kPastEnd)) return false;
-        }
-        const T converted = static_cast<T>(value);
-        std::memcpy(array.values.data(), &converted, sizeof converted);
-        return true;
-    });
-    return fits ? std::optional(std::move(array)) : std::nullopt;
-}
 
 ComponentValue make_component(const DataArray& array, const Layout& layout, xp_long nnodes, xp_long step) {
     ComponentValue component;

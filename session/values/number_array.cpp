@@ -16,6 +16,7 @@
 #include "contract/file.h"
 #include "platform/large_file.h"
 #include "session/document/special_numbers.h"
+#include "session/values/elements.h"
 
 namespace zam::session {
 namespace {
@@ -30,37 +31,13 @@ std::string number_text(double value) {
     return {text.data(), end};
 }
 
-/// A real as an element. Whole element types take whole numbers in their range; raw characters take either sign.
-template <class T>
-std::optional<T> convert(double value) {
-    if constexpr (std::is_floating_point_v<T>) {
-        const auto narrowed = static_cast<T>(value);
-        if (std::isinf(narrowed) && !std::isinf(value)) return std::nullopt;
-        return narrowed;
-    } else {
-        constexpr auto kLow = static_cast<double>(std::numeric_limits<T>::min());
-        constexpr auto kHigh = static_cast<double>(std::numeric_limits<T>::max());  // for long: 2^63, not included
-        const bool in_range = value >= kLow && (sizeof(T) < sizeof(xp_long) ? value <= kHigh : value < kHigh);
-        if (!in_range || std::trunc(value) != value) return std::nullopt;
-        return static_cast<T>(value);
-    }
-}
-
-template <class T>
-std::optional<T> convert(std::int64_t value) {
-    if constexpr (std::is_integral_v<T>) {
-        if (!std::in_range<T>(value)) return std::nullopt;
-    }
-    return static_cast<T>(value);
-}
-
 /// The number as an element of `type` at `place`; false when it does not fit.
 bool store(const Number& number, int type, std::byte* place) {
     return with_type(type, [&](auto zero) {
         using T = decltype(zero);
-        auto value = std::visit([](auto n) { return convert<T>(n); }, number);
+        auto value = std::visit([](auto n) { return exact_element<T>(n); }, number);
         if (type == DTYPE_CHAR && !value) {  // a signed character
-            const auto narrow = std::visit([](auto n) { return convert<std::int8_t>(n); }, number);
+            const auto narrow = std::visit([](auto n) { return exact_element<std::int8_t>(n); }, number);
             if (narrow) value = static_cast<T>(*narrow);
         }
         if (!value) return false;
@@ -267,6 +244,16 @@ std::optional<NumberArray> read_one_number(const Cursor& cursor, int type) {
     if (store(number, type, array.values.data())) return array;
     cursor.problem(does_not_fit(number, type));
     return std::nullopt;
+}
+
+std::optional<NumberArray> one_value(int type, double value) {
+    NumberArray array{.type = type, .count = 1, .values = std::vector<std::byte>(type_size(type)), .source = {}};
+    const bool fits = with_type(type, [&](auto zero) {
+        const auto element = nearest_element<decltype(zero)>(value);
+        if (element) std::memcpy(array.values.data(), &*element, sizeof *element);
+        return element.has_value();
+    });
+    return fits ? std::optional(std::move(array)) : std::nullopt;
 }
 
 std::string copy_values(const NumberArray& array, xp_long first, xp_long count, void* destination) {

@@ -33,6 +33,9 @@ std::optional<NumberArray> read_exactly(const Cursor& cursor, int type, xp_long 
 /// One number as an array of one element.
 std::optional<NumberArray> read_one_number(const Cursor& cursor, int type);
 
+/// A value of a type, the nearest whole number for whole types; `nullopt` if it does not fit.
+std::optional<NumberArray> one_value(int type, double value);
+
 /// Copies all values to `destination`, which has room for them.
 /// @return an empty text, or why the values could not be had
 std::string copy_values(const NumberArray& array, void* destination);
