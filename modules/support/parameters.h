@@ -36,8 +36,15 @@ public:
     }
     /// @throws std::bad_alloc
     std::optional<std::string> text(const char* name) const {
-        const HostText text = copy_text(object_, name);
+        const HostText text = host_text(name);
         return text ? std::optional<std::string>(text.get()) : std::nullopt;
+    }
+    /// As text(), null if it cannot be read: the host's copy, for which the module takes no memory.
+    HostText host_text(const char* name) const { return copy_text(object_, name); }
+    /// An address that a module keeps in the instance.
+    std::optional<void*> pointer(const char* name) const {
+        void* value = nullptr;
+        return OMget_name_ptr_val(object_, OMstr_to_name(name), &value, 0) == 1 ? std::optional(value) : std::nullopt;
     }
     /// An array as the host holds it.
     std::optional<TypedBytes> array(const char* name) const { return TypedBytes::read_array(object_, name); }

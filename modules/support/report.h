@@ -36,4 +36,27 @@ struct Reporter {
     void warn(const char* text) const { ERRverror(label, flags, "%s", text); }
 };
 
+/// As Reporter, for the modules that report through ERRerror, which is told the number of format arguments.
+struct ErrorReporter {
+    const char* label;
+    int text_arguments;  // told of a text as it stands: 0 or 1, as the module has always done
+    int flags;
+
+    int fail(const char* text) const {
+        warn(text);
+        return 0;
+    }
+    template <class... Args>
+    requires(sizeof...(Args) > 0) int fail(const char* format, Args... args) const {
+        ERRerror(label, int{sizeof...(Args)}, flags, format, args...);
+        return 0;
+    }
+    template <class... Args>
+    std::nullopt_t reject(const char* text, Args... args) const {
+        fail(text, args...);
+        return std::nullopt;
+    }
+    void warn(const char* text) const { ERRerror(label, text_arguments, flags, "%s", text); }
+};
+
 }  // namespace zam

@@ -15,13 +15,13 @@
 #include <utility>
 #include <vector>
 
-#include "contract/err.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/image_field.h"
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
+#include "modules/support/report.h"
 #include "modules/support/status_range.h"
 #include "modules/zam/capture/capture_file.h"
 #include "modules/zam/capture/depth_image.h"
@@ -34,15 +34,13 @@ using zam::ImageSize;
 using zam::OutArray;
 
 constexpr const char* kLabel = "MergeImages";
-constexpr int kErrorFlags = 2;
+constexpr zam::ErrorReporter report{.label = kLabel, .text_arguments = 1, .flags = 2};
 
 // A block of the merged image stays in the processor's cache while the captures of a group pass over it.
 constexpr std::int64_t kBlockPixels = std::int64_t{1} << 14;
 constexpr int kGroup = 8;
 
 enum SaveMode { kFromDisk = 0, kFromMemory = 1 };
-
-void report(const char* text) { ERRerror(kLabel, 1, kErrorFlags, "%s", text); }
 
 std::optional<zam::Background> read_background(const zam::Parameters& params) {
     const auto colors = params.array("backCol");
@@ -235,15 +233,15 @@ void update(OMobj_id instance) {
     std::optional<std::string> directory;
     if (mode == kFromDisk) {
         directory = params.text("currDir");
-        if (!directory) return report("Can not get image saved directory.\n");
+        if (!directory) return report.warn("Can not get image saved directory.\n");
     }
     const auto background = read_background(params);
-    if (!background) return report("Can not get background color.");  // deliberate: without a line end
+    if (!background) return report.warn("Can not get background color.");  // deliberate: without a line end
     auto merged = merge_captures(instance, mode, files, directory, *background);
     const OMobj_id out = merged ? params.find("out_fld", OM_OBJ_RW) : OMnull_obj();
     // an image that cannot be handed on is a merge that failed
     if (!merged || !write_image(out, std::move(*merged)))
-        return report("Can not merge image in Zbuffer brending.\n");  // deliberate: "brending"
+        return report.warn("Can not merge image in Zbuffer brending.\n");  // deliberate: "brending"
     OMset_name_int_val(instance, OMstr_to_name("end_flag"), 1);
 }
 
@@ -254,7 +252,7 @@ int MergeImagesUpdate(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     try {
         update(instance);
     } catch (const std::exception&) {  // no memory for a name
-        report("Can not merge image in Zbuffer brending.\n");
+        report.warn("Can not merge image in Zbuffer brending.\n");
     }
     return 1;  // deliberate: also after a report
 }

@@ -66,10 +66,10 @@ bool make_directory(const std::string& directory) {
     const bool made = platform::create_directory(directory);
     // an existing directory that is in use gets the message that says so
     if (exists_to_read(probe))
-        return report.fail("Sorry, temporary file is already exist.Please select other directory.\n") != 0;
-    if (!made) return report.fail("Can not create Save Directory.\n") != 0;
+        return report.fail("Sorry, temporary file is already exist.Please select other directory.\n");
+    if (!made) return report.fail("Can not create Save Directory.\n");
     if (!zam::FileHandle(platform::open_to_write(probe)))
-        return report.fail("Sorry, can not open temporary file.Please select other directory.\n") != 0;
+        return report.fail("Sorry, can not open temporary file.Please select other directory.\n");
     platform::delete_file(probe);
     return true;
 }
@@ -191,7 +191,7 @@ bool capture_to_memory(OMobj_id instance) {
         show_progress(i, images);
         if (OMset_array_size(out, captures + i + 1) != 1 ||
             !copy_image(zam::find_element(instance, "in", i), zam::find_element(instance, "out", captures + i)))
-            return report.fail("Can not copy image.\n") != 0;
+            return report.fail("Can not copy image.\n");
     }
     OMset_name_int_val(instance, OMstr_to_name("currCount"), static_cast<int>(captures + images));
     return true;

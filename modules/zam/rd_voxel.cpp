@@ -9,51 +9,47 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/file_handle.h"
-#include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/parameters.h"
-#include "modules/support/text_value.h"
 #include "modules/zam/readers/voxel_field.h"
 #include "modules/zam/readers/voxel_grid.h"
+#include "modules/zam/readers/voxel_reports.h"
 #include "modules/zam/readers/voxel_samples.h"
 
 namespace {
 
 using zam::OutArray;
-using zam::voxel::fail;
 using zam::voxel::Grid;
+using zam::voxel::kStream;
+using zam::voxel::report;
 using zam::voxel::Samples;
 
-constexpr const char* kLabel = "read_voxel";
-constexpr int kErrorFlags = 2;
 constexpr const char* kUnexpected = "Unexpected error\n";
 
 // --- Parameters ---
 
 struct Params {
-    zam::HostText name;
+    std::string name;
     OMobj_id field;  // the output
-    int header_lines;
-    double null_value;
-    zam::HostText time_key;  // null: none
+    zam::voxel::ReadOptions options;
 };
 
 /// Optional parameters that cannot be read keep their defaults.
-std::optional<Params> read_params(OMobj_id instance) {
-    Params params{.name = zam::copy_text(instance, "filename"),
-                  .field = zam::find_parameter(instance, "outfld", OM_OBJ_RW),
-                  .header_lines = zam::int_or(instance, "iheader", 0),
-                  .null_value = zam::real_or(instance, "null_value", -999.0),
-                  .time_key = zam::copy_text(instance, "timekey")};
-    if (params.name) return params;
-    ERRerror(kLabel, 0, kErrorFlags, "Cannot get filename.");
-    return std::nullopt;
+std::optional<Params> read_params(const zam::Parameters& given) {
+    auto name = given.text("filename");
+    const OMobj_id field = given.find("outfld", OM_OBJ_RW);
+    zam::voxel::ReadOptions options{.header_lines = given.integer("iheader", 0),
+                                    .null_value = static_cast<float>(given.real("null_value", -999.0)),
+                                    .time_key = given.text("timekey")};
+    if (!name) return report.reject("Cannot get filename.");
+    return Params{std::move(*name), field, std::move(options)};
 }
 
 // --- Output ---
@@ -84,22 +80,23 @@ void fill(const Samples& samples, const Grid& grid, float null_value, const Colu
 }
 
 bool write_component(OMobj_id field, int comp, OutArray<float>& column, float null_value) {
-    if (FLDset_node_data_veclen(field, comp, 1) != 1) return fail("FLD Error in set_node_data_veclen.\n");
+    if (FLDset_node_data_veclen(field, comp, 1) != 1) return kStream.fail("FLD Error in set_node_data_veclen.\n");
     if (FLDset_node_data(field, comp, column.data(), column.type(), column.size(), ARR_HOST_OWNS) != 1)
-        return fail("FLD Error in set_node_data.\n");
+        return kStream.fail("FLD Error in set_node_data.\n");
     column.release();
     if (FLDset_node_null_data(field, comp, &null_value, DTYPE_FLOAT) != 1)
-        return fail("FLD Error in set_node_null_data.\n");
+        return kStream.fail("FLD Error in set_node_null_data.\n");
     std::array<char, 32> label{};
     std::snprintf(label.data(), label.size(), "value_%d", comp);
-    if (FLDset_node_data_label(field, comp, label.data()) != 1) return fail("FLD Error in set_node_data_label.\n");
+    if (FLDset_node_data_label(field, comp, label.data()) != 1)
+        return kStream.fail("FLD Error in set_node_data_label.\n");
     return true;
 }
 
 bool write_field(OMobj_id field, const Grid& grid, Columns& columns, float null_value) {
     if (!zam::voxel::write_mesh(field, grid)) return false;
     if (FLDset_node_data_ncomp(field, static_cast<int>(columns.size())) != 1)
-        return fail("FLD Error in set_node_data_ncomp.\n");
+        return kStream.fail("FLD Error in set_node_data_ncomp.\n");
     for (std::size_t i = 0; i < columns.size(); ++i) {
         if (!write_component(field, static_cast<int>(i), columns[i], null_value)) return false;
     }
@@ -110,13 +107,12 @@ bool write_field(OMobj_id field, const Grid& grid, Columns& columns, float null_
 
 /// Reads the file into the field. The arrays of the samples end with it.
 bool read_voxels(std::FILE* file, const Params& params, std::string& time_label) {
-    const auto null_value = static_cast<float>(params.null_value);
+    const float null_value = params.options.null_value;
     zam::MemoryBudget memory;
-    const auto samples =
-        zam::voxel::read_samples(file, {params.header_lines, null_value, params.time_key.get()}, memory, time_label);
+    const auto samples = zam::voxel::read_samples(file, params.options, memory, time_label);
     if (!samples) return false;
     const auto grid = Grid::find(*samples);
-    if (!grid || !memory.take(grid->nodes, samples->values.size() * sizeof(float))) return fail(kUnexpected);
+    if (!grid || !memory.take(grid->nodes, samples->values.size() * sizeof(float))) return kStream.fail(kUnexpected);
     auto columns = allocate_columns(*grid, samples->values.size());
     if (!columns) return false;
     fill(*samples, *grid, null_value, *columns);
@@ -124,13 +120,10 @@ bool read_voxels(std::FILE* file, const Params& params, std::string& time_label)
 }
 
 int update(OMobj_id instance) {
-    const auto params = read_params(instance);
+    const auto params = read_params(zam::Parameters(instance));
     if (!params) return 0;
-    const zam::FileHandle file(FILEfopen(params->name.get(), "rt"));
-    if (!file) {
-        ERRerror(kLabel, 1, kErrorFlags, "Cannot open filename.: %s", params->name.get());
-        return 0;
-    }
+    const zam::FileHandle file(FILEfopen(params->name.c_str(), "rt"));
+    if (!file) return report.fail("Cannot open filename.: %s", params->name.c_str());
     std::string time_label;
     if (!read_voxels(file.get(), *params, time_label)) return 0;
     // silent: an instance without the parameter has read its field all the same
@@ -144,7 +137,6 @@ int ZAMread_voxel_update(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/
     try {
         return update(instance);
     } catch (const std::bad_alloc&) {
-        fail(kUnexpected);  // no memory for a block of lines or a list of arrays
-        return 0;
+        return kStream.fail(kUnexpected);  // no memory for a block of lines or a list of arrays
     }
 }

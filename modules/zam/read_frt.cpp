@@ -7,13 +7,13 @@
 #include <new>
 
 #include "base/file_handle.h"
-#include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
 #include "contract/om.h"
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
-#include "modules/support/text_value.h"
+#include "modules/support/parameters.h"
+#include "modules/support/report.h"
 #include "modules/zam/readers/frt_grid.h"
 #include "modules/zam/readers/frt_records.h"
 
@@ -25,12 +25,8 @@ using zam::OutArray;
 
 // --- Reports ---
 
-enum Severity : int { kError = 2, kWarning = 16 };
-
-int report(Severity severity, const char* text) {
-    ERRerror("read_frt", 1, severity, "%s", text);
-    return 0;
-}
+constexpr zam::ErrorReporter report{.label = "read_frt", .text_arguments = 1, .flags = 2};
+constexpr zam::ErrorReporter kWarning{.label = "read_frt", .text_arguments = 1, .flags = 16};
 
 // --- Output ---
 
@@ -77,7 +73,7 @@ void set_node_data(OMobj_id out, xp_long nnodes, MemoryBudget& memory, NodeData&
 /// @return a warning, or null
 /// @throws Failure; what has been set by then stays
 const char* read_file(std::FILE* stream, OMobj_id instance) {
-    const OMobj_id out = OMfind_subobj(instance, OMstr_to_name("out"), OM_OBJ_RW);
+    const OMobj_id out = zam::Parameters(instance).find("out", OM_OBJ_RW);
     RecordFile file(stream);
     file.detect_layout();
     const GridShape shape = read_shape(file);
@@ -100,11 +96,11 @@ const char* read_file(std::FILE* stream, OMobj_id instance) {
 }
 
 int update(OMobj_id instance) {
-    const auto name = zam::copy_text(instance, "frt_fname");
-    if (!name) return report(kError, "ERROR : read_frt : filename == NULL.\n");
+    const auto name = zam::Parameters(instance).host_text("frt_fname");
+    if (!name) return report.fail("ERROR : read_frt : filename == NULL.\n");
     const zam::FileHandle file(FILEfopen(name.get(), "rb"));
-    if (!file) return report(kError, "ERROR : Could not Open File.\n");
-    if (const char* warning = read_file(file.get(), instance)) report(kWarning, warning);
+    if (!file) return report.fail("ERROR : Could not Open File.\n");
+    if (const char* warning = read_file(file.get(), instance)) kWarning.warn(warning);
     return 1;
 }
 
@@ -114,8 +110,8 @@ int ZAMread_frt(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {
     try {
         return update(instance);
     } catch (const Failure& failure) {
-        return report(kError, failure.text);
+        return report.fail(failure.text);
     } catch (const std::bad_alloc&) {
-        return report(kError, "Can't allocation data value.");
+        return report.fail("Can't allocation data value.");
     }
 }

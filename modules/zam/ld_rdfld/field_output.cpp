@@ -33,21 +33,21 @@ const char* all_steps_template(int kind) {
 
 bool create(OMobj_id parent, const char* name, const char* template_name, OMobj_id& field) {
     if (FLDcreate(parent, &field, 0, name, template_name) == 1) return true;
-    return field_operation_failed("Error creating field");
+    return kFieldReport.fail("Error creating field");
 }
 
 bool set_frame(OMobj_id field, const FieldFrame& frame) {
     const auto dims = frame.kept.dims();
-    if (FLDset_ndim(field, frame.kept.ndim) != 1) return field_operation_failed("Error setting ndim");
-    if (FLDset_dims(field, dims.data()) != 1) return field_operation_failed("Error setting dims");
-    if (FLDset_nspace(field, frame.header.nspace) != 1) return field_operation_failed("Error setting space");
+    if (FLDset_ndim(field, frame.kept.ndim) != 1) return kFieldReport.fail("Error setting ndim");
+    if (FLDset_dims(field, dims.data()) != 1) return kFieldReport.fail("Error setting dims");
+    if (FLDset_nspace(field, frame.header.nspace) != 1) return kFieldReport.fail("Error setting space");
     return true;
 }
 
 bool set_points(OMobj_id field, int nspace, OutArray<float>& points) {
     if (FLDset_npoints(field, points.size() / nspace) != 1 ||
         FLDset_points(field, points.data(), points.size(), ARR_HOST_OWNS) != 1) {
-        return field_operation_failed("Error setting point data");
+        return kFieldReport.fail("Error setting point data");
     }
     points.release();
     return true;
@@ -55,7 +55,7 @@ bool set_points(OMobj_id field, int nspace, OutArray<float>& points) {
 
 bool set_coordinates(OMobj_id mesh, OutArray<float>& coord) {
     if (FLDset_coord(mesh, coord.data(), coord.size(), ARR_HOST_OWNS) != 1) {
-        return field_operation_failed("Error setting coordinates");
+        return kFieldReport.fail("Error setting coordinates");
     }
     coord.release();
     return true;
@@ -64,7 +64,7 @@ bool set_coordinates(OMobj_id mesh, OutArray<float>& coord) {
 bool set_extent(OMobj_id mesh, const StepData& data, int nspace, const char* text) {
     if (data.min_ext.empty()) return true;
     if (FLDset_coord_extent(mesh, data.min_ext.data(), data.max_ext.data(), nspace) == 1) return true;
-    return field_operation_failed(text);
+    return kFieldReport.fail(text);
 }
 
 template <class T>
@@ -78,7 +78,7 @@ bool flip_nodes(OMobj_id field, int comp) {
     HostArray<std::byte> values;
     int type = 0;
     if (FLDget_node_data(field, comp, &type, values.receive_untyped(), values.receive_count(), ARR_READ_WRITE) != 1) {
-        return field_operation_failed("Error getting node data for flip");
+        return kFieldReport.fail("Error getting node data for flip");
     }
     switch (type_size(type)) {
         case 1: reverse_values<std::uint8_t>(values.data(), values.size()); break;
@@ -113,7 +113,7 @@ bool set_range(OMobj_id field, int comp, const StepData& data, int type) {
     const Value low = in_type(data.min_val[at], type);
     const Value high = in_type(data.max_val[at], type);
     if (FLDset_node_data_minmax(field, comp, low.data(), high.data(), type) == 1) return true;
-    return field_operation_failed("Error setting node data");
+    return kFieldReport.fail("Error setting node data");
 }
 
 bool set_component(OMobj_id field, int comp, const FieldFrame& frame, StepData& data) {
@@ -121,12 +121,12 @@ bool set_component(OMobj_id field, int comp, const FieldFrame& frame, StepData& 
     const std::string label = at < frame.labels.size() ? frame.labels[at] : "DATA" + std::to_string(comp);
     const char* units = at < frame.units.size() ? frame.units[at].c_str() : "";
     if (FLDset_node_data_comp(field, comp, 1, label.c_str(), units) != 1) {
-        return field_operation_failed("Error setting node data component");
+        return kFieldReport.fail("Error setting node data component");
     }
     OutArray<std::byte>& values = data.components[at];
     const int type = values.type();
     if (FLDset_node_data(field, comp, values.data(), type, values.size(), ARR_HOST_OWNS) != 1) {
-        return field_operation_failed("Error setting node data");
+        return kFieldReport.fail("Error setting node data");
     }
     values.release();
     return (!frame.flip || flip_nodes(field, comp)) && set_range(field, comp, data, type);
@@ -134,7 +134,7 @@ bool set_component(OMobj_id field, int comp, const FieldFrame& frame, StepData& 
 
 bool set_node_data(OMobj_id field, const FieldFrame& frame, StepData& data) {
     if (FLDset_node_data_ncomp(field, frame.header.veclen) != 1) {
-        return field_operation_failed("Error setting node_data_ncomp");
+        return kFieldReport.fail("Error setting node_data_ncomp");
     }
     for (int comp = 0; comp < frame.header.veclen; ++comp) {
         if (!set_component(field, comp, frame, data)) return false;
@@ -155,7 +155,7 @@ OutArray<T> copy_of(const HostArray<T>& lent) {
 bool copy_points(OMobj_id all, const StoredStep& step, OMobj_id field, int nspace) {
     HostArray<float> stored;
     if (FLDget_points(all, stored.receive(), stored.receive_count(), ARR_READ) != 1) {
-        return field_operation_failed("Error getting point data");
+        return kFieldReport.fail("Error getting point data");
     }
     auto points = copy_of(stored);
     if (!points) return out_of_memory("RFread_field: Failure allocating points array");
@@ -167,7 +167,7 @@ bool copy_points(OMobj_id all, const StoredStep& step, OMobj_id field, int nspac
 bool copy_coordinates(OMobj_id step_mesh, OMobj_id field) {
     HostArray<float> stored;
     if (FLDget_coord(step_mesh, stored.receive(), stored.receive_count(), ARR_READ) != 1) {
-        return field_operation_failed("Error getting coordinates");
+        return kFieldReport.fail("Error getting coordinates");
     }
     auto coord = copy_of(stored);
     if (!coord) return out_of_memory("RFread_field: Failure allocating coords array");
@@ -178,7 +178,7 @@ bool copy_extent(OMobj_id from, const StoredStep& step, OMobj_id to, int nspace)
     Corner low{};
     Corner high{};
     if (FLDget_coord_extent(from, low.data(), high.data()) != 1) {
-        return field_operation_failed("Error getting coord extent");
+        return kFieldReport.fail("Error getting coord extent");
     }
     if (!step.min_ext.empty()) {
         std::copy(step.min_ext.begin(), step.min_ext.end(), low.begin());
@@ -187,14 +187,14 @@ bool copy_extent(OMobj_id from, const StoredStep& step, OMobj_id to, int nspace)
         return true;  // the extent is that of the step's own points
     }
     if (FLDset_coord_extent(to, low.data(), high.data(), nspace) == 1) return true;
-    return field_operation_failed("Error setting coord extent");
+    return kFieldReport.fail("Error setting coord extent");
 }
 
 bool copy_xform(OMobj_id from, OMobj_id to) {
     std::array<float, 16> xform{};
-    if (FLDget_xform(from, xform.data()) != 1) return field_operation_failed("Error getting xform");
+    if (FLDget_xform(from, xform.data()) != 1) return kFieldReport.fail("Error getting xform");
     if (FLDset_xform(to, xform.data()) == 1) return true;
-    return field_operation_failed("Error setting xform");
+    return kFieldReport.fail("Error setting xform");
 }
 
 template <class Real>
@@ -213,13 +213,13 @@ bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& fram
     int type = 0;
     HostArray<std::byte> stored;
     if (FLDget_node_data(from, comp, &type, stored.receive_untyped(), stored.receive_count(), ARR_READ) != 1) {
-        return field_operation_failed("Error getting node data");
+        return kFieldReport.fail("Error getting node data");
     }
     Value low{};
     Value high{};
     const bool ranged = FLDget_node_data_minmax(from, comp, low.data(), high.data()) == 1;
     // values of which none is finite have no range, and need none
-    if (!ranged && any_finite(stored, type)) return field_operation_failed("Error getting node minmax");
+    if (!ranged && any_finite(stored, type)) return kFieldReport.fail("Error getting node minmax");
     StepData data;
     data.components.resize(static_cast<std::size_t>(comp) + 1);
     OutArray<std::byte>& values = data.components.back();
@@ -230,7 +230,7 @@ bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& fram
     if (!set_component(to, comp, as_stored, data)) return false;
     if (!ranged) return true;
     if (FLDset_node_data_minmax(to, comp, low.data(), high.data(), type) == 1) return true;
-    return field_operation_failed("Error setting node data");
+    return kFieldReport.fail("Error setting node data");
 }
 
 bool copy_mesh(OMobj_id all, int step, const StoredStep& stored, const FieldFrame& frame, OMobj_id field) {
@@ -240,7 +240,7 @@ bool copy_mesh(OMobj_id all, int step, const StoredStep& stored, const FieldFram
     }
     OMobj_id step_mesh = OMnull_obj();
     if (FLDget_time_coordinates(all, step - 1, &step_mesh) != 1) {
-        return field_operation_failed("Error getting coordinates id ");  // deliberate: the blank at the end
+        return kFieldReport.fail("Error getting coordinates id ");  // deliberate: the blank at the end
     }
     return copy_coordinates(step_mesh, field) && copy_extent(step_mesh, stored, field, nspace);
 }
@@ -248,10 +248,10 @@ bool copy_mesh(OMobj_id all, int step, const StoredStep& stored, const FieldFram
 bool copy_node_data(OMobj_id all, int step, const FieldFrame& frame, OMobj_id field) {
     OMobj_id step_data = OMnull_obj();
     if (FLDget_time_node_data(all, step - 1, &step_data) != 1) {
-        return field_operation_failed("Error getting node id ");  // deliberate: the blank at the end
+        return kFieldReport.fail("Error getting node id ");  // deliberate: the blank at the end
     }
     if (FLDset_node_data_ncomp(field, frame.header.veclen) != 1) {
-        return field_operation_failed("Error setting node_data_ncomp");
+        return kFieldReport.fail("Error setting node_data_ncomp");
     }
     for (int comp = 0; comp < frame.header.veclen; ++comp) {
         if (!copy_component(step_data, field, comp, frame)) return false;
@@ -280,9 +280,9 @@ bool write_all_steps(OMobj_id parent, const FieldFrame& frame, std::vector<StepD
     if (!create(parent, "Output_All", all_steps_template(frame.header.kind), all) || !set_frame(all, frame)) {
         return false;
     }
-    if (FLDset_ncell_sets(all, 1) != 1) return field_operation_failed("Error setting cell sets");
+    if (FLDset_ncell_sets(all, 1) != 1) return kFieldReport.fail("Error setting cell sets");
     if (FLDset_time_nsteps(all, static_cast<int>(steps.size())) != 1) {
-        return field_operation_failed("Error setting time steps");
+        return kFieldReport.fail("Error setting time steps");
     }
     if (!irregular &&
         !(set_points(all, nspace, steps.front().points) && set_extent(all, steps.front(), nspace, kCannotSetExtent))) {
@@ -295,15 +295,15 @@ bool write_all_steps(OMobj_id parent, const FieldFrame& frame, std::vector<StepD
         OMobj_id part = OMnull_obj();
         if (irregular) {
             if (FLDget_time_coordinates(all, index, &part) != 1) {
-                return field_operation_failed("Error getting coordinates id ");
+                return kFieldReport.fail("Error getting coordinates id ");
             }
             if (!set_coordinates(part, data.coord) || !set_extent(part, data, nspace, kCannotSetExtent)) return false;
         }
-        if (FLDget_time_node_data(all, index, &part) != 1) return field_operation_failed("Error getting node id ");
+        if (FLDget_time_node_data(all, index, &part) != 1) return kFieldReport.fail("Error getting node id ");
         if (!set_node_data(part, frame, data)) return false;
     }
     if (FLDset_time_values(all, times.data(), static_cast<int>(times.size())) == 1) return true;
-    return field_operation_failed("Error setting time values");
+    return kFieldReport.fail("Error setting time values");
 }
 
 std::vector<StoredStep> keep_steps(const std::vector<StepData>& steps) {
@@ -322,9 +322,9 @@ std::vector<StoredStep> keep_steps(const std::vector<StepData>& steps) {
 bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, int step, const StoredStep& stored,
                        OMobj_id& field) {
     xp_long nodes = 0;
-    if (FLDget_nnodes(all, &nodes) != 1) return field_operation_failed("Error getting nnode");
+    if (FLDget_nnodes(all, &nodes) != 1) return kFieldReport.fail("Error getting nnode");
     // a field that is not the one that was stored: somebody else has connected something
-    if (nodes != frame.kept.nodes) return field_operation_failed("Error from LDRFfield_extract");
+    if (nodes != frame.kept.nodes) return kFieldReport.fail("Error from LDRFfield_extract");
     const WriteBatch batch;
     return create(parent, "Output_Field", step_template(frame.header.kind), field) && set_frame(field, frame) &&
            copy_mesh(all, step, stored, frame, field) && copy_node_data(all, step, frame, field) &&

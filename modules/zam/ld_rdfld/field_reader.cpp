@@ -31,9 +31,9 @@ std::unique_ptr<const HeaderModel> read_model(FieldRead& read) {
 bool check_model(FieldRead& read, const HeaderModel& model, KeptNodes& nodes) {
     if (model.ndim < 0 || model.nspace < 0 || model.nspace > kMaxCoordSources || model.veclen < 0 ||
         model.data_type < 0 || model.kind < 0) {
-        return refuse("Invalid .fld header specification");
+        return kReport.fail("Invalid .fld header specification");
     }
-    if (model.ndim < 1) return refuse("Error: ndim is less than 1?");
+    if (model.ndim < 1) return kReport.fail("Error: ndim is less than 1?");
     const CropSettings of_header = CropSettings::from_header(model);
     read.ndim = model.ndim;
     read.nsteps = std::max(1, model.nstep);
@@ -41,9 +41,9 @@ bool check_model(FieldRead& read, const HeaderModel& model, KeptNodes& nodes) {
     if (!read.user_crop) read.crop = of_header.any_set(model.ndim) ? of_header : CropSettings{};
     read.crop.normalise(model.ndim, model.dims);
     if (!select_nodes(model, read.crop, nodes) || !sizes_fit(model, nodes)) {
-        return refuse("Invalid dims in .fld header specification");
+        return kReport.fail("Invalid dims in .fld header specification");
     }
-    if (model.nspace < 1) return refuse("Error: nspace is less than 1?");
+    if (model.nspace < 1) return kReport.fail("Error: nspace is less than 1?");
     return true;
 }
 
@@ -53,11 +53,11 @@ bool take_texts(KeptHeader& kept) {
     const StepTables& steps = model.steps;
     if (steps.flag.empty()) return true;
     if ((steps.flag[0] & kGivenLabels) != 0) {
-        if (steps.name_list_count[0] != model.veclen) return refuse("number of LABELS does not match VECLEN");
+        if (steps.name_list_count[0] != model.veclen) return kReport.fail("number of LABELS does not match VECLEN");
         kept.labels = steps.labels[0];
     }
     if ((steps.flag[0] & kGivenUnits) != 0) {
-        if (steps.unit_list_count[0] != model.veclen) return refuse("number of UNITS does not match VECLEN");
+        if (steps.unit_list_count[0] != model.veclen) return kReport.fail("number of UNITS does not match VECLEN");
         kept.units = steps.units[0];
     }
     return true;
@@ -103,8 +103,8 @@ bool enough_memory_for_all(const FieldRead& read) {
     constexpr double kBeyondAll = 9.0e18;
     const auto bytes = static_cast<std::int64_t>(std::min(a_step * read.header->nsteps, kBeyondAll));
     if (AvailableMemory().take(bytes, 1)) return true;
-    return refuse("Problem reading file %s: all %d steps together need more memory than there is",
-                  read.field.name.c_str(), read.header->nsteps);
+    return kReport.fail("Problem reading file %s: all %d steps together need more memory than there is",
+                        read.field.name.c_str(), read.header->nsteps);
 }
 
 bool read_all_steps(FieldRead& read) {
@@ -152,7 +152,7 @@ void LDRFinit(FieldRead& read) {
 bool LDRFread_field_header(FieldRead& read) {
     KeptNodes nodes;
     const std::unique_ptr<const HeaderModel> model = read_model(read);
-    if (!model) return refuse("Problem reading file %s: %s", read.field.name.c_str(), "LDRFread_field_header");
+    if (!model) return kReport.fail("Problem reading file %s: %s", read.field.name.c_str(), "LDRFread_field_header");
     return check_model(read, *model, nodes);
 }
 

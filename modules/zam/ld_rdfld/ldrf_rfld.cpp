@@ -12,7 +12,6 @@
 #include "contract/file.h"
 #include "contract/om.h"
 #include "modules/support/parameters.h"
-#include "modules/support/text_value.h"
 #include "modules/zam/ld_rdfld/field_reader.h"
 #include "modules/zam/ld_rdfld/header_reader.h"
 #include "modules/zam/ld_rdfld/reports.h"
@@ -32,24 +31,13 @@ enum Check : int {
     kReadFollowed = 2,  // the header insists on its own crop: a full read followed the header
 };
 
-/// The parameters of an instance by name.
-class Parameters {
+/// The parameters of an instance: read and written by name, and asked whether they have changed since call `seq`.
+class ReaderParameters : public Parameters {
 public:
-    Parameters(OMobj_id instance, int seq) : instance_(instance), seq_(seq) {}
+    ReaderParameters(OMobj_id instance, int seq) : Parameters(instance), instance_(instance), seq_(seq) {}
 
-    OMobj_id find(const char* name, int mode = OM_OBJ_RD) const { return find_parameter(instance_, name, mode); }
     bool changed(const char* name) const { return changed(find(name)); }
     bool changed(OMobj_id object) const { return OMvalid_obj(object) == 1 && OMchanged(object, seq_) != 0; }
-
-    int get_int(const char* name, int otherwise) const { return int_or(instance_, name, otherwise); }
-    bool get_text(const char* name, std::string& text) const {
-        const HostText value = copy_text(instance_, name);
-        if (value) text = value.get();
-        return value != nullptr;
-    }
-    bool get_pointer(const char* name, void*& value) const {
-        return OMget_name_ptr_val(instance_, OMstr_to_name(name), &value, 0) == 1;
-    }
 
     void set_int(const char* name, xp_long value) const {
         const xp_long limit = std::numeric_limits<int>::max();
@@ -63,27 +51,26 @@ public:
         return OMset_name_ptr_val(instance_, OMstr_to_name(name), value, 0) == 1;
     }
 
-    /// Reads an int or real into `value`; when it cannot be read, writes `value` into the parameter.
+    /// Reads an int or real into `value`; if it cannot be read, writes `value` into the parameter.
     void exchange(const char* name, int& value) const {
-        if (OMget_name_int_val(instance_, OMstr_to_name(name), &value) != 1) set_int(name, value);
+        if (const auto given = integer(name))
+            value = *given;
+        else
+            set_int(name, value);
     }
     void exchange(const char* name, float& value) const {
-        double real = 0.0;
-        if (OMget_name_real_val(instance_, OMstr_to_name(name), &real) == 1) {
-            value = static_cast<float>(real);
-        } else {
+        if (const auto given = real(name))
+            value = static_cast<float>(*given);
+        else
             set_real(name, static_cast<double>(value));
-        }
     }
-
-    OMobj_id instance() const { return instance_; }
 
 private:
     OMobj_id instance_;
     int seq_;
 };
 
-void read_crop(const Parameters& parameters, CropSettings& crop) {
+void read_crop(const ReaderParameters& parameters, CropSettings& crop) {
     for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) {
         parameters.exchange(kMinNames[axis], crop.min[axis]);
         parameters.exchange(kMaxNames[axis], crop.max[axis]);
@@ -91,7 +78,7 @@ void read_crop(const Parameters& parameters, CropSettings& crop) {
     }
 }
 
-void write_crop(const Parameters& parameters, const CropSettings& crop) {
+void write_crop(const ReaderParameters& parameters, const CropSettings& crop) {
     for (std::size_t axis = 0; axis < kMaxCropAxes; ++axis) {
         parameters.set_int(kMinNames[axis], crop.min[axis]);
         parameters.set_int(kMaxNames[axis], crop.max[axis]);
@@ -104,11 +91,11 @@ void write_crop(const Parameters& parameters, const CropSettings& crop) {
 template <class Owner>
 class Kept {
 public:
-    Kept(const Parameters& parameters, const char* name, Owner& owner)
+    Kept(const ReaderParameters& parameters, const char* name, Owner& owner)
         : parameters_(parameters), name_(name), owner_(owner) {
-        void* kept = nullptr;
-        taken_ = parameters.get_pointer(name, kept) && parameters.set_pointer(name, nullptr);
-        if (taken_) owner_.reset(static_cast<typename Owner::element_type*>(kept));
+        const auto kept = parameters.pointer(name);
+        taken_ = kept && parameters.set_pointer(name, nullptr);
+        if (taken_) owner_.reset(static_cast<typename Owner::element_type*>(*kept));
     }
     ~Kept() {
         if (taken_ && owner_ && parameters_.set_pointer(name_, owner_.get())) (void)owner_.release();
@@ -117,7 +104,7 @@ public:
     Kept& operator=(const Kept&) = delete;
 
 private:
-    const Parameters& parameters_;
+    const ReaderParameters& parameters_;
     const char* name_;
     Owner& owner_;
     bool taken_;
@@ -195,12 +182,13 @@ private:
     bool open_new_file();
     bool read_new(Action action);
     bool read_step();
+    bool read_file_name();
     bool find_outputs();
     int finish(Action action, bool done);
     void write_back_header();
     int connect_outputs();
 
-    Parameters parameters_;
+    ReaderParameters parameters_;
     FieldRead read_;
     FileHandle file_;
     OMobj_id out_ = OMnull_obj();
@@ -241,11 +229,11 @@ int Update::run() {
 /// Takes the parameters down, and brings those into line that a new file or `check` decides.
 Asked Update::look() {
     Asked asked;
-    read_.portable = parameters_.get_int("portable", 0) == 1;
-    read_.swap = parameters_.get_int("swap", 0) == 1;
-    read_.flip = parameters_.get_int("flip", 0) == 1;
+    read_.portable = parameters_.integer("portable", 0) == 1;
+    read_.swap = parameters_.integer("swap", 0) == 1;
+    read_.flip = parameters_.integer("flip", 0) == 1;
     asked.store_all_changed = parameters_.changed(parameters_.find("store_all", OM_OBJ_RW));
-    read_.store_all = parameters_.get_int("store_all", 0) == 1;
+    read_.store_all = parameters_.integer("store_all", 0) == 1;
     asked.name_changed = parameters_.changed("filename");
     if (asked.name_changed) {  // a new file never starts with all steps stored
         read_.store_all = false;
@@ -254,7 +242,7 @@ Asked Update::look() {
     }
     if (asked.store_all_changed && !read_.store_all) parameters_.set_int("store_all_visible", 0);
 
-    asked.check = parameters_.get_int("check", kReadAtOnce);
+    asked.check = parameters_.integer("check", kReadAtOnce);
     if (read_.header) read_.crop = read_.header->crop;
     if (asked.check != kReadAtOnce) {
         read_crop(parameters_, read_.crop);
@@ -262,15 +250,15 @@ Asked Update::look() {
         write_crop(parameters_, read_.crop);
         parameters_.set_int("exec", 0);
     }
-    asked.exec = parameters_.get_int("exec", 0) == 1;
+    asked.exec = parameters_.integer("exec", 0) == 1;
     asked.file_open = file_ != nullptr;
     if (asked.stepping() && asked.file_open) look_at_steps(asked);
     return asked;
 }
 
 void Update::look_at_steps(Asked& asked) const {
-    asked.nsteps = parameters_.get_int("nsteps", 0);
-    asked.stepno = parameters_.get_int("stepno", 1);
+    asked.nsteps = parameters_.integer("nsteps", 0);
+    asked.stepno = parameters_.integer("stepno", 1);
     asked.reread = parameters_.changed("flip") || parameters_.changed("portable");
     if (!asked.moving()) return;
     asked.forward = look_at("forward");
@@ -291,12 +279,20 @@ bool Update::perform(const Choice& choice) {
     return choice.action == Action::step ? read_step() : open_new_file() && read_new(choice.action);
 }
 
+/// Fails with a report if there is no name.
+bool Update::read_file_name() {
+    auto name = parameters_.text("filename");
+    if (!name) return kReport.fail("Can't get filename.");
+    read_.field.name = std::move(*name);
+    return true;
+}
+
 /// Fails with a report when the outputs are not there.
 bool Update::find_outputs() {
     out_ = parameters_.find("out");
-    if (OMvalid_obj(out_) != 1) return refuse("Can't get 'out' object id.");
+    if (OMvalid_obj(out_) != 1) return kReport.fail("Can't get 'out' object id.");
     out_all_ = parameters_.find("out_all");
-    if (OMvalid_obj(out_all_) != 1) return refuse("Can't get 'out_all' object id.");
+    if (OMvalid_obj(out_all_) != 1) return kReport.fail("Can't get 'out_all' object id.");
     return true;
 }
 
@@ -304,11 +300,11 @@ bool Update::open_new_file() {
     read_crop(parameters_, read_.crop);
     parameters_.set_int("stepno", 0);
     parameters_.set_int("nsteps", 0);
-    if (!parameters_.get_text("filename", read_.field.name)) return refuse("Can't get filename.");
+    if (!read_file_name()) return false;
     if (!find_outputs()) return false;
     release();
     file_.reset(FILEfopen(read_.field.name.c_str(), "rb"));
-    if (!file_) return refuse("Can't open file");
+    if (!file_) return kReport.fail("Can't open file");
     read_.field.file = file_.get();
     const int nsteps = count_steps(file_.get());
     return nsteps >= 1 && LDRF_alloc(header_model(), nsteps) == 1;
@@ -330,7 +326,7 @@ bool Update::read_new(Action action) {
 
 bool Update::read_step() {
     data_read_ = true;
-    if (!parameters_.get_text("filename", read_.field.name)) return refuse("Can't get filename.");
+    if (!read_file_name()) return false;
     if (!find_outputs()) return false;
     read_.field.file = file_.get();
     read_.user_crop = check_ != kReadAtOnce;
@@ -378,15 +374,15 @@ int Update::connect_outputs() {
 }  // namespace
 }  // namespace zam::ldrf
 
-using zam::ldrf::Parameters;
+using zam::ldrf::ReaderParameters;
 using zam::ldrf::Update;
 
 int DVLDread_field_set_params(OMobj_id instance, unsigned /*event_mask*/, int seq) {
-    const Parameters parameters(instance, seq);
+    const ReaderParameters parameters(instance, seq);
     const OMobj_id portable = parameters.find("portable", OM_OBJ_RW);
     const OMobj_id swap = parameters.find("swap", OM_OBJ_RW);
     if (OMvalid_obj(portable) != 1 || OMvalid_obj(swap) != 1) return 1;
-    if (parameters.get_int("portable", 0) != 1 || parameters.get_int("swap", 0) != 1) return 1;
+    if (parameters.integer("portable", 0) != 1 || parameters.integer("swap", 0) != 1) return 1;
     if (parameters.changed(portable)) {
         parameters.set_int("swap", 0);
     } else if (parameters.changed(swap)) {

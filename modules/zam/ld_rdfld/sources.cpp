@@ -32,8 +32,8 @@ std::vector<xp_long>& Sources::ends_of(SourceKind kind, int n, const ScheduledRe
 
 bool Sources::valid(SourceKind kind, int n, int step, const Source& source, xp_long nodes) const {
     if (source.skip >= 0 && source.offset >= 0 && source.stride >= 1 && positions_fit(source, nodes)) return true;
-    return refuse("Problem reading file %s: SKIP, OFFSET or STRIDE of %s %d, step %d, is out of range",
-                  field_.name.c_str(), keyword(kind), n, step);
+    return kReport.fail("Problem reading file %s: SKIP, OFFSET or STRIDE of %s %d, step %d, is out of range",
+                        field_.name.c_str(), keyword(kind), n, step);
 }
 
 /// Where a read lies, once the end of the read before it in its chain is known.
@@ -80,8 +80,8 @@ bool Sources::open(SourceKind kind, int n, int step, xp_long nodes, int type, co
                    OpenSource& opened) {
     const auto read = schedule_.find(kind, n, step);
     if (!read) {
-        return refuse("Problem reading file %s: there is no %s %d for step %d", field_.name.c_str(), keyword(kind), n,
-                      step);
+        return kReport.fail("Problem reading file %s: there is no %s %d for step %d", field_.name.c_str(),
+                            keyword(kind), n, step);
     }
     if (!valid(kind, n, step, *read->source, nodes)) return false;
     opened.file = field_.file;
@@ -89,7 +89,7 @@ bool Sources::open(SourceKind kind, int n, int step, xp_long nodes, int type, co
         opened.owned.reset(FILEfopen(read->file->c_str(), "rb"));
         opened.file = opened.owned.get();
         if (opened.file == nullptr || platform::length(opened.file) < 0) {
-            return refuse(cannot_open, read->file->c_str());
+            return kReport.fail(cannot_open, read->file->c_str());
         }
     }
     if (!pass_over(kind, n, step, opened.file, nodes, type)) return false;

@@ -128,7 +128,7 @@ bool StepReader::open_positions(int step, std::vector<Opened>& opened) {
 bool StepReader::open_inline_positions(std::vector<Opened>& opened) {
     if (schedule_.any(SourceKind::variable)) {
         if (header_.kind == kUniform) return true;
-        return refuse("cannot get points data");
+        return kReport.fail("cannot get points data");
     }
     xp_long start = header_.data_start + inline_step_bytes() * std::max(1, header_.nstep);
     const int axes = header_.kind == kRectilinear ? header_.ndim : header_.nspace;
@@ -192,14 +192,15 @@ bool StepReader::report(const Fault& fault, const Role& role, int type) const {
     const bool real = type == DTYPE_FLOAT || type == DTYPE_DOUBLE;
     switch (fault.kind) {
         case Fault::short_read:
-            return refuse("Attempted binary read of %lld bytes read only %lld", static_cast<long long>(fault.asked),
-                          static_cast<long long>(fault.got));
-        case Fault::missing_word: return refuse(" --- 2Invalid number: component %d, item %d", role.component, item);
+            return kReport.fail("Attempted binary read of %lld bytes read only %lld",
+                                static_cast<long long>(fault.asked), static_cast<long long>(fault.got));
+        case Fault::missing_word:
+            return kReport.fail(" --- 2Invalid number: component %d, item %d", role.component, item);
         case Fault::no_number:
-            return refuse(
+            return kReport.fail(
                 real ? "Invalid float number: component %d, item %d" : "--- 1Invalid number: component %d, item %d",
                 role.component, item);
-        default: return refuse(role.read_error);
+        default: return kReport.fail(role.read_error);
     }
 }
 
@@ -332,7 +333,7 @@ bool StepReader::read_time(int step, StepData& data) {
         return true;
     }
     if (record->source.type < kAscii || record->source.type > kBinary) {
-        return refuse("wrong file type %d", record->source.type);
+        return kReport.fail("wrong file type %d", record->source.type);
     }
     return read_time_value(step, data);
 }
@@ -349,7 +350,7 @@ bool StepReader::read_time_value(int step, StepData& data) {
         reader_.begin(source.placement, encoding);
         read = !reader_.read(line_of(KeptAxis{}), reinterpret_cast<std::byte*>(&data.time));
     }
-    if (!read) return refuse("Could not read time : end of file");
+    if (!read) return kReport.fail("Could not read time : end of file");
     sources_.note_end(SourceKind::time, 1, step, 1);
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%f", static_cast<double>(data.time));

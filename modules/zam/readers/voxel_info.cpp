@@ -9,23 +9,18 @@
 #include <vector>
 
 #include "base/file_handle.h"
-#include "contract/err.h"
 #include "contract/file.h"
 #include "contract/fld.h"
 #include "modules/support/memory_budget.h"
 #include "modules/zam/readers/voxel_field.h"
 #include "modules/zam/readers/voxel_grid.h"
+#include "modules/zam/readers/voxel_reports.h"
 #include "modules/zam/readers/voxel_samples.h"
 
 namespace zam::voxel {
 namespace {
 
 constexpr float kNullValue = -999.0F;  // as the module has it unless told otherwise
-
-int report(const std::string& text) {
-    ERRerror("read_voxel", 1, 2, "%s", text.c_str());
-    return 0;
-}
 
 std::string why_no_grid(const Samples& samples) {
     const std::string count = std::to_string(samples.count);
@@ -75,13 +70,13 @@ void describe_component(OMobj_id field, int comp, std::span<const float> column,
 
 int describe(const char* name, int header_lines, OMobj_id field, xp_long* counts) {
     const FileHandle file(FILEfopen(name, "rt"));
-    if (!file) return report("Cannot open filename.: " + std::string(name));
+    if (!file) return report.fail("Cannot open filename.: %s", name);
     std::string time_label;
     MemoryBudget memory;
-    const auto samples = read_samples(file.get(), {header_lines, kNullValue, nullptr}, memory, time_label);
+    const auto samples = read_samples(file.get(), {header_lines, kNullValue, std::nullopt}, memory, time_label);
     if (!samples) return 0;
     const auto grid = Grid::find(*samples);
-    if (!grid) return report(why_no_grid(*samples));
+    if (!grid) return report.fail("%s", why_no_grid(*samples).c_str());
     auto placed = place(*samples, *grid);
     counts[0] = static_cast<xp_long>(samples->count);
     counts[1] = std::ssize(placed);
@@ -101,6 +96,6 @@ int zam_describe_voxels(const char* file, int header_lines, OMobj_id field, xp_l
     try {
         return zam::voxel::describe(file, header_lines, field, counts);
     } catch (const std::bad_alloc&) {
-        return zam::voxel::report("memory does not hold the samples");
+        return zam::voxel::report.fail("%s", "memory does not hold the samples");
     }
 }

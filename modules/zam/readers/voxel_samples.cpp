@@ -3,22 +3,17 @@
 #include <algorithm>
 #include <new>
 
-#include "contract/err.h"
 #include "modules/zam/readers/voxel_lines.h"
 #include "modules/zam/readers/voxel_numbers.h"
+#include "modules/zam/readers/voxel_reports.h"
 #include "platform/large_file.h"
 
 namespace zam::voxel {
 
-bool fail(const char* text) {
-    std::fputs(text, stderr);
-    return false;
-}
-
 namespace {
 
 constexpr int kPositions = 3;
-constexpr int kFewestColumns = kPositions + 1;
+constexpr int kMinColumns = kPositions + 1;
 
 /// What the first pass finds out.
 struct Layout {
@@ -34,12 +29,12 @@ void skip_header(LineSource& source, int lines) {
 
 /// Passes over the header lines, looking for the time key.
 void read_header(LineSource& source, const ReadOptions& options, std::string& time_label) {
-    if (options.time_key == nullptr) return skip_header(source, options.header_lines);
+    if (!options.time_key) return skip_header(source, options.header_lines);
     for (int line = 0; line < options.header_lines; ++line) {
         auto text = source.next();
         if (!text) return;
         text = text->substr(0, text->find('\0'));
-        const auto at = text->find(options.time_key);
+        const auto at = text->find(*options.time_key);
         if (at != std::string_view::npos) time_label = text->substr(at, kMaxTimeLabel);
     }
 }
@@ -75,17 +70,17 @@ bool allocate(const Layout& layout, MemoryBudget& memory, Samples& samples) {
     constexpr const char* kNoMemoryForValues = "Cannot malloc for dval\n";
     for (std::size_t axis = 0; axis < kPositions; ++axis) {
         samples.positions[axis] = allocate(layout.lines, memory);
-        if (!samples.positions[axis]) return fail(kNoMemory[axis]);
+        if (!samples.positions[axis]) return kStream.fail(kNoMemory[axis]);
     }
     // a first line of many columns, above short lines, asks for much more than the file's length
     try {
         samples.values.resize(static_cast<std::size_t>(layout.columns - kPositions));
     } catch (const std::bad_alloc&) {
-        return fail(kNoMemoryForValues);
+        return kStream.fail(kNoMemoryForValues);
     }
     for (auto& column : samples.values) {
         column = allocate(layout.lines, memory);
-        if (!column) return fail(kNoMemoryForValues);
+        if (!column) return kStream.fail(kNoMemoryForValues);
     }
     return true;
 }
@@ -104,7 +99,7 @@ Line read_fields(std::string_view text, char separator, float null_value, std::s
         const auto field = fields.next();
         const bool missing = !field || is_missing(*field);
         if (missing && column < kPositions) {
-            fail(kMissing[column]);
+            kStream.fail(kMissing[column]);
             return Line::faulty;
         }
         row[column] = missing ? null_value : to_number(*field);
@@ -136,20 +131,11 @@ std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options,
                                     std::string& time_label) {
     constexpr const char* kCannotRewind = "Unexpected error\n";
     LineSource source(file, platform::length(file));
-    if (!source.rewind()) {  // tried first: a pipe may never end
-        fail(kCannotRewind);
-        return std::nullopt;
-    }
+    if (!source.rewind()) return kStream.reject(kCannotRewind);  // tried first: a pipe may never end
     read_header(source, options, time_label);
     const Layout layout = survey(source);
-    if (layout.columns < kFewestColumns) {
-        ERRerror("read_voxel", 0, 2, "This module support [x(,) y(,) z(,) value] format.");
-        return std::nullopt;
-    }
-    if (!source.rewind()) {
-        fail(kCannotRewind);
-        return std::nullopt;
-    }
+    if (layout.columns < kMinColumns) return report.reject("This module support [x(,) y(,) z(,) value] format.");
+    if (!source.rewind()) return kStream.reject(kCannotRewind);
     Samples samples;
     if (!allocate(layout, memory, samples)) return std::nullopt;
     skip_header(source, options.header_lines);

@@ -21,9 +21,9 @@ constexpr std::size_t kMaxTimeLabel = 255;
 
 /// How a file is to be read.
 struct ReadOptions {
-    int header_lines;      // passed over in front of the samples; none when negative
-    float null_value;      // stands for missing values
-    const char* time_key;  // text to look for in the header lines; null: none
+    int header_lines;                     // passed over in front of the samples; none when negative
+    float null_value;                     // stands for missing values
+    std::optional<std::string> time_key;  // text to look for in the header lines
 };
 
 /// One array per coordinate and value, so that each is walked over at the speed of memory.
@@ -35,10 +35,6 @@ struct Samples {
     std::span<const float> axis(std::size_t axis) const { return {positions[axis].get(), count}; }
     std::span<const float> column(std::size_t column) const { return {values[column].get(), count}; }
 };
-
-/// Says on the standard error stream why a file cannot be read.
-/// @return false
-bool fail(const char* text);
 
 /// Reads the samples of an open file.
 /// @param memory      is charged with the samples
