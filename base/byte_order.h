@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+
+#include "base/element_types.h"
 
 namespace zam {
 
@@ -23,6 +26,15 @@ void reverse_bytes(std::byte* values, std::size_t count) {
         word = reversed(word);
         std::memcpy(values + i * sizeof word, &word, sizeof word);
     }
+}
+
+/// As above, of `count` elements of a type.
+inline void reverse_bytes(int type, std::byte* values, std::size_t count) {
+    with_type(type, [&](auto zero) {
+        using Wide = std::conditional_t<sizeof zero == 4, std::uint32_t, std::uint64_t>;
+        using Word = std::conditional_t<sizeof zero == 2, std::uint16_t, Wide>;
+        if constexpr (sizeof zero > 1) reverse_bytes<Word>(values, count);
+    });
 }
 
 }  // namespace zam

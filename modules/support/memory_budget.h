@@ -20,7 +20,7 @@ public:
         return take(count, sizeof(T)) ? OutArray<T>::allocate(count, where) : OutArray<T>();
     }
     /// As allocate(), with a type code that is known only at run time.
-    template <class T = std::byte>
+    template <class T>
     OutArray<T> allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
         const std::size_t bytes = type_size(type);
         return bytes > 0 && take(count, bytes) ? OutArray<T>::allocate_as(type, count, where) : OutArray<T>();

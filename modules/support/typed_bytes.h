@@ -15,19 +15,18 @@
 
 namespace zam {
 
-/// Values that the host lends for reading.
+/// Values that the host lends.
 class TypedBytes {
 public:
     explicit TypedBytes(SourcePlace where = SourcePlace::here()) : lent_(where) {}
 
     /// The values of component `comp`; `nullopt` if the host has none.
     static std::optional<TypedBytes> read(OMobj_id field, int comp, SourcePlace where = SourcePlace::here()) {
-        TypedBytes values(where);
-        HostArray<std::uint8_t>& lent = values.lent_;
-        if (FLDget_node_data(field, comp, &values.type_, lent.receive_untyped(), lent.receive_count(), ARR_READ) != 1 ||
-            !lent)
-            return std::nullopt;
-        return values;
+        return open(field, comp, ARR_READ, where);
+    }
+    /// As read(), for values that are changed in place.
+    static std::optional<TypedBytes> change(OMobj_id field, int comp, SourcePlace where = SourcePlace::here()) {
+        return open(field, comp, ARR_READ_WRITE, where);
     }
 
     /// The values of the array in sub-object `name`; `nullopt` if the host has none.
@@ -50,10 +49,24 @@ public:
     /// The values as elements of T. @pre  the type's elements are T, or raw bytes for unsigned ones
     template <class T>
     std::span<const T> as() const {
-        return {reinterpret_cast<const T*>(lent_.data()), static_cast<std::size_t>(std::max<xp_long>(count(), 0))};
+        return as_writable<T>();
+    }
+    /// As as(). @pre  lent by change()
+    template <class T>
+    std::span<T> as_writable() const {
+        return {reinterpret_cast<T*>(lent_.data()), static_cast<std::size_t>(std::max<xp_long>(count(), 0))};
     }
 
 private:
+    static std::optional<TypedBytes> open(OMobj_id field, int comp, int mode, SourcePlace where) {
+        TypedBytes values(where);
+        HostArray<std::uint8_t>& lent = values.lent_;
+        if (FLDget_node_data(field, comp, &values.type_, lent.receive_untyped(), lent.receive_count(), mode) != 1 ||
+            !lent)
+            return std::nullopt;
+        return values;
+    }
+
     int type_ = DTYPE_BYTE;
     HostArray<std::uint8_t> lent_;
 };
@@ -68,6 +81,12 @@ public:
         values.owned_ = memory.allocate_as<std::uint8_t>(type, count, where);
         return values;
     }
+    /// As above, for what a budget has been charged with already.
+    static OwnedTypedBytes allocate(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
+        OwnedTypedBytes values;
+        values.owned_ = OutArray<std::uint8_t>::allocate_as(type, count, where);
+        return values;
+    }
 
     explicit operator bool() const { return static_cast<bool>(owned_); }
     int type() const { return owned_.type(); }
@@ -76,9 +95,12 @@ public:
         return {reinterpret_cast<std::byte*>(owned_.data()), static_cast<std::size_t>(count()) * type_size(type())};
     }
 
-    /// Hands the values over to a component, whose veclen is set. They stay here if the host refuses them.
-    void hand_over(OMobj_id field, int comp) {
-        if (FLDset_node_data(field, comp, owned_.data(), type(), count(), ARR_HOST_OWNS) == 1) owned_.release();
+    /// Hands the values over to a component, whose veclen is set. @return false if the host refuses them; they stay
+    /// here
+    bool hand_over(OMobj_id field, int comp) {
+        if (FLDset_node_data(field, comp, owned_.data(), type(), count(), ARR_HOST_OWNS) != 1) return false;
+        owned_.release();
+        return true;
     }
 
 private:

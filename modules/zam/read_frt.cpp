@@ -14,6 +14,7 @@
 #include "modules/support/memory_budget.h"
 #include "modules/support/parameters.h"
 #include "modules/support/report.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/readers/frt_grid.h"
 #include "modules/zam/readers/frt_records.h"
 
@@ -22,6 +23,7 @@ namespace {
 using namespace zam::frt;
 using zam::MemoryBudget;
 using zam::OutArray;
+using zam::OwnedTypedBytes;
 
 // --- Reports ---
 
@@ -47,10 +49,10 @@ void set_coordinates(OMobj_id out, OutArray<float> positions) {
 }
 
 /// A component that memory did not suffice for is tried once more, as zeros; a host may also do without its values.
-void replace_missing(OutArray<std::byte>& values, int type, xp_long nnodes, MemoryBudget& memory) {
+void replace_missing(OwnedTypedBytes& values, int type, xp_long nnodes, MemoryBudget& memory) {
     if (values) return;
-    values = memory.allocate_as(type, nnodes);
-    std::ranges::fill(values ? values.span() : std::span<std::byte>(), std::byte{0});
+    values = OwnedTypedBytes::allocate(memory, type, nnodes);
+    if (values) std::ranges::fill(values.bytes(), std::byte{0});
 }
 
 void set_node_data(OMobj_id out, xp_long nnodes, MemoryBudget& memory, NodeData& data) {
@@ -60,9 +62,9 @@ void set_node_data(OMobj_id out, xp_long nnodes, MemoryBudget& memory, NodeData&
     for (auto& values : data.components) {
         require(FLDset_node_data_veclen(out, comp, 1) == 1, "Cannot set node data veclen.");
         replace_missing(values, data.type, nnodes, memory);
-        require(FLDset_node_data(out, comp, values.data(), data.type, values ? nnodes : 0, ARR_HOST_OWNS) == 1,
-                floats ? "Cannot set node data." : "Cannot set node double data.");
-        values.release();
+        const bool set = values ? values.hand_over(out, comp)
+                                : FLDset_node_data(out, comp, nullptr, data.type, 0, ARR_HOST_OWNS) == 1;
+        require(set, floats ? "Cannot set node data." : "Cannot set node double data.");
         ++comp;
     }
 }

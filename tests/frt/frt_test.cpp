@@ -54,14 +54,12 @@ protected:
     }
     /// A component, which must be doubles or floats as told.
     std::vector<double> component(int comp, bool wide) const {
-        HostArray<std::byte> data;
-        int type = -1;
-        FLDget_node_data(out, comp, &type, data.receive_untyped(), data.receive_count(), ARR_READ);
-        if (!data || type != (wide ? DTYPE_DOUBLE : DTYPE_FLOAT)) return {};
-        const auto* floats = reinterpret_cast<const float*>(data.data());
-        const auto* doubles = reinterpret_cast<const double*>(data.data());
-        return wide ? std::vector<double>(doubles, doubles + data.size())
-                    : std::vector<double>(floats, floats + data.size());
+        const auto data = TypedBytes::read(out, comp);
+        if (!data || data->type() != (wide ? DTYPE_DOUBLE : DTYPE_FLOAT)) return {};
+        const auto floats = data->as<float>();
+        const auto doubles = data->as<double>();
+        return wide ? std::vector<double>(doubles.begin(), doubles.end())
+                    : std::vector<double>(floats.begin(), floats.end());
     }
 
     OMobj_id out{};
@@ -384,7 +382,7 @@ TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
     const frt::NodeData data = frt::read_node_data(records, shape, length, memory);
     EXPECT_STREQ(data.warning, "Warning! cannot read data: veclen > 1");
     ASSERT_EQ(data.components.size(), 2U);
-    for (const std::byte byte : data.components[1].span()) EXPECT_EQ(byte, std::byte{0});
+    for (const std::byte byte : data.components[1].bytes()) EXPECT_EQ(byte, std::byte{0});
 }
 
 // --- Hosts that refuse ---

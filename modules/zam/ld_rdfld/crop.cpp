@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/checked_product.h"
+
 namespace zam::ldrf {
 
 CropSettings CropSettings::from_header(const HeaderModel& header) {
@@ -85,9 +87,10 @@ bool select_nodes(const HeaderModel& header, const CropSettings& crop, KeptNodes
             const double span = static_cast<double>(crop.max[i]) - static_cast<double>(crop.min[i]);
             axis.count = static_cast<xp_long>(std::floor(span / axis.factor)) + 1;
         }
-        if (axis.count < 1 || axis.full > std::numeric_limits<xp_long>::max() / kept.full_nodes) return false;
+        const auto full_nodes = checked_product(kept.full_nodes, axis.full);
+        if (axis.count < 1 || !full_nodes) return false;
         kept.last_node += axis.last() * kept.full_nodes;
-        kept.full_nodes *= axis.full;
+        kept.full_nodes = *full_nodes;
         kept.nodes *= axis.count;
     }
     return true;

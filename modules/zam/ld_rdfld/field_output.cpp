@@ -4,9 +4,11 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "contract/fld.h"
 #include "modules/support/batch.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/ld_rdfld/reports.h"
 
 namespace zam::ldrf {
@@ -67,42 +69,27 @@ bool set_extent(OMobj_id mesh, const StepData& data, int nspace, const char* tex
     return kFieldReport.fail(text);
 }
 
-template <class T>
-void reverse_values(std::byte* values, xp_long count) {
-    T* first = reinterpret_cast<T*>(values);
-    std::reverse(first, first + count);
-}
-
 /// Reverses the order of the nodes of a component in the host's array.
 bool flip_nodes(OMobj_id field, int comp) {
-    HostArray<std::byte> values;
-    int type = 0;
-    if (FLDget_node_data(field, comp, &type, values.receive_untyped(), values.receive_count(), ARR_READ_WRITE) != 1) {
-        return kFieldReport.fail("Error getting node data for flip");
-    }
-    switch (type_size(type)) {
-        case 1: reverse_values<std::uint8_t>(values.data(), values.size()); break;
-        case 2: reverse_values<std::uint16_t>(values.data(), values.size()); break;
-        case 4: reverse_values<std::uint32_t>(values.data(), values.size()); break;
-        default: reverse_values<std::uint64_t>(values.data(), values.size()); break;
-    }
+    const auto values = TypedBytes::change(field, comp);
+    if (!values) return kFieldReport.fail("Error getting node data for flip");
+    with_type(values->type(), [&](auto zero) { std::ranges::reverse(values->as_writable<decltype(zero)>()); });
     return true;
 }
 
 /// A header's range value in a component's own type; integers go through the widest one and take its low bytes.
 Value in_type(float value, int type) {
     Value bytes{};
-    const auto store = [&](auto typed) { std::memcpy(bytes.data(), &typed, sizeof typed); };
     constexpr float kLongLimit = 9.2233720e18F;
     const xp_long whole = std::fabs(value) < kLongLimit ? static_cast<xp_long>(value) : 0;
-    switch (type) {
-        case DTYPE_FLOAT: store(value); break;
-        case DTYPE_DOUBLE: store(static_cast<double>(value)); break;
-        case DTYPE_LONG: store(whole); break;
-        case DTYPE_INT: store(static_cast<std::int32_t>(whole)); break;
-        case DTYPE_SHORT: store(static_cast<std::int16_t>(whole)); break;
-        default: store(static_cast<std::uint8_t>(whole)); break;
-    }
+    with_type(type, [&](auto typed) {
+        using T = decltype(typed);
+        if constexpr (std::is_floating_point_v<T>)
+            typed = T{value};
+        else
+            typed = static_cast<T>(whole);
+        std::memcpy(bytes.data(), &typed, sizeof typed);
+    });
     return bytes;
 }
 
@@ -123,13 +110,9 @@ bool set_component(OMobj_id field, int comp, const FieldFrame& frame, StepData& 
     if (FLDset_node_data_comp(field, comp, 1, label.c_str(), units) != 1) {
         return kFieldReport.fail("Error setting node data component");
     }
-    OutArray<std::byte>& values = data.components[at];
-    const int type = values.type();
-    if (FLDset_node_data(field, comp, values.data(), type, values.size(), ARR_HOST_OWNS) != 1) {
-        return kFieldReport.fail("Error setting node data");
-    }
-    values.release();
-    return (!frame.flip || flip_nodes(field, comp)) && set_range(field, comp, data, type);
+    OwnedTypedBytes& values = data.components[at];
+    if (!values.hand_over(field, comp)) return kFieldReport.fail("Error setting node data");
+    return (!frame.flip || flip_nodes(field, comp)) && set_range(field, comp, data, values.type());
 }
 
 bool set_node_data(OMobj_id field, const FieldFrame& frame, StepData& data) {
@@ -197,39 +180,31 @@ bool copy_xform(OMobj_id from, OMobj_id to) {
     return kFieldReport.fail("Error setting xform");
 }
 
-template <class Real>
-bool any_finite(const std::byte* values, xp_long count) {
-    const auto* first = reinterpret_cast<const Real*>(values);
-    return std::any_of(first, first + count, [](Real value) { return std::isfinite(value); });
-}
-
-bool any_finite(const HostArray<std::byte>& values, int type) {
-    if (type == DTYPE_FLOAT) return any_finite<float>(values.data(), values.size());
-    if (type == DTYPE_DOUBLE) return any_finite<double>(values.data(), values.size());
-    return values.size() > 0;
+bool any_finite(const TypedBytes& values) {
+    return with_type(values.type(), [&](auto zero) {
+        return std::ranges::any_of(values.as<decltype(zero)>(),
+                                   [](auto value) { return std::isfinite(static_cast<double>(value)); });
+    });
 }
 
 bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& frame) {
-    int type = 0;
-    HostArray<std::byte> stored;
-    if (FLDget_node_data(from, comp, &type, stored.receive_untyped(), stored.receive_count(), ARR_READ) != 1) {
-        return kFieldReport.fail("Error getting node data");
-    }
+    const auto stored = TypedBytes::read(from, comp);
+    if (!stored) return kFieldReport.fail("Error getting node data");
     Value low{};
     Value high{};
     const bool ranged = FLDget_node_data_minmax(from, comp, low.data(), high.data()) == 1;
     // values of which none is finite have no range, and need none
-    if (!ranged && any_finite(stored, type)) return kFieldReport.fail("Error getting node minmax");
+    if (!ranged && any_finite(*stored)) return kFieldReport.fail("Error getting node minmax");
     StepData data;
     data.components.resize(static_cast<std::size_t>(comp) + 1);
-    OutArray<std::byte>& values = data.components.back();
-    values = OutArray<std::byte>::allocate_as(type, stored.size());
+    OwnedTypedBytes& values = data.components.back();
+    values = OwnedTypedBytes::allocate(stored->type(), stored->count());
     if (!values) return out_of_memory("RFread_field: Failure allocating nnodes array");
-    std::memcpy(values.data(), stored.data(), values.span().size());
+    std::ranges::copy(stored->bytes(), values.bytes().begin());
     const FieldFrame as_stored{frame.header, frame.kept, frame.labels, frame.units, /*flip=*/false};
     if (!set_component(to, comp, as_stored, data)) return false;
     if (!ranged) return true;
-    if (FLDset_node_data_minmax(to, comp, low.data(), high.data(), type) == 1) return true;
+    if (FLDset_node_data_minmax(to, comp, low.data(), high.data(), stored->type()) == 1) return true;
     return kFieldReport.fail("Error setting node data");
 }
 

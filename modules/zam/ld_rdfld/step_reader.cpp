@@ -313,9 +313,9 @@ bool StepReader::read_variables(int step, const std::vector<Opened>& opened, Ste
     for (std::size_t comp = 0; comp < opened.size(); ++comp) {
         int interrupt = 0;
         OMstatus_check(static_cast<int>(comp * 100 / opened.size()), nullptr, &interrupt);
-        auto values = OutArray<std::byte>::allocate_as(header_.data_type, kept_.nodes);
+        auto values = OwnedTypedBytes::allocate(header_.data_type, kept_.nodes);
         if (!values) return out_of_memory("RFread_field: Failure allocating nnodes array");
-        if (!read_source(opened[comp], value_encoding(), kept_, values.data(), 1)) return false;
+        if (!read_source(opened[comp], value_encoding(), kept_, values.bytes().data(), 1)) return false;
         sources_.note_end(SourceKind::variable, static_cast<int>(comp) + 1, step, kept_.full_nodes);
         data.components.push_back(std::move(values));
     }

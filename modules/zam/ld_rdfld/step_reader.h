@@ -5,17 +5,18 @@
 #include <vector>
 
 #include "modules/support/host_array.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/ld_rdfld/sources.h"
 
 namespace zam::ldrf {
 
 /// One step as read. The arrays are complete before the host sees any of them.
 struct StepData {
-    OutArray<float> points;                       // uniform, rectilinear: nspace a point
-    OutArray<float> coord;                        // irregular: nspace per node
-    std::vector<OutArray<std::byte>> components;  // veclen of them, one value per node
-    Row min_ext, max_ext;                         // nspace each; empty when the header gives none
-    Row min_val, max_val;                         // veclen each; empty when the header gives none
+    OutArray<float> points;                   // uniform, rectilinear: nspace per point
+    OutArray<float> coord;                    // irregular: nspace per node
+    std::vector<OwnedTypedBytes> components;  // veclen of them, one value per node
+    Row min_ext, max_ext;                     // nspace each; empty if the header gives none
+    Row min_val, max_val;                     // veclen each; empty if the header gives none
     float time = 0.0F;
     std::string time_text;
 };

@@ -59,13 +59,7 @@ xp_long wire_size(const Encoding& encoding) {
 }
 
 void swap_values(std::byte* values, const Encoding& encoding, xp_long count) {
-    if (!encoding.swap) return;
-    switch (type_size(encoding.type)) {
-        case 1: return;
-        case 2: return reverse_bytes<std::uint16_t>(values, static_cast<std::size_t>(count));
-        case 4: return reverse_bytes<std::uint32_t>(values, static_cast<std::size_t>(count));
-        default: return reverse_bytes<std::uint64_t>(values, static_cast<std::size_t>(count));
-    }
+    if (encoding.swap) reverse_bytes(encoding.type, values, static_cast<std::size_t>(count));
 }
 
 bool decode_values(std::byte* wire, const Encoding& encoding, std::byte* to, xp_long count) {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <new>
 
+#include "base/checked_product.h"
+
 namespace zam::frt {
 namespace {
 
@@ -87,10 +89,9 @@ GridShape read_shape(RecordFile& file) {
         shape.dims[axis] = dim;
     }
     require(file.skip_marker(), "Error! read ijkmax footer.");
-    for (const xp_long dim : shape.dims) {
-        require(dim <= kMaxNodes / shape.nnodes, kAxisTexts[0].allocate);
-        shape.nnodes *= dim;
-    }
+    const auto nnodes = checked_product(shape.dims);
+    require(nnodes && *nnodes <= kMaxNodes, kAxisTexts[0].allocate);
+    shape.nnodes = *nnodes;
     return shape;
 }
 
@@ -157,9 +158,9 @@ bool fits_node_data(xp_long words, xp_long nnodes) {
 
 /// Reads the values of a component and its trailing marker. Values after the end of the file are zeros.
 void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentTexts& texts, MemoryBudget& memory,
-                    OutArray<std::byte>& values) {
+                    OwnedTypedBytes& values) {
     const bool floats = type == DTYPE_FLOAT;
-    values = memory.allocate_as(type, nnodes);
+    values = OwnedTypedBytes::allocate(memory, type, nnodes);
     require(bool(values), floats ? texts.allocate_float : texts.allocate_double);
 
     const xp_long width = floats ? 4 : 8;
@@ -167,15 +168,15 @@ void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentT
     const xp_long held = std::min(size, file.remaining() / width * width);
     // swapped while they are in the cache
     const xp_long step = file.layout().swapped ? kBlockBytes : std::max(held, width);
-    std::memset(values.data() + held, 0, static_cast<std::size_t>(size - held));
+    std::byte* const bytes = values.bytes().data();
+    std::memset(bytes + held, 0, static_cast<std::size_t>(size - held));
     for (xp_long at = 0; at < held; at += step) {
-        const xp_long bytes = std::min(step, held - at);
-        if (!file.read(values.data() + at, bytes)) {
-            std::memset(values.data() + at, 0, static_cast<std::size_t>(held - at));
+        const xp_long count = std::min(step, held - at);
+        if (!file.read(bytes + at, count)) {
+            std::memset(bytes + at, 0, static_cast<std::size_t>(held - at));
             throw Failure{texts.read};
         }
-        require(file.to_native(floats ? "float" : "double", values.data() + at, static_cast<std::size_t>(bytes)),
-                texts.swap);
+        require(file.to_native(floats ? "float" : "double", bytes + at, static_cast<std::size_t>(count)), texts.swap);
     }
     require(held == size && file.skip_marker(), texts.read);
 }

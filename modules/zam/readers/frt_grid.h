@@ -7,6 +7,7 @@
 
 #include "modules/support/host_array.h"
 #include "modules/support/memory_budget.h"
+#include "modules/support/typed_bytes.h"
 #include "modules/zam/readers/frt_records.h"
 
 namespace zam::frt {
@@ -41,7 +42,7 @@ float read_time(RecordFile& file, xp_long length);
 /// for want of memory, no array.
 struct NodeData {
     int type = DTYPE_FLOAT;  // or DTYPE_DOUBLE, of all
-    std::vector<OutArray<std::byte>> components;
+    std::vector<OwnedTypedBytes> components;
     const char* warning = nullptr;  // why reading stopped before the end of the file; null: it did not
 };
 

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "base/byte_order.h"
+#include "base/element_types.h"
 #include "platform/large_file.h"
 
 namespace zam::frt {
@@ -16,16 +17,11 @@ constexpr const char* kNoHeader = "Error! Cannot find header information.";
 constexpr const char* kHeaderSwap = "Error! byte swap failed - header.";
 constexpr const char* kHeaderRead = "Error! read header.";
 
-/// Bytes of an element of a type; 0 for unknown names.
-std::size_t element_width(std::string_view type) {
-    struct Row {
-        std::string_view type;
-        std::size_t width;
-    };
-    constexpr Row kRows[] = {{"char", 1}, {"byte", 1},  {"short", 2},   {"int", 4},  // deliberate: "long" has 4
-                             {"long", 4}, {"float", 4}, {"xp_long", 8}, {"double", 8}, {"byte8", 8}};
-    const auto* row = std::ranges::find(kRows, type, &Row::type);
-    return row == std::end(kRows) ? 0 : row->width;
+/// Code of a type with elements of that width; `nullopt` for unknown names.
+std::optional<int> element_type(std::string_view name) {
+    if (name == "long") return DTYPE_INT;  // deliberate: 4 bytes
+    if (name == "xp_long" || name == "byte8") return DTYPE_LONG;
+    return type_from_name(name);
 }
 
 /// Whether a record of that many bytes holds the dims of a grid.
@@ -51,14 +47,9 @@ xp_long little_endian(const std::array<std::uint8_t, 8>& bytes) {
 }  // namespace
 
 bool reverse_elements(std::string_view type, std::byte* values, std::size_t size) {
-    switch (const std::size_t width = element_width(type)) {
-        case 0: return false;
-        case 1: break;
-        case 2: reverse_bytes<std::uint16_t>(values, size / width); break;
-        case 4: reverse_bytes<std::uint32_t>(values, size / width); break;
-        default: reverse_bytes<std::uint64_t>(values, size / width); break;
-    }
-    return true;
+    const auto code = element_type(type);
+    if (code) reverse_bytes(*code, values, size / type_size(*code));
+    return code.has_value();
 }
 
 RecordFile::RecordFile(std::FILE* stream) : stream_(stream) {
