@@ -9,9 +9,6 @@ namespace zam::voxel {
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{1} << 18;  // much more than a line
-constexpr std::string_view kBlankOrLineEnd = " \t\n\r";
-
-std::string_view up_to_nul(std::string_view line) { return line.substr(0, line.find('\0')); }
 
 }  // namespace
 
@@ -33,7 +30,7 @@ const char* LineSource::find_line_end(const char* from) const {
 std::string_view LineSource::line_up_to(const char* line_end) {
     const std::string_view line(at_, std::min(static_cast<std::size_t>(line_end - at_), kMaxLine));
     at_ = line_end;
-    return line;
+    return buffer_has_nul_ ? line.substr(0, line.find('\0')) : line;
 }
 
 /// Moves the first `kept` bytes of what is left to the front and reads on after them; false at the end of the file.
@@ -45,6 +42,7 @@ bool LineSource::refill(std::size_t kept) {
     left_ = got == 0 ? 0 : left_ - static_cast<xp_long>(got);
     at_ = buffer_.data();
     end_ = at_ + kept + got;
+    buffer_has_nul_ = std::memchr(at_, '\0', kept + got) != nullptr;
     return got > 0;
 }
 
@@ -59,32 +57,13 @@ std::optional<std::string_view> LineSource::next_across_blocks() {
     }
 }
 
-std::string_view normalise(std::string_view line, LineBuffer& buffer) {
-    line = up_to_nul(line);
-    line = line.substr(0, line.find_last_not_of(kBlankOrLineEnd) + 1);
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    if (line.find('\t') == std::string_view::npos) return line;
-
+std::string_view first_columns(std::string_view line) {
     std::size_t column = 0;
-    const auto put = [&](char c) {
-        if (column < buffer.size()) buffer[column++] = c;
-    };
-    for (const char c : line) {
-        if (c != '\t') {
-            put(c);
-        } else {
-            const bool odd = column % 2 == 1;
-            put(' ');
-            if (!odd) put(' ');
-        }
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (column >= kMaxLine) return line.substr(0, i);
+        column += line[i] == '\t' && column % 2 == 0 ? 2 : 1;
     }
-    return {buffer.data(), column};
-}
-
-bool has_contents(std::string_view line) {
-    // no blank, line end or NUL: an ordinary line is seen at its first character
-    if (!line.empty() && line.front() > ' ') return true;
-    return up_to_nul(line).find_first_not_of(kBlankOrLineEnd) != std::string_view::npos;
+    return line;
 }
 
 }  // namespace zam::voxel

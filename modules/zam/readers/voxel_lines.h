@@ -1,7 +1,6 @@
-// Lines of a voxel text file: read in blocks, cut at the length of a line buffer, brought into one form.
+// Lines of a voxel text file: read in blocks, cut at the length of a line buffer, reduced to their contents.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <optional>
@@ -22,8 +21,8 @@ public:
     /// @throws std::bad_alloc
     LineSource(std::FILE* file, xp_long length);
 
-    /// The next line with its line end, as far as it fits kMaxLine; `nullopt` at the end of the file. Valid until the
-    /// next call.
+    /// The next line with its line end, as far as it fits kMaxLine, and up to a NUL; `nullopt` at the end of the file.
+    /// Valid until the next call.
     std::optional<std::string_view> next() {
         if (const char* line_end = find_line_end(at_)) return line_up_to(line_end + 1);
         return next_across_blocks();
@@ -44,18 +43,20 @@ private:
     std::vector<char> buffer_;
     const char* at_;
     const char* end_;
+    bool buffer_has_nul_ = false;
 };
 
-using LineBuffer = std::array<char, kMaxLine>;
+/// What of a line begins within kMaxLine columns. A tab takes one or two, so that what follows stands at an even one.
+std::string_view first_columns(std::string_view line);
 
-/// A line as fields are taken from it: up to a NUL; without trailing tabs, line ends and blanks and without leading
-/// blanks; each tab replaced by one or two blanks, so that what follows stands at an even column, and what then is
-/// beyond kMaxLine cut.
-/// @param buffer  holds the result where there are tabs
+/// What fields are taken from: a line without trailing tabs, line ends and blanks and without leading blanks, and of
+/// that the first_columns(). Tabs count as blanks.
 /// @return empty for a line without contents
-std::string_view normalise(std::string_view line, LineBuffer& buffer);
-
-/// Whether normalise() would leave something of the line.
-bool has_contents(std::string_view line);
+inline std::string_view contents(std::string_view line) {
+    const auto is_trailing = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    while (!line.empty() && is_trailing(line.back())) line.remove_suffix(1);
+    while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
+    return line.size() <= kMaxLine / 2 ? line : first_columns(line);
+}
 
 }  // namespace zam::voxel

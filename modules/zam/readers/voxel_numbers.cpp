@@ -2,16 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <limits>
-
-#include "modules/zam/readers/voxel_lines.h"
 
 namespace zam::voxel {
 namespace {
 
 constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
-constexpr bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
 /// Decimal exponent written at the front of `text`, "e+400" say; 0 without one. Long ones stop growing.
 long long exponent_of(std::string_view text) {
@@ -49,9 +45,16 @@ double beyond_range(std::string_view text) {
     return negative ? -magnitude : magnitude;
 }
 
-}  // namespace
+template <char kSeparator>
+int count_fields(std::string_view line) {
+    Fields<kSeparator> fields(line);
+    float number = 0.0F;
+    int count = 0;
+    while (fields.next(number) != Fields<kSeparator>::Next::end) ++count;
+    return count;
+}
 
-bool is_missing(std::string_view field) { return field.find_first_not_of(' ') == std::string_view::npos; }
+}  // namespace
 
 float to_number(std::string_view field) {
     const auto first = field.find_first_not_of(" \t\n\v\f\r");
@@ -67,52 +70,10 @@ float to_number(std::string_view field) {
     return result.ec == std::errc::invalid_argument ? 0.0F : static_cast<float>(value);
 }
 
-std::optional<std::string_view> Fields::next() {
-    if (separator_ == ' ') rest_.remove_prefix(std::min(rest_.find_first_not_of(' '), rest_.size()));
-    if (rest_.empty()) return std::nullopt;
-    const auto length = std::min(rest_.find(separator_), rest_.size());
-    const std::string_view field = rest_.substr(0, length);
-    rest_.remove_prefix(std::min(length + 1, rest_.size()));
-    return field;
-}
-
 char separator_of(std::string_view line) { return line.find(',') == std::string_view::npos ? ' ' : ','; }
 
 int count_fields(std::string_view line, char separator) {
-    Fields fields(line, separator);
-    int count = 0;
-    while (fields.next()) ++count;
-    return count;
-}
-
-bool read_ordinary_line(std::string_view line, char separator, std::span<float> numbers) {
-    if (line.size() > kMaxLine / 2) return false;  // tabs might push the end of the line over its limit
-    const char* at = line.data();
-    const char* const end = at + line.size();
-    const auto skip_blanks = [&] {
-        while (at != end && is_blank(*at)) ++at;
-    };
-    const auto at_line_end = [&] {
-        return at == end || *at == '\n' || (*at == '\r' && at + 1 != end && at[1] == '\n');
-    };
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        skip_blanks();
-        if (separator == ',' && i > 0) {
-            if (at == end || *at != ',') return false;
-            ++at;
-            skip_blanks();
-        }
-        double value = 0.0;
-        const auto result = std::from_chars(at, end, value);
-        if (result.ec != std::errc{}) return false;
-        at = result.ptr;
-        if (!at_line_end() && !is_blank(*at) && *at != separator) return false;
-        numbers[i] = static_cast<float>(value);
-    }
-    skip_blanks();
-    if (at_line_end()) return true;
-    if (separator == ',' && *at != ',') return false;
-    return std::memchr(at, '#', static_cast<std::size_t>(end - at)) == nullptr;
+    return separator == ',' ? count_fields<','>(line) : count_fields<' '>(line);
 }
 
 }  // namespace zam::voxel

@@ -1,9 +1,10 @@
 // Fields of a line of text, and the numbers in them.
 #pragma once
 
-#include <optional>
-#include <span>
+#include <charconv>
+#include <cstddef>
 #include <string_view>
+#include <system_error>
 
 namespace zam::voxel {
 
@@ -12,33 +13,58 @@ namespace zam::voxel {
 /// is no number. There are no hexadecimal numbers: "0x10" is 0. Read as double and then narrowed to float.
 float to_number(std::string_view field);
 
-/// Takes a normalised line apart. Runs of blanks count as one separator; a comma always separates, and fields between
-/// commas may be empty, but what is empty after the last comma is no field.
+/// Takes the contents of a line apart. Runs of blanks and tabs count as one separator; a comma always separates, and
+/// fields between commas may be empty, but what is empty after the last comma is no field.
+/// @tparam kSeparator  ',' or ' '
+template <char kSeparator>
 class Fields {
 public:
-    Fields(std::string_view line, char separator) : rest_(line), separator_(separator) {}
+    explicit Fields(std::string_view line) : at_(line.data()), end_(line.data() + line.size()) {}
 
-    /// The next field, `nullopt` at the end of the line.
-    std::optional<std::string_view> next();
+    enum class Next { number, missing, end };
+
+    /// Passes over the next field. What to_number() makes of it goes to `number`, which stays as it is if nothing, or
+    /// nothing but blanks, stands there, and at the end of the line.
+    Next next(float& number) {
+        if (kSeparator == ' ') skip_blanks();
+        if (at_ == end_) return Next::end;
+        if (kSeparator == ',') skip_blanks();
+        const bool missing = at_ == end_ || *at_ == kSeparator;
+        if (!missing) number = read_number();
+        if (at_ != end_) ++at_;
+        return missing ? Next::missing : Next::number;
+    }
+
+    /// Whether the line is at its end and all its fields were numbers to their last character.
+    bool only_numbers() const { return only_numbers_ && at_ == end_; }
 
 private:
-    std::string_view rest_;
-    char separator_;  // ',' or ' '
-};
+    static bool is_blank(char c) { return c == ' ' || c == '\t'; }
+    bool at_field_end() const { return at_ == end_ || (kSeparator == ' ' ? is_blank(*at_) : *at_ == kSeparator); }
+    void skip_blanks() {
+        while (at_ != end_ && is_blank(*at_)) ++at_;
+    }
+    /// Moves to the end of the field. Most are numbers that end there; none goes beyond it, as no number has a blank or
+    /// a comma in it.
+    float read_number() {
+        const char* const begin = at_;
+        double value = 0.0;
+        const auto [end, error] = std::from_chars(begin, end_, value);
+        at_ = end;
+        if (error == std::errc{} && at_field_end()) return static_cast<float>(value);
+        only_numbers_ = false;
+        while (!at_field_end()) ++at_;
+        return to_number({begin, static_cast<std::size_t>(at_ - begin)});
+    }
 
-/// Whether nothing, or nothing but blanks, stands in a field.
-bool is_missing(std::string_view field);
+    const char* at_;
+    const char* end_;
+    bool only_numbers_ = true;
+};
 
 /// Comma when the line has one, else blank.
 char separator_of(std::string_view line);
 
 int count_fields(std::string_view line, char separator);
-
-/// Reads the numbers of an ordinary line: all there, separated by blanks, tabs or the comma, without signs in front but
-/// "-", and no "#" in the line. Gives what to_number() gives for the fields of the normalised line, only sooner.
-/// @param line     as it stands in the file, at most kMaxLine characters
-/// @param numbers  filled; undefined if the line is not ordinary
-/// @return whether the line is ordinary
-bool read_ordinary_line(std::string_view line, char separator, std::span<float> numbers);
 
 }  // namespace zam::voxel

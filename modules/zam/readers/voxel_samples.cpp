@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "modules/zam/readers/voxel_lines.h"
 #include "modules/zam/readers/voxel_numbers.h"
@@ -31,9 +32,8 @@ void skip_header(LineSource& source, int lines) {
 void read_header(LineSource& source, const ReadOptions& options, std::string& time_label) {
     if (!options.time_key) return skip_header(source, options.header_lines);
     for (int line = 0; line < options.header_lines; ++line) {
-        auto text = source.next();
+        const auto text = source.next();
         if (!text) return;
-        text = text->substr(0, text->find('\0'));
         const auto at = text->find(*options.time_key);
         if (at != std::string_view::npos) time_label = text->substr(at, kMaxTimeLabel);
     }
@@ -44,12 +44,10 @@ void read_header(LineSource& source, const ReadOptions& options, std::string& ti
 Layout survey(LineSource& source) {
     Layout layout;
     while (const auto line = source.next()) {
-        if (!has_contents(*line)) continue;
-        if (layout.lines++ > 0) continue;
-        LineBuffer buffer;
-        const std::string_view first = normalise(*line, buffer);
-        layout.separator = separator_of(first);
-        layout.columns = count_fields(first, layout.separator);
+        const std::string_view text = contents(*line);
+        if (text.empty() || layout.lines++ > 0) continue;
+        layout.separator = separator_of(text);
+        layout.columns = count_fields(text, layout.separator);
     }
     return layout;
 }
@@ -87,37 +85,37 @@ bool allocate(const Layout& layout, MemoryBudget& memory, Samples& samples) {
 
 enum class Line { sample, none, faulty };
 
-/// Reads any line with contents, field by field.
-Line read_fields(std::string_view text, char separator, float null_value, std::span<float> row) {
+/// Reads a line into a row of as many numbers as there are columns.
+template <char kSeparator>
+Line read_line(std::string_view text, float null_value, std::span<float> row) {
     constexpr std::array<const char*, kPositions> kMissing{
         "Unexpected error in reading x.\n", "Unexpected error in reading y.\n", "Unexpected error in reading z.\n"};
-    LineBuffer buffer;
-    const std::string_view line = normalise(text, buffer);
-    if (line.empty() || line.find('#') != std::string_view::npos) return Line::none;
-    Fields fields(line, separator);
+    const std::string_view line = contents(text);
+    const auto is_comment = [&] { return line.find('#') != std::string_view::npos; };
+    if (line.empty()) return Line::none;
+    Fields<kSeparator> fields(line);
     for (std::size_t column = 0; column < row.size(); ++column) {
-        const auto field = fields.next();
-        const bool missing = !field || is_missing(*field);
+        row[column] = null_value;
+        const bool missing = fields.next(row[column]) != Fields<kSeparator>::Next::number;
         if (missing && column < kPositions) {
+            if (is_comment()) return Line::none;
             kStream.fail(kMissing[column]);
             return Line::faulty;
         }
-        row[column] = missing ? null_value : to_number(*field);
     }
-    return Line::sample;
+    return !fields.only_numbers() && is_comment() ? Line::none : Line::sample;  // no number has a "#" in it
 }
 
 /// Reads the lines after the header into arrays that hold `layout.lines` samples; a file that has grown meanwhile is
 /// read no further.
+template <char kSeparator>
 bool read_lines(LineSource& source, const Layout& layout, float null_value, Samples& samples) {
     std::vector<float> row(static_cast<std::size_t>(layout.columns));
     const auto room = static_cast<std::size_t>(layout.lines);
     while (const auto line = samples.count < room ? source.next() : std::nullopt) {
-        if (!read_ordinary_line(*line, layout.separator, row)) {
-            const Line read = read_fields(*line, layout.separator, null_value, row);
-            if (read == Line::faulty) return false;
-            if (read == Line::none) continue;
-        }
+        const Line read = read_line<kSeparator>(*line, null_value, row);
+        if (read == Line::faulty) return false;
+        if (read == Line::none) continue;
         const std::size_t sample = samples.count++;
         for (std::size_t axis = 0; axis < kPositions; ++axis) samples.positions[axis][sample] = row[axis];
         for (std::size_t i = 0; i < samples.values.size(); ++i) samples.values[i][sample] = row[kPositions + i];
@@ -139,8 +137,9 @@ std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options,
     Samples samples;
     if (!allocate(layout, memory, samples)) return std::nullopt;
     skip_header(source, options.header_lines);
-    if (!read_lines(source, layout, options.null_value, samples)) return std::nullopt;
-    return samples;
+    const bool read = layout.separator == ',' ? read_lines<','>(source, layout, options.null_value, samples)
+                                              : read_lines<' '>(source, layout, options.null_value, samples);
+    return read ? std::optional(std::move(samples)) : std::nullopt;
 }
 
 }  // namespace zam::voxel
