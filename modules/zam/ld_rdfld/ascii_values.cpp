@@ -80,7 +80,7 @@ void AsciiCursor::take_window() {
     end_ = at_ + window.size();
 }
 
-/// Reads on after what is left; false when nothing was added.
+/// Reads on after what is left; false if nothing was added.
 bool AsciiCursor::refill() {
     if (at_end_of_file_) return false;
     bytes_.seek(position());
@@ -133,7 +133,6 @@ bool AsciiCursor::read(T& value) {
 }
 
 template const char* parse_number(const char*, const char*, float&);
-template bool AsciiCursor::read(char&);
 template bool AsciiCursor::read(std::uint8_t&);
 template bool AsciiCursor::read(std::int16_t&);
 template bool AsciiCursor::read(std::int32_t&);

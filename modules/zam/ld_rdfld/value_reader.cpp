@@ -7,27 +7,13 @@
 #include <cstring>
 #include <type_traits>
 
-#include "modules/support/host_array.h"
+#include "base/element_types.h"
 #include "platform/large_file.h"
 
 namespace zam::ldrf {
 namespace {
 
 constexpr xp_long kBlockBytes = xp_long{1} << 18;  // stays in the second-level cache between reading and converting
-
-/// Calls visit with a value of the type that a code stands for.
-template <class Visit>
-auto with_type(int type, Visit visit) {
-    switch (type) {
-        case DTYPE_CHAR: return visit(char{});
-        case DTYPE_BYTE: return visit(std::uint8_t{});
-        case DTYPE_SHORT: return visit(std::int16_t{});
-        case DTYPE_INT: return visit(std::int32_t{});
-        case DTYPE_FLOAT: return visit(float{});
-        case DTYPE_DOUBLE: return visit(double{});
-        default: return visit(xp_long{});
-    }
-}
 
 /// Calls visit with a constant that is the width of a value.
 template <class Visit>
@@ -143,7 +129,7 @@ std::optional<Fault> ValueReader::read_and_drop(xp_long nodes) {
     return std::nullopt;
 }
 
-/// Passes over whatever lies before a node's value.
+/// Skips whatever lies before a node's value.
 std::optional<Fault> ValueReader::go_to_node(xp_long node) {
     const xp_long missing = placement_.offset + node * placement_.stride - value_;
     if (missing <= 0) return std::nullopt;
