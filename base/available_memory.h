@@ -24,7 +24,7 @@ public:
     /// One part in this many of what is available stays free, for page tables, small allocations and other programs.
     static constexpr std::int64_t kReserveShare = 16;
 
-    /// Whether `count` elements fit into what is left; if so they are counted. A negative count never fits.
+    /// Whether `count` elements fit into what is left; if so, they are counted. A negative count never fits.
     bool take(std::int64_t count, std::size_t element_bytes) {
         const auto size = static_cast<std::int64_t>(element_bytes);
         if (count < 0 || count > std::numeric_limits<std::int64_t>::max() / size) return false;
@@ -34,7 +34,7 @@ public:
         left_ -= bytes;
         return true;
     }
-    /// As take(). @throws std::bad_alloc when they do not fit
+    /// As take(). @throws std::bad_alloc if they do not fit
     void require(std::int64_t count, std::size_t element_bytes) {
         if (!take(count, element_bytes)) throw std::bad_alloc();
     }

@@ -6,7 +6,7 @@
 
 namespace zam {
 
-/// Closes on every path. Where it matters whether everything was written, release() it and look at what fclose says.
+/// Closes on every path. Where it matters whether everything was written, release() it and check what fclose returns.
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };

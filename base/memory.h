@@ -1,4 +1,4 @@
-// What memory there is.
+// How much memory there is.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@ namespace zam {
 /// Bytes of physical memory; the largest possible number if the system does not say.
 std::int64_t physical_memory();
 
-/// Bytes that this process can still fill without being refused, slowed down by paging or ended: what the machine has
-/// free or can free at once, what the limits of the process and of its control groups leave, whichever is least. It
+/// Bytes that this process can still fill without being refused, slowed down by paging or ended: the least of what the
+/// machine has free or can free at once and of what the limits of the process and of its control groups leave. It
 /// takes some system calls, so ask once per update. On Windows, where nothing is lent that is not there, it is the rest
 /// of the commit limit and of the address space.
 std::int64_t available_memory();
 
-/// For tests: what available_memory() says from now on; nullopt brings the truth back.
+/// For tests: what available_memory() returns from now on; `nullopt` restores the true value.
 void pretend_available_memory(std::optional<std::int64_t> bytes);
 
 }  // namespace zam

@@ -43,7 +43,7 @@ std::optional<std::int64_t> number_of(std::string_view text, std::string_view ke
     return std::nullopt;
 }
 
-/// Names of the files of a kind of control groups.
+/// Names of the files of one kind of control group.
 struct GroupFiles {
     const char* mount;
     const char* limit;
@@ -65,8 +65,8 @@ std::int64_t left_in_group(const std::string& directory, const GroupFiles& files
     return std::max<std::int64_t>(*limit - std::max<std::int64_t>(*used - droppable, 0), 0);
 }
 
-/// The least of what a group and all above it leave. Directories that are not there have no limit: a container's path
-/// may be that of the system outside.
+/// The least of what a group and all groups above it leave. A missing directory sets no limit: a container's path may
+/// be that of the system outside.
 std::int64_t left_in_groups(const std::string& root, std::string_view path, const GroupFiles& files) {
     std::int64_t left = kNoLimit;
     while (path.ends_with('/')) path.remove_suffix(1);

@@ -12,7 +12,7 @@ constexpr auto kUnknown = std::numeric_limits<std::int64_t>::max();
 
 std::optional<std::int64_t> pretended;
 
-/// Empty if the system does not say.
+/// `nullopt` if the system does not tell.
 std::optional<MEMORYSTATUSEX> memory_status() {
     MEMORYSTATUSEX status{};
     status.dwLength = sizeof status;

@@ -45,7 +45,7 @@ public:
     static std::optional<CaptureFile> open(const std::string& name);
 
     ImageSize size() const { return size_; }
-    /// Whether the file is as long as its size asks for. Nothing should be allocated before it is known to be.
+    /// Whether the file is as long as its size requires. Allocate nothing before this is known.
     bool is_whole() const;
 
     /// Reads pixels, beginning with `first`.

@@ -1,4 +1,4 @@
-// Joystick capture: polls a joystick on a periodic event and tells when it leaves its rest position.
+// Joystick capture: polls a joystick on a periodic event and shows when it leaves its rest position.
 // Reads active, threshold, joystick, interval, owner_wnd. Writes joy1_captured, joy2_captured, changed, and the records
 // that ref_info and cur_info point to; keeps event_interval and event_on for itself.
 #include "modules/zam/joystick/QELjoyCapture.h"
@@ -84,7 +84,7 @@ int ZAM_LIB_QELjoyCapture::deinst(unsigned event_mask, int seq) {
     return 1;
 }
 
-/// The record that a member's pointer leads to; null when it cannot be read or leads elsewhere.
+/// The record that a member's pointer leads to; null if it cannot be read or leads elsewhere.
 JOYINFOEX* ZAM_LIB_QELjoyCapture::published(const OMXptr& member, const Record& record) {
     void* pointer = nullptr;
     return member.get(&pointer) == 1 && pointer == record.get() ? record.get() : nullptr;

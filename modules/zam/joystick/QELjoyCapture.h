@@ -8,10 +8,10 @@
 #include "contract/omx.h"
 #include "platform/joystick.h"
 
-/// Keeps two position records of a joystick, where it rested and where it stands now, and tells by `changed` whether it
-/// left its rest. The parameters are in QELjoyCapture.json; the records' addresses are the pointer values of `ref_info`
-/// and `cur_info` from inst() to deinst(). Methods take the host's event mask and sequence number, which do not matter,
-/// and return 1 unless they say otherwise.
+/// Keeps two position records of a joystick, where it rested and where it stands now, and sets `changed` when it
+/// leaves its rest. The parameters are in QELjoyCapture.json; the records' addresses are the pointer values of
+/// `ref_info` and `cur_info` from inst() to deinst(). Methods take the host's event mask and sequence number, which do
+/// not matter, and return 1 unless they say otherwise.
 class ZAM_LIB_QELjoyCapture : public OMXobj {
 public:
     using OMXobj::OMXobj;
@@ -19,9 +19,10 @@ public:
     ZAM_LIB_QELjoyCapture(const ZAM_LIB_QELjoyCapture&) = delete;
     ZAM_LIB_QELjoyCapture& operator=(const ZAM_LIB_QELjoyCapture&) = delete;
 
-    /// Makes the records. @return 0, after a report, when there is no memory or the host does not keep the addresses
+    /// Makes the records. @return 0, after a report, if there is no memory or the host does not keep the addresses
     int inst(unsigned event_mask, int seq);
-    /// Stops polling and ends the records. The joysticks stay captured: they are the process', not the instance's.
+    /// Stops polling and ends the records. The joysticks stay captured: they belong to the process, not to the
+    /// instance.
     int deinst(unsigned event_mask, int seq);
 
     // in the order of their dispatch
@@ -31,7 +32,7 @@ public:
     virtual int update_pos(unsigned event_mask, int seq);
     /// Starts polling anew or stops it, as `active` says.
     virtual int update_event(unsigned event_mask, int seq);
-    /// @return 1 when the joystick is away from its rest position by more than the threshold, or its throttle from
+    /// @return 1 if the joystick is away from its rest position by more than the threshold, or its throttle from
     ///         where it was last reported, or its buttons differ; else 0
     virtual int update_threshold(unsigned event_mask, int seq);
     virtual int add_event(unsigned event_mask, int seq);

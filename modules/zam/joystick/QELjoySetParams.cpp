@@ -162,7 +162,7 @@ int ZAM_LIB_QELjoySetParams::load_params(unsigned /*event_mask*/, int /*seq*/) t
     const auto file = file_to_load();
     if (!file) {
         load_status() = 0;
-        return 0;  // silent: load_status tells
+        return 0;  // silent: load_status shows it
     }
     const std::string name = text_of(section()).value_or("");
     {

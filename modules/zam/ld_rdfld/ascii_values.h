@@ -5,7 +5,7 @@
 
 namespace zam::ldrf {
 
-/// Longest word that can be a number; words that are passed over may be of any length.
+/// Longest word that can be a number; words that are skipped may be of any length.
 constexpr std::ptrdiff_t kMaxNumberLength = 1024;
 
 /// Reads one number from the start of a text: optional sign, decimal digits, fraction, exponent with E or Fortran's D;
@@ -20,11 +20,11 @@ class AsciiCursor {
 public:
     explicit AsciiCursor(FileBytes& bytes) : bytes_(bytes) { take_window(); }
 
-    /// Pass over whole lines or words. @return how many there were, fewer where the file ends
+    /// Skip whole lines or words. @return how many there were, fewer if the file ends
     xp_long skip_lines(xp_long count);
     xp_long skip_words(xp_long count);
 
-    /// Reads the next word as a number; false when there is none or it is not a number, which ends the walk. Form feeds
+    /// Reads the next word as a number; false if there is none or it is not a number, which ends the walk. Form feeds
     /// count as blanks.
     template <class T>
     bool read(T& value);

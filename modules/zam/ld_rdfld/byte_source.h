@@ -10,16 +10,16 @@
 
 namespace zam::ldrf {
 
-/// Positions from here on are beyond the end of any file. Sums of positions and sizes stop here instead of overflowing.
+/// Positions from here on are beyond the end of any file. Sums of positions and sizes saturate here.
 constexpr xp_long kFarPosition = xp_long{4} << 60;
 
 /// a + b, at most kFarPosition; both in 0 .. kFarPosition.
 constexpr xp_long far_sum(xp_long a, xp_long b) { return a < kFarPosition - b ? a + b : kFarPosition; }
 
-/// The bytes of a file through one buffer, which moving about within it keeps.
+/// The bytes of a file through one buffer, which is kept while the position moves within it.
 class FileBytes {
 public:
-    /// Goes to the start of a file. It is only borrowed, and must not be moved until the next attach().
+    /// Goes to the start of a file, which is borrowed; nobody else may move its position until the next attach().
     void attach(std::FILE* file);
 
     xp_long length() const { return length_; }
@@ -45,7 +45,7 @@ private:
     std::unique_ptr<char[]> buffer_;  // made by the first read that needs it
     xp_long buffer_start_ = 0;        // position of its first byte
     std::size_t at_ = 0, end_ = 0;
-    std::size_t next_fill_ = 0;  // little after a jump, more and more while reading goes on
+    std::size_t next_fill_ = 0;  // small after a jump, growing while reading goes on
 };
 
 /// The bytes of a source: those of a file from a position on, or the contents of Fortran-unformatted records, each
@@ -60,7 +60,7 @@ public:
 
     /// Reads `size` bytes; fewer only where the source ends.
     std::size_t read(std::byte* to, std::size_t size);
-    /// Passes over `bytes` >= 0. @return how many there are before the source ends
+    /// Skips `bytes` >= 0. @return how many there are before the source ends
     xp_long skip(xp_long bytes);
     /// Position in the file at which whatever follows these values begins: of records, after the current one.
     xp_long end_position() const;

@@ -50,7 +50,7 @@ struct KeptNodes {
 };
 
 /// Combines dimensions and (normalised) crop.
-/// @return false when a dimension is below 1 or the product of the dimensions overflows
+/// @return false if a dimension is below 1 or the product of the dimensions overflows
 bool select_nodes(const HeaderModel& header, const CropSettings& crop, KeptNodes& kept);
 
 }  // namespace zam::ldrf

@@ -93,7 +93,7 @@ Value in_type(float value, int type) {
     return bytes;
 }
 
-/// The header's value range, where it gives both ends.
+/// Sets the header's value range, if it gives both ends.
 bool set_range(OMobj_id field, int comp, const StepData& data, int type) {
     const auto at = static_cast<std::size_t>(comp);
     if (data.min_val.size() <= at || data.max_val.size() <= at) return true;
@@ -193,7 +193,7 @@ bool copy_component(OMobj_id from, OMobj_id to, int comp, const FieldFrame& fram
     Value low{};
     Value high{};
     const bool ranged = FLDget_node_data_minmax(from, comp, low.data(), high.data()) == 1;
-    // values of which none is finite have no range, and need none
+    // values without a finite one have no range, and need none
     if (!ranged && any_finite(*stored)) return kFieldReport.fail("Error getting node minmax");
     StepData data;
     data.components.resize(static_cast<std::size_t>(comp) + 1);
@@ -298,7 +298,7 @@ bool LDRFfield_extract(OMobj_id parent, const FieldFrame& frame, OMobj_id all, i
                        OMobj_id& field) {
     xp_long nodes = 0;
     if (FLDget_nnodes(all, &nodes) != 1) return kFieldReport.fail("Error getting nnode");
-    // a field that is not the one that was stored: somebody else has connected something
+    // not the field that was stored: something else has been connected
     if (nodes != frame.kept.nodes) return kFieldReport.fail("Error from LDRFfield_extract");
     const WriteBatch batch;
     return create(parent, "Output_Field", step_template(frame.header.kind), field) && set_frame(field, frame) &&

@@ -12,8 +12,8 @@ namespace zam::ldrf {
 struct FieldFrame {
     const HeaderModel& header;
     const KeptNodes& kept;
-    const std::vector<std::string>& labels;  // veclen texts, or none: then "DATA0" and on
-    const std::vector<std::string>& units;   // veclen texts, or none
+    const std::vector<std::string>& labels;  // veclen texts, or empty: then "DATA0" and so on
+    const std::vector<std::string>& units;   // veclen texts, or empty
     bool flip;                               // node data in reverse order
 };
 

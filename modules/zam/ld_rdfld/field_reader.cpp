@@ -47,7 +47,7 @@ bool check_model(FieldRead& read, const HeaderModel& model, KeptNodes& nodes) {
     return true;
 }
 
-/// Texts of the first step, when its statements say as many as there are components.
+/// Takes the texts of the first step, if its statements give as many as there are components.
 bool take_texts(KeptHeader& kept) {
     const HeaderModel& model = *kept.model;
     const StepTables& steps = model.steps;
@@ -90,18 +90,18 @@ StepReader step_reader(FieldRead& read) {
     return {*kept.model, kept.schedule, read.field, kept.nodes, format, kept.ends, *read.coordinates};
 }
 
-/// All steps together may be more than there is memory for, however small the file: repeated steps cost it nothing.
+/// All steps together may be more than there is memory for, however small the file is: repeated steps cost it nothing.
 bool enough_memory_for_all(const FieldRead& read) {
     constexpr double kStepRecords = 2048.0;  // what the host and this module keep of a step besides its values
     const HeaderModel& model = *read.header->model;
-    const double a_node = 8.0 * model.veclen + (model.kind == kIrregular ? 4.0 * model.nspace : 0.0);
-    double a_step = static_cast<double>(read.header->nodes.nodes) * a_node + kStepRecords;
+    const double per_node = 8.0 * model.veclen + (model.kind == kIrregular ? 4.0 * model.nspace : 0.0);
+    double per_step = static_cast<double>(read.header->nodes.nodes) * per_node + kStepRecords;
     if (model.kind == kRectilinear) {  // as read, and as kept
         for (const KeptAxis& axis : read.header->nodes.axis)
-            a_step += 8.0 * static_cast<double>(axis.count) * model.nspace;
+            per_step += 8.0 * static_cast<double>(axis.count) * model.nspace;
     }
     constexpr double kBeyondAll = 9.0e18;
-    const auto bytes = static_cast<std::int64_t>(std::min(a_step * read.header->nsteps, kBeyondAll));
+    const auto bytes = static_cast<std::int64_t>(std::min(per_step * read.header->nsteps, kBeyondAll));
     if (AvailableMemory().take(bytes, 1)) return true;
     return kReport.fail("Problem reading file %s: all %d steps together need more memory than there is",
                         read.field.name.c_str(), read.header->nsteps);

@@ -45,7 +45,7 @@ struct FieldRead {
     int nsteps = 1;               // likewise
     bool header_insists = false;  // the header's crop has negative values
     OMobj_id out_field{};
-    OMobj_id out_all{};  // in: the stored steps, when all_stored
+    OMobj_id out_all{};  // in: the stored steps, if all_stored
     std::string time_text;
 };
 

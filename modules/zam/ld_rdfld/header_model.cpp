@@ -9,7 +9,8 @@
 namespace zam::ldrf {
 namespace {
 
-// A header that first gives many short rows and then asks for long ones would multiply its size: so much may be added.
+// A header that first gives many short rows and then asks for long ones would multiply its size: this much may be
+// added.
 constexpr std::size_t kMaxValuesAdded = 16U << 20U;
 
 template <class T>
@@ -144,7 +145,7 @@ int LDRF_alloc(HeaderModel& model, int steps) {
         return allocate(table.name, [&] { resize(model.steps.*table.values, size); });
     };
     if (visit_tables(size_table)) return 1;
-    // Tables of different lengths are of no use to anyone.
+    // Tables of different lengths are of no use.
     visit_tables([&](const auto& table) { return (model.steps.*table.values).clear(), true; });
     return 0;
 }

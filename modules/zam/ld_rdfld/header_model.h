@@ -1,8 +1,8 @@
 // The model that the header of a field file fills: one process-wide record, reset before every parse.
 //
-// Step tables hold one entry a time step (index: step number minus one) and grow with the step counter. What the
+// Step tables hold one entry per time step (index: step number minus one) and grow with the step counter. What the
 // statements of a step say lives in records that steps share until one of them is written to: a repeated block of
-// steps costs a few words a step, and a step costs what the file says of it, not a full set of 74 sources.
+// steps costs a few words per step, and a step costs what the file says of it, not a full set of 74 sources.
 #pragma once
 
 #include <array>
@@ -43,7 +43,7 @@ enum Given : int { kGivenExtent = 1, kGivenLabels = 2, kGivenRange = 4, kGivenUn
 /// Where the values of a source stand in its file.
 struct SourceOptions {
     xp_long skip = 0;    // lines (ASCII) or bytes before the first value
-    xp_long offset = 0;  // values passed over
+    xp_long offset = 0;  // values to skip
     xp_long stride = 1;  // from value to value
     int close = 1;       // 0: reading goes on in the next step where it stopped
 };
@@ -139,10 +139,10 @@ struct HeaderItems {
 struct HeaderModel : HeaderItems {
     StepTables steps;
 
-    /// Source n (from 1) of step (from 1), or null when that step has no statement for it.
+    /// Source n (from 1) of step (from 1), or null if that step has no statement for it.
     const Source* variable(int step, int n) const;
     const Source* coordinate(int step, int n) const;
-    /// The time record of a step, or null when that step has no TIME statement.
+    /// The time record of a step, or null if that step has no TIME statement.
     const TimeRecord* time(int step) const;
 };
 
@@ -157,20 +157,20 @@ int reset_header_model(int start);
 /// Sizes the per-step tables of `model` for `steps` steps; entries that exist keep what they hold.
 /// Reports "rd_fld2: Failure allocating ... array" through ERRout_of_memory for the first table that does not fit;
 /// the tables are empty then.
-/// @return 1, or 0 when memory is exhausted or steps is above kMaxSteps (then with a message in model.error)
+/// @return 1, or 0 if memory is exhausted or steps is above kMaxSteps (then with a message in model.error)
 int LDRF_alloc(HeaderModel& model, int steps);
 
 /// Gives every extent row nspace values and every range row veclen values, -1.0 where the header has none.
-/// @return 1, or 0 when that takes too much memory (reported)
+/// @return 1, or 0 if that takes too much memory (reported)
 int fit_rows(HeaderModel& model);
 
 /// Makes step `to` say what step `from` says, except for the texts of labels and units, which only count (steps from
 /// 0).
 void copy_step(StepTables& steps, int from, int to);
 
-/// Copies a header to keep it between calls; the same reports with the texts of the kept copy. Nothing is shared with
+/// Copies a header to keep it between calls; its reports have the texts of the kept copy. Nothing is shared with
 /// `model` that the reader of either could change.
-/// @return null when memory is exhausted
+/// @return null if memory is exhausted
 std::unique_ptr<HeaderModel> copy_header(const HeaderModel& model);
 
 /// The tables and records of a header, as reports of exhausted memory name them.

@@ -15,7 +15,7 @@
 namespace zam::ldrf {
 namespace {
 
-/// The value of a line "nstep = 12", 0 when it has none.
+/// The value of a line "nstep = 12"; 0 if it has none.
 xp_long step_value(std::string_view line) {
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) return 0;
@@ -38,7 +38,7 @@ bool has_right_first_line(std::FILE* file) {
 /// Puts the file at the byte after the first two form feeds.
 ///
 /// deliberate: a pair that two blocks share is not found; without a pair the file stays at its end.
-/// @return that byte, or -1 when the file cannot be positioned
+/// @return that byte, or -1 if the file cannot be positioned
 xp_long find_data_start(std::FILE* file) {
     if (platform::seek(file, 0, SEEK_SET) != 0) return -1;
     std::array<char, 1024> block;
@@ -75,7 +75,7 @@ bool parse_statements(std::FILE* file) {
     return false;
 }
 
-/// What only the whole header tells: the number of steps, and tables that fit it.
+/// What follows only from the whole header: the number of steps, and tables that fit it.
 bool complete_model() {
     HeaderModel& model = header_model();
     if (model.step_counter > model.nstep) model.nstep = model.step_counter - 1;
@@ -84,7 +84,7 @@ bool complete_model() {
 }
 
 /// Everything after the first line.
-/// @return whether the model is complete; if not, it says why, or that has been reported
+/// @return whether the model is complete; if not, its `error` says why, or is empty after a report
 bool read_model(std::FILE* file, int start) {
     reset_statements();
     if (reset_header_model(start) != 1 || !parse_statements(file) || !complete_model()) return false;
@@ -124,7 +124,7 @@ std::unique_ptr<HeaderModel> read_header(std::FILE* file, const char* name, int 
     allocate(Table::data_struct, [&] { complete = read_model(file, start); });
     if (complete) return copy_header(header_model());
     const std::string& error = header_model().error;
-    // An empty text: memory ran out, which has been reported.
+    // empty: memory ran out, which has been reported
     if (!error.empty()) kReport.fail("Problem reading file %s: %s", name, error.c_str());
     return nullptr;
 }

@@ -20,7 +20,7 @@ struct Loop {
     int repeated = 0;  // steps written by copying, in the whole header
 };
 
-/// What statements leave for later ones, beside the model.
+/// What statements leave for later ones, besides the model.
 struct Pending {
     std::vector<float> numbers;
     SourceOptions options;
@@ -52,7 +52,7 @@ bool store(const char* statement, xp_long n, xp_long limit, int& item) {
 /// Numbers in messages have 32 bits.
 int shown(xp_long n) { return static_cast<int>(std::clamp<xp_long>(n, INT_MIN, INT_MAX)); }
 
-/// Index of the step being described; the tables grow to hold it. Nothing when they cannot.
+/// Index of the step being described; the tables grow to hold it. `nullopt` if they cannot.
 std::optional<std::size_t> current_step() {
     HeaderModel& model = header_model();
     if (model.step_counter > model.steps.count() && LDRF_alloc(model, model.step_counter) != 1) return std::nullopt;
@@ -72,7 +72,7 @@ SourceBlock& own_block(std::pmr::vector<std::shared_ptr<SourceBlock>>& blocks, s
     return *block;
 }
 
-/// Gives sources 1 to `last` of the current step the default options, where it has such sources.
+/// Gives sources 1 to `last` of the current step the default options, if it has such sources.
 bool reset_options(std::pmr::vector<std::shared_ptr<SourceBlock>>& blocks, int last, Table table) {
     const auto step = static_cast<std::size_t>(header_model().step_counter) - 1;
     if (step >= blocks.size() || !blocks[step]) return true;

@@ -1,6 +1,6 @@
-// What the statements of the header language do to the header model. The grammar calls one function a statement.
+// What the statements of the header language do to the header model. The grammar calls one function per statement.
 //
-// Each returns whether the statement held. If not, header_model().error says why, or is empty when memory ran out,
+// Each returns whether the statement held. If not, header_model().error says why, or is empty if memory ran out,
 // which has been reported. Numbers come as the scanner reads them: 64-bit integers and single-precision reals.
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace zam::ldrf {
 
-/// Results of LDRF_yyparse beside those of every generated parser: 0 end of input, 1 aborted, 2 stack exhausted.
+/// Results of LDRF_yyparse besides those of every generated parser: 0 end of input, 1 aborted, 2 stack exhausted.
 constexpr int kStatementFailed = -2;
 constexpr int kEndOfHeaderRead = -1;
 
@@ -27,7 +27,7 @@ enum DataTypeName : int {
     kXdrDoubleType
 };
 
-/// Forgets lists, options and loops of the header before.
+/// Forgets lists, options and loops of the previous header.
 void reset_statements();
 
 bool set_ndim(xp_long n);
@@ -59,7 +59,7 @@ void set_offset(xp_long n);
 void set_stride(xp_long n);
 bool set_close(xp_long n);
 
-/// @param file  null when the statement names none
+/// @param file  null if the statement names none
 /// @param type  FileType
 bool set_coord(xp_long n, const char* file, xp_long type);
 bool set_variable(xp_long n, const char* file, xp_long type);

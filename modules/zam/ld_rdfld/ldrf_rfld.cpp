@@ -121,7 +121,7 @@ struct Asked {
     bool store_all_changed = false;
     // of a stepping call
     bool file_open = false;
-    bool reread = false;  // values are wanted in another way than they were read
+    bool reread = false;  // values are wanted in a form other than the one they were read in
     int nsteps = 0;
     int stepno = 1;
     Trigger forward = Trigger::still, backward = Trigger::still, chosen = Trigger::still;  // `chosen`: stepno
@@ -197,7 +197,7 @@ private:
     bool data_read_ = false;
     bool reread_ = false;  // stored steps no longer hold what is wanted
 
-    // put back in the reverse order, before what they hold ends
+    // put back in reverse order, before the members above end
     Kept<FileHandle> kept_file_{parameters_, "file_ptr", file_};
     Kept<std::unique_ptr<KeptHeader>> kept_header_{parameters_, "RF_ptr", read_.header};
     Kept<std::unique_ptr<CoordinateCache>> kept_coordinates_{parameters_, "coord_ptr", read_.coordinates};
@@ -226,7 +226,7 @@ int Update::run() {
 
 // --- What is asked for ---
 
-/// Takes the parameters down, and brings those into line that a new file or `check` decides.
+/// Reads the parameters, and resets those that a new file or `check` decides.
 Asked Update::look() {
     Asked asked;
     read_.portable = parameters_.integer("portable", 0) == 1;
@@ -287,7 +287,7 @@ bool Update::read_file_name() {
     return true;
 }
 
-/// Fails with a report when the outputs are not there.
+/// Fails with a report if the outputs are missing.
 bool Update::find_outputs() {
     out_ = parameters_.find("out");
     if (OMvalid_obj(out_) != 1) return kReport.fail("Can't get 'out' object id.");
@@ -310,7 +310,7 @@ bool Update::open_new_file() {
     return nsteps >= 1 && LDRF_alloc(header_model(), nsteps) == 1;
 }
 
-/// Reads the header, or header and data. Data follow a header at once when it insists on its own crop.
+/// Reads the header, or header and data. Data follow a header at once if it insists on its own crop.
 bool Update::read_new(Action action) {
     if (action == Action::show_header) {
         if (!LDRFread_field_header(read_)) return false;

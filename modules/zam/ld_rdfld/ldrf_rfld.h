@@ -9,7 +9,7 @@
 extern "C" {
 
 /// Reads what `filename`, `stepno` and the other parameters ask for into `out` (and `out_all`).
-/// @return 1; 0 after a report, or when there was nothing to do
+/// @return 1; 0 after a report, or if there was nothing to do
 ZAM_MODULE_API int DVLDread_field_update(OMobj_id instance, unsigned event_mask, int seq);
 
 /// Makes `portable` and `swap` exclude each other: the one changed last wins. @return 1

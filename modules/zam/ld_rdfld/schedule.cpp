@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::array kKinds{SourceKind::coordinate, SourceKind::variable, SourceKind::time};
 
-/// Steps that the header says something about, were it only that they end; at least one.
+/// Steps that the header says something about, if only that they end; at least one.
 int count_described(const HeaderModel& header) {
     const auto row = static_cast<std::size_t>(header.step_counter - 1);
     const StepTables& steps = header.steps;
@@ -83,7 +83,7 @@ Schedule::Schedule(const HeaderModel& header, const std::string& field_file)
         Chain before;
         for (const int n : kept_open[static_cast<std::size_t>(kind)]) {
             auto places = follow(kind, n, plan.statements);
-            // sources mostly go on in the same steps: those share what would be 8 bytes a step
+            // sources mostly go on in the same steps: those share what would be 8 bytes per step
             if (!before || *before != places)
                 before = std::make_shared<const std::vector<ChainPlace>>(std::move(places));
             plan.chains[n] = before;

@@ -1,5 +1,5 @@
 // Which statement serves each read of a source in each step, and how reads of a source that is kept open follow each
-// other. Made once of a header, from then on only asked.
+// other. Made once per header, then only queried.
 #pragma once
 
 #include <array>
@@ -39,7 +39,7 @@ struct ScheduledRead {
 /// where the source's latest read of the same file stopped, if that one kept the file open; otherwise it begins anew.
 class Schedule {
 public:
-    /// @param header      borrowed, and not changed any more
+    /// @param header      borrowed; no longer changed
     /// @param field_file  name of the field file: relative names are in its directory
     Schedule(const HeaderModel& header, const std::string& field_file);
 
@@ -48,10 +48,10 @@ public:
 
     /// Whether any step has a statement of a kind.
     bool any(SourceKind kind) const { return statements(kind, last_step()) > 0; }
-    /// The described step whose statements of a kind hold in `step`; 0: there are none up to there.
+    /// The described step whose statements of a kind hold in `step`; 0 if there are none up to there.
     int statements(SourceKind kind, int step) const;
 
-    /// The read of a source in a step, or nullopt when the statements that hold there do not name it.
+    /// The read of a source in a step, or `nullopt` if the statements that hold there do not name it.
     std::optional<ScheduledRead> find(SourceKind kind, int n, int step) const;
 
 private:

@@ -35,7 +35,7 @@ using ChainEnds = std::map<std::tuple<DataFormat, SourceKind, int, int>, std::ve
 /// A source of one step, opened: either the field file or a file of its own.
 struct OpenSource {
     std::FILE* file = nullptr;  // to read from
-    FileHandle owned;           // when it is not the field file
+    FileHandle owned;           // if it is not the field file
     Placement placement;
 };
 

@@ -142,7 +142,7 @@ bool StepReader::open_inline_positions(std::vector<Opened>& opened) {
                 start += values * xp_long{4};
                 continue;
             }
-            opened.clear();  // the file does not go on: no corners
+            opened.clear();  // the file ends before: no corners
             return true;
         }
         if (!long_enough(one, position_encoding(), values - 1)) return false;
@@ -169,7 +169,7 @@ bool StepReader::open_variables(int step, std::vector<Opened>& opened) {
     return true;
 }
 
-/// Whether a source's file can hold its values; reports what a read would when not.
+/// Whether a source's file can hold its values; reports what a read would if not.
 bool StepReader::long_enough(const Opened& opened, const Encoding& encoding, xp_long last_node) {
     const OpenSource& source = opened.source;
     if (source.placement.file_type == kAscii) {
@@ -186,7 +186,7 @@ bool StepReader::long_enough(const Opened& opened, const Encoding& encoding, xp_
     return report({.kind = kind, .asked = missing->asked, .got = missing->left}, opened.role, encoding.type);
 }
 
-/// Says what a fault is, and gives false.
+/// Reports a fault. @return false
 bool StepReader::report(const Fault& fault, const Role& role, int type) const {
     const auto item = static_cast<int>(std::min<xp_long>(fault.node, std::numeric_limits<int>::max()));
     const bool real = type == DTYPE_FLOAT || type == DTYPE_DOUBLE;
@@ -360,7 +360,7 @@ bool StepReader::read_time_value(int step, StepData& data) {
 
 // --- Ranges that the header gives ---
 
-/// The step whose extents hold for `step`: its own, else those of the first step described; 0 when there are none.
+/// The step whose extents hold for `step`: its own, else those of the first step described; 0 if there are none.
 int StepReader::extent_step(int step) const {
     for (const int candidate : {schedule_.described(step), 1}) {
         if (has_extent(header_, candidate)) return candidate;

@@ -44,14 +44,14 @@ public:
     StepReader& operator=(const StepReader&) = delete;
 
     /// Reads one step, from 1. Lengths of the files are checked before memory is asked for.
-    /// @return false after one report; std::bad_alloc leaves when scratch memory is exhausted
+    /// @return false after one report; @throws std::bad_alloc if scratch memory is exhausted
     bool read(int step, StepData& data);
 
 private:
-    /// What failing reads of a source say.
+    /// What is reported of a source that cannot be read.
     struct Role {
         int component;           // from 0
-        const char* read_error;  // when nothing more precise is known
+        const char* read_error;  // if nothing more precise is known
     };
     /// A source opened for a component or axis.
     struct Opened {

@@ -11,7 +11,7 @@
 namespace zam::ldrf {
 namespace {
 
-/// Decodes the words that the XDR memory stream lends: what its functions give value by value, several times faster.
+/// Decodes the words that the XDR memory stream lends: the same values as from its functions, several times faster.
 bool decode_xdr(std::byte* wire, xp_long bytes, int type, std::byte* to, xp_long count) {
     XDR xdr;
     xdrmem_create(&xdr, reinterpret_cast<char*>(wire), static_cast<u_int>(bytes), XDR_DECODE);
@@ -37,7 +37,7 @@ bool decode_xdr(std::byte* wire, xp_long bytes, int type, std::byte* to, xp_long
     }
 }
 
-/// Two bytes a value, most significant first: deliberately not the 4-byte short of XDR.
+/// Two bytes per value, most significant first: deliberately not the 4-byte short of XDR.
 void decode_short(const std::byte* wire, std::byte* to, xp_long count) {
     std::memcpy(to, wire, static_cast<std::size_t>(count) * 2);
     if constexpr (std::endian::native == std::endian::little) {

@@ -10,7 +10,7 @@ namespace zam::ldrf {
 struct Encoding {
     int type;       // type code of the values in memory
     bool portable;  // XDR; bytes (type 1) are always native
-    bool swap;      // native values in the other byte order
+    bool swap;      // native values in reversed byte order
 
     bool native() const;
 };
@@ -25,7 +25,7 @@ xp_long wire_size(const Encoding& encoding);
 void swap_values(std::byte* values, const Encoding& encoding, xp_long count);
 
 /// Turns `count` values of a decodable encoding into values in memory, in the type's size.
-/// @return false when XDR cannot decode them
+/// @return false if XDR cannot decode them
 bool decode_values(std::byte* wire, const Encoding& encoding, std::byte* to, xp_long count);
 
 }  // namespace zam::ldrf

@@ -41,7 +41,7 @@ public:
 
     /// Reads the kept nodes of a grid.
     ///
-    /// Values that cannot be decoded, and bytes that shall be swapped, also give a line on standard error.
+    /// Values that cannot be decoded, and bytes that are to be swapped, also give a line on the standard error stream.
     /// @param to       kept.nodes values of the type's size, each `spacing` values after the one before
     /// @param spacing  1 or more
     std::optional<Fault> read(const KeptNodes& kept, std::byte* to, xp_long spacing = 1);
@@ -49,7 +49,7 @@ public:
     /// Reads nodes 0 to nodes - 1 and keeps none.
     std::optional<Fault> read_and_drop(xp_long nodes);
 
-    /// Byte at which the next step of a source that is kept open begins, when this one has `nodes` nodes in all: after
+    /// Byte at which the next step of a source that is kept open begins, if this one has `nodes` nodes in all: after
     /// the last value and its stride, or after the record that holds the last value. After that, only begin() goes on.
     xp_long end_position(xp_long nodes);
 
@@ -78,7 +78,8 @@ struct ShortFile {
     xp_long left;
 };
 
-/// Whether the file can hold nodes 0 to `last_node` of a binary or unformatted source at all: asked before memory is.
+/// Whether the file can hold nodes 0 to `last_node` of a binary or unformatted source at all: checked before memory is
+/// allocated.
 std::optional<ShortFile> too_short(std::FILE* file, const Placement& placement, const Encoding& encoding,
                                    xp_long last_node);
 

@@ -29,15 +29,15 @@ constexpr AxisTexts kAxisTexts[] = {
 };
 constexpr const char* kCoordinateFooter = "Error! read xyzcoord footer.";
 
-/// Where the values of an axis lie in the file, and the message when they cannot be read.
+/// Where the values of an axis lie in the file, and the message if they cannot be read.
 struct AxisPlace {
     xp_long start;
     const char* read;
 };
 using AxisPlaces = std::array<AxisPlace, 3>;
 
-/// Passes over the coordinates.
-/// @throws Failure where the file ends before
+/// Skips the coordinates.
+/// @throws Failure if the file ends before their end
 AxisPlaces find_axes(RecordFile& file, const GridShape& shape, xp_long length) {
     const xp_long axis_bytes = shape.nnodes * kFloatBytes;
     // deliberate: any other length is one record for all axes, and the lengths of further records do not matter
@@ -64,7 +64,7 @@ Block allocate_block(xp_long nodes, const char* failure) {
     }
 }
 
-/// Puts the positions of some nodes together. Written out for each number of axes, the loop runs on several nodes.
+/// Puts the positions of some nodes together. With the number of axes known, the loop handles several nodes at once.
 template <std::size_t kAxes>
 void interleave(const std::array<Block, 3>& axes, std::size_t nodes, float* positions) {
     for (std::size_t node = 0; node < nodes; ++node) {
@@ -166,7 +166,7 @@ void read_component(RecordFile& file, xp_long nnodes, int type, const ComponentT
     const xp_long width = floats ? 4 : 8;
     const xp_long size = nnodes * width;
     const xp_long held = std::min(size, file.remaining() / width * width);
-    // swapped while they are in the cache
+    // values are swapped while they are in the cache
     const xp_long step = file.layout().swapped ? kBlockBytes : std::max(held, width);
     std::byte* const bytes = values.bytes().data();
     std::memset(bytes + held, 0, static_cast<std::size_t>(size - held));
@@ -190,7 +190,7 @@ const char* read_further_components(RecordFile& file, xp_long nnodes, MemoryBudg
             const auto length = file.next_marker(kFurther.swap);
             if (!length) return nullptr;  // a file that ends here ends well
             require(*length == bytes, "Warning! error in read data : veclen > 1\n");
-            // deliberate: counted before it is read, and so also when it cannot be
+            // deliberate: counted before it is read, so it counts even if it cannot be read
             data.components.emplace_back();
             require(data.components.size() < kMaxComponents, "Can't read more veclen data (internal limit over).");
             read_component(file, nnodes, data.type, kFurther, memory, data.components.back());
@@ -206,7 +206,7 @@ NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length
     NodeData data;
     const xp_long nnodes = shape.nnodes;
     if (length != nnodes * 4 && length != nnodes * 8) {
-        // deliberate: the file is only looked at, and read as one without node data
+        // deliberate: only the length is checked, and the file is read as one without node data
         require(fits_node_data(file.remaining() / 4, nnodes), "Error! Unexpected data size.");
         return data;
     }

@@ -26,7 +26,7 @@ struct GridShape {
 GridShape read_shape(RecordFile& file);
 
 /// Reads the positions, which the file holds axis after axis, in one record or in one each.
-/// @return nnodes x ndim floats, the numbers of a node together
+/// @return nnodes x ndim floats, those of a node together
 /// @param memory  is charged with them
 /// @throws Failure; nothing has been allocated that the file does not hold
 OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, MemoryBudget& memory);
@@ -35,7 +35,7 @@ OutArray<float> read_coordinates(RecordFile& file, const GridShape& shape, Memor
 constexpr xp_long kMaxTimeBytes = 32;
 
 /// Reads the contents of the time record and its trailing marker.
-/// @param length  of the record; what is in it after the time is passed over
+/// @param length  of the record; whatever follows the time in it is skipped
 float read_time(RecordFile& file, xp_long length);
 
 /// Components of node data, each of veclen 1. One that could not be read whole has zeros where nothing was read, or,
@@ -50,7 +50,7 @@ struct NodeData {
 /// @param length  of the first data record, whose leading marker has been read. Of a file whose length fits a grid, but
 ///                whose first record does not, no component is read.
 /// @param memory  is charged with them
-/// @throws Failure when there is no first component
+/// @throws Failure if there is no first component
 NodeData read_node_data(RecordFile& file, const GridShape& shape, xp_long length, MemoryBudget& memory);
 
 }  // namespace zam::frt

@@ -17,7 +17,7 @@ constexpr const char* kNoHeader = "Error! Cannot find header information.";
 constexpr const char* kHeaderSwap = "Error! byte swap failed - header.";
 constexpr const char* kHeaderRead = "Error! read header.";
 
-/// Code of a type with elements of that width; `nullopt` for unknown names.
+/// Code of a type whose elements have the width that the name stands for; `nullopt` for unknown names.
 std::optional<int> element_type(std::string_view name) {
     if (name == "long") return DTYPE_INT;  // deliberate: 4 bytes
     if (name == "xp_long" || name == "byte8") return DTYPE_LONG;

@@ -47,19 +47,19 @@ struct Layout {
     int marker_width = 4;   // bytes, 4 or 8
     int integer_width = 4;  // bytes of a dimension, 4 or 8
     int ndim = 3;           // 2 or 3
-    bool swapped = false;   // in the other byte order than this machine's
+    bool swapped = false;   // in the byte order that is not this machine's
 };
 
 /// A file, read front to back or at any place. No read goes past its end: what the file cannot hold is refused before
 /// anything is allocated for it.
 class RecordFile {
 public:
-    /// The stream is only borrowed, not yet read. It is made unbuffered: nearly all bytes go to where
-    /// they are wanted in large blocks, without a copy on the way.
+    /// The stream is borrowed and not yet read. It is made unbuffered: nearly all bytes go in large blocks to where
+    /// they are wanted, without a copy on the way.
     explicit RecordFile(std::FILE* stream);
 
     /// Finds out how the file is written, and goes back to its start.
-    /// @throws Failure when it does not begin with the dims of a grid
+    /// @throws Failure if it does not begin with the dims of a grid
     void detect_layout();
     const Layout& layout() const { return layout_; }
 
@@ -67,7 +67,7 @@ public:
     xp_long remaining() const { return length_ - position_; }
     void go_to(xp_long position) { position_ = position; }
 
-    /// Reads or passes over bytes; false, and nothing passed, when the file ends before.
+    /// Reads or skips bytes. @return false, with nothing skipped, if the file ends before
     bool read(void* to, xp_long bytes);
     bool skip(xp_long bytes);
     bool skip_marker() { return skip(layout_.marker_width); }

@@ -12,7 +12,7 @@ constexpr float kScale = 10000000.0F;
 /// The scaled number, truncated; `nullopt` beyond 32 bits. The product stays in single precision.
 std::optional<std::int32_t> fixed_point(float value, float scale) {
     const float product = value * scale;
-    if (!(product >= -2147483648.0F && product < 2147483648.0F)) return std::nullopt;  // a NaN ends here too
+    if (!(product >= -2147483648.0F && product < 2147483648.0F)) return std::nullopt;  // a NaN too
     return static_cast<std::int32_t>(product);
 }
 

@@ -20,7 +20,7 @@
 namespace zam::voxel {
 namespace {
 
-constexpr float kNullValue = -999.0F;  // as the module has it unless told otherwise
+constexpr float kNullValue = -999.0F;  // the module's default
 
 std::string why_no_grid(const Samples& samples) {
     const std::string count = std::to_string(samples.count);
@@ -62,7 +62,7 @@ void describe_component(OMobj_id field, int comp, std::span<const float> column,
     for (const auto& [node, sample] : kept) {
         const float value = column[sample];
         if (value == kNullValue) continue;
-        if (value < minimum) minimum = value;  // what is no number is passed over
+        if (value < minimum) minimum = value;  // a NaN is neither
         if (value > maximum) maximum = value;
     }
     if (minimum <= maximum) FLDset_node_data_minmax(field, comp, &minimum, &maximum, DTYPE_FLOAT);

@@ -46,7 +46,7 @@ bool LineSource::refill(std::size_t kept) {
     return got > 0;
 }
 
-/// The line that begins in this block and ends in another one, or with the file. Of a long one only the beginning is
+/// The line that begins in this block and ends in another one or with the file. Only the beginning of a long one is
 /// kept.
 std::optional<std::string_view> LineSource::next_across_blocks() {
     for (;;) {

@@ -11,24 +11,24 @@
 
 namespace zam::voxel {
 
-/// Characters that a line may have, its line end included; the rest of a longer line is passed over.
+/// Characters that a line may have, its line end included; the rest of a longer line is skipped.
 constexpr std::size_t kMaxLine = 1023;
 
-/// Gives the lines of a file one after another. The file is only borrowed, and must not be moved meanwhile.
+/// Gives the lines of a file one after another. The file is borrowed, and nobody else may move its position meanwhile.
 class LineSource {
 public:
-    /// @param length  bytes of the file that are read at most, so that reading ends whatever the file does meanwhile
+    /// @param length  bytes of the file to read at most, so that reading ends even if the file grows meanwhile
     /// @throws std::bad_alloc
     LineSource(std::FILE* file, xp_long length);
 
-    /// The next line with its line end, as far as it fits kMaxLine, and up to a NUL; `nullopt` at the end of the file.
+    /// The next line with its line end, cut at kMaxLine and at a NUL; `nullopt` at the end of the file.
     /// Valid until the next call.
     std::optional<std::string_view> next() {
         if (const char* line_end = find_line_end(at_)) return line_up_to(line_end + 1);
         return next_across_blocks();
     }
 
-    /// Back to the first line; false for what cannot be rewound, such as a pipe.
+    /// Goes back to the first line. @return false for what cannot be rewound, such as a pipe
     bool rewind();
 
 private:
@@ -46,7 +46,8 @@ private:
     bool buffer_has_nul_ = false;
 };
 
-/// What of a line begins within kMaxLine columns. A tab takes one or two, so that what follows stands at an even one.
+/// The part of a line that begins within kMaxLine columns. A tab takes one or two, so that what follows stands at an
+/// even one.
 std::string_view first_columns(std::string_view line);
 
 /// What fields are taken from: a line without trailing tabs, line ends and blanks and without leading blanks, and of

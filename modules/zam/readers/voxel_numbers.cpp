@@ -23,7 +23,7 @@ long long exponent_of(std::string_view text) {
     return negative ? -exponent : exponent;
 }
 
-/// What a number beyond the range of double is: infinite, or 0 when it is too small.
+/// The value of a number beyond the range of double: infinite, or 0 if it is too small.
 double beyond_range(std::string_view text) {
     const bool negative = text.front() == '-';
     if (negative) text.remove_prefix(1);

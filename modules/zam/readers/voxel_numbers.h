@@ -23,8 +23,8 @@ public:
 
     enum class Next { number, missing, end };
 
-    /// Passes over the next field. What to_number() makes of it goes to `number`, which stays as it is if nothing, or
-    /// nothing but blanks, stands there, and at the end of the line.
+    /// Moves past the next field and stores what to_number() makes of it in `number`, which stays as it is at the end
+    /// of the line and for a field that is empty or blank.
     Next next(float& number) {
         if (kSeparator == ' ') skip_blanks();
         if (at_ == end_) return Next::end;
@@ -62,7 +62,7 @@ private:
     bool only_numbers_ = true;
 };
 
-/// Comma when the line has one, else blank.
+/// Comma if the line has one, else blank.
 char separator_of(std::string_view line);
 
 int count_fields(std::string_view line, char separator);

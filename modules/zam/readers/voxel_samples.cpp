@@ -28,7 +28,7 @@ void skip_header(LineSource& source, int lines) {
     }
 }
 
-/// Passes over the header lines, looking for the time key.
+/// Skips the header lines, looking for the time key.
 void read_header(LineSource& source, const ReadOptions& options, std::string& time_label) {
     if (!options.time_key) return skip_header(source, options.header_lines);
     for (int line = 0; line < options.header_lines; ++line) {
@@ -39,8 +39,8 @@ void read_header(LineSource& source, const ReadOptions& options, std::string& ti
     }
 }
 
-/// Counts the lines with contents up to the end. The first of them, though it be a comment, says how the others are
-/// taken apart.
+/// Counts the lines with contents up to the end. The first of them, even if it is a comment, decides how the others
+/// are taken apart.
 Layout survey(LineSource& source) {
     Layout layout;
     while (const auto line = source.next()) {
@@ -52,7 +52,7 @@ Layout survey(LineSource& source) {
     return layout;
 }
 
-/// Null when memory is exhausted. Not filled: what no sample comes to is never touched.
+/// Null if memory is exhausted. Uninitialised: pages that no sample reaches are never touched.
 std::unique_ptr<float[]> allocate(xp_long count, MemoryBudget& memory) {
     try {
         memory.require(count, sizeof(float));
@@ -70,7 +70,7 @@ bool allocate(const Layout& layout, MemoryBudget& memory, Samples& samples) {
         samples.positions[axis] = allocate(layout.lines, memory);
         if (!samples.positions[axis]) return kStream.fail(kNoMemory[axis]);
     }
-    // a first line of many columns, above short lines, asks for much more than the file's length
+    // a first line of many columns before short lines asks for much more than the file's length
     try {
         samples.values.resize(static_cast<std::size_t>(layout.columns - kPositions));
     } catch (const std::bad_alloc&) {

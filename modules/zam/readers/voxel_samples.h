@@ -16,17 +16,17 @@
 
 namespace zam::voxel {
 
-/// Longest text that is kept of a header line.
+/// Characters of a header line that are kept at most.
 constexpr std::size_t kMaxTimeLabel = 255;
 
 /// How a file is to be read.
 struct ReadOptions {
-    int header_lines;                     // passed over in front of the samples; none when negative
+    int header_lines;                     // skipped before the samples; none if negative
     float null_value;                     // stands for missing values
     std::optional<std::string> time_key;  // text to look for in the header lines
 };
 
-/// One array per coordinate and value, so that each is walked over at the speed of memory.
+/// One array per coordinate and value, so that each is traversed at the speed of memory.
 struct Samples {
     std::size_t count = 0;
     std::array<std::unique_ptr<float[]>, 3> positions;  // x, y, z: `count` values each
@@ -40,7 +40,7 @@ struct Samples {
 /// @param memory      is charged with the samples
 /// @param time_label  receives what the last header line with the time key has from the key on, cut at kMaxTimeLabel
 /// @return `nullopt` after one message
-/// @throws std::bad_alloc when there is not even memory for a block of the file
+/// @throws std::bad_alloc if there is not even memory for a block of the file
 std::optional<Samples> read_samples(std::FILE* file, const ReadOptions& options, MemoryBudget& memory,
                                     std::string& time_label);
 
