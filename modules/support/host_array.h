@@ -20,6 +20,8 @@ namespace zam {
 ///     if (FLDget_points(field, points.receive(), points.receive_count(), ARR_READ) != 1) return 0;
 template <class T>
 class HostArray {
+    static_assert(!std::is_same_v<std::remove_cv_t<T>, std::byte>, "values of a type known at run time are TypedBytes");
+
 public:
     explicit HostArray(SourcePlace where = SourcePlace::here()) : where_(where) {}
     HostArray(T* data, xp_long size, SourcePlace where = SourcePlace::here())
@@ -67,6 +69,9 @@ private:
 ///     if (OMset_array(id, red.type(), red.data(), red.size(), ARR_HOST_OWNS) == 1) red.release();
 template <class T>
 class OutArray {
+    static_assert(!std::is_same_v<std::remove_cv_t<T>, std::byte>,
+                  "values of a type known at run time: OwnedTypedBytes");
+
 public:
     OutArray() = default;
     OutArray(OutArray&& other) noexcept { swap(other); }
@@ -83,7 +88,7 @@ public:
         return allocate_as(kTypeCode<T>, count, where);
     }
 
-    /// As allocate(), with a type code that is known only at run time; T then is std::byte.
+    /// As allocate(), with another type code than that of T.
     static OutArray allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
         OutArray array;
         array.where_ = where;
@@ -97,10 +102,7 @@ public:
     T* data() const { return data_; }
     xp_long size() const { return size_; }
     int type() const { return type_; }
-    std::span<T> span() const {
-        const auto bytes_per_element = std::is_same_v<T, std::byte> ? type_size(type_) : std::size_t{1};
-        return {data_, static_cast<std::size_t>(size_) * bytes_per_element};
-    }
+    std::span<T> span() const { return {data_, static_cast<std::size_t>(size_)}; }
     T& operator[](xp_long index) const { return data_[index]; }
 
     /// The host has taken the array over.

@@ -19,7 +19,7 @@ public:
     OutArray<T> allocate(xp_long count, SourcePlace where = SourcePlace::here()) {
         return take(count, sizeof(T)) ? OutArray<T>::allocate(count, where) : OutArray<T>();
     }
-    /// As allocate(), with a type code that is known only at run time.
+    /// As allocate(), with another type code than that of T.
     template <class T>
     OutArray<T> allocate_as(int type, xp_long count, SourcePlace where = SourcePlace::here()) {
         const std::size_t bytes = type_size(type);

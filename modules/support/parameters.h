@@ -81,14 +81,4 @@ private:
     OMobj_id object_;
 };
 
-inline OMobj_id find_parameter(OMobj_id object, const char* name, int mode) {
-    return Parameters(object).find(name, mode);
-}
-inline int int_or(OMobj_id object, const char* name, int otherwise) {
-    return Parameters(object).integer(name, otherwise);
-}
-inline double real_or(OMobj_id object, const char* name, double otherwise) {
-    return Parameters(object).real(name, otherwise);
-}
-
 }  // namespace zam
