@@ -33,7 +33,7 @@ void make_and_write(const Assignment& assignment) {
         make_object(zam::host::root(), assignment.parameter->name, assignment.value, links);
     } catch (const RunError&) {
     }
-    for (const auto& link : links) follow(link);
+    for (auto& link : links) follow(link);
     write_all(zam::host::find(zam::host::root(), assignment.parameter->name));
 }
 

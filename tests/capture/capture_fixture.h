@@ -5,13 +5,10 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "modules/support/parameters.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 
@@ -95,23 +92,12 @@ protected:
         });
     }
 
-    void set(const char* name, int value) const {
-        host::create(instance, name, host::Kind::integer);
-        OMset_name_int_val(instance, OMstr_to_name(name), value);
-    }
-    void set(const char* name, const std::string& value) const {
-        host::create(instance, name, host::Kind::text);
-        OMset_name_str_val(instance, OMstr_to_name(name), value.c_str());
-    }
     void take_away(const char* name) const { host::destroy(host::find(instance, name)); }
-    int get(const char* name) const { return Parameters(instance).integer(name, -999); }
     xp_long elements(const char* name) const {
         xp_long count = -1;
         OMget_array_size(host::find(instance, name), &count);
         return count;
     }
-    std::string text(const char* name) const { return Parameters(instance).text(name).value_or("none"); }
-
     OMobj_id make_list(const char* name, xp_long elements) const {
         const OMobj_id list = host::create(instance, name, host::Kind::objects, host::Kind::field);
         OMset_array_size(list, elements);
@@ -122,23 +108,16 @@ protected:
     }
     Texts take_reports() { return std::exchange(reports, {}); }
     Texts take_statuses() { return std::exchange(statuses, {}); }
-    std::string file(const std::string& name) const { return (directory / name).string(); }
-    void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(directory / name, std::ios::binary) << bytes;
-    }
-    static std::string read(const fs::path& name) {
-        std::ifstream in(name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-    Texts names() const {
+    Texts names(const std::string& folder = "") const {
         Texts names;
-        for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
+        for (const auto& entry : fs::directory_iterator(directory / folder))
+            names.push_back(entry.path().filename().string());
         std::sort(names.begin(), names.end());
         return names;
     }
 
     const ScratchDirectory scratch;
-    fs::path directory = scratch.path();
+    const fs::path directory = scratch.path();
     Texts statuses;
     std::string report_call;  // how the latest report came
 };

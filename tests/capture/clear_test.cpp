@@ -2,12 +2,16 @@
 #include <sys/stat.h>
 
 #include <climits>
+#include <sstream>
 
 #include "modules/zam/ZBufCapture.h"
 #include "tests/capture/capture_fixture.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
+
+using CaptureCheck = CaptureTest;
 
 class Clear : public CaptureTest {
 protected:
@@ -16,9 +20,9 @@ protected:
         fs::create_directory(directory / "set");
         make_list("out", 3);
         make_list("depth", 2);
-        set("currCount", 3);
-        set("currDir", directory.string() + "\\set");
-        for (const char* name : {"pceimg00000.img", "pceimg00002.img"}) write(std::string("set/") + name, "x");
+        set_int("currCount", 3);
+        set_text("currDir", scratch.path() + "\\set");
+        for (const char* name : {"pceimg00000.img", "pceimg00002.img"}) scratch.write(std::string("set/") + name, "x");
     }
     void clear() const { EXPECT_EQ(ZBufClearUpdate(instance, 0, 0), 1); }
 };
@@ -38,82 +42,61 @@ TEST_F(Clear, DeletesNothingElse) {
     const Texts others{"PCEIMG00001.img",      "pceimg-0001.img", "pceimg.img",       "pceimg00001.IMG",
                        "pceimg00001.img.x",    "pceimg00003.img", "pceimg000001.img", "pceimg0001.img",
                        "pceimg4294967297.img", "pceimgx0001.img"};
-    for (const auto& name : others) write("set/" + name, "x");
+    for (const auto& name : others) scratch.write("set/" + name, "x");
     fs::create_directory(directory / "set" / "pceimg00001.img");
     const std::string before = text("currDir");
     clear();
     Texts expected = others;
     expected.emplace_back("pceimg00001.img");
-    directory /= "set";
     std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(names(), expected);
-    directory = directory.parent_path();
+    EXPECT_EQ(names("set"), expected);
     EXPECT_EQ(text("currDir"), before);  // the directory stayed
     EXPECT_EQ(get("currCount"), 0);
 }
 
 TEST_F(Clear, GoesByTheFilesThatAreThere) {
-    write("set/pceimg00003.img", "x");
-    write("set/pceimg100000.img", "x");
-    set("currCount", INT_MAX);
+    scratch.write("set/pceimg00003.img", "x");
+    scratch.write("set/pceimg100000.img", "x");
+    set_int("currCount", INT_MAX);
     clear();
     EXPECT_EQ(names(), Texts());
     for (const int count : {0, -5}) {
         fs::create_directory(directory / "set");
-        write("set/pceimg00000.img", "x");
-        set("currCount", count);
-        set("currDir", file("set"));
+        scratch.write("set/pceimg00000.img", "x");
+        set_int("currCount", count);
+        set_text("currDir", scratch.file("set"));
         clear();
         EXPECT_EQ(fs::exists(directory / "set/pceimg00000.img"), true);
-        EXPECT_EQ(text("currDir"), file("set"));
+        EXPECT_EQ(text("currDir"), scratch.file("set"));
     }
 }
 
 TEST_F(Clear, DoesWithoutWhatIsMissing) {
-    mkfifo(file("set/pceimg00001.img").c_str(), 0600);  // opening it would wait for ever
+    mkfifo(scratch.file("set/pceimg00001.img").c_str(), 0600);  // opening it would wait forever
     clear();
     EXPECT_EQ(names(), Texts{"set"});
-    set("currDir", file("none"));
+    set_text("currDir", scratch.file("none"));
     clear();
-    EXPECT_EQ(text("currDir"), file("none"));
+    EXPECT_EQ(text("currDir"), scratch.file("none"));
     EXPECT_EQ(reports, Texts());
 }
 
-struct CheckCase {
-    const char* name;
-    int count, set_mode, mode;
-    const char *directory, *parent;  // null: no such parameter
-    int warning, done;
-};
-
-const CheckCase kChecks[] = {
-    {"consistent", 1, 0, 0, "/tmp\\ada1.0", "/tmp", 0, 1},
-    {"nothing captured", 0, 1, 0, "/tmp\\ada1.0", "/elsewhere", 0, 0},
-    {"a count below 0", -1, 1, 0, "/tmp\\ada1.0", "/elsewhere", 0, 0},
-    {"another mode", 1, 0, 1, "/tmp\\ada1.0", "/tmp", 1, 0},
-    {"another parent", 1, 0, 0, "/tmp\\ada1.0", "/var", 1, 1},
-    {"a longer parent", 2, 1, 1, "/tmp", "/tmp\\ada1.0", 1, 1},
-    {"the same text", 1, 0, 0, "/tmp", "/tmp", 0, 1},
-    {"an empty parent", 1, 0, 0, "/tmp\\ada1.0", "", 0, 1},
-    {"no parent", 1, 0, 0, "/tmp\\ada1.0", nullptr, 0, 0},
-    {"no directory", 1, 0, 0, nullptr, "/tmp", 0, 0},
-    {"an empty directory", 1, 0, 0, "", "/tmp", 0, 0},
-};
-
-TEST_F(CaptureTest, CheckComparesTheSetWithTheChoices) {
-    for (const auto& c : kChecks) {
-        SCOPED_TRACE(c.name);
+TEST_F(CaptureCheck, ComparesTheSetWithTheChoices) {
+    for (const auto& [given, expected] : load_rows(ZAM_TEST_DATA "/checks.test", "checks")) {
+        SCOPED_TRACE(given);
+        std::istringstream in(given);
+        int count = 0, set_mode = 0, mode = 0;
+        std::string current, parent;
+        in >> count >> set_mode >> mode >> current >> parent;
         instance = host::create(host::root(), "module", host::Kind::group);
-        set("currCount", c.count);
-        set("currSaveMode", c.set_mode);
-        set("saveMode", c.mode);
-        if (c.directory) set("currDir", c.directory);
-        if (c.parent) set("tmpDir", c.parent);
-        set("warning", 0);
-        set("done", 0);
+        set_int("currCount", count);
+        set_int("currSaveMode", set_mode);
+        set_int("saveMode", mode);
+        if (current != "-") set_text("currDir", current == "empty" ? "" : current);
+        if (parent != "-") set_text("tmpDir", parent == "empty" ? "" : parent);
+        for (const char* name : {"warning", "done"}) set_int(name, 0);
         EXPECT_EQ(CheckTmpDirUpdate(instance, 0, 0), 1);
-        EXPECT_EQ(get("warning"), c.warning);
-        EXPECT_EQ(get("done"), c.done);
+        EXPECT_EQ(std::to_string(get("warning")) + " " + std::to_string(get("done")), expected);
         EXPECT_EQ(reports, Texts());
     }
 }

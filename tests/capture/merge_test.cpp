@@ -18,8 +18,8 @@ class Merge : public CaptureTest {
 protected:
     void SetUp() override {
         CaptureTest::SetUp();
-        set("currDir", directory.string());
-        set("end_flag", 0);
+        set_text("currDir", scratch.path());
+        set_int("end_flag", 0);
         set_background({1.0F, 0.5F, 0});
         host::create(instance, "out_fld", host::Kind::field);
     }
@@ -36,11 +36,11 @@ protected:
         for (int i = 0; i < count; ++i) {
             const auto& image = captures[static_cast<std::size_t>(i)];
             if (mode == 1) fill_image(element("rc", i), width, height, image);
-            if (mode == 0) write(image_name(i), file_bytes(text, image));
+            if (mode == 0) scratch.write(image_name(i), file_bytes(text, image));
         }
-        set("saveMode", mode);
-        set("currCount", count);
-        set("num", mode == 1 ? count : -1);
+        set_int("saveMode", mode);
+        set_int("currCount", count);
+        set_int("num", mode == 1 ? count : -1);
     }
     static std::string image_name(int i) { return "pceimg0000" + std::to_string(i) + ".img"; }
     void update() const { EXPECT_EQ(MergeImagesUpdate(instance, 0, 0), 1); }
@@ -48,10 +48,10 @@ protected:
     Bytes merged() const { return values(out(), 0); }
 
     /// The update fails with that message, and leaves what was there.
-    void expect_failure(const char* what, const Texts& expected = kCannotMerge) {
+    void expect_failure(const std::string& what, const Texts& expected = kCannotMerge) {
         SCOPED_TRACE(what);
         const Bytes before = merged();
-        set("end_flag", 0);
+        set_int("end_flag", 0);
         update();
         EXPECT_EQ(take_reports(), expected);
         EXPECT_EQ(report_call, "ERRerror 'MergeImages' 2");
@@ -75,20 +75,15 @@ TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
     for (const int winner : winners) expected.insert(expected.end(), colors[winner].begin(), colors[winner].end());
     for (const int mode : {0, 1}) {
         give(mode, 2, 5, captures);
-        set("end_flag", 0);
+        set_int("end_flag", 0);
         update();
         EXPECT_EQ(merged(), expected);
         EXPECT_EQ(get("end_flag"), 1);
         EXPECT_EQ(take_statuses(), (Texts{"MergeImages 0", "MergeImages 0", "MergeImages 50", "<idle> 100"}));
     }
     EXPECT_EQ(reports, Texts());
-    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 1, 4}));
-    int id = 0;
-    int type = 0;
-    FLDget_node_data_id(out(), 0, &id);
-    FLDget_node_data_type(out(), 0, &type);
-    EXPECT_EQ(id, 669);
-    EXPECT_EQ(type, DTYPE_BYTE);
+    expect_image(out(), 2, 5);
+    EXPECT_EQ(bytes(out(), DTYPE_BYTE).size(), 40U);
 }
 
 TEST_F(Merge, GoesThroughBlocksAndGroups) {
@@ -113,13 +108,13 @@ TEST_F(Merge, GoesThroughBlocksAndGroups) {
         give(mode, kWidth, kHeight, captures);
         update();
         EXPECT_TRUE(merged() == expected) << mode;
-        EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, kWidth - 1, kHeight - 1}));
+        expect_image(out(), kWidth, kHeight);
     }
     // another size into the same output
     give(1, 1, 1, {one_color({1, 2, 3, 4}, {1})});
     update();
     EXPECT_EQ(merged(), (Bytes{0, 2, 3, 4}));
-    EXPECT_EQ(positions(out(), FLDget_points), (std::vector<float>{0, 0, 0, 0}));
+    expect_image(out(), 1, 1);
     EXPECT_EQ(reports, Texts());
 }
 
@@ -133,21 +128,21 @@ TEST_F(Merge, BackgroundIsClampedAndCut) {
 
 TEST_F(Merge, NeedsItsParameters) {
     const std::pair<const char*, std::function<void()>> cases[] = {
-        {"a count below 0", [&] { set("currCount", -1); }},
-        {"more than there are files", [&] { set("currCount", 2); }},
-        {"an unknown mode", [&] { set("saveMode", 2); }},
-        {"an empty directory name", [&] { set("currDir", ""); }},
-        {"more than there are fields", [&] { set("saveMode", 1); }},
+        {"a count below 0", [&] { set_int("currCount", -1); }},
+        {"more than there are files", [&] { set_int("currCount", 2); }},
+        {"an unknown mode", [&] { set_int("saveMode", 2); }},
+        {"an empty directory name", [&] { set_text("currDir", ""); }},
+        {"more than there are fields", [&] { set_int("saveMode", 1); }},
     };
     for (const auto& [what, spoil] : cases) {
-        set("currDir", directory.string());
+        set_text("currDir", scratch.path());
         give(1, 2, 1, {one_color({1, 2, 3, 4}, {1, 1})});
         give(0, 1, 1, {one_color({5, 6, 7, 8}, {1})});
-        set("num", 2);
+        set_int("num", 2);
         spoil();
         expect_failure(what);
     }
-    set("num", 1);
+    set_int("num", 1);
     host::set_values(host::find(instance, "backCol"), DTYPE_INT, std::vector<int>(3).data(), 3);
     expect_failure("an integer background", {"Can not get background color."});
     set_background({});
@@ -155,7 +150,7 @@ TEST_F(Merge, NeedsItsParameters) {
     update();
     EXPECT_EQ(get("end_flag"), 1);
     take_statuses();
-    set("currCount", 0);
+    set_int("currCount", 0);
     update();
     EXPECT_EQ(take_statuses(), Texts{"<idle> 100"});
     EXPECT_EQ(reports, Texts());
@@ -182,43 +177,31 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
     update();
     const std::string good = file_bytes("0000300002", image);
     const auto with_text = [&](const std::string& text) { return file_bytes(text, image); };
-    const struct {
-        const char* name;
-        std::string bytes;
-    } kCases[] = {
-        {"an empty file", ""},
-        {"nine characters", good.substr(0, 9)},
-        {"a size alone", good.substr(0, 10)},
-        {"one byte short", good.substr(0, good.size() - 1)},
-        {"a huge size", with_text("9999999999")},
-        {"letters", with_text("abcdefghij")},
-        {"blanks", with_text("          ")},
-        {"a width below 0", with_text("-000300002")},
-        {"no height", with_text("0000300000")},
-        {"hexadecimal", with_text("0x00300002")},
-    };
+    Texts cases{"", good.substr(0, 9), good.substr(0, 10), good.substr(0, good.size() - 1)};
+    for (const char* text : {"9999999999", "abcdefghij", "          ", "-000300002", "0000300000", "0x00300002"})
+        cases.push_back(with_text(text));
     for (const int index : {0, 1}) {
-        for (const auto& c : kCases) {
+        for (const auto& bytes : cases) {
             const auto allocations = host::account().allocations;
-            write(image_name(index), c.bytes);
-            expect_failure(c.name);
-            EXPECT_EQ(host::account().allocations, allocations) << c.name;  // whatever the size, it was not believed
+            scratch.write(image_name(index), bytes);
+            expect_failure(bytes.substr(0, 10));
+            EXPECT_EQ(host::account().allocations, allocations) << bytes;  // whatever the size, it was not believed
         }
         fs::remove(directory / image_name(index));
         expect_failure("no file");
         fs::create_directory(directory / image_name(index));
         expect_failure("a directory");
         fs::remove(directory / image_name(index));
-        write(image_name(index), good);
+        scratch.write(image_name(index), good);
     }
-    write(image_name(1), file_bytes("0000200003", image));
+    scratch.write(image_name(1), file_bytes("0000200003", image));
     expect_failure("the same number of pixels in another shape");
 
     // numbers are read as far as they go, and what follows the depths does not count
     for (const char* text : {"    3    2", "+0003 2   ", "3xyz.2e3  "}) {
-        write(image_name(0), with_text(text) + "more");
-        write(image_name(1), good);
-        set("end_flag", 0);
+        scratch.write(image_name(0), with_text(text) + "more");
+        scratch.write(image_name(1), good);
+        set_int("end_flag", 0);
         update();
         EXPECT_EQ(get("end_flag"), 1) << text;
     }

@@ -1,10 +1,9 @@
-// Grids in Fortran records: files that Fortran programs wrote, files that end anywhere or lie about themselves, a host
-// that refuses.
+// Grids in Fortran records: files that Fortran programs wrote, files that end anywhere or lie about themselves.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <numeric>
 
 #include "base/file_handle.h"
@@ -13,6 +12,7 @@
 #include "modules/zam/readers/frt_grid.h"
 #include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -23,7 +23,6 @@ class FortranGrids : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
-        host::create(instance, "frt_fname", host::Kind::text);
         make_outputs();
     }
     void make_outputs() {
@@ -33,20 +32,15 @@ protected:
     }
 
     int read(const std::string& name) {
-        OMset_name_str_val(instance, OMstr_to_name("frt_fname"), name.c_str());
+        set_text("frt_fname", name);
         return ZAMread_frt(instance, 0, 0);
     }
     int read_bytes(const std::string& bytes) {
-        std::filesystem::remove(file_);  // a new file is not written through to the disk as a replaced one is
-        std::ofstream(file_, std::ios::binary) << bytes;
-        return read(file_);
+        std::filesystem::remove(
+            scratch_.file("grid.dat"));  // a new file is not written through to the disk as a replaced one is
+        return read(scratch_.write("grid.dat", bytes));
     }
 
-    double time() const {
-        double value = -1.0;
-        OMget_name_real_val(instance, OMstr_to_name("time"), &value);
-        return value;
-    }
     int ncomp() const {
         int count = -1;
         FLDget_node_data_ncomp(out, &count);
@@ -66,7 +60,6 @@ protected:
 
 private:
     const ScratchDirectory scratch_;
-    const std::string file_ = scratch_.file("grid.dat");
 };
 
 // --- Written by write_grids.f90 ---
@@ -76,10 +69,11 @@ struct Written {
     std::vector<xp_long> dims;
     int ncomp;
     bool wide;
-    double time;  // -1: none
+    double time;
 };
+constexpr double kNone = -999;  // as get_real() has it
 const Written kWritten[] = {{"plane", {5, 4}, 2, false, 0.75},
-                            {"plane_notime", {5, 4}, 1, true, -1.0},
+                            {"plane_notime", {5, 4}, 1, true, kNone},
                             {"solid", {5, 4, 3}, 3, false, 0.75},
                             {"solid_apart", {5, 4, 3}, 2, true, 0.75}};
 
@@ -99,24 +93,19 @@ TEST_F(FortranGrids, AreReadWhateverTheCompilerWasTold) {
             make_outputs();
             ASSERT_EQ(read(start + grid.name + ".dat"), 1);
             EXPECT_EQ(reports, Texts());
-            HostArray<xp_long> dims;
-            int ndim = 0;
-            FLDget_dims(out, dims.receive(), &ndim);
-            ASSERT_EQ(std::vector<xp_long>(dims.data(), dims.data() + ndim), grid.dims);
-            EXPECT_EQ(time(), grid.time);
+            ASSERT_EQ(dims(out), grid.dims);
+            EXPECT_EQ(get_real("time"), grid.time);
             ASSERT_EQ(ncomp(), grid.ncomp);
             std::vector<float> coord;
             std::vector<std::vector<double>> comps(3);
-            for (int k = 1; k <= (ndim == 3 ? 3 : 1); ++k) {
-                for (int j = 1; j <= 4; ++j) {
-                    for (int i = 1; i <= 5; ++i) {
-                        const double position[] = {i + 0.25 * j, j - 0.5 * k, 2.0 * k + 0.125 * i};
-                        for (int axis = 0; axis < ndim; ++axis) coord.push_back(static_cast<float>(position[axis]));
-                        for (std::size_t c = 0; c < 3; ++c) {
-                            const double value = (100.0 * double(c + 1) + i + 10 * j + 0.5 * k) / 3.0;
-                            comps[c].push_back(grid.wide ? value : double(static_cast<float>(value)));
-                        }
-                    }
+            const std::size_t ndim = grid.dims.size();
+            for (int node = 0; node < (ndim == 3 ? 60 : 20); ++node) {
+                const int i = node % 5 + 1, j = node / 5 % 4 + 1, k = node / 20 + 1;
+                const double position[] = {i + 0.25 * j, j - 0.5 * k, 2.0 * k + 0.125 * i};
+                for (std::size_t axis = 0; axis < ndim; ++axis) coord.push_back(static_cast<float>(position[axis]));
+                for (std::size_t c = 0; c < 3; ++c) {
+                    const double value = (100.0 * double(c + 1) + i + 10 * j + 0.5 * k) / 3.0;
+                    comps[c].push_back(grid.wide ? value : double(static_cast<float>(value)));
                 }
             }
             EXPECT_EQ(positions(out, FLDget_coord), coord);
@@ -133,7 +122,7 @@ struct Form {
     int marker, integer;  // bytes
     std::vector<xp_long> dims;
     bool swapped, apart, wide;  // byte order; a record for each coordinate; double node data
-    std::size_t time;           // bytes of the time record; 0: none
+    std::size_t time;           // bytes of the time record; 0: no such record
 };
 const Form kForms[] = {
     {4, 4, {3, 3}, false, true, false, 4}, {4, 4, {3, 2, 2}, true, false, true, 0},
@@ -142,7 +131,7 @@ const Form kForms[] = {
     {8, 8, {3, 3}, false, false, true, 0}, {8, 8, {3, 2, 2}, true, true, false, 9},
 };
 
-/// A file in the making, and the message about a file that ends within each of its parts (empty: none).
+/// A file in the making, and the message about a file that ends within each of its parts (empty: no message).
 class GridBytes {
 public:
     explicit GridBytes(const Form& form) : form_(form) {}
@@ -237,7 +226,7 @@ TEST_F(FortranGrids, GiveTheMessageOfTheRecordTheyEndIn) {
             ASSERT_EQ(read_bytes(bytes), whole ? 1 : 0);
             ASSERT_EQ(reports, text.empty() ? Texts() : Texts{text});
             if (!whole) continue;
-            ASSERT_EQ(time(), form.time > 0 ? 2.5 : -1.0);
+            ASSERT_EQ(get_real("time"), form.time > 0 ? 2.5 : kNone);
             ASSERT_EQ(ncomp(), size < second ? 1 : 2);
             std::vector<double> expected(nnodes, 0.0);  // where nothing was read
             const std::size_t held = size < second ? nnodes : std::min((size - second) / width, nnodes);
@@ -247,21 +236,31 @@ TEST_F(FortranGrids, GiveTheMessageOfTheRecordTheyEndIn) {
     }
 }
 
+/// A grid opened below the module, for a file that becomes shorter while it is read.
+struct OpenGrid {
+    explicit OpenGrid(const std::string& bytes) : file_size(std::fwrite(bytes.data(), 1, bytes.size(), stream.get())) {
+        records.detect_layout();
+        shape = frt::read_shape(records);
+    }
+    void shrink(std::size_t size) const { ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0); }
+
+    const FileHandle stream{std::tmpfile()};
+    const std::size_t file_size;  // written before the records are looked at
+    frt::RecordFile records{stream.get()};
+    frt::GridShape shape{};
+    MemoryBudget memory;
+};
+
 TEST_F(FortranGrids, ThatShrinkWhileTheyAreReadGiveTheSameMessage) {
     for (const Form& form : kForms) {
         const GridBytes file = whole_file(form);
         for (std::size_t size = 0; size < file.messages.size(); ++size) {
             if (!file.messages[size].ends_with("coords.")) continue;
-            const FileHandle stream(std::tmpfile());
-            std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
-            frt::RecordFile records(stream.get());
-            records.detect_layout();
-            const frt::GridShape shape = frt::read_shape(records);
-            ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0);
+            OpenGrid grid(file.bytes);
+            grid.shrink(size);
             std::string text;
             try {
-                MemoryBudget memory;
-                frt::read_coordinates(records, shape, memory);
+                frt::read_coordinates(grid.records, grid.shape, grid.memory);
             } catch (const frt::Failure& failure) {
                 text = failure.text;
             }
@@ -288,79 +287,50 @@ TEST_F(FortranGrids, OfManyBlocksAreReadWhole) {
 
 // --- Files that lie ---
 
-const Form kPlain{4, 4, {3, 3}, false, true, false, 0};
-const Form kLong{4, 8, {3, 3, 3}, false, true, true, 0};
-
 /// A plane of 3 x 3 nodes with some components.
-GridBytes plane(int comps = 0, const Form& form = kPlain) {
+GridBytes plane(int comps = 0, const Form& form = {4, 4, {}, false, true, false, 0}) {
     GridBytes file(form);
     file.dims({3, 3});
     for (int axis = 0; axis < 2; ++axis) file.record(std::vector<float>(9, 1.0F));
     for (int comp = 0; comp < comps; ++comp) file.record(std::vector<float>(9, 2.0F));
     return file;
 }
-std::string words(const std::vector<std::int32_t>& values) {
-    GridBytes file(kPlain);
-    for (const auto value : values) file.put(value);
+
+/// The bytes of a case of data/lies.test.
+std::string bytes_of(const TextCase& one) {
+    const int marker = one.form == "markers of 8" ? 8 : 4, integer = one.form == "integers of 8" ? 8 : 4;
+    const Form form{marker, integer, {}, false, true, false, 0};
+    GridBytes file(form);
+    for (const std::string& line : one.list('>')) {
+        const std::size_t blank = line.find(' ');
+        const std::string what = line.substr(0, blank);
+        const auto n = numbers_in<xp_long>(line.substr(blank));
+        if (what == "ints") std::for_each(n.begin(), n.end(), [&](xp_long value) { file.integer(value, 4); });
+        if (what == "dims") file.dims(n);
+        if (what == "marker") file.marker(n.at(0));
+        if (what == "plane") file = plane(static_cast<int>(n.at(0)), form);
+        if (what == "record") file.record(std::vector<float>(static_cast<std::size_t>(n.at(0)), 2.0F));
+        if (what == "text") file.bytes.append(static_cast<std::size_t>(n.at(0)), 'x');
+        if (what == "zeros") file.bytes.append(static_cast<std::size_t>(n.at(0)), '\0');
+    }
     return file.bytes;
 }
-/// A data record whose length is that of no component, and so many words after its marker.
-std::string odd_data(std::size_t count) { return plane().marker(40).bytes + std::string(4 * count, 'x'); }
-
-const std::string kUnexpected = "Error! Unexpected header size.";
-const std::string kNoHeader = "Error! Cannot find header information.";
-const std::string kNoTime = "Error! read time value.";
-const std::string kDataSize = "Error! Unexpected data size.";
-const std::string kLimit = "Can't read more veclen data (internal limit over).";
-
-const struct {
-    const char* name;
-    std::string bytes, report;  // empty: none
-    int ncomp;                  // -1: the read fails
-} kFiles[] = {
-    {"first_word_20", words({20, 3, 3, 20}), kUnexpected, -1},
-    {"text", "# AVS field file\n", kUnexpected, -1},
-    {"zero_and_20", words({0, 20, 0, 3}), kNoHeader, -1},
-    {"zeros", std::string(4096, '\0'), kNoHeader, -1},
-    {"negative_imax", GridBytes(kPlain).dims({-3, 3}).bytes, "Error! read imax.", -1},
-    {"no_jmax", GridBytes(kPlain).dims({3, 0}).bytes, "Error! read jmax.", -1},
-    {"negative_kmax", GridBytes(kLong).dims({3, 3, -1}).marker(40).bytes, "Error! read kmax.", -1},
-    {"dims_overflow", GridBytes(kLong).dims({xp_long{1} << 40, xp_long{1} << 40, 9}).marker(40).bytes,
-     "Can't allocate x coordinate.", -1},
-    {"dims_of_no_file", GridBytes(kLong).dims({xp_long{1} << 25, xp_long{1} << 25, 1}).marker(40).bytes,
-     "Can't allocate x coordinate.", -1},
-    {"dims_not_in_the_file", GridBytes(kLong).dims({9000, 9000, 9000}).marker(40).bytes, "Error! read xcoords.", -1},
-    {"time_of_3_bytes", plane().marker(3).put(1.0F).marker(3).bytes, kNoTime, -1},
-    {"time_of_less_than_nothing", plane().marker(-9).put(1.0F).bytes, kNoTime, -1},
-    {"time_of_33_bytes", plane().marker(33).put(1.0F).bytes + std::string(33, 'x'), kDataSize, -1},
-    {"marker_beyond_counting", plane(0, {8, 4, {}, false, true, false, 0}).put(~std::uint64_t{0}).put(1).bytes,
-     kDataSize, -1},
-    {"words_11", odd_data(11), "", 0},
-    {"words_12", odd_data(12), kDataSize, -1},
-    {"words_13", odd_data(13) + "yyy", "", 0},  // what is no whole word does not count
-    {"words_20", odd_data(20), "", 0},
-    {"words_0", odd_data(0), "", 0},
-    {"other_length_behind", plane(2).record(std::vector<float>(10, 2.0F)).bytes,
-     "Warning! error in read data : veclen > 1\n", 2},
-    {"components_1023", plane(1023).bytes, "", 1023},
-    {"components_1025", plane(1025).bytes, kLimit, 1024},
-    {"components_1024", plane(1024).bytes, kLimit, 1024},
-};
 
 TEST_F(FortranGrids, ThatLieAboutThemselves) {
     std::string seen;
     host::set_recorder([&](const host::Record& report) {
         seen += report.call + " " + report.label + " " + std::to_string(report.flags) + " " + report.text;
     });
-    for (const auto& test : kFiles) {
+    for (const auto& test : load_text_cases(ZAM_TEST_DATA "/lies.test", ">=!")) {
         SCOPED_TRACE(test.name);
         make_outputs();
         seen.clear();
-        EXPECT_EQ(read_bytes(test.bytes), test.ncomp < 0 ? 0 : 1);
-        const std::string start = test.ncomp < 0 ? "ERRerror read_frt 2 " : "ERRerror read_frt 16 ";
-        EXPECT_EQ(seen, test.report.empty() ? "" : start + test.report);
-        if (test.ncomp >= 0) {
-            EXPECT_EQ(ncomp(), test.ncomp);
+        const auto expected = test.list('='), report = test.list('!');
+        EXPECT_EQ(read_bytes(bytes_of(test)), expected.empty() ? 0 : 1);
+        const std::string start = expected.empty() ? "ERRerror read_frt 2 " : "ERRerror read_frt 16 ";
+        EXPECT_EQ(seen, report.empty() ? "" : start + report[0]);
+        if (!expected.empty()) {
+            EXPECT_EQ(std::to_string(ncomp()), expected[0]);
         }
     }
     EXPECT_EQ(component(1022, false), std::vector<double>(9, 2.0));
@@ -369,23 +339,17 @@ TEST_F(FortranGrids, ThatLieAboutThemselves) {
 }
 
 TEST_F(FortranGrids, ThatShrinkWithinAComponentHaveZeros) {
-    const GridBytes file = plane(2);
-    const FileHandle stream(std::tmpfile());
-    std::fwrite(file.bytes.data(), 1, file.bytes.size(), stream.get());
-    frt::RecordFile records(stream.get());
-    records.detect_layout();
-    const frt::GridShape shape = frt::read_shape(records);
-    MemoryBudget memory;
-    frt::read_coordinates(records, shape, memory);
-    const xp_long length = records.marker({});
-    ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(file.bytes.size() - 8)), 0);
-    const frt::NodeData data = frt::read_node_data(records, shape, length, memory);
+    OpenGrid grid(plane(2).bytes);
+    frt::read_coordinates(grid.records, grid.shape, grid.memory);
+    const xp_long length = grid.records.marker({});
+    grid.shrink(grid.file_size - 8);
+    const frt::NodeData data = frt::read_node_data(grid.records, grid.shape, length, grid.memory);
     EXPECT_STREQ(data.warning, "Warning! cannot read data: veclen > 1");
     ASSERT_EQ(data.components.size(), 2U);
     for (const std::byte byte : data.components[1].bytes()) EXPECT_EQ(byte, std::byte{0});
 }
 
-// --- Hosts that refuse ---
+// --- Failures ---
 
 TEST_F(FortranGrids, KeepWhatWasReadBeforeAFailure) {
     ASSERT_EQ(read_bytes(plane().bytes), 0);  // what came before the fault stays

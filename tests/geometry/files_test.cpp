@@ -5,6 +5,7 @@
 #include "platform/find_files.h"
 #include "tests/geometry/geometry_fixture.h"
 #include "tests/support/scratch_directory.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -13,23 +14,11 @@ namespace fs = std::filesystem;
 using Names = Texts;
 
 TEST(Patterns, MatchAsOnWindows) {
-    const std::tuple<const char*, Names, Names> cases[] = {
-        // a pattern, what it matches, what not
-        {"*", {"a", ".", "..", "a.b", ".git", ""}, {}},
-        {"*.*", {"a", "a.b", ".git", "a.b.c"}, {}},
-        {"*.", {"README", "end.", "a.end."}, {"a.b", ".git", "a.b.c"}},
-        {"*.txt", {"a.txt", "A.TXT", ".txt", "a.b.txt", "a b.TxT"}, {"a", "txt", "a.txt2", "a.tx", "a.txt.gz"}},
-        {"*.tar.gz", {"a.tar.gz", "a.b.tar.gz"}, {"a.gz", "a.tar.gz.gz", "tar.gz"}},
-        {"*.t?t", {"a.txt", "a.TxT"}, {"a.tt", "a.text", "txt"}},
-        {"*.?", {"a.c", "a", "a."}, {"a.cc"}},
-        {"*.c??", {"a.cpp", "a.cc", "a.c"}, {"a.cxxx", "a.h"}},
-        {"*.c*", {"a.c", "a.cpp", "a.c.b"}, {"a.h", "c"}},
-        {"*.[a-z]", {"a.[a-z]"}, {"a.b"}},
-        {"*.\xC3\xA9", {"a.\xC3\xA9"}, {"a.e"}},
-    };
-    for (const auto& [pattern, matched, others] : cases) {
-        for (const auto& name : matched) EXPECT_TRUE(platform::matches_pattern(name, pattern)) << pattern << name;
-        for (const auto& name : others) EXPECT_FALSE(platform::matches_pattern(name, pattern)) << pattern << name;
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/patterns.test", ">=!")) {
+        const std::string pattern = one.list('>')[0];
+        for (const auto& name : one.list('=')) EXPECT_TRUE(platform::matches_pattern(name, pattern)) << pattern << name;
+        for (const auto& name : one.list('!'))
+            EXPECT_FALSE(platform::matches_pattern(name, pattern)) << pattern << name;
     }
     // no pattern takes exponential time
     std::string hard;
@@ -50,14 +39,9 @@ protected:
         GeometryTest::SetUp();
         for (const char* name : {"inner.txt", "empty"}) fs::create_directory(folder / name);
         for (const char* name : {"b.txt", "B.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) scratch.write(name, "");
-        for (const char* name : {"dir", "ext"}) host::create(instance, name, host::Kind::text);
-        host::create(instance, "nFiles", host::Kind::integer);
+        set_int("nFiles", 0);
         files = host::create(instance, "files", host::Kind::texts);
     }
-    void set_text(const char* name, const std::string& text) const {
-        OMset_name_str_val(instance, OMstr_to_name(name), text.c_str());
-    }
-    int count() const { return Parameters(instance).integer("nFiles", -1); }
     Names names() const {
         Names all;
         xp_long size = 0;
@@ -90,12 +74,10 @@ TEST_F(GetFiles, ListsNamesInTheOrderOfTheirBytes) {
         set_text("dir", directory);
         set_text("ext", extension);
         EXPECT_EQ(update(), 1);
-        EXPECT_EQ(count(), static_cast<int>(expected.size()));
-        Names all = names();
-        EXPECT_TRUE(std::all_of(all.begin() + static_cast<std::ptrdiff_t>(expected.size()), all.end(),
-                                [](const auto& name) { return name == "-"; }));
-        all.resize(expected.size());
-        EXPECT_EQ(all, expected);
+        EXPECT_EQ(get("nFiles"), static_cast<int>(expected.size()));
+        Names all = expected;
+        all.resize(names().size(), "-");
+        EXPECT_EQ(names(), all);
     }
     EXPECT_EQ(reports, Names());
     const auto found = platform::find_files(folder.string() + "\\*.txt");
@@ -110,10 +92,10 @@ TEST_F(GetFiles, ClearsWhatThereIsAndStopsQuietly) {
     EXPECT_EQ(update(), 1);
     set_text("dir", "");
     for (const int claimed : {2, 2147483647}) {
-        OMset_name_int_val(instance, OMstr_to_name("nFiles"), claimed);
+        set_int("nFiles", claimed);
         EXPECT_EQ(update(), 1);
         EXPECT_EQ(names(), claimed == 2 ? (Names{"-", "-", "a.txt", "b.txt"}) : Names(4, "-"));
-        EXPECT_EQ(count(), claimed);
+        EXPECT_EQ(get("nFiles"), claimed);
     }
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kHuge = std::numeric_limits<int>::max();
 
-class ConeModule : public GeometryTest {
+class Cones : public GeometryTest {
 protected:
     void SetUp() override {
         GeometryTest::SetUp();
@@ -20,20 +20,20 @@ protected:
     }
 };
 
-TEST_F(ConeModule, ClosesWithTwoTrianglesPerSegment) {
+TEST_F(Cones, ClosesWithTwoTrianglesPerSegment) {
     EXPECT_EQ(DVConeUpdate(instance, 0, 0), 1);
     const float h = .4330127F;
     expect_near(positions(out, FLDget_coord), {1, 0, 0, 3, 0, 0, 1, .5F, 0, 1, -.25F, h, 1, -.25F, -h}, 1e-7);
-    EXPECT_EQ(connect(out, 0), (std::vector<xp_long>{0, 3, 2, 1, 2, 3, 0, 4, 3, 1, 3, 4, 0, 2, 4, 1, 4, 2}));
+    EXPECT_EQ(connectivity(out, 0), (std::vector<xp_long>{0, 3, 2, 1, 2, 3, 0, 4, 3, 1, 3, 4, 0, 2, 4, 1, 4, 2}));
     set({{"div", 4}, {"radius", 1e9}});  // so large that the last digits of the full turn show
     EXPECT_EQ(DVConeUpdate(instance, 0, 0), 1);
-    EXPECT_EQ(connect(out, 0).size(), 24U);
+    EXPECT_EQ(connectivity(out, 0).size(), 24U);
     EXPECT_NEAR(positions(out, FLDget_coord)[10], .5, 1e-5);
     EXPECT_NEAR(positions(out, FLDget_coord)[14], 1, 1e-5);
     EXPECT_EQ(reports, Texts());
 }
 
-TEST_F(ConeModule, SaysWhatIsWrong) {
+TEST_F(Cones, SaysWhatIsWrong) {
     const std::pair<double, const char*> sizes[] = {
         {2.9, "div must be at least 3!\n"}, {-kHuge, "div must be at least 3!\n"}, {kHuge + 1, "can't get div\n"}};
     for (const auto& [div, text] : sizes) {
@@ -56,14 +56,14 @@ TEST_F(Revolve, MakesARingOfQuadsPerSegment) {
     coord.resize(24);
     expect_near(coord, rings, 3e-7);
     EXPECT_NEAR(coord[7], full, 1e-13);
-    EXPECT_EQ(connect(out, 0), (std::vector<xp_long>{0, 4, 5, 1, 1, 5, 6, 2, 2, 6, 7, 3, 3, 7, 4, 0}));
-    EXPECT_EQ(connect(out, 1), (std::vector<xp_long>{8, 12, 13, 9, 9, 13, 14, 10, 10, 14, 15, 11, 11, 15, 12, 8}));
+    EXPECT_EQ(connectivity(out, 0), (std::vector<xp_long>{0, 4, 5, 1, 1, 5, 6, 2, 2, 6, 7, 3, 3, 7, 4, 0}));
+    EXPECT_EQ(connectivity(out, 1), (std::vector<xp_long>{8, 12, 13, 9, 9, 13, 14, 10, 10, 14, 15, 11, 11, 15, 12, 8}));
     set({{"smooth", -1}, {"resolution", 38}});
     EXPECT_EQ(DVRevolveUpdate(instance, 0, 0), 1);
     coord = positions(out, FLDget_coord);
     ASSERT_EQ(coord.size(), 3U * 3 * 38);
     EXPECT_NEAR(coord[3 * (38 + 19) + 1], 2 * full, 1e-13);  // multiplied first, then divided
-    EXPECT_EQ(connect(out, 1).at(1), 2 * 38);
+    EXPECT_EQ(connectivity(out, 1).at(1), 2 * 38);
     for (const bool smooth : {false, true}) {
         set({{"smooth", smooth ? 1 : 0}});
         set_array("profile", std::vector<double>{1, 2});
@@ -101,11 +101,14 @@ TEST_F(Cylinder, BendsAndCopiesByBytes) {
     };
     set({{"angle", 90}, {"start_angle", 90}});
     ByteField bytes{{1, 2, 2}, 1, {1, 2, 3, 4}, {5, 6, 7, 8, 10, 9}};
-    add_component(set_field(bytes), 1, {{}, 2, {1, 2, 3, 4, 5, 6, 7, 8}, {}});
+    const OMobj_id in = set_field(bytes);
+    FLDset_node_data_ncomp(in, 2);
+    FLDset_node_data_veclen(in, 1, 2);
+    FLDset_node_data(in, 1, handed<std::uint8_t>(std::vector{1, 2, 3, 4, 5, 6, 7, 8}), DTYPE_BYTE, 8, ARR_HOST_OWNS);
     bend({0, 0, 0, 0, 0, 2, 0, 0, 0, 0, -2, 0});
     EXPECT_EQ(dims(out), bytes.dims);
     EXPECT_EQ(numbers(out), bytes.values);
-    // room for veclen values of each value
+    // there is room for veclen values per value
     EXPECT_EQ(numbers(out, 1), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0}));
     set({{"angle", 0}, {"start_angle", 13410}});  // an angle at which the last digits of pi show
     bend({0, 0, 0, 0, 2 * 7.672908e-6F, 2, 0, 0, 0, 0, 2 * 7.672908e-6F, 2}, 1e-11);

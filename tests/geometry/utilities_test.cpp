@@ -3,6 +3,7 @@
 #include "modules/zam/cropbind.h"
 #include "modules/zam/threshcolor.h"
 #include "tests/geometry/geometry_fixture.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
@@ -41,39 +42,13 @@ TEST_F(CropBind, FoldsAboutTheColumn) {
 
 TEST_F(CropBind, RunsGoOnInNeighbouringRowsAndEndWithTheVolume) {
     const std::string volume = "abcdefghijklmnopqrstABCDEFGHIJKLMNOPQRST";  // two rows of 20
-    const std::string none(20, '.');                                        // zeros
-    const struct {
-        xp_long center;
-        std::size_t size;
-        std::string folded;
-    } kCases[] = {
-        {10, 40,
-         "klmnopqrst"
-         "KLMNOPQRST"
-         "kjihgfedcb"
-         "KJIHGFEDCB"},
-        {20, 40,
-         "ABCDEFGHIJKLMNOPQRST" + none +
-             "Atsrqponmlkjihgfedcb"
-             ".TSRQPONMLKJIHGFEDCB"},
-        {1, 40,
-         "bcdefghijklmnopqrst"
-         "BCDEFGHIJKLMNOPQRST"
-         "ba................."
-         "BAtsrqponmlkjihgfed"},
-        {10, 25,
-         "klmnopqrst"
-         ".........."
-         "kjihgfedcb"
-         "......EDCB"},
-        {20, 0, none + none + none + none},
-    };
-    for (const auto& c : kCases) {
-        std::string folded(c.folded.size() + 7, '?');
-        fold_volume(std::as_bytes(std::span(volume).first(c.size)), {20, 1, 2}, c.center,
+    for (const auto& [given, expected] : load_rows(ZAM_TEST_DATA "/bytes.test", "folds")) {
+        const auto n = numbers_in<std::size_t>(given);
+        std::string folded(expected.size() + 7, '?');
+        fold_volume(std::as_bytes(std::span(volume).first(n.at(1))), {20, 1, 2}, static_cast<xp_long>(n[0]),
                     std::as_writable_bytes(std::span(folded)));
         std::replace(folded.begin(), folded.end(), '\0', '.');
-        EXPECT_EQ(folded, c.folded + ".......");
+        EXPECT_EQ(folded, expected + ".......") << given;
     }
 }
 
@@ -86,7 +61,7 @@ TEST_F(CropBind, SaysWhatIsWrong) {
     const ByteField silent[] = {{{4}, 1, {1, 2, 3, 4}}, {{4, 1, 1}, 1, {}}, {{4, 1, 1}, 1, {1, 2, 3, 4}, {}}};
     for (const auto& contents : silent) {
         set_field(contents);
-        for (const int center : {2, 5}) {  // is looked at first
+        for (const int center : {2, 5}) {  // the centre is checked first
             set({{"center", center}});
             EXPECT_EQ(refusal(ADDcropbind), center == 5 ? kOutside : "");
         }
@@ -98,31 +73,13 @@ TEST_F(CropBind, SaysWhatIsWrong) {
 class ThreshColor : public GeometryTest {};
 
 TEST_F(ThreshColor, AppendsTheLuminance) {
-    struct Case {
-        const char* name;
-        int min, max;
-        std::vector<int> color;
-        int expected;
-    };
-    const Case cases[] = {
-        {"truncation", 0, 255, {9, 100, 50, 20}, 61},
-        {"weights, just above a number", 0, 255, {9, 100, 100, 100}, 100},
-        {"weights, just below one", 0, 255, {9, 127, 82, 113}, 98},
-        {"bytes from 128 up are negative", 0, 255, {9, 255, 255, 255}, 0},
-        {"128 is", -200, 255, {9, 128, 0, 0}, 218},
-        {"a negative sum gives its low byte", -100, 255, {9, 255, 250, 255}, 253},
-        {"one channel above min is enough", 10, 255, {9, 10, 11, 10}, 10},
-        {"all at min are cut", 10, 255, {9, 10, 10, 10}, 0},
-        {"all at max are cut", 0, 50, {9, 50, 60, 70}, 0},
-        {"one channel below max is enough", 0, 50, {9, 50, 49, 70}, 51},
-        {"nodes of four", 0, 255, {9, 100, 50, 20, 0, 3, 3, 3}, 3},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        set({{"min", c.min}, {"max", c.max}});
-        set_field({{static_cast<xp_long>(c.color.size()) / 4, 1, 1}, 4, c.color});
+    for (const auto& [given, luminance] : load_rows(ZAM_TEST_DATA "/bytes.test", "luminances")) {
+        const auto n = numbers_in<int>(given);
+        const std::vector<int> color(n.begin() + 2, n.end());
+        set({{"min", n[0]}, {"max", n[1]}});
+        set_field({{static_cast<xp_long>(color.size()) / 4, 1, 1}, 4, color});
         EXPECT_EQ(ADDthreshcolor(instance, 0, 0), 1);
-        EXPECT_EQ(numbers(out).back(), c.expected);
+        EXPECT_EQ(std::to_string(numbers(out).back()), luminance) << given;
     }
     // the second node lacks its blue, the third is missing
     const std::string colors{9, 10, 10, 10, 9, 20, 30};
@@ -191,18 +148,13 @@ TEST_F(ConvertColorMap, SplitsTheColours) {
 
 TEST_F(ConvertColorMap, StopsSilently) {
     const int before = host::stamp(table);
-    const auto expect_silence = [&] {
-        EXPECT_EQ(update(), 0);
-        EXPECT_EQ(reports, Texts());
-        EXPECT_EQ(host::stamp(table), before);
-    };
-    set({{"active", 0}});
-    expect_silence();
-    set({{"active", 1}, {"color_map_size", -1}});
-    expect_silence();
-    set({{"color_map_size", 3}});
-    host::destroy(datamap);
-    expect_silence();
+    const std::pair<const char*, double> stops[] = {{"active", 0}, {"color_map_size", -1}, {"datamap", 0}};
+    for (const auto& [name, value] : stops) {
+        set({{"active", 1}, {"color_map_size", 3}, {name, value}});  // a number is not a map
+        EXPECT_EQ(update(), 0) << name;
+    }
+    EXPECT_EQ(reports, Texts());
+    EXPECT_EQ(host::stamp(table), before);
 }
 
 }  // namespace

@@ -22,12 +22,12 @@ std::vector<zam::test::TextCase> load_all() {
 
 class HeaderCase : public testing::TestWithParam<zam::test::TextCase> {};
 
-TEST_P(HeaderCase, gives_model_or_message) {
+TEST_P(HeaderCase, GivesModelOrMessage) {
     const auto& expected = GetParam();
     const auto message = expected.list('!');
     const auto output = expected.list('~');
     ASSERT_NE(expected.text('=').empty(), message.empty());
-    const FileHandle file = make_file("# AVS field file\n" + expected.text('>'));
+    const FileHandle file = make_file("# AVS a case\n" + expected.text('>'));
     LDRF_alloc(header_model(), 1);
     const Reports reports;
     testing::internal::CaptureStdout();
@@ -47,7 +47,7 @@ TEST_P(HeaderCase, gives_model_or_message) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(texts, HeaderCase, testing::ValuesIn(load_all()),
+INSTANTIATE_TEST_SUITE_P(Texts, HeaderCase, testing::ValuesIn(load_all()),
                          [](const auto& info) { return info.param.name; });
 
 }  // namespace

@@ -6,9 +6,12 @@
 #include "modules/zam/ld_rdfld/header_reader.h"
 #include "modules/zam/ld_rdfld/header_scanner.h"
 #include "tests/header/header_text.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::ldrf::test {
 namespace {
+
+using namespace std::string_literals;
 
 const std::string kFirstLine = "# AVS\n";
 
@@ -24,30 +27,29 @@ bool read(std::string_view contents, int start = 1, std::string* message = nullp
     return held;
 }
 
-TEST(first_line, begins_with_five_characters) {
-    const struct {
-        std::string contents;
-        bool right;
-    } kCases[] = {
-        {"# AVS", true},      {"# AVSx ndim=nonsense\n", true},
-        {"", false},          {"#AVS\n", false},
-        {" # AVS\n", false},  {"# avs\n", false},
-        {"\n# AVS\n", false}, {"# AVS" + std::string(249, '-') + "\nndim=1\n", true},
-    };
-    for (const auto& one : kCases) {
+TEST(FirstLine, BeginsWithFiveCharacters) {
+    for (const auto& right : {"# AVS"s, "# AVSx ndim=nonsense\n"s, "# AVS" + std::string(249, '-') + "\nndim=1\n"})
+        EXPECT_TRUE(read(right)) << right;
+    for (const char* wrong : {"", "#AVS\n", " # AVS\n", "# avs\n", "\n# AVS\n"}) {
         std::string message;
-        EXPECT_EQ(read(one.contents, 1, &message), one.right) << one.contents;
-        EXPECT_EQ(message, one.right ? "" : "File is not an AVS field file? (\"# AVS\" in first line)");
+        EXPECT_FALSE(read(wrong, 1, &message)) << wrong;
+        EXPECT_EQ(message, "File is not an AVS field file? (\"# AVS\" in first line)");
     }
-}
-
-TEST(first_line, leaves_what_is_longer_to_the_scanner) {
+    // what is longer is left to the scanner
     EXPECT_TRUE(read("# AVS" + std::string(250, '-') + "ndim=1\n"));
     EXPECT_EQ(header_model().ndim, 1);
 }
 
-TEST(data_start, follows_the_first_pair_of_form_feeds) {
-    // bytes before the pair, in front of which the header has to end, and the start that is found in 3000 bytes
+void expect_start(const std::string& contents, xp_long start) {
+    const FileHandle file = make_file(contents);
+    const auto header = read_header(file.get(), "a.fld", 1);
+    ASSERT_NE(header, nullptr);
+    EXPECT_EQ(header->data_start, start);
+    EXPECT_EQ(std::ftell(file.get()), start);
+}
+
+TEST(DataStart, FollowsTheFirstPairOfFormFeeds) {
+    // bytes before the pair, by which the header has to end, and the start that is found
     const struct {
         std::size_t pair;
         xp_long start;
@@ -57,55 +59,20 @@ TEST(data_start, follows_the_first_pair_of_form_feeds) {
         contents.resize(one.pair, '\n');
         contents += "\f\f";
         contents.resize(2200, 'd');
-        contents +=
-            "\f\f"
-            "after";
-        const FileHandle file = make_file(contents);
-        const auto header = read_header(file.get(), "a.fld", 1);
-        ASSERT_NE(header, nullptr);
-        EXPECT_EQ(header->data_start, one.start) << one.pair;
-        EXPECT_EQ(std::ftell(file.get()), one.start);
+        expect_start(contents + "\f\f" + "after", one.start);
     }
+    expect_start(kFirstLine + "ndim=1\n" + std::string(3000, ' '), 3013);  // the end, without a pair
 }
 
-TEST(data_start, is_the_end_without_a_pair) {
-    const FileHandle file = make_file(kFirstLine + "ndim=1\n" + std::string(3000, ' '));
-    const auto header = read_header(file.get(), "a.fld", 1);
-    ASSERT_NE(header, nullptr);
-    EXPECT_EQ(header->data_start, 3013);
-    EXPECT_EQ(std::ftell(file.get()), 3013);
-}
-
-TEST(count_steps, takes_the_larger_of_lines_and_value) {
-    const struct {
-        std::string contents;
-        int steps;
-    } kCases[] = {
-        {"", 1},
-        {"ndim = 2\n", 1},
-        {"EOT\nEOTxx\n EOT\neot\nEOT", 3},
-        {"nstep=4\nEOT\n", 4},
-        {"nstep = \t+4\r\n", 4},
-        {"nsteps are = 7x\n", 7},
-        {"nstep=9\nnstep=2\n", 2},
-        {"nstep=9\nnstep 2\nEOT\n", 1},
-        {"Nstep=9\n nstep=9\n", 1},
-        {"nstep=0\n", 1},
-        {"nstep=-5\nnstep=-99999999999999999999\n", 1},
-        {"nstep=1000000\n", 1000000},
-        {"nstep=1000001\n", 0},
-        {"nstep=99999999999999999999\n", 0},
-        {"EOT\n\f\fEOT\nnstep=5\n", 1},
-        {"EOT\n x\f\f\nEOT\n", 2},
-        {std::string(8191, 'x') + "EOT\n", 1},  // a long line counts in pieces
-        {std::string("\0\nEOT\n", 6), 1},
-    };
-    for (const auto& one : kCases) {
-        const FileHandle file = make_file(kFirstLine + one.contents);
+TEST(CountSteps, TakesTheLargerOfLinesAndValue) {
+    auto rows = zam::test::load_rows(ZAM_TEST_DATA "/counts.test", "counts");
+    rows.emplace_back(std::string(8191, 'x') + "EOT\n", "1");  // a long line counts in pieces
+    for (const auto& [contents, steps] : rows) {
+        const FileHandle file = make_file(kFirstLine + contents);
         const Reports reports;
-        EXPECT_EQ(count_steps(file.get()), one.steps) << one.contents.substr(0, 40);
+        EXPECT_EQ(std::to_string(count_steps(file.get())), steps) << contents.substr(0, 40);
         EXPECT_EQ(std::ftell(file.get()), 0);
-        ASSERT_EQ(reports.records.size(), one.steps > 0 ? 0U : 1U);
+        ASSERT_EQ(reports.records.size(), steps == "0" ? 1U : 0U);
         for (const auto& report : reports.records)
             EXPECT_EQ(report.text, "A field file has at most 1000000 time steps");
     }
@@ -113,7 +80,7 @@ TEST(count_steps, takes_the_larger_of_lines_and_value) {
     EXPECT_EQ(count_steps(make_file("EOT\nEOT\n").get()), 1);
 }
 
-TEST(tables, keep_the_number_of_steps_counted_before) {
+TEST(Tables, KeepTheNumberOfStepsCountedBefore) {
     LDRF_alloc(header_model(), 5);
     ASSERT_TRUE(read(kFirstLine + "label=x eot"));
     EXPECT_EQ(header_model().steps.count(), 5);
@@ -121,7 +88,7 @@ TEST(tables, keep_the_number_of_steps_counted_before) {
     EXPECT_EQ(dump_step(header_model(), 2), "");
 }
 
-TEST(tables, grow_with_nstep_and_counter) {
+TEST(Tables, GrowWithNstepAndCounter) {
     LDRF_alloc(header_model(), 1);
     ASSERT_TRUE(read(kFirstLine + "nstep=7 time value=a eot", 3));
     EXPECT_EQ(header_model().steps.count(), 7);
@@ -131,12 +98,12 @@ TEST(tables, grow_with_nstep_and_counter) {
     EXPECT_EQ(header_model().steps.max_val[6][0], -1.0F);
 }
 
-TEST(tables, refuse_starts_that_no_header_has) {
+TEST(Tables, RefuseStartsThatNoHeaderHas) {
     EXPECT_FALSE(read(kFirstLine, 0));
     EXPECT_FALSE(read(kFirstLine, kMaxSteps + 1));
 }
 
-TEST(loop, repeats_a_million_steps) {
+TEST(Loop, RepeatsAMillionSteps) {
     LDRF_alloc(header_model(), kMaxSteps);
     ASSERT_TRUE(read(kFirstLine + "nstep=1000000 do variable 1 type=ascii max_val=1 eot time value=b eot enddo"));
     EXPECT_EQ(dump_step(header_model(), 999999), " flag=4 min_val=-1 max_val=1 v1(- 0)");
@@ -144,7 +111,7 @@ TEST(loop, repeats_a_million_steps) {
     LDRF_alloc(header_model(), 1);
 }
 
-TEST(limits, long_texts_are_cut) {
+TEST(Limits, LongTextsAreCut) {
     const std::string word(10'000'000, 'w');
     ASSERT_TRUE(read(kFirstLine + "label=" + word + " \"" + word + "\" #" + word + "\nndim=1"));
     EXPECT_EQ(header_model().steps.labels[0], (std::vector<std::string>(2, std::string(1023, 'w'))));
@@ -154,14 +121,14 @@ TEST(limits, long_texts_are_cut) {
     EXPECT_EQ(message, "Problem reading file a.fld: Unknown keyword at or near \"" + std::string(1023, 'w') + "\"");
 }
 
-TEST(limits, endless_tokens_are_refused) {
+TEST(Limits, EndlessTokensAreRefused) {
     std::string message;
     EXPECT_FALSE(read(kFirstLine + "label=" + std::string(kMaxTokenLength + 2 * 16384, 'w'), 1, &message));
     EXPECT_EQ(message, "Problem reading file a.fld: a word of more than 16777216 characters");
     EXPECT_TRUE(read(kFirstLine + "ndim=1"));
 }
 
-TEST(limits, rows_do_not_multiply) {
+TEST(Limits, RowsDoNotMultiply) {
     std::string header = kFirstLine;
     for (int step = 0; step < 20; ++step) header += "min_val=1 eot\n";
     std::string message;
@@ -169,7 +136,7 @@ TEST(limits, rows_do_not_multiply) {
     EXPECT_EQ(message, "rd_fld2: Failure allocating min_val array");
 }
 
-TEST(limits, lists_are_as_long_as_the_file_says) {
+TEST(Limits, ListsAreAsLongAsTheFileSays) {
     std::string header = kFirstLine + "veclen=100000 min_val=";
     for (int i = 0; i < 100000; ++i) header += "7\t";
     ASSERT_TRUE(read(header));
@@ -177,7 +144,7 @@ TEST(limits, lists_are_as_long_as_the_file_says) {
     EXPECT_EQ(header_model().steps.min_val[0][99999], 7.0F);
 }
 
-TEST(scanner, stops_the_process_when_it_cannot_read) {
+TEST(Scanner, StopsTheProcessWhenItCannotRead) {
     EXPECT_EXIT(
         {
             LDRF_yyrestart(std::fopen("/dev/null", "wb"));
@@ -185,6 +152,8 @@ TEST(scanner, stops_the_process_when_it_cannot_read) {
         },
         testing::ExitedWithCode(2), "^input in flex scanner failed\n$");
 }
+
+const std::string kSources = kFirstLine + "variable 1 type=ascii coord 1 type=ascii time value=1";
 
 /// Fails from the n-th allocation on.
 class FailingMemory : public std::pmr::memory_resource {
@@ -204,34 +173,8 @@ private:
     int left_;
 };
 
-const char* const kTableTexts[] = {
-    "labels array",           "units array",         "min_ext array",        "max_ext array",
-    "min_val array",          "max_val array",       "flag array",           "name_list_count array",
-    "unit_list_count array",  "data_in_file\tarray", "data_ptr_file\tarray", "points_in_file\tarray",
-    "points_ptr_file\tarray", "time_in_file\tarray", "time_t struct",
-};
-/// Records in the order in which kSources asks for them.
-const char* const kRecordTexts[] = {"data struct", "points struct", "time_t struct"};
-const std::string kSources = kFirstLine + "variable 1 type=ascii coord 1 type=ascii time value=1";
-
-std::string kept_text(std::string text) {
-    const std::size_t tab = text.find('\t');
-    if (tab != std::string::npos) text.replace(tab, 1, "  ");
-    if (text == "time_t struct") text = "time_t  struct";
-    return text;
-}
-
-/// All texts, tables and then records, one allocation after another.
-std::vector<std::string> all_texts() {
-    std::vector<std::string> texts(std::begin(kTableTexts), std::end(kTableTexts));
-    texts.insert(texts.end(), std::begin(kRecordTexts), std::end(kRecordTexts));
-    return texts;
-}
-
-TEST(memory, reading_reports_each_failure_once) {
-    auto texts = all_texts();
-    const std::size_t read_texts = texts.size();
-    for (std::size_t i = 0; i < read_texts; ++i) texts.push_back(kept_text(texts[i]));
+TEST(Memory, ReadingReportsEachFailureOnce) {
+    const auto texts = zam::test::load_text_cases(ZAM_TEST_DATA "/memory.test", ">").front().list('>');
     LDRF_alloc(header_model(), 1);
     for (std::size_t n = 0; n <= texts.size(); ++n) {
         FailingMemory memory(static_cast<int>(n));
@@ -245,7 +188,7 @@ TEST(memory, reading_reports_each_failure_once) {
     }
 }
 
-TEST(copy, shares_nothing_that_changes) {
+TEST(Copy, SharesNothingThatChanges) {
     ASSERT_TRUE(read(kFirstLine + "ndim=1 nstep=4 do label=x variable 1 file=a type=ascii eot time value=b eot enddo"));
     const auto copy = copy_header(header_model());
     ASSERT_NE(copy, nullptr);
@@ -257,7 +200,7 @@ TEST(copy, shares_nothing_that_changes) {
     EXPECT_EQ(copy->time(4)->text, "b");
 }
 
-TEST(model, knows_of_no_sources_that_were_not_given) {
+TEST(Model, KnowsOfNoSourcesThatWereNotGiven) {
     ASSERT_TRUE(read(kSources));
     for (const int step : {-1, 0, 2, 1 << 30}) {
         EXPECT_EQ(header_model().variable(step, 1), nullptr);

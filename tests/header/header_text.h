@@ -1,4 +1,4 @@
-// A header as a file, and the model that comes of it as text.
+// A header as a file, and the model that results as text.
 #pragma once
 
 #include <cstdio>
@@ -67,7 +67,7 @@ inline void dump_source(std::ostream& out, const Source& source) {
     out << ')';
 }
 
-/// What a step (from 1) has beyond the defaults; empty when it has nothing.
+/// What a step (from 1) has beyond the defaults; empty if there is nothing.
 inline std::string dump_step(const HeaderModel& model, int step) {
     std::ostringstream out;
     const StepTables& steps = model.steps;

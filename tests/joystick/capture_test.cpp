@@ -1,5 +1,5 @@
 // Joystick capture: what counts as a change, when it polls, what the process captures. What the process has captured
-// stays so: tests that begin without are run in a process each, as ctest does it.
+// stays captured: each test needs a process of its own, which ctest gives it.
 #include <sstream>
 
 #include "tests/joystick/joystick_fixture.h"
@@ -8,33 +8,33 @@
 namespace zam::test {
 namespace {
 
-class Capture : public JoystickTest {};
+class JoystickCapture : public JoystickTest {};
 
-TEST_F(Capture, CapturesOnceAProcess) {
+TEST_F(JoystickCapture, CapturesOncePerProcess) {
     begin();
-    EXPECT_EQ(get(instance, "joy1_captured") + get(instance, "joy2_captured") + get(instance, "event_on"), 0);
+    EXPECT_EQ(get("joy1_captured") + get("joy2_captured") + get("event_on"), 0);
     EXPECT_EQ(poll(), 0);
     move(1, kRest);
     ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
-    EXPECT_EQ(get(instance, "joy1_captured"), 1);
-    EXPECT_EQ(get(instance, "joy2_captured"), 0);
-    EXPECT_EQ(get(instance, "event_on"), 1);
+    EXPECT_EQ(get("joy1_captured"), 1);
+    EXPECT_EQ(get("joy2_captured"), 0);
+    EXPECT_EQ(get("event_on"), 1);
     // that the second joystick was not there has ended the capture of the first
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), 0U);
     move(2, kRest);
     ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
-    EXPECT_EQ(get(instance, "joy2_captured"), 1);
+    EXPECT_EQ(get("joy2_captured"), 1);
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), MMRESULT{JOYERR_NOCANDO});
     // captures outlive the instance, and the joysticks
     end();
     for (const int id : {1, 2}) zam_simulate_joystick(id, nullptr);
-    set(instance, "joy1_captured", 0);
+    set_int("joy1_captured", 0);
     begin();
-    EXPECT_EQ(get(instance, "joy1_captured"), 1);
-    EXPECT_EQ(get(instance, "event_on"), 0);  // but nothing is read
+    EXPECT_EQ(get("joy1_captured"), 1);
+    EXPECT_EQ(get("event_on"), 0);  // but nothing is read
 }
 
-TEST_F(Capture, ComparesWithTheRestPosition) {
+TEST_F(JoystickCapture, ComparesWithTheRestPosition) {
     for (const auto& one : load_text_cases(ZAM_TEST_DATA "/moves.test", ">=")) {
         std::istringstream words(one.text('>'));
         std::string threshold;
@@ -43,7 +43,7 @@ TEST_F(Capture, ComparesWithTheRestPosition) {
         for (std::string word; words >> word;)
             position[std::string_view("xyzruvpb").find(word[0])] =
                 static_cast<std::uint32_t>(std::stoul(word.substr(1)));
-        set_real(instance, "threshold", std::stod(threshold));
+        set_real("threshold", std::stod(threshold));
         move(1, kRest);
         begin();
         poll();  // the first may report the throttle
@@ -57,7 +57,7 @@ TEST_F(Capture, ComparesWithTheRestPosition) {
     }
 }
 
-TEST_F(Capture, ComparesButtonsWithThoseAtTheStart) {
+TEST_F(JoystickCapture, ComparesButtonsWithThoseAtTheStart) {
     Position position = kRest;
     const std::pair<std::uint32_t, int> cases[] = {{3, 0}, {5, 1}, {3, 0}, {7, 1}, {0, 1}, {3, 0}};
     for (const auto& [buttons, changed] : cases) {
@@ -68,10 +68,10 @@ TEST_F(Capture, ComparesButtonsWithThoseAtTheStart) {
     }
 }
 
-TEST_F(Capture, TellsOfTheThrottleFromNoughtAtTheStart) {
+TEST_F(JoystickCapture, ReportsTheThrottleFromNoughtAtTheStart) {
     move(1, kRest);
     begin();
-    EXPECT_EQ(get(instance, "changed"), 1);
+    EXPECT_EQ(get("changed"), 1);
     const int before = host::stamp(host::find(instance, "changed"));
     EXPECT_EQ(poll(), 0);
     move(1, {0, 0, 32767, 0, 0, 0, 0, 0});
@@ -79,62 +79,59 @@ TEST_F(Capture, TellsOfTheThrottleFromNoughtAtTheStart) {
     const int first = host::stamp(host::find(instance, "changed"));
     EXPECT_EQ(poll(), 1);
     EXPECT_LT(before, first);
-    EXPECT_LT(first, host::stamp(host::find(instance, "changed")));  // told anew
+    EXPECT_LT(first, host::stamp(host::find(instance, "changed")));  // set anew
 }
 
-TEST_F(Capture, ReadsTheJoystickChosen) {
+TEST_F(JoystickCapture, ReadsTheJoystickChosen) {
     move(1, {1, 0, 0, 0, 0, 0, 0, 0});
     move(2, {2, 0, 0, 0, 0, 0, 0, 0});
     for (const auto& [joystick, x] : {std::pair(1, 1U), {2, 2U}, {0, 1U}, {7, 1U}, {-1, 1U}}) {
-        set(instance, "joystick", joystick);
+        set_int("joystick", joystick);
         begin();
         EXPECT_EQ(record("ref_info")->dwXpos, x) << joystick;
         move(joystick == 2 ? 2 : 1, {60000, 0, 0, 0, 0, 0, 0, 0});
         EXPECT_EQ(poll(), joystick == 0 ? 0 : 1) << joystick;
         EXPECT_EQ(record("cur_info")->dwXpos, joystick == 0 ? x : 60000) << joystick;
         move(1, {1, 0, 0, 0, 0, 0, 0, 0});
-        set(instance, "changed", 0);
+        set_int("changed", 0);
         end();
         EXPECT_EQ(record("cur_info"), nullptr);
     }
 }
 
-TEST_F(Capture, PollsWhileActive) {
+TEST_F(JoystickCapture, PollsWhileActive) {
     move(1, kRest);
     begin();
     const auto set_and_update = [this](const char* name, int value) {
-        set(instance, name, value);
+        set_int(name, value);
         EXPECT_EQ(ZAM_LIB_QELjoyCapture_update_event(self, 0, 0), 1);
         return host::next_due().value_or(-1);
     };
     EXPECT_EQ(host::next_due(), 10);
     EXPECT_EQ(set_and_update("interval", 25), 25);
-    EXPECT_EQ(get(instance, "event_interval"), 25);
+    EXPECT_EQ(get("event_interval"), 25);
     EXPECT_EQ(set_and_update("active", 2), -1);
     EXPECT_EQ(set_and_update("active", 1), 25);
     EXPECT_EQ(set_and_update("active", 0), -1);
-    EXPECT_EQ(get(instance, "event_on"), 0);
+    EXPECT_EQ(get("event_on"), 0);
     EXPECT_EQ(set_and_update("interval", -5), -1);
     EXPECT_EQ(set_and_update("active", 1), 1);
-    // parameters that are the instance's own, changed from outside: no registration stays behind
+    // parameters that are the instance's own, changed from outside: no registration is left
     EXPECT_EQ(set_and_update("event_on", 0), 1);
     EXPECT_EQ(set_and_update("event_interval", 99), 1);
-    set(instance, "event_on", 0);
-    EXPECT_EQ(ZAM_LIB_QELjoyCapture_deinst(self, 0, 0), 1);
-    ZAM_LIB_QELjoyCapture_destroy(self);
-    self = nullptr;
+    set_int("event_on", 0);
+    end();
     EXPECT_FALSE(host::next_due());
 }
 
-TEST_F(Capture, LivesWithWhatIsNotThere) {
+TEST_F(JoystickCapture, LivesWithWhatIsNotThere) {
     move(1, kRest);
-    set(instance, "owner_wnd", 5);  // no pointer
+    set_int("owner_wnd", 5);  // not a pointer
     begin();
     EXPECT_EQ(poll(), 0);
-    void* elsewhere = this;
     for (const char* name : {"ref_info", "cur_info", "active", "threshold", "joystick", "interval", "event_on"}) {
         if (host::kind(host::find(instance, name)) == host::Kind::pointer) {
-            OMset_name_ptr_val(instance, OMstr_to_name(name), elsewhere, 0);
+            OMset_name_ptr_val(instance, OMstr_to_name(name), this, 0);
             ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
         }
         host::destroy(host::find(instance, name));

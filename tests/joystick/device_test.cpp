@@ -1,22 +1,14 @@
 // Joysticks by number: SDL's devices as positions, plugging in and out, simulated ones before devices.
 #include <SDL.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <filesystem>
 
-#include "modules/zam/joystick/simulated_joystick.h"
 #include "platform/joystick.h"
+#include "tests/joystick/joystick_fixture.h"
 
 namespace zam::test {
 namespace {
-
-JOYINFOEX asking_for(std::uint32_t flags) {
-    JOYINFOEX info{};
-    info.dwSize = sizeof info;
-    info.dwFlags = flags;
-    return info;
-}
 
 /// A device of SDL's, plugged in for as long as a test wants it.
 class Device {
@@ -40,9 +32,20 @@ public:
     SDL_Joystick* joystick = nullptr;
 };
 
-std::uint32_t x_of(unsigned id) {
+JOYINFOEX asking_for(std::uint32_t flags) {
+    JOYINFOEX info{};
+    info.dwSize = sizeof info;
+    info.dwFlags = flags;
+    return info;
+}
+
+constexpr Position kUnread{99999};
+
+Position position(unsigned id) {
     JOYINFOEX info = asking_for(JOY_RETURNALL);
-    return joyGetPosEx(id, &info) == 0 ? info.dwXpos : 99999;
+    info.dwZpos = 7;  // whatever was there
+    if (joyGetPosEx(id, &info) != 0) return kUnread;
+    return {info.dwXpos, info.dwYpos, info.dwZpos, info.dwRpos, info.dwUpos, info.dwVpos, info.dwPOV, info.dwButtons};
 }
 
 TEST(Joystick, StartsQuietlyWithoutDevices) {
@@ -67,13 +70,12 @@ TEST(Joystick, StartsQuietlyWithoutDevices) {
 TEST(Joystick, ReadsDevices) {
     const Device device(7, 40, 1);
     const Device small(2, 1, 0);
-    for (const int position : {-32768, -1, 0, 1, 12345, 32767}) {
+    for (const int at : {-32768, -1, 0, 1, 12345, 32767}) {
         for (int axis = 0; axis < 7; ++axis)
-            SDL_JoystickSetVirtualAxis(device.joystick, axis, static_cast<Sint16>(position / (axis + 1)));
-        JOYINFOEX info = asking_for(JOY_RETURNALL);
-        ASSERT_EQ(joyGetPosEx(0, &info), 0U);
-        const std::uint32_t axes[] = {info.dwXpos, info.dwYpos, info.dwZpos, info.dwRpos, info.dwUpos, info.dwVpos};
-        for (int axis = 0; axis < 6; ++axis) EXPECT_EQ(static_cast<int>(axes[axis]), 32768 + position / (axis + 1));
+            SDL_JoystickSetVirtualAxis(device.joystick, axis, static_cast<Sint16>(at / (axis + 1)));
+        const Position read = position(0);
+        for (int axis = 0; axis < 6; ++axis)
+            EXPECT_EQ(static_cast<int>(read[static_cast<std::size_t>(axis)]), 32768 + at / (axis + 1));
     }
     const int hats[][2] = {{0, 65535}, {1, 0},      {3, 4500},  {2, 9000},  {6, 13500},
                            {4, 18000}, {12, 22500}, {8, 27000}, {9, 31500}, {5, 65535}};
@@ -90,11 +92,7 @@ TEST(Joystick, ReadsDevices) {
     joyGetPosEx(0, &info);
     EXPECT_EQ(info.dwButtons, 0x80000021U);
     EXPECT_EQ(info.dwButtonNumber, 3U);
-    info = asking_for(JOY_RETURNALL);
-    info.dwZpos = 7;
-    ASSERT_EQ(joyGetPosEx(1, &info), 0U);
-    EXPECT_EQ(info.dwZpos, 0U);  // an axis that the device lacks
-    EXPECT_EQ(info.dwPOV, 65535U);
+    EXPECT_EQ(position(1), (Position{32768, 32768, 0, 0, 0, 0, 65535, 0}));  // axes and a hat that the device lacks
 }
 
 TEST(Joystick, KeepsNumbersWhilePluggedIn) {
@@ -102,48 +100,44 @@ TEST(Joystick, KeepsNumbersWhilePluggedIn) {
     const Device b(2, 0, 0);
     SDL_JoystickSetVirtualAxis(a.joystick, 0, 10);
     SDL_JoystickSetVirtualAxis(b.joystick, 0, 20);
-    EXPECT_EQ(x_of(1), 32788U);
-    EXPECT_EQ(x_of(0), 32778U);
+    EXPECT_EQ(position(1)[0], 32788U);
+    EXPECT_EQ(position(0)[0], 32778U);
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), 0U);
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), MMRESULT{JOYERR_NOCANDO});
     a.unplug();
-    EXPECT_EQ(x_of(0), 99999U);
-    EXPECT_EQ(x_of(1), 32788U);
+    EXPECT_EQ(position(0), kUnread);
+    EXPECT_EQ(position(1)[0], 32788U);
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), MMRESULT{JOYERR_UNPLUGGED});
     const Device c(2, 0, 0);
-    EXPECT_EQ(x_of(0), 32768U);  // takes the free number, not yet captured
+    EXPECT_EQ(position(0)[0], 32768U);  // takes the free number, not yet captured
     EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), 0U);
     // a simulated joystick covers the device of its number and no other
-    const std::uint32_t state[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_EQ(zam_simulate_joystick(1, state), 1);
-    EXPECT_EQ(x_of(0), 1U);
-    EXPECT_EQ(x_of(1), 32788U);
+    const Position state{1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_EQ(zam_simulate_joystick(1, state.data()), 1);
+    EXPECT_EQ(position(0), state);
+    EXPECT_EQ(position(1)[0], 32788U);
     EXPECT_EQ(zam_simulate_joystick(1, nullptr), 1);
-    EXPECT_EQ(x_of(0), 32768U);
+    EXPECT_EQ(position(0)[0], 32768U);
 }
 
 TEST(Joystick, SimulatedPositionsComeBackExactly) {
     for (const int id : {0, 3, -2147483647}) EXPECT_EQ(zam_simulate_joystick(id, nullptr), 0) << id;
     Device device(6, 4, 1);
     for (std::uint32_t value = 0; value < 65536; value += value < 65000 ? 7 : 1) {
-        const std::uint32_t state[8] = {value,     65535 - value, value / 2,     value / 3,
-                                        value / 5, value / 7,     value ^ 0xFFU, value * 65537U};
-        ASSERT_EQ(zam_simulate_joystick(2, state), 1);
-        JOYINFOEX info = asking_for(JOY_RETURNALL);
-        ASSERT_EQ(joyGetPosEx(1, &info), 0U);
-        const std::uint32_t got[8] = {info.dwXpos, info.dwYpos, info.dwZpos, info.dwRpos,
-                                      info.dwUpos, info.dwVpos, info.dwPOV,  info.dwButtons};
-        for (int i = 0; i < 8; ++i) ASSERT_EQ(got[i], state[i]) << i << " of " << value;
+        const Position state{value,     65535 - value, value / 2,     value / 3,
+                             value / 5, value / 7,     value ^ 0xFFU, value * 65537U};
+        ASSERT_EQ(zam_simulate_joystick(2, state.data()), 1);
+        ASSERT_EQ(position(1), state);
     }
-    EXPECT_EQ(x_of(0), 32768U);  // the device goes by its number still
+    EXPECT_EQ(position(0)[0], 32768U);  // the device still has its number
     device.unplug();
     SDL_Quit();  // by somebody else in the process, who then starts it anew
     const Device other(6, 4, 1);
-    EXPECT_EQ(x_of(1), 99999U);
-    EXPECT_EQ(x_of(0), 32768U);
-    const std::uint32_t again[8] = {77, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(zam_simulate_joystick(2, again), 1);
-    EXPECT_EQ(x_of(1), 77U);
+    EXPECT_EQ(position(1), kUnread);
+    EXPECT_EQ(position(0)[0], 32768U);
+    const Position again{77};
+    EXPECT_EQ(zam_simulate_joystick(2, again.data()), 1);
+    EXPECT_EQ(position(1), again);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <cmath>
 #include <string>
 
 #include "modules/zam/joystick/QELjoyCapture.h"
@@ -21,12 +20,12 @@ protected:
         ModuleTest::SetUp();
         for (const char* name : {"active", "joystick", "interval", "event_interval", "event_on", "joy1_captured",
                                  "joy2_captured", "changed"})
-            set(instance, name, 0);
+            set_int(name, 0);
         for (const char* name : {"ref_info", "cur_info"}) host::create(instance, name, host::Kind::pointer);
-        set(instance, "active", 1);
-        set(instance, "joystick", 1);
-        set(instance, "interval", 10);
-        set_real(instance, "threshold", 0.1);
+        set_int("active", 1);
+        set_int("joystick", 1);
+        set_int("interval", 10);
+        set_real("threshold", 0.1);
     }
     void TearDown() override {
         end();
@@ -48,29 +47,12 @@ protected:
     /// One polling interval passes. @return `changed` then
     int poll() const {
         host::advance(10);
-        return get(instance, "changed");
+        return get("changed");
     }
     const JOYINFOEX* record(const char* name) const {
         void* pointer = nullptr;
         OMget_name_ptr_val(instance, OMstr_to_name(name), &pointer, 0);
         return static_cast<const JOYINFOEX*>(pointer);
-    }
-
-    static void set(OMobj_id object, const char* name, int value) {
-        OMset_int_val(host::create(object, name, host::Kind::integer), value);
-    }
-    static void set_real(OMobj_id object, const char* name, double value) {
-        OMset_real_val(host::create(object, name, host::Kind::real), value);
-    }
-    static int get(OMobj_id object, const char* name) {
-        int value = -999;
-        OMget_name_int_val(object, OMstr_to_name(name), &value);
-        return value;
-    }
-    static double get_real(OMobj_id object, const char* name) {
-        double value = -999;
-        OMget_name_real_val(object, OMstr_to_name(name), &value);
-        return value;
     }
 
     void* self = nullptr;

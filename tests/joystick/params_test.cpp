@@ -1,11 +1,12 @@
 // Joystick parameter files: texts and members, which file is read, what is saved.
+#include <array>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <sstream>
 
 #include "modules/zam/joystick/QELjoySetParams.h"
-#include "tests/joystick/joystick_fixture.h"
+#include "tests/support/module_test.h"
 #include "tests/support/scratch_directory.h"
 #include "tests/support/text_cases.h"
 
@@ -24,34 +25,33 @@ const std::vector<std::string> kReals{"threshold",    "pos_threshold", "scale", 
                                       "rot_offset",   "trans_scale",   "trans_offset", "scale_scale",
                                       "scale_offset", "btn_scale",     "btn_offset"};
 
-class Params : public JoystickTest {
+class JoystickParams : public ModuleTest {
 protected:
     void SetUp() override {
-        JoystickTest::SetUp();
-        params = host::create(host::root(), "params", host::Kind::group);
-        for (const auto& name : kIntegers) set(params, name.c_str(), -7);
-        for (const auto& name : kReals) set_real(params, name.c_str(), -7);
-        for (const char* name : {"use_default_file", "load_status", "loaded"}) set(params, name, 0);
+        ModuleTest::SetUp();
+        set_all(-7);
+        for (const char* name : {"use_default_file", "load_status", "loaded"}) set_int(name, 0);
         set_text("section", "joy");
-        keeper = ZAM_LIB_QELjoySetParams_create(params);
+        keeper = ZAM_LIB_QELjoySetParams_create(instance);
     }
     void TearDown() override {
         ZAM_LIB_QELjoySetParams_destroy(keeper);
         unsetenv("XP_PATH");
-        JoystickTest::TearDown();
+        ModuleTest::TearDown();
     }
-    void set_text(const char* name, const std::string& text) const {
-        OMset_str_val(host::create(params, name, host::Kind::text), text.c_str());
+    void set_all(int value) const {
+        for (const auto& name : kIntegers) set_int(name.c_str(), value);
+        for (const auto& name : kReals) set_real(name.c_str(), value);
     }
     int load() const { return ZAM_LIB_QELjoySetParams_load_params(keeper, 0, 0); }
+    int init() const { return ZAM_LIB_QELjoySetParams_init_params(keeper, 0, 0); }
     int save() const { return ZAM_LIB_QELjoySetParams_save_params(keeper, 0, 0); }
 
-    OMobj_id params{};
     void* keeper = nullptr;
     ScratchDirectory scratch;
 };
 
-TEST_F(Params, LoadsEveryKey) {
+TEST_F(JoystickParams, LoadsEveryKey) {
     for (const auto& one : load_text_cases(ZAM_TEST_DATA "/settings.test", ">=")) {
         const std::string setting = one.list('>')[0];
         std::istringstream expected(one.text('='));
@@ -61,77 +61,68 @@ TEST_F(Params, LoadsEveryKey) {
         for (const auto& name : kIntegers) text += name + "=" + setting + "\n";
         for (const auto& name : kReals) text += name + " = " + setting + " \r\n";
         set_text("load_file", scratch.write("a.ini", text));
-        for (const auto& name : kIntegers) set(params, name.c_str(), -7);
-        for (const auto& name : kReals) set_real(params, name.c_str(), -7);
+        set_all(-7);
         std::setlocale(LC_NUMERIC, "de_DE.UTF-8");  // with a decimal comma, where there is such a locale
         EXPECT_EQ(load(), 1);
         std::setlocale(LC_NUMERIC, "C");
         for (const auto& name : kIntegers)
-            EXPECT_EQ(get(params, name.c_str()), std::stoi(name.ends_with("_mode") ? mode : integer))
-                << name << one.name;
+            EXPECT_EQ(get(name), std::stoi(name.ends_with("_mode") ? mode : integer)) << name << one.name;
         const double single = static_cast<double>(std::stof(real));
         for (const auto& name : kReals) {
-            const double value = get_real(params, name.c_str());
+            const double value = get_real(name.c_str());
             EXPECT_TRUE(std::isnan(single) ? std::isnan(value) : value == single) << name << one.name << value;
         }
     }
     EXPECT_EQ(OMpop_ctx(), 0);  // every context that was pushed has been popped
-    EXPECT_EQ(get(params, "load_status"), 1);
-    EXPECT_EQ(get(params, "loaded"), 1);
+    EXPECT_EQ(get("load_status"), 1);
+    EXPECT_EQ(get("loaded"), 1);
 }
 
-TEST_F(Params, LeavesWhatTheFileDoesNotSay) {
+TEST_F(JoystickParams, LeavesWhatTheFileDoesNotSay) {
     set_text("load_file", scratch.write("a.ini", "[joy]\ninterval=50\n[other]\njoystick=2\n"));
     EXPECT_EQ(load(), 1);
-    EXPECT_EQ(get(params, "interval"), 50);
-    EXPECT_EQ(get(params, "joystick"), -7);
-    EXPECT_EQ(get_real(params, "threshold"), -7);
+    EXPECT_EQ(get("interval"), 50);
+    EXPECT_EQ(get("joystick"), -7);
+    EXPECT_EQ(get_real("threshold"), -7);
     // 1023 characters are the longest text
     set_text("load_file", scratch.write("b.ini", "[joy]\nscale=" + std::string(1022, '0') + "12\n"));
     load();
-    EXPECT_EQ(get_real(params, "scale"), 1);
+    EXPECT_EQ(get_real("scale"), 1);
 }
 
-TEST_F(Params, NamesTheFile) {
+TEST_F(JoystickParams, NamesTheFile) {
     std::filesystem::create_directory(scratch.file("one"));
     std::filesystem::create_directory(scratch.file("two"));
     scratch.write("one/joy.ini", "[joy]\ninterval=1\n");
     scratch.write("two/joy.ini", "[joy]\ninterval=2\n");
-    EXPECT_EQ(load(), 0);  // no load_file
-    EXPECT_EQ(get(params, "load_status"), 0);
-    EXPECT_EQ(get(params, "loaded"), 0);
+    using State = std::array<int, 4>;  // result, interval of the file read, load_status, loaded
+    const auto after = [this](int result) { return State{result, get("interval"), get("load_status"), get("loaded")}; };
+    EXPECT_EQ(after(load()), (State{0, -7, 0, 0}));  // no load_file
     set_text("default_file", "joy.ini");
-    EXPECT_EQ(ZAM_LIB_QELjoySetParams_init_params(keeper, 0, 0), 1);  // XP_PATH is not set
-    EXPECT_EQ(get(params, "loaded"), 0);
+    EXPECT_EQ(after(init()), (State{1, -7, 0, 0}));  // XP_PATH is not set
     setenv("XP_PATH", (scratch.file("one") + " " + scratch.file("two")).c_str(), 1);
-    EXPECT_EQ(ZAM_LIB_QELjoySetParams_init_params(keeper, 0, 0), 1);
-    EXPECT_EQ(get(params, "interval"), 1);
-    EXPECT_EQ(get(params, "load_status"), 1);
-    EXPECT_EQ(get(params, "use_default_file"), 0);
+    EXPECT_EQ(after(init()), (State{1, 1, 1, 1}));
+    EXPECT_EQ(get("use_default_file"), 0);
     set_text("load_file", scratch.file("two\\joy.ini"));
-    EXPECT_EQ(load(), 1);
-    EXPECT_EQ(get(params, "interval"), 2);
-    set(params, "use_default_file", 1);
-    EXPECT_EQ(load(), 1);
-    EXPECT_EQ(get(params, "interval"), 1);
+    EXPECT_EQ(after(load()), (State{1, 2, 1, 1}));
+    set_int("use_default_file", 1);
+    EXPECT_EQ(after(load()), (State{1, 1, 1, 1}));
     set_text("default_file", "none.ini");
-    EXPECT_EQ(load(), 1);  // a file that is not there was named all the same
+    EXPECT_EQ(after(load()), (State{1, 1, 1, 1}));  // a file that is not there was named all the same
     unsetenv("XP_PATH");
-    EXPECT_EQ(load(), 0);
-    EXPECT_EQ(get(params, "load_status"), 0);
-    EXPECT_EQ(get(params, "loaded"), 1);
+    EXPECT_EQ(after(load()), (State{0, 1, 0, 1}));
 }
 
-TEST_F(Params, SavesWithItsOddities) {
+TEST_F(JoystickParams, SavesWithItsOddities) {
     EXPECT_EQ(save(), 1);  // no save_file
-    set(params, "joystick", 2);
-    set_real(params, "threshold", 0.1);
-    set_real(params, "scale", 1e10);
-    set_real(params, "rot_scale", NAN);
-    set_real(params, "btn_scale", -0.5);
-    set(params, "x_pos_1_mode", 5);
-    host::destroy(host::find(params, "rot_offset"));
-    host::create(params, "scale_offset", host::Kind::unset);
+    set_int("joystick", 2);
+    set_real("threshold", 0.1);
+    set_real("scale", 1e10);
+    set_real("rot_scale", NAN);
+    set_real("btn_scale", -0.5);
+    set_int("x_pos_1_mode", 5);
+    host::destroy(host::find(instance, "rot_offset"));
+    host::create(instance, "scale_offset", host::Kind::unset);
     set_text("save_file", scratch.file("new.ini"));
     EXPECT_EQ(save(), 1);
     std::string expected =
@@ -152,7 +143,7 @@ TEST_F(Params, SavesWithItsOddities) {
                          "btn_offset = 4\r\nunknown\r\nthreshold=0.100000\r\n"),
               0U);
     EXPECT_TRUE(saved.ends_with("btn_8_mode=-7\r\n\r\n[last]\r\n"));
-    set(params, "joystick", 4194305);  // a double whose lower half is not 0
+    set_int("joystick", 4194305);  // a double whose lower half is not 0
     EXPECT_EQ(save(), 1);
     EXPECT_NE(scratch.read("old.ini").find(" JOYSTICK = 1073741824 \r\n"), std::string::npos);
 }

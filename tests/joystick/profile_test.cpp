@@ -20,16 +20,17 @@ using platform::set_profile_value;
 TEST(ProfileText, IsSearchedAndSet) {
     for (const auto& one : load_text_cases(ZAM_TEST_DATA "/profiles.test", ">=+")) {
         const std::string text = one.text('>');
-        const auto values = one.list('=');
+        const std::string section = one.form.empty() ? "s" : "";
         const std::string changed = one.text('+');
         if (changed.empty()) {
-            EXPECT_EQ(find_profile_value(text, "s", " k ").value_or("(none)"), values.empty() ? "(none)" : values[0])
+            const auto values = one.list('=');
+            EXPECT_EQ(find_profile_value(text, section, " k ").value_or("()"), values.empty() ? "()" : values[0])
                 << one.name;
             continue;
         }
-        EXPECT_EQ(set_profile_value(text, "s", "k", "9"), changed) << one.name;
-        EXPECT_EQ(find_profile_value(changed, "s", "k"), "9") << one.name;
-        EXPECT_EQ(set_profile_value(changed, "s", "k", "9"), changed) << one.name;
+        EXPECT_EQ(set_profile_value(text, section, "k", "9"), changed) << one.name;
+        EXPECT_EQ(find_profile_value(changed, section, "k"), "9") << one.name;
+        EXPECT_EQ(set_profile_value(changed, section, "k", "9"), changed) << one.name;
     }
 }
 
@@ -89,7 +90,7 @@ TEST_F(ProfileFile, IsReplacedWhole) {
 
 TEST_F(ProfileFile, StaysInUtf16) {
     const std::string before = "\xFF\xFE[\0s\0]\0\n\0k\0=\0001\0;\0\xE4\0\n\0;\0\xAC\x20\x3D\xD8"s;
-    const std::string after = "\xFF\xFE[\0s\0]\0\n\0k\0=\0009\0\n\0;\0\xAC\x20\x3D\xD8"s;  // half a pair at the end
+    const std::string after = "\xFF\xFE[\0s\0]\0\n\0k\0=\0009\0\n\0;\0\xAC\x20\x3D\xD8"s;  // ends in half a pair
     const auto swapped = [](std::string text) {
         for (std::size_t i = 0; i < text.size(); i += 2) std::swap(text[i], text[i + 1]);
         return text;
@@ -122,13 +123,6 @@ TEST_F(ProfileFile, ThatCannotBeUsed) {
     EXPECT_EQ(set(full, "123456789"), 0);  // would be too large to be read again
     EXPECT_EQ(get(full), "1");
     EXPECT_EQ(files(), 5);
-}
-
-TEST(ProfileText, BelongsToNoNameBeforeTheFirstSection) {
-    const std::string text = set_profile_value("\xEF\xBB\xBF\n[]\nk=1\n", "", "k", "9");
-    EXPECT_EQ(text, "\xEF\xBB\xBFk=9\n\n[]\nk=1\n");
-    EXPECT_EQ(find_profile_value(text, "", "k"), "9");
-    EXPECT_EQ(find_profile_value("[]\nk=1\n", "", "k"), std::nullopt);
 }
 
 TEST_F(ProfileFile, KeepsOnlyWhatCanBeFoundAgain) {

@@ -4,6 +4,8 @@
 #include <bit>
 #include <climits>
 #include <cmath>
+#include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,13 +13,14 @@
 #include "modules/zam/lic_texture.h"
 #include "tests/plain/lic.h"
 #include "tests/support/module_test.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::test {
 namespace {
 
 using plain::LicScene;
 
-/// Vortices, saddles and lines where the flow turns back; a block without flow, stripes along the axes, no numbers.
+/// Vortices, saddles, lines where the flow turns back; a block without flow, stripes along the axes, NaN, infinity.
 std::vector<float> make_vectors(int nx, int ny, int veclen = 2) {
     std::vector<float> v;
     for (int j = 0; j < ny; ++j)
@@ -34,6 +37,20 @@ std::vector<float> make_vectors(int nx, int ny, int veclen = 2) {
     return v;
 }
 
+/// Members of a scene by their names; those that the module has are its parameters.
+const std::map<std::string, int LicScene::*> kInts{{"nx", &LicScene::nx},
+                                                   {"ny", &LicScene::ny},
+                                                   {"veclen", &LicScene::veclen},
+                                                   {"line", &LicScene::line},
+                                                   {"norm", &LicScene::norm},
+                                                   {"cycle", &LicScene::cycle},
+                                                   {"phase", &LicScene::phase},
+                                                   {"comp_x", &LicScene::comp_x},
+                                                   {"animflag", &LicScene::animflag},
+                                                   {"comp_y", &LicScene::comp_y},
+                                                   {"filvecflag", &LicScene::filvecflag},
+                                                   {"colvecflag", &LicScene::colvecflag}};
+
 class Lic : public ModuleTest {
 protected:
     void SetUp() override {
@@ -42,11 +59,7 @@ protected:
     }
     void set(const LicScene& s) {
         set_real("rate", s.rate);
-        const std::pair<const char*, int> ints[] = {
-            {"line", s.line},     {"norm", s.norm},         {"cycle", s.cycle},
-            {"phase", s.phase},   {"animflag", s.animflag}, {"filvecflag", s.filvecflag},
-            {"comp_x", s.comp_x}, {"comp_y", s.comp_y},     {"colvecflag", s.colvecflag}};
-        for (const auto& [name, value] : ints) set_int(name, value);
+        for (const auto& [name, member] : kInts) set_int(name.c_str(), s.*member);
     }
     void set_field(const std::vector<xp_long>& dims, int veclen, const std::vector<float>& values) {
         in = make_field("in_fld",
@@ -70,44 +83,24 @@ protected:
     OMobj_id in{}, out{};
 };
 
-struct PixelCase {
-    const char* name;
-    LicScene scene;
-    int nx = 37, ny = 23;
-};
-
-const PixelCase kPixels[] = {
-    {"defaults", {}},
-    {"half_black", {.rate = 0.5}},
-    {"shortest", {.line = 1, .rate = 0.5}},
-    {"a_step_at_least", {.line = -3, .rate = 0.5, .filvecflag = 0}},
-    {"long_enough_to_go_round", {.line = 3000, .rate = 0.5}},
-    {"whole_kernel", {.line = 7, .norm = 1, .rate = 0.5}},
-    {"whole_kernel_of_nothing", {.line = 0, .norm = 1, .rate = 0.5}},
-    {"ripple_without_cycle", {.rate = 0.5, .phase = 2, .animflag = 1}},
-    {"ripple_of_equal_frequencies", {.rate = 0.5, .cycle = 1, .phase = 1, .animflag = 1}},
-    {"ripple_backward", {.rate = 0.5, .cycle = -1, .phase = 4, .animflag = 1}},
-    {"ripple_over_whole_kernel", {.norm = 1, .rate = 0.3, .cycle = 3, .phase = 3, .animflag = 1}},
-    {"ripple_of_nothing", {.line = 0, .norm = 1, .rate = 0.3, .cycle = 3, .animflag = 1}},
-    {"ripple_switches_magnitudes_off",
-     {.line = 3, .rate = 0.5, .cycle = 2, .animflag = 1, .filvecflag = 1, .colvecflag = 1}},
-    {"length_by_magnitude", {.line = 20, .rate = 0.5, .filvecflag = 1}},
-    {"length_is_raised", {.line = 2, .norm = 1, .rate = 0.5, .filvecflag = -1}},
-    {"color_by_magnitude", {.rate = 0.5, .colvecflag = 1}},
-    {"both_by_magnitude", {.norm = 1, .rate = 0.4, .filvecflag = 1, .colvecflag = 1}},
-    {"other_components", {.veclen = 4, .rate = 0.5, .comp_x = 3, .comp_y = 0}},
-    {"one_row", {.rate = 0.5}, 19, 1},
-    {"one_column", {.rate = 0.5, .filvecflag = 1, .colvecflag = 1}, 1, 19},
-    {"one_pixel", {.rate = 0.5, .filvecflag = 1, .colvecflag = 1}, 1, 1},
-};
+LicScene scene_of(const TextCase& one) {
+    LicScene scene{.nx = 37, .ny = 23};
+    std::istringstream in(one.text('>'));
+    for (std::string item; in >> item;) {
+        const std::size_t equals = item.find('=');
+        const double value = std::stod(item.substr(equals + 1));
+        const auto of = kInts.find(item.substr(0, equals));
+        of == kInts.end() ? scene.rate = value : scene.*of->second = static_cast<int>(value);
+    }
+    return scene;
+}
 
 TEST_F(Lic, DrawsThePlainPixels) {
-    for (auto [name, scene, nx, ny] : kPixels) {
-        SCOPED_TRACE(name);
-        scene.nx = nx;
-        scene.ny = ny;
-        const auto vectors = make_vectors(nx, ny, scene.veclen);
-        set_field({nx, ny}, scene.veclen, vectors);
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/scenes.test", ">")) {
+        SCOPED_TRACE(one.name);
+        const LicScene scene = scene_of(one);
+        const auto vectors = make_vectors(scene.nx, scene.ny, scene.veclen);
+        set_field({scene.nx, scene.ny}, scene.veclen, vectors);
         expect_plain_pixels(scene, vectors);
         const auto same = [](float a, float b) { return std::bit_cast<int>(a) == std::bit_cast<int>(b); };
         EXPECT_TRUE(std::ranges::equal(values(in, 0), vectors, same)) << "the input has changed";

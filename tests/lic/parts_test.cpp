@@ -7,6 +7,7 @@
 
 #include "modules/zam/flow/lic_image.h"
 #include "modules/zam/lic_texture.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::lic {
 namespace {
@@ -34,39 +35,12 @@ TEST(Random, StaysInItsTable) {
     }
 }
 
-struct StepCase {
-    const char* name;
-    double x, y, vx, vy;
-    int previous;
-    int code;
-    double dx, dy;
-};
-
-const StepCase kSteps[] = {
-    {"right", 3.5, 2.5, 2, 1, 0, 3, 0.5, 0.25},
-    {"left_is_nudged", 3.5, 2.5, -2, 1, 0, 4, -0.5 - 0.0001, 0.25},
-    {"up", 3.5, 2.5, 1, 2, 0, 2, 0.25, 0.5},
-    {"down_is_nudged", 3.5, 2.5, 1, -2, 0, 1, 0.25, -0.5 - 0.0001},
-    {"corner_goes_upright", 3.5, 2.5, 1, 1, 0, 3, 0.5, 0.5},
-    {"whole_pixel_from_the_left", 3.0, 2.25, 1, 0.5, 3, 3, 1.0, 0.5},
-    {"comes_up_along_x", 3.25, 2.0, 1, 0, 2, 3, 0.75, 0},
-    {"steps_aside_along_x", 3.0, 2.5, 1, 0, 3, 2, 0, -0.5},      // deliberate: to the line below, as if upward
-    {"steps_aside_along_y", 3.5, 2.25, 0, 1, 2, 4, -0.5001, 0},  // deliberate: to the line on the left
-    {"along_y_from_the_left", 3.0, 2.25, 0, 1, 3, 2, 0, 0.75},
-    {"turns_back_upward", 3.5, 2.9, 1, 1, 1, 0, 0, 0},
-    {"turns_back_downward", 3.5, 2.1, 1, -1, 2, 0, 0, 0},
-    {"turns_back_to_the_left", 3.1, 2.5, -1, 1, 3, 0, 0, 0},
-    {"turns_back_to_the_right", 3.9, 2.5, 1, 1, 4, 0, 0, 0},
-    {"unknown_code_is_a_start", 3.5, 2.5, 2, 1, 77, 3, 0.5, 0.25},
-};
-
 TEST(Step, LeavesThePixel) {
-    for (const StepCase& test : kSteps) {
-        double dx = -9;
-        double dy = -9;
-        EXPECT_EQ(liccom2(test.x, test.y, test.vx, test.vy, test.previous, &dx, &dy), test.code) << test.name;
-        EXPECT_EQ(dx, test.dx) << test.name;
-        EXPECT_EQ(dy, test.dy) << test.name;
+    for (const auto& [given, expected] : test::load_rows(ZAM_TEST_DATA "/parts.test", "steps")) {
+        const auto n = test::numbers_in(given);
+        double dx = -9, dy = -9;
+        const int code = liccom2(n.at(0), n.at(1), n.at(2), n.at(3), static_cast<int>(n.at(4)), &dx, &dy);
+        EXPECT_EQ((std::vector<double>{static_cast<double>(code), dx, dy}), test::numbers_in(expected)) << given;
     }
 }
 
@@ -80,11 +54,6 @@ TEST(Noise, IsBlackWhereTheNumberIsNotAboveTheRate) {
     EXPECT_EQ(level, 0);
     fill_noise(first - 1e-9, {&level, 1});
     EXPECT_EQ(level, 255);
-}
-
-TEST(Ripple, HasThisPi) {
-    EXPECT_EQ(ripple_kernel(10, 0, 0, 1).full, ripple(-10, 10, 3.141592 / 10, 0, 0));
-    EXPECT_NE(ripple_kernel(10, 0, 0, 1).full, ripple(-10, 10, 3.14159265 / 10, 0, 0));
 }
 
 TEST(Ripple, IsTheIntegralOfWindowTimesWave) {

@@ -13,11 +13,11 @@ namespace zam::plain {
 
 struct Voxels {
     std::string message;     // of the failure; empty: all below is set
-    bool too_large = false;  // the failure is only one of `most_nodes`
+    bool too_large = false;  // there are more than `most_nodes`, and no other fault
     std::string time_label;
     std::array<std::int64_t, 3> dims{};
     std::array<float, 6> points{};
-    std::vector<std::vector<float>> values;  // one array a column
+    std::vector<std::vector<float>> values;  // one array per column
 };
 
 inline std::string voxel_line(const std::string& bytes, std::size_t& at) {
@@ -67,7 +67,7 @@ inline std::int64_t fixed_point(float value, float scale) {
 }
 inline bool has_fixed_point(float value) { return std::fabs(value * 10000000.0F) < 2147483648.0F; }
 
-/// One axis: minimum, maximum, step, nodes; false where the samples make none.
+/// One axis: minimum, maximum, step, nodes; false if the samples do not make one.
 inline bool voxel_axis(const std::vector<float>& at, float& min, float& max, float& step, std::int64_t& nodes) {
     min = max = at[0];
     step = 0;

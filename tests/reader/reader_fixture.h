@@ -1,7 +1,7 @@
 // An instance of the read-field module in the embedded host, and files for it to read.
 #pragma once
 
-#include <array>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,6 +10,14 @@
 #include "tests/support/scratch_directory.h"
 
 namespace zam::test {
+
+/// Values as one text, with commas between them.
+template <class Values>
+std::string joined(const Values& values) {
+    std::ostringstream out;
+    for (const auto value : values) out << (out.tellp() > 0 ? "," : "") << value;
+    return out.str();
+}
 
 class ReadField : public ModuleTest {
 protected:
@@ -23,10 +31,8 @@ protected:
                                  "check",    "min0", "min1",   "min2",      "max0",
                                  "max1",     "max2", "end0",   "end1",      "end2",
                                  "ndim",     "exec", "nsteps", "stepno",    "forward",
-                                 "backward"}) {
-            host::create(instance, name, host::Kind::integer);
-            set(name, 0);
-        }
+                                 "backward"})
+            set_int(name, 0);
         for (const char* name : {"factor0", "factor1", "factor2"}) host::create(instance, name, host::Kind::real);
         for (const char* name : {"filename", "time_string"}) host::create(instance, name, host::Kind::text);
         for (const char* name : {"out", "out_all"}) host::create(instance, name, host::Kind::field);
@@ -39,21 +45,10 @@ protected:
 
     /// A field file: first line, header, two form feeds, data.
     std::string field_file(const std::string& header, const std::string& data = {}) const {
-        return scratch.write("test.fld", "# AVS field file\n" + header + "\n\f\f" + data);
+        return scratch.write("test.fld", "# AVS made by a test\n" + header + "\n\f\f" + data);
     }
     void set(const std::string& name, int value) const {
         OMset_name_int_val(instance, OMstr_to_name(name.c_str()), value);
-    }
-    int get(const std::string& name) const {
-        int value = -999;
-        OMget_name_int_val(instance, OMstr_to_name(name.c_str()), &value);
-        return value;
-    }
-    std::string text(const char* name) const {
-        std::array<char, 256> buffer{};
-        char* place = buffer.data();
-        OMget_name_str_val(instance, OMstr_to_name(name), &place, static_cast<int>(buffer.size()));
-        return buffer.data();
     }
     int update() {
         const int result = DVLDread_field_update(instance, 0, seq);
@@ -61,18 +56,11 @@ protected:
         return result;
     }
     int read(const std::string& name) {
-        OMset_name_str_val(instance, OMstr_to_name("filename"), name.c_str());
+        set_text("filename", name);
         return update();
     }
     OMobj_id out() const { return host::find(instance, "out"); }
     OMobj_id out_all() const { return host::find(instance, "out_all"); }
-
-    std::vector<xp_long> dims() const {
-        HostArray<xp_long> dims;
-        int ndim = 0;
-        if (FLDget_dims(out(), dims.receive(), &ndim) != 1) return {};
-        return {dims.data(), dims.data() + ndim};
-    }
 
     int seq = 0;
     std::vector<int> ranges;  // upper ends of the stretches that were finished

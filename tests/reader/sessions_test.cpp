@@ -1,10 +1,11 @@
 // Sessions with the reader as text: data/sessions.test, steps.test and messages.test.
 //
-// Marks: > header after its first line, * data after the header, @ another file, or a dash for no such file any more;
+// Marks: > header after its first line, * data after the header, @ another file, or a dash to remove it;
 // $ what is set before a call of the update ("file" is the name of the field file, "-x" takes object x away,
 // "set_params" calls the other entry), = what the call gives and leaves, ! what it reports, where @ stands for the
 // directory. Data are "text" with what follows, or a type (a star: in the other byte order) and values, of which "0..3"
 // is four.
+#include <array>
 #include <cstring>
 #include <limits>
 #include <map>
@@ -16,13 +17,6 @@
 
 namespace zam::test {
 namespace {
-
-template <class Values>
-std::string joined(const Values& values) {
-    std::ostringstream out;
-    for (const auto value : values) out << (out.tellp() > 0 ? "," : "") << value;
-    return out.str();
-}
 
 std::string bytes_of(const std::string& data) {
     std::istringstream in(data);
@@ -54,7 +48,7 @@ protected:
     std::string show(const std::string& name) const {
         float low = -1, high = -1;
         OMobj_id step{};
-        if (name == "dims") return joined(dims());
+        if (name == "dims") return joined(dims(out()));
         if (name == "values") return joined(values(out(), 0));
         if (name == "points") return joined(positions(out(), FLDget_points));
         if (name == "coord") return joined(positions(out(), FLDget_coord));
@@ -90,7 +84,7 @@ protected:
                               value = equals < item.size() ? item.substr(equals + 1) : "";
             if (name == "file") {
                 const std::string file = value.empty() ? field_file(GetParam().text('>'), data_) : scratch.file(value);
-                OMset_name_str_val(instance, OMstr_to_name("filename"), file.c_str());
+                set_text("filename", file);
             } else if (name == "set_params") {
                 entry = DVLDread_field_set_params;
             } else if (name[0] == '-') {
@@ -138,7 +132,7 @@ protected:
             default: break;
         }
     }
-    /// A file that cannot be read: says so, leaves the output as it was, and is not kept.
+    /// A file that cannot be read is reported, leaves the output as it was, and is not kept.
     void expect_failure() {
         call("file");
         expect("0 dims=");
@@ -150,7 +144,7 @@ protected:
         std::istringstream in(line);
         std::vector<std::string> each;
         for (std::string value; in >> value;) each.push_back(value);
-        std::vector<std::size_t> order{1, 3, 2};  // a jump first
+        std::vector<std::size_t> order{1, 3, 2};  // jumps first
         for (std::size_t step = 1; step <= each.size(); ++step) order.push_back(step);
         call("file");
         for (const std::size_t step : order) {

@@ -12,6 +12,7 @@
 #include "embedded/host.h"
 #include "modules/support/float_values.h"
 #include "modules/support/host_array.h"
+#include "modules/support/parameters.h"
 
 namespace zam::test {
 
@@ -91,6 +92,19 @@ protected:
         OMset_name_real_val(instance, OMstr_to_name(name), value);
     }
 
+    void set_text(const char* name, const std::string& value) const {
+        OMset_str_val(host::create(instance, name, host::Kind::text), value.c_str());
+    }
+    int get(const std::string& name) const { return Parameters(instance).integer(name.c_str(), -999); }
+    double get_real(const char* name) const { return Parameters(instance).real(name, -999); }
+    std::string text(const char* name) const { return Parameters(instance).text(name).value_or("none"); }
+
+    static std::vector<xp_long> dims(OMobj_id field) {
+        HostArray<xp_long> dims;
+        int ndim = 0;
+        if (FLDget_dims(field, dims.receive(), &ndim) != 1) return {};
+        return {dims.data(), dims.data() + ndim};
+    }
     static std::vector<float> values(OMobj_id field, int comp) {
         const auto data = FloatValues::read(field, comp);
         return data ? std::vector<float>(data->span().begin(), data->span().end()) : std::vector<float>();
@@ -100,6 +114,15 @@ protected:
         HostArray<float> data;
         if (get(field, data.receive(), data.receive_count(), ARR_READ) != 1) return {};
         return {data.data(), data.data() + data.size()};
+    }
+
+    /// What a cell set connects; {-1} if it cannot be read.
+    static std::vector<xp_long> connectivity(OMobj_id field, int cell_set = 0) {
+        OMobj_id cells{};
+        HostArray<xp_long> connect;
+        if (FLDget_cell_set(field, cell_set, &cells) != 1) return {-1};
+        if (FLDget_node_connect(cells, connect.receive(), connect.receive_count(), ARR_READ) != 1) return {-1};
+        return {connect.data(), connect.data() + connect.size()};
     }
 
     /// The bytes of component 0, which is of that type; empty if there are none.

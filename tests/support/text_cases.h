@@ -4,11 +4,14 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -79,6 +82,33 @@ inline std::vector<TextCase> load_text_cases(const std::string& file, std::strin
     }
     if (cases.empty()) throw std::runtime_error("no cases in " + file);
     return cases;
+}
+
+/// The numbers of a text, between blanks, "inf" and "nan" among them.
+template <class T = double>
+std::vector<T> numbers_in(const std::string& text) {
+    std::vector<T> numbers;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+        if constexpr (std::is_same_v<T, float>)
+            numbers.push_back(std::strtof(word.c_str(), nullptr));
+        else
+            numbers.push_back(static_cast<T>(std::strtod(word.c_str(), nullptr)));
+    }
+    return numbers;
+}
+
+/// A table, which is a case whose lines come in pairs: > a text, = what becomes of it.
+/// @throws std::runtime_error  if the file has no such table
+inline std::vector<std::pair<std::string, std::string>> load_rows(const std::string& file, std::string_view table) {
+    for (const auto& one : load_text_cases(file, ">=")) {
+        const auto texts = one.list('>'), results = one.list('=');
+        if (one.name != table || texts.size() != results.size()) continue;
+        std::vector<std::pair<std::string, std::string>> rows;
+        for (std::size_t row = 0; row < texts.size(); ++row) rows.emplace_back(texts[row], results[row]);
+        return rows;
+    }
+    throw std::runtime_error("no such table in " + file);
 }
 
 }  // namespace zam::test

@@ -1,4 +1,4 @@
-// Time advection: what each step writes and hands on, and which paths stop without a word.
+// Time advection: what each step writes and hands on, and what stops it silently.
 #include "modules/zam/time_advect.h"
 #include "tests/support/module_test.h"
 
@@ -12,8 +12,8 @@ class TimeAdvect : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
-        for (const char* name : {"total_step", "current_step"}) host::create(instance, name, host::Kind::integer);
-        host::create(instance, "current_step_label", host::Kind::text);
+        for (const char* name : {"total_step", "current_step"}) set_int(name, 0);
+        set_text("current_step_label", "");
         time = host::create(instance, "time", host::Kind::array);
         out = host::create(instance, "out_probe", host::Kind::field);
         set_real("out_time", -5);
@@ -33,16 +33,9 @@ protected:
         EXPECT_EQ(reports, std::vector<std::string>());
         return testing::internal::GetCapturedStdout();
     }
-    double out_time() const {
-        double value = 0;
-        OMget_name_real_val(instance, OMstr_to_name("out_time"), &value);
-        return value;
-    }
     std::vector<float> times() const {
-        xp_long count = 0;
-        const HostArray<float> array(
-            static_cast<float*>(OMret_name_array_ptr(instance, OMstr_to_name("time"), ARR_READ, &count, nullptr)), 0);
-        return {array.data(), array.data() + count};
+        const auto array = Parameters(instance).floats("time");
+        return {array->span().begin(), array->span().end()};
     }
 
     OMobj_id time{}, out{};
@@ -51,11 +44,11 @@ protected:
 TEST_F(TimeAdvect, StartsWithTheSeedsAndGoesOnWithTheParticles) {
     EXPECT_EQ(update(1, "0.5 s"), "");
     EXPECT_EQ(times(), (std::vector<float>{0.5F, 20, 30}));
-    EXPECT_EQ(out_time(), 0);
+    EXPECT_EQ(get_real("out_time"), 0);
     EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{101, 202, 303, 101, 203, 305}));
     EXPECT_EQ(update(2, (std::string(253, '0') + "1e0").c_str()), "");
     EXPECT_EQ(times(), (std::vector<float>{0.5F, 1, 30}));
-    EXPECT_EQ(out_time(), 0.5);
+    EXPECT_EQ(get_real("out_time"), 0.5);
     EXPECT_EQ(positions(out, FLDget_coord), (std::vector<float>{100, 202, 297}));  // z of a plane is 0
 }
 
@@ -71,14 +64,14 @@ TEST_F(TimeAdvect, StopsQuietlyWithoutATime) {
         host::destroy(host::find(instance, name));
         EXPECT_EQ(update(1, "7"), "");
     }
-    EXPECT_EQ(out_time(), -5);
+    EXPECT_EQ(get_real("out_time"), -5);
     EXPECT_EQ(positions(out, FLDget_coord), std::vector<float>());
 }
 
 TEST_F(TimeAdvect, SaysThatAProbeHasNoPositions) {
     const auto expect_message = [this](const char* what) {
         EXPECT_EQ(update(1, "7"), "Can not get coordinate.\n") << what;
-        EXPECT_EQ(out_time(), -5) << what;
+        EXPECT_EQ(get_real("out_time"), -5) << what;
     };
     const std::pair<const char*, FieldContents> probes[] = {{"one component of space", {{}, 2, 1, {1, 2}}},
                                                             {"no nodes", {{}, 0, 3, {}}},
@@ -97,7 +90,7 @@ TEST_F(TimeAdvect, SaysThatAProbeHasNoPositions) {
     expect_message("no probe");
     host::destroy(out);
     EXPECT_EQ(update(2, "7"), "");  // it has positions, and nowhere to hand them to
-    EXPECT_EQ(out_time(), -5);
+    EXPECT_EQ(get_real("out_time"), -5);
 }
 
 }  // namespace

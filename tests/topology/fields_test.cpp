@@ -3,6 +3,7 @@
 #include <numbers>
 
 #include "modules/zam/flow/critical_points.h"
+#include "tests/support/text_cases.h"
 #include "tests/topology/topology_fixture.h"
 
 namespace zam::test {
@@ -16,31 +17,7 @@ Field linear(int columns, int rows, TopologyVector zero, Jacobian m) {
     });
 }
 
-struct LinearCase {
-    const char* name;
-    Jacobian jacobian;
-    const char* label;
-    double angle1 = 0, angle2 = 0;  // of a saddle's directions, the eigenvalue of larger magnitude first; degrees
-};
-
-const LinearCase kLinear[] = {
-    {"saddle along the axes", {2, 0, 0, -1}, "SP", 0, 90},
-    {"saddle along the axes, the other way", {1, 0, 0, -2}, "SP", 90, 0},
-    {"saddle on the diagonals", {0, 2, 2, 0}, "SP", 45, 135},
-    {"saddle with a flat direction", {1, 4, 0, -2}, "SP", std::atan2(-3, 4) * 180 / std::numbers::pi + 180, 0},
-    {"saddle with a steep direction", {3, 0, 2, -1}, "SP", std::atan2(1, 2) * 180 / std::numbers::pi, 90},
-    {"attracting node", {-2, 0.5, 0, -1}, "AN"},
-    {"repelling node", {2, 0.5, 0.25, 1}, "RN"},
-    {"attracting focus", {-0.25, -1, 1, -0.25}, "AF"},
-    {"repelling focus", {0.25, 1, -1, 0.25}, "RF"},
-    {"weakest focus", {0.0001, 1, -1, 0}, "RF"},  // differences over 2 h, divided by h: twice the trace
-    {"centre", {1, 2, -2, -1}, "CE"},
-    {"pure rotation", {0, -1, 1, 0}, "CE"},
-    {"trace below that of a focus", {0.00004, 1, -1, 0}, "CE"},
-    {"zero eigenvalue", {0, 0, 0, 0}, ""},  // zero everywhere: no isolated point
-};
-
-class Fields : public Topology {
+class TopologyFields : public Topology {
 protected:
     /// Each of the four separatrices starts at the saddle and goes straight to the border, along its direction.
     void expect_straight_separatrices(const TopologyVector& saddle) {
@@ -63,28 +40,29 @@ protected:
     }
 };
 
-TEST_F(Fields, linear_fields_have_one_point_of_their_class) {
+TEST_F(TopologyFields, LinearFieldsHaveOnePointOfTheirClass) {
     set_real("Interval", 20.0);
-    for (const auto& c : kLinear) {
-        SCOPED_TRACE(c.name);
+    for (const auto& one : load_text_cases(ZAM_TEST_DATA "/fields.test", ">=")) {
+        SCOPED_TRACE(one.name);
+        const auto m = numbers_in(one.text('>')), angles = numbers_in(one.text('='));
         // dyadic positions and factors: the field is exact in single precision
         const TopologyVector zero{5.25, 3.5};
-        ASSERT_EQ(run(linear(12, 9, zero, c.jacobian)), 1);
-        EXPECT_EQ(labels(), c.label);
+        ASSERT_EQ(run(linear(12, 9, zero, {m.at(0), m.at(1), m.at(2), m.at(3)})), 1);
+        EXPECT_EQ(labels(), one.form);
         if (critical_num != 1) continue;
         EXPECT_NEAR(critical_index[0].x, zero.x, 5e-4);
         EXPECT_NEAR(critical_index[0].y, zero.y, 5e-4);
-        if (c.label != std::string("SP")) continue;
-        for (int e = 0; e < 2; ++e) {
+        if (angles.empty()) continue;
+        for (std::size_t e = 0; e < 2; ++e) {
             const double angle = std::atan2(eigen_vector[0][e].y, eigen_vector[0][e].x) * 180 / std::numbers::pi;
-            const double off = std::remainder(angle - (e == 0 ? c.angle1 : c.angle2), 180.0);
+            const double off = std::remainder(angle - angles.at(e), 180.0);
             EXPECT_NEAR(off, 0.0, 0.5) << "direction " << e;
         }
         expect_straight_separatrices(zero);
     }
 }
 
-TEST_F(Fields, steep_directions_are_scaled_and_axes_found) {
+TEST_F(TopologyFields, SteepDirectionsAreScaledAndAxesFound) {
     const struct {
         topology::Jacobian jacobian;
         double lambda[2];

@@ -1,4 +1,4 @@
-// The module in its host: messages, limits, ends of separatrices, what is left over.
+// The module in its host: messages, limits, ends of separatrices, what a run leaves.
 #include <array>
 #include <cmath>
 #include <functional>
@@ -31,15 +31,15 @@ const struct {
     std::int32_t points = critical_num, saddles = origin_num;
 } kInitial;
 
-class Module : public Topology {
+class TopologyModule : public Topology {
 protected:
     xp_long nodes(const char* name) const { return static_cast<xp_long>(coordinates(name).size()) / 3; }
     xp_long separatrices() const {
-        return nodes("out_field") - static_cast<xp_long>(connectivity("out_field").size()) / 2;
+        return nodes("out_field") - static_cast<xp_long>(connectivity(find("out_field")).size()) / 2;
     }
 };
 
-TEST_F(Module, says_what_is_wrong_with_the_input) {
+TEST_F(TopologyModule, SaysWhatIsWrongWithTheInput) {
     const auto as_saddle = [this](int columns, int rows, int veclen) {
         set_field(saddle(columns, rows, 1, 1), veclen);
     };
@@ -70,7 +70,7 @@ TEST_F(Module, says_what_is_wrong_with_the_input) {
     }
 }
 
-TEST_F(Module, fills_its_tables_to_their_last_place) {
+TEST_F(TopologyModule, FillsItsTablesToTheirLastPlace) {
     ASSERT_EQ(run(zeros_everywhere(200)), 1);
     EXPECT_EQ(critical_num, 200);
     EXPECT_EQ(origin_num, 100);
@@ -83,17 +83,17 @@ TEST_F(Module, fills_its_tables_to_their_last_place) {
     EXPECT_EQ(saddle_list_head[999 * 1000 + 999], nullptr);  // its entry ended with that run
 }
 
-TEST_F(Module, gives_empty_fields_where_nothing_vanishes) {
+TEST_F(TopologyModule, GivesEmptyFieldsWhereNothingVanishes) {
     const auto stream = [](double, double) { return TopologyVector{1, 0.5}; };
     for (const auto& field :
          {sampled(7, 5, stream), sampled(9, 1, stream), saddle(1, 9, 0, 4.5), sampled(0, 0, stream)}) {
         ASSERT_EQ(run(field), 1);
         EXPECT_EQ(nodes("out_field") + nodes("out_field2"), 0);
-        EXPECT_TRUE(connectivity("out_field").empty() && connectivity("out_field2").empty());
+        EXPECT_TRUE(connectivity(find("out_field")).empty() && connectivity(find("out_field2")).empty());
     }
 }
 
-TEST_F(Module, reads_values_of_every_type) {
+TEST_F(TopologyModule, ReadsValuesOfEveryType) {
     const auto field = sampled(5, 5, [](double x, double y) { return TopologyVector{4 * x - 9, 7 - 4 * y}; });
     ASSERT_EQ(run(field), 1);
     const auto expected = coordinates("out_field");
@@ -109,14 +109,14 @@ TEST_F(Module, reads_values_of_every_type) {
     expect_the_same(xp_long{});
 }
 
-TEST_F(Module, leaves_out_what_starts_outside) {
+TEST_F(TopologyModule, LeavesOutWhatStartsOutside) {
     for (const auto& [x, kept] : {std::pair{0.01, 3}, {0.0, 3}, {0.03, 4}, {6.99, 3}, {6.97, 4}}) {
         ASSERT_EQ(run(saddle(8, 8, x, 3.5)), 1);
         EXPECT_EQ(separatrices(), kept) << x;
     }
 }
 
-TEST_F(Module, only_entries_of_the_same_cell_are_near) {
+TEST_F(TopologyModule, OnlyEntriesOfTheSameCellAreNear) {
     topology::Skeleton skeleton({saddle_list_head, saddle_list});
     skeleton.radius = 0.25;
     skeleton.append_entry(2.875, 1.5);
@@ -132,7 +132,7 @@ TEST_F(Module, only_entries_of_the_same_cell_are_near) {
     skeleton.reset({});
 }
 
-TEST_F(Module, separatrices_end_whatever_the_parameters) {
+TEST_F(TopologyModule, SeparatricesEndWhateverTheParameters) {
     const xp_long loop = 10 * 6 * 5 + 1;  // steps to a marker
     const struct {
         double interval, radius;
@@ -149,7 +149,7 @@ TEST_F(Module, separatrices_end_whatever_the_parameters) {
     }
 }
 
-TEST_F(Module, begins_with_the_defaults_and_returns_to_them) {
+TEST_F(TopologyModule, BeginsWithTheDefaultsAndReturnsToThem) {
     EXPECT_EQ(kInitial.points + kInitial.saddles, 0);
     Interval = Radius = critical_num = origin_num = 7;
     ASSERT_EQ(run(saddle(6, 5, 2.25, 2.5)), 1);
@@ -158,7 +158,7 @@ TEST_F(Module, begins_with_the_defaults_and_returns_to_them) {
     EXPECT_EQ((std::array{kInitial.radius, Radius}), (std::array{0.01, 0.01}));
 }
 
-TEST_F(Module, says_how_much_memory_the_separatrices_need) {
+TEST_F(TopologyModule, SaysHowMuchMemoryTheSeparatricesNeed) {
     pretend_available_memory(std::int64_t{40} << 20);
     set_real("Interval", 1e300);
     set_real("Radius", -0.01);
@@ -167,7 +167,7 @@ TEST_F(Module, says_how_much_memory_the_separatrices_need) {
     EXPECT_EQ(reports, std::vector{boxed("the separatrices need 44 MB of memory and 39 MB are available")});
 }
 
-TEST_F(Module, marks_classes_without_letters_by_zeros) {
+TEST_F(TopologyModule, MarksClassesWithoutLettersByZeros) {
     // the curves on which u and v vanish touch in one point: one eigenvalue is 0
     for (const double sign : {1, -1}) {  // of the other one
         const auto field = sampled(6, 6, [&](double x, double y) {

@@ -34,14 +34,14 @@ class Topology : public ModuleTest {
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
-        for (const char* name : {"in_field", "out_field", "out_field2"}) create(name, host::Kind::field);
+        for (const char* name : {"in_field", "out_field", "out_field2"})
+            host::create(instance, name, host::Kind::field);
     }
     void TearDown() override {
         EXPECT_TRUE(!streamline_list_head && !streamline_list_tail && !streamline && !streamline_prev);
         ModuleTest::TearDown();
     }
 
-    void create(const char* name, host::Kind kind) { host::create(instance, name, kind); }
     OMobj_id find(const char* name) const { return host::find(instance, name); }
 
     template <class T = float>
@@ -60,13 +60,6 @@ protected:
     }
 
     std::vector<float> coordinates(const char* name) const { return positions(find(name), FLDget_coord); }
-    std::vector<xp_long> connectivity(const char* name) const {
-        OMobj_id cells{};
-        HostArray<xp_long> connect;
-        if (FLDget_cell_set(find(name), 0, &cells) != 1) return {-1};
-        if (FLDget_node_connect(cells, connect.receive(), connect.receive_count(), ARR_READ) != 1) return {-1};
-        return {connect.data(), connect.data() + connect.size()};
-    }
     /// The letters of all critical points in a row; bytes 0 as dots.
     std::string labels() const {
         const auto letters = bytes(find("out_field2"), DTYPE_CHAR);

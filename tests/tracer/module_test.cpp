@@ -10,7 +10,7 @@
 namespace zam::test {
 namespace {
 
-/// Bytes of all values, also those whose colour is 0.
+/// Bytes of all values, among them those whose colour is 0.
 std::vector<float> ramp(std::size_t size, int step) {
     std::vector<float> values(size);
     for (std::size_t i = 0; i < size; ++i) values[i] = static_cast<std::uint8_t>(static_cast<std::size_t>(step) * i);

@@ -4,19 +4,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "embedded/host.h"
 #include "modules/zam/tracer.h"
+#include "tests/support/text_cases.h"
 
 namespace {
-
-using Pixel = std::array<int, 4>;
-
-constexpr float kInf = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 TracerRay make_ray(std::array<float, 3> start, std::array<float, 3> direction) {
     TracerRay ray{};
@@ -28,50 +23,21 @@ TracerRay make_ray(std::array<float, 3> start, std::array<float, 3> direction) {
     return ray;
 }
 
-constexpr bool kCells = false, kFaces = true;
-const TracerRay kAlong = make_ray({-2, 1, 0}, {1, 0, 0});
-
-struct LayerCase {
-    const char* name;
-    bool interpolated;
-    const char* layers;  // across x, of 2 x 2 nodes each: '.' transparent, '5' a fifth opaque, 'F' opaque
-    TracerRay ray;
-    double a_scale;
-    Pixel expected;
-};
-
-const LayerCase kLayerCases[] = {
-    {"nothing_there", kCells, "....", kAlong, 1, {0, 0, 0, 0}},
-    {"opaque_voxel_gives_its_colour", kCells, ".F5F", kAlong, 1, {255, 200, 100, 50}},
-    {"colours_only_add_up", kCells, "55..", kAlong, 1, {102, 40, 20, 10}},
-    {"saturating_voxel_has_the_rest", kCells, "5F..", kAlong, 1, {255, 180, 90, 45}},
-    {"the_other_way", kCells, "FFF5", make_ray({-2, 1, 1}, {-1, 0, 0}), 1, {255, 180, 90, 45}},
-    {"scale", kCells, "5...", kAlong, 0.5, {25, 10, 5, 2}},
-    {"infinite_scale", kCells, "5...", kAlong, kInf, {255, 100, 50, 25}},
-    {"beside_the_box", kCells, "FFFF", make_ray({-2, 2, 1}, {1, 0, 0}), 1, {0, 0, 0, 0}},
-    {"grazes_an_edge", kCells, "FFFF", make_ray({0, 1.99999F, 1}, {0.6F, 0.8F, 0}), 1, {0, 0, 0, 0}},
-    {"not_a_number", kCells, "FFFF", make_ray({kNan, 1, 1}, {1, 0, 0}), 1, {0, 0, 0, 0}},
-    {"infinitely_far", kCells, "FFFF", make_ray({kInf, 1, 1}, {-1, 0, 0}), 1, {0, 0, 0, 0}},
-    {"goes_nowhere", kCells, "FFFF", make_ray({1, 1, 1}, {0, 0, 0}), 1, {0, 0, 0, 0}},
-    {"hardly_goes", kCells, "5...", make_ray({0, 1, 1}, {1e-20F, 0, 0}), 1, {255, 100, 50, 25}},
-    {"trapezoids", kFaces, "5555", kAlong, 1, {153, 60, 30, 15}},
-    {"scale_leads_past_opaque", kFaces, "FFFF", kAlong, 1.25, {255, 250, 125, 62}},
-    {"infinite_scale_is_no_number", kFaces, "....", kAlong, kInf, {0, 0, 0, 0}},
-    {"above_the_upper_face", kFaces, "5555", make_ray({-2, 1.001F, 0}, {1, 0, 0}), 1, {0, 0, 0, 0}},
-};
-
 TEST(TracerRays, LayersGiveKnownPixels) {
-    for (const LayerCase& c : kLayerCases) {
+    for (const auto& one : zam::test::load_text_cases(ZAM_TEST_DATA "/layers.test", ">=")) {
+        const std::string layers = one.text('>');
+        const auto n = zam::test::numbers_in<float>(one.text('='));
+        const TracerRay ray = make_ray({n.at(0), n[1], n[2]}, {n[3], n[4], n[5]});
         std::vector<std::uint8_t> nodes;
-        for (int i = 0; i < 16; ++i) {
-            const char layer = c.layers[i % 4];
+        for (std::size_t i = 0; i < 16; ++i) {
+            const char layer = layers.at(i % 4);
             const auto node =
                 layer == 'F' ? std::array{255, 200, 100, 50} : std::array{layer == '5' ? 51 : 0, 100, 50, 25};
             for (const int byte : node) nodes.push_back(static_cast<std::uint8_t>(byte));
         }
         unsigned char pixel[4] = {9, 9, 9, 9};
-        (c.interpolated ? interp_trace_volume : trace_volume)(pixel, &c.ray, nodes.data(), 4, 2, 2, c.a_scale);
-        EXPECT_EQ((Pixel{pixel[0], pixel[1], pixel[2], pixel[3]}), c.expected) << c.name;
+        (one.form == "faces" ? interp_trace_volume : trace_volume)(pixel, &ray, nodes.data(), 4, 2, 2, double{n[6]});
+        EXPECT_EQ(std::vector<float>(pixel, pixel + 4), std::vector<float>(n.begin() + 7, n.end())) << one.name;
     }
 }
 

@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "modules/zam/readers/voxel_grid.h"
 #include "modules/zam/readers/voxel_lines.h"
 #include "modules/zam/readers/voxel_numbers.h"
+#include "tests/support/text_cases.h"
 
 namespace zam::voxel {
 namespace {
@@ -20,22 +20,15 @@ using namespace std::string_literals;
 
 std::string repeated(std::size_t count, char c) { return std::string(count, c); }
 
+auto rows_of(const char* table) { return test::load_rows(ZAM_TEST_DATA "/lines.test", table); }
+
 TEST(VoxelLines, AreCutToTheirContents) {
-    struct Case {
-        std::string line, text;
-    };
-    const Case kCases[] = {
-        {"1 2 3\n", "1 2 3"},
-        {" \t1\t22\t3 \t\r\n", "\t1\t22\t3"},  // only blanks are cut in front; columns count from what is left
-        {"1\r2\n", "1\r2"},
-        {" \t \r\n", ""},
-        {"\v\n", "\v"},
-        {repeated(1022, 'a') + "\t", repeated(1022, 'a')},
-        {repeated(1020, 'a') + "\tbc", repeated(1020, 'a') + "\tb"},  // what the tab pushes out is gone
-        {repeated(1019, 'a') + "\tbcd", repeated(1019, 'a') + "\tbcd"},
-        {repeated(600, '\t') + "b", repeated(512, '\t')},
-    };
-    for (const auto& [line, text] : kCases) EXPECT_EQ(contents(line), text) << line;
+    auto rows = rows_of("lines");
+    rows.emplace_back(repeated(1022, 'a') + "\t", repeated(1022, 'a'));
+    rows.emplace_back(repeated(1020, 'a') + "\tbc", repeated(1020, 'a') + "\tb");  // what the tab pushes out is gone
+    rows.emplace_back(repeated(1019, 'a') + "\tbcd", repeated(1019, 'a') + "\tbcd");
+    rows.emplace_back(repeated(600, '\t') + "b", repeated(512, '\t'));
+    for (const auto& [line, text] : rows) EXPECT_EQ(contents(line), text) << line;
 }
 
 TEST(VoxelLines, ComeWholeWhateverTheBlocks) {
@@ -62,42 +55,12 @@ TEST(VoxelLines, ComeWholeWhateverTheBlocks) {
 }
 
 TEST(VoxelNumbers, AreDecimalAndNarrowed) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    struct Case {
-        std::string field;
-        float number;
-    };
-    const Case kCases[] = {
-        {"1.5", 1.5F},
-        {"-.5", -0.5F},
-        {"5.", 5.0F},
-        {"+5", 5.0F},
-        {"+-5", 0.0F},
-        {"- 5", 0.0F},
-        {" \v 7", 7.0F},
-        {"1.5abc", 1.5F},
-        {"1e", 1.0F},
-        {"2e+1x", 20.0F},
-        {"1d3", 1.0F},
-        {"0x10", 0.0F},
-        {".", 0.0F},
-        {"", 0.0F},
-        {"abc", 0.0F},
-        {"1e39", kInfinity},
-        {"-1e400", -kInfinity},
-        {"1e-400", 0.0F},
-        {"0.01e401", kInfinity},
-        {"0." + repeated(400, '0') + "1e402", 10.0F},
-        {repeated(400, '9'), kInfinity},
-        {"0." + repeated(400, '0') + "1", 0.0F},
-        {"1e99999999999999999999", kInfinity},
-        {"1e-99999999999999999999", 0.0F},
-        {"0e99999999999999999999", 0.0F},
-        {"Infinity", kInfinity},
-        {"16777217.0000000001", 16777216.0F},  // by way of double; read as float at once it would be 16777218
-        {"1e-45", 1e-45F},
-    };
-    for (const auto& [field, number] : kCases) {
+    auto rows = rows_of("numbers");
+    rows.emplace_back("0." + repeated(400, '0') + "1e402", "10");
+    rows.emplace_back(repeated(400, '9'), "inf");
+    rows.emplace_back("0." + repeated(400, '0') + "1", "0");
+    for (const auto& [field, text] : rows) {
+        const float number = std::strtof(text.c_str(), nullptr);
         EXPECT_EQ(to_number(field), number) << field;
         float read = 0.0F;  // of an empty line too
         Fields<','>(field).next(read);
@@ -107,64 +70,28 @@ TEST(VoxelNumbers, AreDecimalAndNarrowed) {
 }
 
 TEST(VoxelNumbers, FieldsAreCountedAsTheyAreRead) {
-    struct Case {
-        std::string line;
-        int fields;
-    };
-    const Case kCases[] = {
-        {"1 2  3 4", 4}, {"1,2,3,4", 4}, {"1, 2 3,4", 3}, {"1,,3,4", 4},    {"1,2,3,", 3},
-        {",2,3,4", 4},   {"1,2,3,,", 4}, {"", 0},         {"# x y z v", 5}, {repeated(1023, ','), 1023},
-    };
-    for (const auto& [line, fields] : kCases) EXPECT_EQ(count_fields(line, separator_of(line)), fields) << line;
+    auto rows = rows_of("fields");
+    rows.emplace_back(repeated(1023, ','), "1023");
+    for (const auto& [line, fields] : rows)
+        EXPECT_EQ(std::to_string(count_fields(line, separator_of(line))), fields) << line;
 }
 
 TEST(VoxelGrid, AxesFollowFromTheSamples) {
-    constexpr float kNone = 0.0F;
-    struct Case {
-        std::vector<float> coordinates;
-        float step;  // kNone: no axis
-        xp_long nodes;
-    };
-    const Case kCases[] = {
-        {{0, 1, 2}, 1, 3},
-        {{0, 1, 3}, 2, 2},                        // the last increase, not the smallest
-        {{3, 0, 1, 0}, 1, 4},                     // the maximum comes first
-        {{0, 0.105F, 0.12F}, 0.12F - 0.105F, 9},  // 7.9999995 and 1 make 9 in single precision
-        {{0, 1, 2.9F, 3.8F}, 3.8F - 2.9F, 5},
-        {{-200, 200}, 400, 0},  // the step is out of range
-        {{-200, 0, 200}, 200, 3},
-        {{300, 301}, kNone, 0},
-        {{-214.75F, -214}, kNone, 0},
-        {{5}, kNone, 0},
-        {{}, kNone, 0},
-        {{2, 1, 1}, kNone, 0},
-        {{0, 5e-8F}, kNone, 0},  // scales to 0
-        {{0, 1, NAN}, kNone, 0},
-        {{0, 1, INFINITY}, kNone, 0},
-        {{-3e38F, 3e38F}, kNone, 0},
-    };
-    for (const auto& [coordinates, step, nodes] : kCases) {
-        const auto axis = GridAxis::find(coordinates);
-        ASSERT_EQ(axis.has_value(), step != kNone && nodes != 0) << testing::PrintToString(coordinates);
+    for (const auto& [coordinates, expected] : rows_of("axes")) {
+        const auto axis = GridAxis::find(test::numbers_in<float>(coordinates));
+        ASSERT_EQ(axis.has_value(), expected != "none") << coordinates;
         if (!axis) continue;
-        EXPECT_EQ(axis->step, step) << testing::PrintToString(coordinates);
-        EXPECT_EQ(axis->nodes, nodes) << testing::PrintToString(coordinates);
+        EXPECT_EQ((std::vector{axis->step, static_cast<float>(axis->nodes)}), test::numbers_in<float>(expected))
+            << coordinates;
     }
 }
 
 TEST(VoxelGrid, CellsAreFoundInFixedPoint) {
-    struct Case {
-        GridAxis axis;
-        float at;
-        xp_long cell;
-    };
-    const Case kCases[] = {
-        {{0, 2, 0.5F, 5}, 1.5F, 3},          {{0, 2, 0.5F, 5}, 1.49F, 2},       {{0, 2, 0.5F, 5}, 2.5F, -1},
-        {{-200, 200, 100, 5}, 200, 4},       {{-200, 200, 100, 5}, 214.8F, -1},  // a difference of more than 32 bits
-        {{0, 0.005F, 0.001F, 6}, 0.005F, 5},  // products in double precision would make it 4
-        {{0, 0.4F, 0.1F, 5}, 0.3F, 3},       {{0, 300, 100, 4}, 300, -1},
-    };
-    for (const auto& [axis, at, cell] : kCases) EXPECT_EQ(CellFinder(axis).cell_at(at), cell) << at;
+    for (const auto& [numbers, cell] : rows_of("cells")) {
+        const auto n = test::numbers_in<float>(numbers);
+        const GridAxis axis{n.at(0), n.at(1), n.at(2), static_cast<xp_long>(n.at(3))};
+        EXPECT_EQ(std::to_string(CellFinder(axis).cell_at(n.at(4))), cell) << numbers;
+    }
 }
 
 }  // namespace

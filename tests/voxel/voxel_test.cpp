@@ -1,7 +1,6 @@
-// Voxel text files read through the module: results, messages and where they go, a host and a heap that refuse.
+// Voxel text files read through the module: results, messages and where they go.
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <random>
 #include <sstream>
 
@@ -27,20 +26,10 @@ protected:
     }
     void make_instance() {
         out = host::create(instance, "outfld", host::Kind::field);
-        host::create(instance, "filename", host::Kind::text);
         host::create(instance, "time_label", host::Kind::unset);
-        OMset_name_str_val(instance, OMstr_to_name("filename"), file_.c_str());
+        set_text("filename", file_);
         reports.clear();
     }
-    void set_header(int lines) {
-        host::create(instance, "iheader", host::Kind::integer);
-        OMset_name_int_val(instance, OMstr_to_name("iheader"), lines);
-    }
-    void set_time_key(const std::string& key) {
-        host::create(instance, "timekey", host::Kind::text);
-        OMset_name_str_val(instance, OMstr_to_name("timekey"), key.c_str());
-    }
-    void write(const std::string& bytes) const { std::ofstream(file_, std::ios::binary) << bytes; }
     /// Updates; what goes to the two streams is kept.
     int update() {
         testing::internal::CaptureStdout();
@@ -51,27 +40,10 @@ protected:
         return result;
     }
     int read(const std::string& bytes) {
-        write(bytes);
+        scratch_.write("samples.txt", bytes);
         return update();
     }
 
-    std::vector<xp_long> dims() const {
-        HostArray<xp_long> dims;
-        int ndim = 0;
-        if (FLDget_dims(out, dims.receive(), &ndim) != 1) return {};
-        return {dims.data(), dims.data() + ndim};
-    }
-    int ncomp() const {
-        int count = -1;
-        FLDget_node_data_ncomp(out, &count);
-        return count;
-    }
-    std::string label() const {
-        std::string text(1024, '\0');
-        char* place = text.data();
-        if (OMget_name_str_val(instance, OMstr_to_name("time_label"), &place, 1024) != 1) return "none";
-        return text.c_str();
-    }
     OMobj_id out{};
     std::string said, printed;  // on the standard error and standard output stream
 
@@ -81,8 +53,8 @@ private:
 };
 
 TEST_F(Voxels, FillAUniformField) {
-    set_header(1);
-    set_time_key("time");
+    set_int("iheader", 1);
+    set_text("timekey", "time");
     std::string bytes = "run 7 time= 3.5 s\r\n# x y z pressure, speed\n";
     for (const std::string z : {"0", ".5", "1", "1.5", "2"})
         for (const std::string y : {"-1", "-0.5", "0", "5e-1", "1"})
@@ -92,30 +64,30 @@ TEST_F(Voxels, FillAUniformField) {
     bytes.replace(bytes.find("# x y z p"), 9, "# x,y,z,p");
     make_instance();
     ASSERT_EQ(read(bytes), 1) << said;
-    EXPECT_EQ(dims(), (std::vector<xp_long>{3, 5, 5}));
+    EXPECT_EQ(dims(out), (std::vector<xp_long>{3, 5, 5}));
     EXPECT_EQ(positions(out, FLDget_points), (std::vector<float>{10, -1, 0, 11, 1, 2}));
-    ASSERT_EQ(ncomp(), 2);
     EXPECT_EQ(values(out, 0)[15 * 3], 1.5F);
     EXPECT_EQ(values(out, 1)[7], 10.5F);
-    EXPECT_EQ(label(), "time= 3.5 s\r\n");
-    int type = 0;
-    int flag = 0;
+    EXPECT_EQ(text("time_label"), "time= 3.5 s\r\n");
+    int type = 0, flag = 0, ncomp = 0;
+    FLDget_node_data_ncomp(out, &ncomp);
+    EXPECT_EQ(ncomp, 2);
     float null_value = 0.0F;
-    std::string text(FLD_LABEL_SIZE, '\0');
+    std::string label(FLD_LABEL_SIZE, '\0');
     FLDget_grid_type(out, &type);
     FLDget_node_null_data(out, 1, &flag, &null_value);
-    FLDget_node_data_label(out, 1, text.data(), FLD_LABEL_SIZE);
+    FLDget_node_data_label(out, 1, label.data(), FLD_LABEL_SIZE);
     EXPECT_EQ(type, FLD_UNIFORM);
     EXPECT_EQ(flag, 1);
     EXPECT_EQ(null_value, -999.0F);
-    EXPECT_EQ(text.c_str(), std::string("value_1"));
+    EXPECT_EQ(label.c_str(), std::string("value_1"));
     EXPECT_EQ(reports, Texts());
     EXPECT_EQ(said + printed, "");
 
     // another size into the same field
     ASSERT_EQ(read("\n0 0 0 1 2\n1 1 1 3 4\n"), 1) << said;
-    EXPECT_EQ(dims(), (std::vector<xp_long>{2, 2, 2}));
-    EXPECT_EQ(label(), "");
+    EXPECT_EQ(dims(out), (std::vector<xp_long>{2, 2, 2}));
+    EXPECT_EQ(text("time_label"), "");
 }
 
 /// Cases of data/files.test. Marks: > lines of the file, = values of the first component, ~ time label, ! what is said
@@ -126,16 +98,15 @@ TEST_P(VoxelFile, GivesValuesOrMessage) {
     const TextCase& test = GetParam();
     std::istringstream form(test.form);
     int lines = 0;
-    if (form >> lines) set_header(lines);
-    if (std::string key; form >> key) set_time_key(key == "-" ? "" : key);
-    host::create(instance, "null_value", host::Kind::real);
-    OMset_name_real_val(instance, OMstr_to_name("null_value"), -5.0);
+    if (form >> lines) set_int("iheader", lines);
+    if (std::string key; form >> key) set_text("timekey", key == "-" ? "" : key);
+    set_real("null_value", -5.0);
     const Texts expected = test.list('=');
     EXPECT_EQ(read(test.text('>')), expected.empty() ? 0 : 1);
     EXPECT_EQ(said, test.text('!'));
     EXPECT_EQ(printed, "");
     EXPECT_EQ(reports, test.list('?'));
-    EXPECT_EQ(label(), expected.empty() ? "none" : test.text('~'));
+    EXPECT_EQ(text("time_label"), expected.empty() ? "none" : test.text('~'));
     std::ostringstream found;  // nothing in an output that stays as it was
     for (const float value : values(out, 0)) found << (found.tellp() > 0 ? "," : "") << value;
     EXPECT_EQ(found.str(), expected.empty() ? "" : expected.front());
@@ -145,14 +116,14 @@ INSTANTIATE_TEST_SUITE_P(Texts, VoxelFile, testing::ValuesIn(load_text_cases(ZAM
                          [](const auto& info) { return info.param.name; });
 
 TEST_F(Voxels, FilesThatCannotBeReadAreReported) {
-    OMset_name_str_val(instance, OMstr_to_name("filename"), "nowhere/100%d.txt");
+    set_text("filename", "nowhere/100%d.txt");
     EXPECT_EQ(update(), 0);
     host::destroy(host::find(instance, "filename"));
     EXPECT_EQ(update(), 0);
     EXPECT_EQ(reports, (Texts{"Cannot open filename.: nowhere/100%d.txt", "Cannot get filename."}));
 
     make_instance();
-    OMset_name_str_val(instance, OMstr_to_name("filename"), "/dev/zero");  // has no length, and no end
+    set_text("filename", "/dev/zero");  // has no length, and no end
     EXPECT_EQ(update(), 0);
     EXPECT_EQ(reports, kWrongFormat);
 }
