@@ -142,7 +142,7 @@ void bench_lone(benchmark::State& state, const Case& c, int n, bool with_plain) 
     }
 }
 
-const bool registered = [] {
+const bool kRegistered = [] {
     for (const int n : {16, kNodes})
         for (const int veclen : {1, 4})
             for (const bool interpolate : {false, true})

@@ -82,7 +82,7 @@ TEST_F(Graphics, ColorsAreThoseOfTheNearestEntry) {
     const auto* channel = kChannels;
     for (const char* name : {"alpha", "red", "green", "blue"})
         set_values(create(datamap, name, Kind::array), DTYPE_BYTE, channel++, 3);
-    const double kValues[] = {10, 14.9, 15, 24.9, 25, 30, -1e30, INFINITY, -INFINITY, NAN};
+    const double kValues[] = {10, 14.9, 15, 24.9, 25, 30, -1e30, HUGE_VAL, -HUGE_VAL, std::nan("")};
     const int kEntries[] = {0, 0, 1, 1, 2, 2, 0, 2, 0, 0};
     unsigned char colors[10][4] = {};
     EXPECT_EQ(GDgen_argbs(datamap, kValues, DTYPE_DOUBLE, colors[0], 10, 1, 10, 10, 0), 1);

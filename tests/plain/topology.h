@@ -43,11 +43,11 @@ struct PlainTopology {
     }
 
     void scan_cell(int i, int j) {
-        const float uA = u(i, j), uB = u(i + 1, j), uC = u(i, j + 1), uD = u(i + 1, j + 1);
-        const float vA = v(i, j), vB = v(i + 1, j), vC = v(i, j + 1), vD = v(i + 1, j + 1);
-        const float au = uB - uA, bu = uC - uA, cu = uA - uB - uC + uD;
-        const float av = vB - vA, bv = vC - vA, cv = vA - vB - vC + vD;
-        const float qa = cv * bu - bv * cu, qc = av * uA - vA * au, qb = cv * uA - vA * cu + av * bu - bv * au;
+        const float u_a = u(i, j), u_b = u(i + 1, j), u_c = u(i, j + 1), u_d = u(i + 1, j + 1);
+        const float v_a = v(i, j), v_b = v(i + 1, j), v_c = v(i, j + 1), v_d = v(i + 1, j + 1);
+        const float au = u_b - u_a, bu = u_c - u_a, cu = u_a - u_b - u_c + u_d;
+        const float av = v_b - v_a, bv = v_c - v_a, cv = v_a - v_b - v_c + v_d;
+        const float qa = cv * bu - bv * cu, qc = av * u_a - v_a * au, qb = cv * u_a - v_a * cu + av * bu - bv * au;
         const float disc = qb * qb - 4 * qa * qc;
         const auto in_cell = [](float t) { return t >= 0 && t <= 1; };
         float t1 = -1, t2 = -1;
@@ -62,9 +62,9 @@ struct PlainTopology {
         }
         for (float t : {t1, t2}) {
             if (!in_cell(t)) continue;
-            float s = -(t * bu + uA) / (t * cu + au);
-            const bool signs = std::min({uA, uB, uC, uD}) <= 0 && std::max({uA, uB, uC, uD}) >= 0;
-            if (t * cu + au == 0 && signs) s = -(t * bv + vA) / (t * cv + av);
+            float s = -(t * bu + u_a) / (t * cu + au);
+            const bool signs = std::min({u_a, u_b, u_c, u_d}) <= 0 && std::max({u_a, u_b, u_c, u_d}) >= 0;
+            if (t * cu + au == 0 && signs) s = -(t * bv + v_a) / (t * cv + av);
             if (in_cell(s)) points.push_back({double(float(i) + s), double(float(j) + t), -1});
         }
     }

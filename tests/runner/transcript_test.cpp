@@ -34,7 +34,7 @@ std::string with_field(const std::string& name, const std::string& members) {
 
 /// The network of a case; its form says which part of one its lines are.
 std::string network(const TextCase& one) {
-    const std::string text = one.text('>');
+    std::string text = one.text('>');
     const auto of = [](const std::string& modules) { return "{\"modules\": {" + modules + "}}"; };
     if (one.form == "chain") return kChain + text;
     if (one.form == "scale" || one.form == "command") return kScale;

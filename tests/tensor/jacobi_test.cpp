@@ -154,7 +154,7 @@ TEST_F(Jacobi, GivesZeroVectorsWhereThereIsNoInverse) {
         if (c.contents.values.empty()) set_no_values(host::find(instance, "fld_in"));
         EXPECT_EQ(update(), 1);
         EXPECT_EQ(values(out, 0), c.expected);
-        EXPECT_EQ(positions(out, FLDget_points)[std::size_t{2} * c.contents.nspace - 2], c.length);
+        EXPECT_EQ(positions(out, FLDget_points)[static_cast<std::size_t>(2 * c.contents.nspace) - 2], c.length);
     }
     make_field("fld_in", hostile);
     EXPECT_EQ(update(), 1);

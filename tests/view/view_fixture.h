@@ -28,11 +28,14 @@ struct Picture {
             if (depths[i] > 0) rows[i / rows[0].size()][i % rows[0].size()] = '#';
         return rows;
     }
+    std::size_t pixel(int x, int y) const {
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+    }
     std::array<int, 3> color(int x, int y) const {
-        const auto at = static_cast<std::size_t>(4 * (y * width + x));
+        const auto at = 4 * pixel(x, y);
         return {pixels[at + 1], pixels[at + 2], pixels[at + 3]};
     }
-    float depth(int x, int y) const { return depths[static_cast<std::size_t>(y * width + x)]; }
+    float depth(int x, int y) const { return depths[pixel(x, y)]; }
     bool operator==(const Picture&) const = default;
 };
 
