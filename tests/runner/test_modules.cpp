@@ -39,7 +39,8 @@ ZAM_MODULE_API int test_add(OMobj_id instance, unsigned /*mask*/, int seq) {
         if (OMchanged(OMfind_subobj(instance, name(parameter), OM_OBJ_RD), seq) != 0) changed += parameter;
     }
     append(instance, "changed", changed + ";");
-    return OMset_name_int_val(instance, name("sum"), int_or(instance, "a", 0) + int_or(instance, "b", 0));
+    return OMset_name_int_val(instance, name("sum"),
+                              Parameters(instance).integer("a", 0) + Parameters(instance).integer("b", 0));
 }
 
 /// Records that it was called, where test_add() records changes.
@@ -49,7 +50,7 @@ ZAM_MODULE_API int test_add_set_params(OMobj_id instance, unsigned /*mask*/, int
 }
 
 ZAM_MODULE_API int test_add_delete(OMobj_id instance, unsigned /*mask*/, int /*seq*/) {
-    std::printf("delete %d\n", int_or(instance, "sum", -1));
+    std::printf("delete %d\n", Parameters(instance).integer("sum", -1));
     return 1;
 }
 
@@ -77,7 +78,7 @@ ZAM_MODULE_API int test_scale(OMobj_id instance, unsigned /*mask*/, int /*seq*/)
         ERRverror("", 96, "scaled array is not allocated\n");
         return 0;
     }
-    const auto factor = static_cast<float>(int_or(instance, "factor", 2));
+    const auto factor = static_cast<float>(Parameters(instance).integer("factor", 2));
     std::transform(in.begin(), in.end(), out.data(), [&](float value) { return factor * value; });
     return OMset_array(OMfind_subobj(instance, name("scaled"), OM_OBJ_RW), DTYPE_FLOAT, out.release(), out.size(),
                        ARR_HOST_OWNS);
@@ -96,7 +97,7 @@ ZAM_MODULE_API int test_collect(OMobj_id instance, unsigned /*mask*/, int /*seq*
 /// Its output refers to a field made anew each run, as modules that read files do.
 ZAM_MODULE_API int test_make(OMobj_id instance, unsigned /*mask*/, int /*seq*/) {
     OMobj_id made{};
-    const xp_long dim = int_or(instance, "size", 1);
+    const xp_long dim = Parameters(instance).integer("size", 1);
     auto points = OutArray<float>::allocate(2);
     points[0] = 0;
     points[1] = static_cast<float>(dim - 1);
@@ -117,7 +118,7 @@ ZAM_MODULE_API int test_tick(OMobj_id instance, unsigned /*mask*/, int /*seq*/) 
     OMstatus_check(100, "<idle>", nullptr);
     ticking = OMfind_subobj(instance, name("ticks"), OM_OBJ_RW);
     OMset_int_val(ticking, 0);
-    return EVadd_select(EV_PERIODIC, 0, count_tick, 0, &ticking, int_or(instance, "interval", 10));
+    return EVadd_select(EV_PERIODIC, 0, count_tick, 0, &ticking, Parameters(instance).integer("interval", 10));
 }
 
 /// Its parameters have every kind; it does nothing with them.
