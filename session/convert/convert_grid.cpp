@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <span>
 
 #include "base/checked_product.h"
 #include "session/convert/component_lists.h"
@@ -20,14 +19,6 @@ std::vector<float> floats_of(const NumberArray& array) {
     const std::string error = copy_values(array, values.data());
     if (!error.empty()) throw DataError(error);
     return values;
-}
-
-NumberArray float_array(const std::vector<float>& values) {
-    const auto bytes = std::as_bytes(std::span(values));
-    return {.type = DTYPE_FLOAT,
-            .count = static_cast<xp_long>(values.size()),
-            .values = {bytes.begin(), bytes.end()},
-            .source = {}};
 }
 
 /// Positions along one axis, of a rectilinear field; the component of the axis itself.

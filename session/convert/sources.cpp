@@ -11,7 +11,7 @@
 namespace zam::session {
 namespace {
 
-NumberArray array_of(int type, xp_long count, ValueSourcePointer source) {
+NumberArray array_made_by(int type, xp_long count, ValueSourcePointer source) {
     return {.type = type, .count = count, .values = {}, .source = std::move(source)};
 }
 
@@ -286,20 +286,20 @@ NumberArray joined(const std::vector<ComponentValue>& components, int type,
         veclen += component.veclen;
         count += component.values.count;
     }
-    return array_of(type, count, std::make_shared<JoinedSource>(components, type, veclen, null_value));
+    return array_made_by(type, count, std::make_shared<JoinedSource>(components, type, veclen, null_value));
 }
 
 NumberArray magnitude(const ComponentValue& component, int type, const std::optional<NumberArray>& null_value) {
-    return array_of(type, component.values.count / std::max(component.veclen, 1),
+    return array_made_by(type, component.values.count / std::max(component.veclen, 1),
                     std::make_shared<MagnitudeSource>(component, type, null_value));
 }
 
 NumberArray cast(const ComponentValue& component, int type, const std::optional<NumberArray>& null_value) {
-    return array_of(type, component.values.count, std::make_shared<CastSource>(component, type, null_value));
+    return array_made_by(type, component.values.count, std::make_shared<CastSource>(component, type, null_value));
 }
 
 NumberArray scaled(const ComponentValue& component, int type, const RangeLimits& range) {
-    return array_of(type, component.values.count, std::make_shared<ScaledSource>(component, type, range));
+    return array_made_by(type, component.values.count, std::make_shared<ScaledSource>(component, type, range));
 }
 
 }  // namespace zam::session

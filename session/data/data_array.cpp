@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <span>
 #include <utility>
 
 #include "base/checked_product.h"
@@ -69,14 +68,6 @@ Layout lay_out(const DataArray& array, const DataRequest& request) {
 }
 
 // --- The grid ---
-
-NumberArray float_array(const std::vector<float>& values) {
-    const auto bytes = std::as_bytes(std::span(values));
-    return {.type = DTYPE_FLOAT,
-            .count = static_cast<xp_long>(values.size()),
-            .values = {bytes.begin(), bytes.end()},
-            .source = {}};
-}
 
 /// Spacing or origin of the request, one number per axis, into the axes.
 void place_axes(std::vector<DataAxis>& space, const std::vector<double>& given, std::optional<double> DataAxis::*member,

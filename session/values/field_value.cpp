@@ -179,11 +179,7 @@ NumberArray index_space(const FieldValue& field) {
     for (std::size_t axis = 0; axis < std::min(nspace, field.dims.size()); ++axis) {
         corners[nspace + axis] = static_cast<float>(std::max<xp_long>(field.dims[axis] - 1, 0));
     }
-    const auto bytes = std::as_bytes(std::span(corners));
-    return {.type = DTYPE_FLOAT,
-            .count = static_cast<xp_long>(corners.size()),
-            .values = {bytes.begin(), bytes.end()},
-            .source = {}};
+    return float_array(corners);
 }
 
 void read_extent(Members& members, FieldValue& field) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,14 @@ std::optional<NumberArray> read_exactly(const Cursor& cursor, int type, xp_long 
 
 /// One number as an array of one element.
 std::optional<NumberArray> read_one_number(const Cursor& cursor, int type);
+
+/// An array of values that are at hand.
+template <class T>
+NumberArray array_of(int type, std::span<const T> values) {
+    const auto bytes = std::as_bytes(values);
+    return {type, static_cast<xp_long>(values.size()), {bytes.begin(), bytes.end()}, {}};
+}
+inline NumberArray float_array(std::span<const float> values) { return array_of(DTYPE_FLOAT, values); }
 
 /// A value of a type, the nearest whole number for whole types; `nullopt` if it does not fit.
 std::optional<NumberArray> one_value(int type, double value);

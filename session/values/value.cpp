@@ -24,12 +24,6 @@ std::optional<Value> as_value(std::optional<T> value) {
     return value ? std::optional(Value{std::move(*value)}) : std::nullopt;
 }
 
-template <class T>
-NumberArray native_array(int type, std::span<const T> values) {
-    const auto bytes = std::as_bytes(values);
-    return {type, static_cast<xp_long>(values.size()), {bytes.begin(), bytes.end()}, {}};
-}
-
 bool has_any(const Cursor& cursor, std::initializer_list<std::string_view> keys) {
     return std::any_of(keys.begin(), keys.end(), [&](auto key) { return cursor.find(key).has_value(); });
 }
@@ -192,7 +186,7 @@ std::optional<NumberArray> read_color(const Cursor& cursor, std::string_view col
     if (place && place->find("values_file")) return read_exactly(*place, DTYPE_BYTE, kTableSize);
     const auto curve = place ? read_curve(*place) : otherwise;
     if (!curve) return std::nullopt;
-    return native_array<std::uint8_t>(DTYPE_BYTE, *curve);
+    return array_of<std::uint8_t>(DTYPE_BYTE, *curve);
 }
 
 bool read_colors(const Cursor& cursor, const ColorTable& table, ValueGroup& group) {
@@ -255,7 +249,7 @@ std::optional<Value> read_color_list(const Cursor& cursor) {
         colors.insert(colors.end(), color.begin(), color.end());
     }
     if (failed) return std::nullopt;
-    return Value{native_array<float>(DTYPE_FLOAT, colors)};
+    return Value{float_array(colors)};
 }
 
 // --- Groups and objects of no declared kind ---
@@ -402,9 +396,9 @@ std::vector<const Reference*> references_in(const Value& value) {
 }
 
 ValueGroup transform_group(const Transform& transform) {
-    return {{"mat", {native_array<float>(DTYPE_FLOAT, transform.mat)}},
-            {"xlate", {native_array<float>(DTYPE_FLOAT, transform.xlate)}},
-            {"center", {native_array<float>(DTYPE_FLOAT, transform.center)}}};
+    return {{"mat", {float_array(transform.mat)}},
+            {"xlate", {float_array(transform.xlate)}},
+            {"center", {float_array(transform.center)}}};
 }
 
 }  // namespace zam::session
