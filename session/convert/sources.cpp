@@ -195,19 +195,26 @@ struct Scale {
     static constexpr auto kHighest = static_cast<double>(std::numeric_limits<To>::max());
 
     explicit Scale(const std::array<double, 2>& range) : low(range[0]), high(range[1]) {
-        if (!std::isfinite(high - low)) share = 0.5;  // of a range wider than the largest number
+        is_wide = !std::isfinite(high - low);
+        const double share = is_wide ? 0.5 : 1.0;
         start = low * share;
         factor = (kHighest - kLowest) / (high * share - start);
     }
 
-    /// The element before rounding, within the type's range.
-    double operator()(double value) const {
-        const double scaled = (value * share - start) * factor + kLowest;
+    /// The element before rounding, within the type's range. @pre  the range is not wide
+    double operator()(double value) const { return clamped((value - start) * factor); }
+    /// As above, for a range wider than the largest number.
+    double wide(double value) const { return clamped((value * 0.5 - start) * factor); }
+
+    static double clamped(double above_lowest) {
+        double scaled = above_lowest;
+        if constexpr (kLowest != 0.0) scaled += kLowest;
         const double raised = scaled > kLowest ? scaled : kLowest;  // not-a-number too
         return raised < kHighest ? raised : kHighest;
     }
 
-    double low, high, start = 0.0, factor = 0.0, share = 1.0;
+    double low, high, start = 0.0, factor = 0.0;
+    bool is_wide = false;
 };
 
 /// The nearest whole number, the even one of two as near. Adding this number leaves no bits for a fraction.
@@ -228,17 +235,19 @@ To rounded(double value) {
 template <class From, class To>
 void scale_block(const std::byte* block, xp_long count, const Scale<To>& scale, const NullTest<From>& is_null,
                  std::byte* to) {
-    if (is_null.any() || scale.low == scale.high) {
-        for (xp_long i = 0; i < count; ++i) {
-            const From value = load<From>(block, i);
-            const bool above = static_cast<double>(value) > scale.low;
-            const To end = above ? std::numeric_limits<To>::max() : std::numeric_limits<To>::min();
-            const To element = scale.low == scale.high ? end : rounded<To>(scale(static_cast<double>(value)));
-            store(to, i, is_null(value) ? std::numeric_limits<To>::min() : element);
-        }
+    if (!is_null.any() && scale.low != scale.high && !scale.is_wide) {
+        for (xp_long i = 0; i < count; ++i) store(to, i, rounded<To>(scale(static_cast<double>(load<From>(block, i)))));
         return;
     }
-    for (xp_long i = 0; i < count; ++i) store(to, i, rounded<To>(scale(static_cast<double>(load<From>(block, i)))));
+    constexpr To kEnds[] = {std::numeric_limits<To>::min(), std::numeric_limits<To>::max()};
+    for (xp_long i = 0; i < count; ++i) {
+        const From value = load<From>(block, i);
+        const auto real = static_cast<double>(value);
+        const To of_one_value = kEnds[real > scale.low ? 1 : 0];
+        const To element =
+            scale.low == scale.high ? of_one_value : rounded<To>(scale.is_wide ? scale.wide(real) : scale(real));
+        store(to, i, is_null(value) ? kEnds[0] : element);
+    }
 }
 
 class ScaledSource final : public ValueSource {
@@ -291,7 +300,7 @@ NumberArray joined(const std::vector<ComponentValue>& components, int type,
 
 NumberArray magnitude(const ComponentValue& component, int type, const std::optional<NumberArray>& null_value) {
     return array_made_by(type, component.values.count / std::max(component.veclen, 1),
-                    std::make_shared<MagnitudeSource>(component, type, null_value));
+                         std::make_shared<MagnitudeSource>(component, type, null_value));
 }
 
 NumberArray cast(const ComponentValue& component, int type, const std::optional<NumberArray>& null_value) {

@@ -1,6 +1,7 @@
 #include "session/convert/value_range.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "session/convert/value_kernels.h"
@@ -8,49 +9,60 @@
 namespace zam::session {
 namespace {
 
-/// Several running limits, which do not wait for one another.
+/// Smallest and largest of the values so far.
 template <class T>
 class Limits {
 public:
     void take(const std::byte* values, xp_long count, const NullTest<T>& is_null) {
-        if (is_null.any()) {
-            for (xp_long i = 0; i < count; ++i) {
-                const T value = load<T>(values, i);
-                if (!is_null(value)) take(value, 0);
-            }
-            return;
+        Limits block;
+        if (!is_null.any()) block.take_all(values, count);
+        if (is_null.any() || !block.is_finite()) {
+            block = {};
+            block.take_finite(values, count, is_null);
         }
-        xp_long i = 0;
-        for (; i + kLanes <= count; i += kLanes) {
-            for (xp_long lane = 0; lane < kLanes; ++lane) take(load<T>(values, i + lane), lane);
-        }
-        for (; i < count; ++i) take(load<T>(values, i), 0);
+        low_ = std::min(low_, block.low_);
+        high_ = std::max(high_, block.high_);
     }
-    T smallest() const { return *std::min_element(low_, low_ + kLanes); }
-    T largest() const { return *std::max_element(high_, high_ + kLanes); }
+    T smallest() const { return low_; }
+    T largest() const { return high_; }
 
 private:
-    static constexpr xp_long kLanes = 8;
+    /// Four runs, which do not wait for one another. Comparisons leave out what is not a number.
+    void take_all(const std::byte* values, xp_long count) {
+        T low0 = low_, low1 = low_, low2 = low_, low3 = low_;
+        T high0 = high_, high1 = high_, high2 = high_, high3 = high_;
+        const auto take = [&](xp_long i, T& low, T& high) {
+            const T value = load<T>(values, i);
+            low = value < low ? value : low;
+            high = value > high ? value : high;
+        };
+        xp_long i = 0;
+        for (; i + 4 <= count; i += 4) {
+            take(i, low0, high0);
+            take(i + 1, low1, high1);
+            take(i + 2, low2, high2);
+            take(i + 3, low3, high3);
+        }
+        for (; i < count; ++i) take(i, low0, high0);
+        low_ = std::min({low0, low1, low2, low3});
+        high_ = std::max({high0, high1, high2, high3});
+    }
 
-    /// Comparisons leave out what is not a number; infinities leave no trace either.
-    void take(T value, xp_long lane) {
-        if constexpr (std::is_floating_point_v<T>) {
-            const bool finite = std::abs(value) <= std::numeric_limits<T>::max();
-            low_[lane] = finite && value < low_[lane] ? value : low_[lane];
-            high_[lane] = finite && value > high_[lane] ? value : high_[lane];
-        } else {
-            low_[lane] = std::min(low_[lane], value);
-            high_[lane] = std::max(high_[lane], value);
+    void take_finite(const std::byte* values, xp_long count, const NullTest<T>& is_null) {
+        for (xp_long i = 0; i < count; ++i) {
+            const T value = load<T>(values, i);
+            if (is_null(value) || !std::isfinite(static_cast<double>(value))) continue;
+            low_ = std::min(low_, value);
+            high_ = std::max(high_, value);
         }
     }
 
-    T low_[kLanes], high_[kLanes];
-
-public:
-    Limits() {
-        std::fill(low_, low_ + kLanes, std::numeric_limits<T>::max());
-        std::fill(high_, high_ + kLanes, std::numeric_limits<T>::lowest());
+    bool is_finite() const {
+        return std::isfinite(static_cast<double>(low_)) && std::isfinite(static_cast<double>(high_));
     }
+
+    T low_ = std::numeric_limits<T>::max();
+    T high_ = std::numeric_limits<T>::lowest();
 };
 
 }  // namespace
