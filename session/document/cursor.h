@@ -36,6 +36,8 @@ public:
     Cursor at(const Member& member) const;
     Cursor at(std::size_t index) const;  // element of an array of Elements
     std::optional<Cursor> find(std::string_view key) const;
+    /// Another value at the same place. The value is borrowed.
+    Cursor with(const Node& node) const { return {*this, node, path_}; }
     /// A problem with a member's key rather than its value.
     void key_problem(const Member& member, std::string_view text) const;
 

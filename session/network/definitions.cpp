@@ -68,7 +68,7 @@ std::string text_of_default(const Cursor& cursor) {
 }
 
 Parameter read_parameter(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"name", "kind", "type", "file", "direction", "default", "meaning"};
+    constexpr std::string_view kKeys[] = {"name", "kind", "type", "file", "direction", "default", "origin", "meaning"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -76,6 +76,9 @@ Parameter read_parameter(const Cursor& cursor) {
     parameter.shape = read_shape(cursor);
     parameter.direction = read_direction(cursor);
     parameter.meaning = required_text(cursor, "meaning");
+    if (const auto place = cursor.find("origin")) {
+        parameter.origin = read_image_origin(*place).value_or(ImageOrigin::upper);
+    }
     if (const auto place = cursor.find("default")) {
         parameter.default_value = read_value(*place, parameter.shape);
         parameter.default_text = text_of_default(*place);
@@ -160,6 +163,14 @@ void read_class(const Cursor& cursor, Definition& definition) {
 }
 
 }  // namespace
+
+std::optional<ImageOrigin> read_image_origin(const Cursor& cursor) {
+    const auto name = cursor.text();
+    if (name == "upper") return ImageOrigin::upper;
+    if (name == "lower") return ImageOrigin::lower;
+    if (name) cursor.problem("an origin is upper or lower");
+    return std::nullopt;
+}
 
 std::string_view direction_name(Direction direction) { return kDirectionNames[static_cast<std::size_t>(direction)]; }
 

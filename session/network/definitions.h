@@ -14,6 +14,9 @@ namespace zam::session {
 
 enum class Direction { in, out, inout };
 
+/// Where an image's first row belongs in its picture: on top, or at the bottom as a plane's smallest y does.
+enum class ImageOrigin { upper, lower };
+
 struct Parameter {
     std::string name;
     Shape shape;
@@ -21,6 +24,7 @@ struct Parameter {
     std::optional<Value> default_value;
     std::string default_text;  // the default as the definition file writes it; empty: none
     std::string meaning;
+    ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
 
     /// Whether instances have the object when their network says nothing of it.
     bool exists_unless_told() const { return default_value.has_value() || direction != Direction::in; }
@@ -54,6 +58,9 @@ struct Definition {
     /// Name of the function that a class exports for a method, or for `create` and `destroy`.
     std::string exported(std::string_view method) const { return entry + "_" + std::string(method); }
 };
+
+/// "upper" or "lower"; `nullopt` after a problem.
+std::optional<ImageOrigin> read_image_origin(const Cursor& cursor);
 
 /// The name of a direction in definition files.
 std::string_view direction_name(Direction direction);

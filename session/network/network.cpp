@@ -10,7 +10,7 @@ std::string_view file_ending(std::string_view file) {
 }
 
 std::optional<OutputKind> output_kind(std::string_view file) {
-    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg"};
+    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg", "webp"};
     const auto* const found = std::find(std::begin(kEndings), std::end(kEndings), file_ending(file));
     if (found == std::end(kEndings)) return std::nullopt;
     return static_cast<OutputKind>(found - std::begin(kEndings));

@@ -33,7 +33,7 @@ struct Instance {
 };
 
 /// The files that outputs become, by the ending of their names.
-enum class OutputKind { png, json, raw, vti, vtr, vts, vtu, svg };
+enum class OutputKind { png, json, raw, vti, vtr, vts, vtu, svg, webp };
 std::optional<OutputKind> output_kind(std::string_view file);
 /// What stands after the last dot of a file name; empty if it has none.
 std::string_view file_ending(std::string_view file);
@@ -42,8 +42,9 @@ struct Output {
     std::string file;
     OutputKind kind = OutputKind::json;
     Reference from;
-    bool alpha = false;                               // .png
-    std::optional<std::array<double, 3>> background;  // .png: red, green, blue from 0 to 1
+    std::optional<ImageOrigin> origin;                // of images; `nullopt`: as the parameter's definition says
+    bool alpha = false;                               // .png, .webp
+    std::optional<std::array<double, 3>> background;  // .png, .webp: red, green, blue from 0 to 1
     int component = 0;                                // .raw
     std::optional<Reference> under, points;           // .svg: image beneath, field of points on top
 };
@@ -72,8 +73,34 @@ struct UnlinkEvent {
     std::size_t module = 0;
     std::string parameter;
 };
+
+constexpr int kMaxFrames = 100'000;
+
+/// The values that a parameter, or a member of its value, goes through.
+struct Track {
+    std::vector<std::string> path;  // names of the member, outermost first; empty: the parameter itself
+    std::vector<Node> values;
+    bool joined = true;  // linearly, from the first to the last; else one per step
+    bool whole = false;  // what lies between is rounded
+};
+struct Sweep {
+    std::size_t module = 0;
+    const Parameter* parameter = nullptr;
+    Node base;  // the parameter's value as written, whose members the tracks give
+    std::vector<Track> tracks;
+    std::string place;  // for messages
+};
+/// Frames: in each step the parameters are set, then the outputs written.
+struct ForEvent {
+    std::vector<Sweep> sweeps;
+    int steps = 1;
+    bool loop = false;  // the last value of each list is that of the first frame again, and not shown
+    double fps = 25;
+    std::vector<Output> outputs;
+    std::string directory;  // relative file names in values start here
+};
 struct Event {
-    std::variant<SetEvent, RunEvent, CallEvent, WriteEvent, JoystickEvent, AdvanceEvent, UnlinkEvent> what;
+    std::variant<SetEvent, RunEvent, CallEvent, WriteEvent, JoystickEvent, AdvanceEvent, UnlinkEvent, ForEvent> what;
     Place place;
 };
 

@@ -168,6 +168,8 @@ void Checker::check() {
             if (circle.empty()) check_circle(event.place);
         } else if (const auto* write = std::get_if<WriteEvent>(&event.what)) {
             for (const auto& output : write->outputs) check_output(output);
+        } else if (const auto* frames = std::get_if<ForEvent>(&event.what)) {
+            for (const auto& output : frames->outputs) check_output(output);
         }
     }
     for (const auto& output : network_.outputs) check_output(output);

@@ -1,10 +1,15 @@
 #include "session/network/network_reader.h"
 
 #include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <limits>
+#include <map>
+#include <memory>
 #include <span>
+#include <utility>
 
+#include "session/network/frames.h"
 #include "session/network/network_check.h"
 
 namespace zam::session {
@@ -19,7 +24,11 @@ class NetworkReader {
 public:
     NetworkReader(Network& network, const Definitions& definitions) : network_(network), definitions_(definitions) {}
 
-    void read(const Cursor& cursor);
+    void read_modules(const Cursor& cursor);
+    /// Events and outputs. @pre  the modules are read, and changed by the options
+    void read_rest(const Cursor& cursor);
+    /// A value for "MODULE.PARAM", or for a member of one: "MODULE.PARAM.MEMBER". What the cursor is at is borrowed as
+    /// long as the reader lives.
     std::optional<Assignment> read_assignment(const Cursor& cursor, std::string_view target);
     std::optional<Output> read_output(const Cursor& cursor, const std::string& file);
 
@@ -35,12 +44,27 @@ private:
     std::optional<JoystickEvent> read_joystick(const Cursor& cursor);
     std::optional<AdvanceEvent> read_advance(const Cursor& cursor);
     std::optional<UnlinkEvent> read_unlink(const Cursor& cursor);
+    std::optional<ForEvent> read_for(const Cursor& cursor);
+    bool read_track_of(const Cursor& list, std::string_view target, ForEvent& event);
+    bool check_sweep(const Cursor& cursor, const Sweep& sweep, const ForEvent& event);
+
+    struct Target {
+        std::size_t module;
+        const Parameter* parameter;
+        std::vector<std::string> path;  // of a member; empty: the whole parameter
+    };
+    std::optional<Target> read_target(const Cursor& cursor, std::string_view target);
+    const Node* written(const Target& target) const;
+    const Node* keep(Node node);
 
     Network& network_;
     const Definitions& definitions_;
+    // the latest value of each parameter as it was written, for changes of its members
+    std::map<std::pair<std::size_t, const Parameter*>, const Node*> written_;
+    std::deque<Node> made_;  // those that were changed
 };
 
-void NetworkReader::read(const Cursor& cursor) {
+void NetworkReader::read_modules(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"modules", "events", "write"};
     if (!cursor.object()) return;
     cursor.expect_keys(kKeys);
@@ -57,6 +81,9 @@ void NetworkReader::read(const Cursor& cursor) {
             }
         }
     }
+}
+
+void NetworkReader::read_rest(const Cursor& cursor) {
     if (const auto events = cursor.find("events")) read_events(*events);
     if (const auto write = cursor.find("write")) {
         if (auto outputs = read_write(*write)) network_.outputs = std::move(outputs->outputs);
@@ -89,13 +116,17 @@ void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
     }
 }
 
-/// A value for "MODULE.PARAM".
-std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, std::string_view target) {
+/// Whether values of a kind are written as objects.
+bool has_members(Kind kind) { return is_group(kind) || kind == Kind::field || kind == Kind::array; }
+
+/// What "MODULE.PARAM" or "MODULE.PARAM.MEMBER" names.
+std::optional<NetworkReader::Target> NetworkReader::read_target(const Cursor& cursor, std::string_view target) {
     const auto [module, parameter_name, rest] = split_reference(target);
     const auto number = network_.find(module);
-    if (!number || !rest.empty()) {
-        cursor.problem(rest.empty() ? "there is no module " + std::string(module)
-                                    : "values are given to whole parameters, as MODULE.PARAM");
+    auto path = member_path(rest);
+    if (!number || !path) {
+        cursor.problem(path ? "there is no module " + std::string(module)
+                            : "values are given to parameters and members, as MODULE.PARAM or MODULE.PARAM.MEMBER");
         return std::nullopt;
     }
     const auto* definition = network_.instances[*number].definition;
@@ -105,9 +136,37 @@ std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, s
         cursor.problem(definition->entry + " has no parameter " + std::string(parameter_name));
         return std::nullopt;
     }
-    auto value = read_value(cursor, parameter->shape);
+    if (!path->empty() && !has_members(parameter->shape.kind)) {
+        cursor.problem("values of kind " + std::string(kind_name(parameter->shape.kind)) + " have no members");
+        return std::nullopt;
+    }
+    return Target{*number, parameter, std::move(*path)};
+}
+
+/// The latest value that was written for a parameter; null if there is none.
+const Node* NetworkReader::written(const Target& target) const {
+    const auto found = written_.find({target.module, target.parameter});
+    return found == written_.end() ? nullptr : found->second;
+}
+
+const Node* NetworkReader::keep(Node node) { return &made_.emplace_back(std::move(node)); }
+
+std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, std::string_view text) {
+    const auto target = read_target(cursor, text);
+    if (!target) return std::nullopt;
+    const Node* node = &cursor.node();
+    if (!target->path.empty()) {
+        auto changed = with_member(written(*target), target->path, *node);
+        if (!changed) {
+            cursor.problem("the network's value is no object, and has no members");
+            return std::nullopt;
+        }
+        node = keep(std::move(*changed));
+    }
+    written_[{target->module, target->parameter}] = node;
+    auto value = read_value(cursor.with(*node), target->parameter->shape);
     if (!value) return std::nullopt;
-    return Assignment{*number, parameter, std::move(*value), cursor.place()};
+    return Assignment{target->module, target->parameter, std::move(*value), cursor.place()};
 }
 
 // --- Events ---
@@ -122,6 +181,10 @@ void NetworkReader::read_events(const Cursor& cursor) {
 }
 
 std::optional<Event> NetworkReader::read_event(const Cursor& cursor) {
+    if (cursor.find("for")) {
+        auto frames = read_for(cursor);
+        return frames ? std::optional(Event{std::move(*frames), cursor.place()}) : std::nullopt;
+    }
     const auto* members = cursor.object();
     if (members && members->size() != 1) cursor.problem("an event is an object with one key");
     if (!members || members->size() != 1) return std::nullopt;
@@ -137,7 +200,7 @@ std::optional<Event> NetworkReader::read_event(const Cursor& cursor) {
     if (key == "joystick") return as_event(read_joystick(place));
     if (key == "advance") return as_event(read_advance(place));
     if (key == "unlink") return as_event(read_unlink(place));
-    cursor.key_problem(members->front(), "unknown event; there are set run call write joystick advance unlink");
+    cursor.key_problem(members->front(), "unknown event; there are set run call write joystick advance unlink for");
     return std::nullopt;
 }
 
@@ -243,6 +306,84 @@ std::optional<UnlinkEvent> NetworkReader::read_unlink(const Cursor& cursor) {
     return UnlinkEvent{*number, std::string(parameter)};
 }
 
+// --- Frames ---
+
+/// Adds the values that a parameter, or a member of one, goes through; false after a problem.
+bool NetworkReader::read_track_of(const Cursor& list, std::string_view text, ForEvent& event) {
+    const auto target = read_target(list, text);
+    if (!target) return false;
+    auto track = read_track(list, target->path, *target->parameter, event.steps);
+    if (!track) return false;
+    const auto same = [&](const Sweep& sweep) {
+        return sweep.module == target->module && sweep.parameter == target->parameter;
+    };
+    auto sweep = std::find_if(event.sweeps.begin(), event.sweeps.end(), same);
+    if (sweep == event.sweeps.end()) {
+        Sweep made{target->module, target->parameter, {}, {}, to_text(list.place())};
+        if (!target->path.empty() && written(*target)) made.base = *written(*target);
+        sweep = event.sweeps.insert(sweep, std::move(made));
+    } else if (target->path.empty() || sweep->tracks.front().path.empty()) {
+        list.problem("the parameter and a member of it cannot both go through values");
+        return false;
+    }
+    if (!with_member(&sweep->base, target->path, list.node())) {
+        list.problem("the network's value is no object, and has no members");
+        return false;
+    }
+    sweep->tracks.push_back(std::move(*track));
+    return true;
+}
+
+/// Whether the parameter takes each value of each list as it is written.
+bool NetworkReader::check_sweep(const Cursor& cursor, const Sweep& sweep, const ForEvent& event) {
+    const Node first = node_at(sweep, event, 0);
+    for (const auto& track : sweep.tracks) {
+        for (const auto& value : track.values) {
+            const auto node = with_member(track.path.empty() ? nullptr : &first, track.path, value);
+            if (!node || !read_value(cursor.with(*node), sweep.parameter->shape)) return false;
+        }
+    }
+    return true;
+}
+
+std::optional<ForEvent> NetworkReader::read_for(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"for", "steps", "loop", "write", "fps"};
+    constexpr double kMaxRate = 1000;  // a frame lasts whole milliseconds
+    cursor.expect_keys(kKeys);
+    const auto lists = cursor.find("for");
+    const auto* members = lists->object();
+    const auto steps_place = cursor.find("steps");
+    if (!steps_place) cursor.problem("\"steps\" is missing: the number of frames");
+    const auto steps = steps_place ? steps_place->integer(1, kMaxFrames) : std::nullopt;
+    if (!members || !steps) return std::nullopt;
+    ForEvent event;
+    event.steps = static_cast<int>(*steps);
+    event.directory = cursor.environment().directory;
+    if (const auto loop = cursor.find("loop")) event.loop = loop->boolean().value_or(false);
+    const auto fps_place = cursor.find("fps");
+    const auto fps = fps_place ? fps_place->real() : event.fps;
+    const bool suits = fps && *fps > 0.0 && *fps <= kMaxRate;
+    if (fps && !suits) fps_place->problem("frames per second are more than 0 and at most 1000");
+    bool read = suits;
+    for (const auto& member : *members) read = read_track_of(lists->at(member), member.key, event) && read;
+    for (const auto& sweep : event.sweeps) read = read && check_sweep(*lists, sweep, event);
+    if (const auto write = cursor.find("write")) {
+        auto outputs = read_write(*write);
+        if (outputs) event.outputs = std::move(outputs->outputs);
+        for (const auto& output : event.outputs) {
+            if (is_numbered(output.file) || output.kind == OutputKind::webp) continue;
+            write->problem(output.file +
+                           ": each frame has a file of its own: the name needs one %d, as in frame_%04d.png");
+        }
+    }
+    if (!read) return std::nullopt;
+    event.fps = *fps;
+    for (const auto& sweep : event.sweeps) {
+        written_[{sweep.module, sweep.parameter}] = keep(node_at(sweep, event, event.steps - 1));
+    }
+    return event;
+}
+
 // --- Outputs ---
 
 std::optional<WriteEvent> NetworkReader::read_write(const Cursor& cursor) {
@@ -274,11 +415,14 @@ std::optional<Reference> read_reference(const Cursor& cursor, std::string_view k
 }
 
 void read_options(const Cursor& cursor, Output& output) {
-    constexpr std::string_view kPngKeys[] = {"from", "alpha", "background"};
+    constexpr std::string_view kPngKeys[] = {"from", "origin", "alpha", "background"};
     constexpr std::string_view kRawKeys[] = {"from", "comp"};
-    constexpr std::string_view kSvgKeys[] = {"from", "under", "points"};
+    constexpr std::string_view kSvgKeys[] = {"from", "origin", "under", "points"};
     constexpr std::string_view kOtherKeys[] = {"from"};
-    if (output.kind == OutputKind::png) {
+    const bool image =
+        output.kind == OutputKind::png || output.kind == OutputKind::svg || output.kind == OutputKind::webp;
+    if (const auto origin = image ? cursor.find("origin") : std::nullopt) output.origin = read_image_origin(*origin);
+    if (output.kind == OutputKind::png || output.kind == OutputKind::webp) {
         cursor.expect_keys(kPngKeys);
         if (const auto alpha = cursor.find("alpha")) output.alpha = alpha->boolean().value_or(false);
         if (const auto background = cursor.find("background")) output.background = read_color(*background);
@@ -299,7 +443,7 @@ void read_options(const Cursor& cursor, Output& output) {
 std::optional<Output> NetworkReader::read_output(const Cursor& cursor, const std::string& file) {
     const auto kind = output_kind(file);
     if (!kind) {
-        cursor.problem("files end in .png .svg .json .raw .vti .vtr .vts or .vtu, not in \"" +
+        cursor.problem("files end in .png .webp .svg .json .raw .vti .vtr .vts or .vtu, not in \"" +
                        std::string(file_ending(file)) + "\"");
         return std::nullopt;
     }
@@ -328,11 +472,15 @@ std::optional<std::pair<std::string, std::string>> split_option(const std::strin
     return std::nullopt;
 }
 
-void apply_set(Network& network, NetworkReader& reader, const std::string& option, Environment& environment) {
+using Documents = std::vector<std::unique_ptr<const Document>>;
+
+/// @param documents  keeps what the reader borrows of the option
+void apply_set(Network& network, NetworkReader& reader, const std::string& option, Environment& environment,
+               Documents& documents) {
     const auto sides = split_option("--set", option, "MODULE.PARAM=VALUE", environment.problems);
     if (!sides) return;
-    const auto document = Document::from_option("--set " + option, sides->second);
-    auto assignment = reader.read_assignment(Cursor(*document, environment), sides->first);
+    const auto& document = *documents.emplace_back(Document::from_option("--set " + option, sides->second));
+    auto assignment = reader.read_assignment(Cursor(document, environment), sides->first);
     if (!assignment) return;
     auto& given = network.instances[assignment->module].given;
     std::erase_if(given, [&](const auto& other) { return other.parameter == assignment->parameter; });
@@ -354,9 +502,11 @@ void apply_write(Network& network, NetworkReader& reader, const std::string& opt
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,
                      Environment& environment) {
     Network network;
+    Documents documents;
     NetworkReader reader(network, definitions);
-    reader.read(Cursor(document, environment));
-    for (const auto& option : options.set) apply_set(network, reader, option, environment);
+    reader.read_modules(Cursor(document, environment));
+    for (const auto& option : options.set) apply_set(network, reader, option, environment, documents);
+    reader.read_rest(Cursor(document, environment));
     for (const auto& option : options.write) apply_write(network, reader, option, environment);
     return network;
 }

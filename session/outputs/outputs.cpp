@@ -22,21 +22,59 @@ std::optional<OMobj_id> resolve(const std::optional<Reference>& reference) {
     return reference ? std::optional(resolve(*reference)) : std::nullopt;
 }
 
+/// Where the first row of an image belongs: as the output says, else as the definition of the parameter that holds it.
+ImageOrigin image_origin(const Output& output, OMobj_id image, const Network& network) {
+    if (output.origin) return *output.origin;
+    const std::string path = host::path(image);
+    const auto [module, name, rest] = split_reference(path);
+    const auto number = network.find(module);
+    const auto* parameter = number ? network.instances[*number].definition->find_parameter(name) : nullptr;
+    return parameter ? parameter->origin : ImageOrigin::upper;
+}
+
+void write_drawing(const Output& output, OMobj_id object, const Network& network, OutputFile& file) {
+    const auto under = resolve(output.under);
+    const auto origin = under ? image_origin(output, *under, network) : ImageOrigin::upper;
+    write_svg(object, under, origin, resolve(output.points), file);
+}
+
+ImageStyle image_style(const Output& output, OMobj_id image, const Network& network) {
+    return {image_origin(output, image, network), output.alpha, output.background};
+}
+
+void write_picture(OMobj_id object, const ImageStyle& style, OutputFile& file) {
+    WebpFrames frames;
+    frames.add(Image(object, ".webp"), style, 0);
+    frames.write(1, file);
+}
+
 }  // namespace
 
-void write_output(const Output& output, const std::string& directory) {
+void write_output(const Output& output, const Network& network, const std::string& directory) {
     const OMobj_id object = resolve(output.from);
     OutputFile file(directory, output.file);
     switch (output.kind) {
-        case OutputKind::png: write_png(object, output, file); break;
+        case OutputKind::png: write_png(object, image_style(output, object, network), file); break;
+        case OutputKind::webp: write_picture(object, image_style(output, object, network), file); break;
         case OutputKind::json: write_json(object, file); break;
         case OutputKind::raw: write_raw(object, output.component, file); break;
-        case OutputKind::svg: write_svg(object, resolve(output.under), resolve(output.points), file); break;
+        case OutputKind::svg: write_drawing(output, object, network, file); break;
         case OutputKind::vti:
         case OutputKind::vtr:
         case OutputKind::vts:
         case OutputKind::vtu: write_vtk(object, output.kind, file); break;
     }
+    file.commit();
+}
+
+void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames) {
+    const OMobj_id object = resolve(output.from);
+    frames.add(Image(object, ".webp"), image_style(output, object, network), milliseconds);
+}
+
+void write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {
+    OutputFile file(directory, output.file);
+    frames.write(milliseconds, file);
     file.commit();
 }
 

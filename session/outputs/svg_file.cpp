@@ -2,7 +2,7 @@
 //
 // A drawing's units are those of the fields' coordinates; z is left out. y points up as in the fields, so what SVG
 // counts downward is written with the other sign. Pixel (i, j) of an image is centred on the position of its node, as
-// if it were drawn as a field: row 0, the top row of a .png file, is the lowest one here.
+// if it were drawn as a field; the rows of one whose first row belongs on top are in the other order.
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -281,9 +281,10 @@ std::string base64(std::string_view bytes) {
 /// An image and the rectangle that its pixels cover.
 struct Under {
     std::string png;
+    ImageOrigin origin;
     Frame frame;
 
-    explicit Under(OMobj_id field) : png(encode_png(field)) {
+    Under(OMobj_id field, ImageOrigin first_row) : png(encode_png(field)), origin(first_row) {
         const FieldShape shape = read_shape(field);
         const LentArray<float> points = read_points(field);
         const bool placed = shape.grid_type == FLD_UNIFORM && shape.nspace >= 2 && points.count() >= 2 * shape.nspace;
@@ -302,10 +303,12 @@ struct Under {
     }
 
     void write(OutputFile& file) const {
-        // drawn upside down, so that its first row comes to lie at the bottom
-        file.write("<image transform=\"scale(1 -1)\" preserveAspectRatio=\"none\" x=\"" + number_text(frame.left) +
-                   "\" y=\"" + number_text(frame.bottom) + "\" width=\"" + number_text(frame.width()) + "\" height=\"" +
-                   number_text(frame.height()) + "\" xlink:href=\"data:image/png;base64,");
+        // a first row that belongs at the bottom gets there by being drawn upside down
+        const bool lower = origin == ImageOrigin::lower;
+        file.write(std::string("<image ") + (lower ? "transform=\"scale(1 -1)\" " : "") +
+                   "preserveAspectRatio=\"none\" x=\"" + number_text(frame.left) + "\" y=\"" +
+                   number_text(lower ? frame.bottom : -frame.top) + "\" width=\"" + number_text(frame.width()) +
+                   "\" height=\"" + number_text(frame.height()) + "\" xlink:href=\"data:image/png;base64,");
         file.write(base64(png));
         file.write("\"/>\n");
     }
@@ -327,12 +330,12 @@ void require_field(OMobj_id object) {
 
 }  // namespace
 
-void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, const std::optional<OMobj_id>& points,
-               OutputFile& file) {
+void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, ImageOrigin origin,
+               const std::optional<OMobj_id>& points, OutputFile& file) {
     require_field(object);
     if (points) require_field(*points);
     std::optional<Under> image;
-    if (under) image.emplace(*under);
+    if (under) image.emplace(*under, origin);
     const Positions positions(object);
     const std::optional<Positions> point_positions = points ? std::optional<Positions>(*points) : std::nullopt;
     const bool lines = has_lines(object);

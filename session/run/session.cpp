@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <thread>
 #include <utility>
 
 #include "contract/om.h"
 #include "embedded/host.h"
+#include "session/network/frames.h"
 #include "session/objects/run_error.h"
 #include "session/outputs/outputs.h"
 
@@ -309,6 +312,7 @@ struct Session::Play {
     void operator()(const WriteEvent& event) const { session.write(event.outputs, output_directory); }
     void operator()(const JoystickEvent& event) const { session.joystick(event); }
     void operator()(const AdvanceEvent& event) const { session.advance(event.units); }
+    void operator()(const ForEvent& event) const { session.play_frames(event, output_directory); }
     void operator()(const UnlinkEvent& event) const {
         Running& running = session.running_[event.module];
         running.links.erase(event.parameter);
@@ -322,14 +326,54 @@ void Session::play_events(const std::string& output_directory) {
     for (const auto& event : network_.events) std::visit(Play{*this, output_directory}, event.what);
 }
 
-void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
-    for (const auto& output : outputs) {
-        try {
-            write_output(output, directory);
-        } catch (const RunError& error) {
-            listener_.error(output.file + ": " + error.what());
+/// Sets the parameters of one frame after the other, and writes its outputs. Animations are written at the end.
+void Session::play_frames(const ForEvent& event, const std::string& directory) {
+    struct Film {
+        const Output* output;
+        std::unique_ptr<WebpFrames> frames = {};  // null: it cannot be written
+    };
+    const auto shown_at = [&](int step) { return static_cast<int>(std::lround(step * 1000.0 / event.fps)); };
+    std::vector<Film> films;
+    for (const auto& output : event.outputs) {
+        if (is_numbered(output.file)) continue;
+        films.push_back({&output});
+        writing(output, [&] { films.back().frames = std::make_unique<WebpFrames>(); });
+    }
+    for (int step = 0; step < event.steps; ++step) {
+        Problems problems;
+        const auto assignments = assignments_at(event, step, problems);
+        for (const auto& line : problems.lines()) listener_.error(line);
+        set(assignments);
+        for (auto output : event.outputs) {
+            if (!is_numbered(output.file)) continue;
+            output.file = numbered(output.file, step);
+            writing(output, [&] { write_output(output, network_, directory); });
+        }
+        for (auto& film : films) {
+            const auto add = [&] { add_frame(*film.output, network_, shown_at(step), *film.frames); };
+            if (film.frames && !writing(*film.output, add)) film.frames = nullptr;
         }
     }
+    for (const auto& film : films) {
+        const auto finish = [&] { write_frames(*film.output, directory, shown_at(event.steps), *film.frames); };
+        if (film.frames) writing(*film.output, finish);
+    }
+}
+
+/// Does what belongs to an output; false after an error, which the listener has been told.
+template <class Body>
+bool Session::writing(const Output& output, Body&& body) {
+    try {
+        body();
+        return true;
+    } catch (const RunError& error) {
+        listener_.error(output.file + ": " + error.what());
+        return false;
+    }
+}
+
+void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
+    for (const auto& output : outputs) writing(output, [&] { write_output(output, network_, directory); });
 }
 
 void Session::end() {

@@ -76,6 +76,9 @@ private:
     void run_methods(std::size_t module);
     void end_self(std::size_t module);
     void joystick(const JoystickEvent& event);
+    void play_frames(const ForEvent& event, const std::string& directory);
+    template <class Body>
+    bool writing(const Output& output, Body&& body);
     const Instance& instance(std::size_t module) const { return network_.instances[module]; }
 
     const Network& network_;

@@ -1,0 +1,57 @@
+#include "session/outputs/image.h"
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "embedded/host.h"
+#include "session/objects/run_error.h"
+
+namespace zam::session {
+namespace {
+
+std::uint8_t over(std::uint8_t color, std::uint8_t opacity, double background) {
+    const double share = opacity / 255.0;
+    return static_cast<std::uint8_t>(std::lround(color * share + 255.0 * background * (1.0 - share)));
+}
+
+}  // namespace
+
+Image::Image(OMobj_id field, std::string_view ending) {
+    if (host::kind(field) != host::Kind::field)
+        throw RunError("only image fields are written as " + std::string(ending));
+    const FieldShape shape = read_shape(field);
+    constexpr xp_long kMaxPixels = std::numeric_limits<std::int32_t>::max();  // per side, as PNG files state them
+    const auto side_fits = [](xp_long side) { return side >= 1 && side <= kMaxPixels; };
+    if (shape.dims.size() != 2 || !side_fits(shape.dims[0]) || !side_fits(shape.dims[1])) {
+        throw RunError("an image field has two dimensions of at least 1");
+    }
+    const ComponentHeader header = read_component_header(field, 0);
+    width_ = static_cast<std::uint32_t>(shape.dims[0]);
+    height_ = static_cast<std::uint32_t>(shape.dims[1]);
+    veclen_ = static_cast<std::size_t>(header.veclen);
+    pixels_ = read_node_values(field, 0);
+    const bool bytes = pixels_.type == DTYPE_BYTE || pixels_.type == DTYPE_CHAR;
+    if (!bytes || header.veclen < 4 || header.veclen > 5) {
+        throw RunError("component 0 of an image field has veclen 4 or 5 and holds bytes");
+    }
+    if (pixels_.values.count() != shape.dims[0] * shape.dims[1] * header.veclen) {
+        throw RunError("component 0 holds fewer or more values than the image has pixels");
+    }
+}
+
+void Image::row(std::uint32_t y, const ImageStyle& style, std::vector<std::uint8_t>& to) const {
+    const std::size_t row = style.origin == ImageOrigin::upper ? y : height_ - 1 - y;
+    const std::byte* pixel = pixels_.values.data() + row * width_ * veclen_;
+    to.clear();
+    for (std::uint32_t x = 0; x < width_; ++x, pixel += veclen_) {
+        const auto opacity = static_cast<std::uint8_t>(pixel[0]);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto color = static_cast<std::uint8_t>(pixel[1 + i]);
+            to.push_back(style.background ? over(color, opacity, (*style.background)[i]) : color);
+        }
+        if (style.alpha) to.push_back(opacity);
+    }
+}
+
+}  // namespace zam::session
