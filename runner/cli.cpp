@@ -34,6 +34,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
     run->add_option("--fail-allocation", options.fail_allocation, "Let the N-th array allocation of the run fail")
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{1}, kMaxAllocations, ""));
+    run->add_flag("--strict", options.strict, "A field that a module does not take is an error");
     run->add_flag("--quiet", options.quiet, "No progress line");
     run->callback([&] { status = run_network(options); });
 }
@@ -42,6 +43,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
 struct OtherOptions {
     std::string network, module, file;
     bool json = false;
+    bool strict = false;
 };
 
 void add_others(CLI::App& app, OtherOptions& options, int& status) {
@@ -56,7 +58,8 @@ void add_others(CLI::App& app, OtherOptions& options, int& status) {
 
     auto* check = app.add_subcommand("check", "Check a network file without running it");
     check->add_option("network", options.network, "Network file")->required()->type_name("NETWORK");
-    check->callback([&] { status = check_network_file(options.network); });
+    check->add_flag("--strict", options.strict, "A field that a module does not take is wrong");
+    check->callback([&] { status = check_network_file(options.network, options.strict); });
 }
 
 int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& status) {

@@ -2,6 +2,7 @@
 
 #include "embedded/host.h"
 #include "runner/console.h"
+#include "session/network/acceptance.h"
 #include "session/run/library.h"
 #include "session/run/session.h"
 
@@ -59,18 +60,22 @@ int run_network(const RunOptions& options) {
         return kWrong;
     }
     Session session(network, *library, console, log);
+    if (options.strict) session.be_strict();
     if (!session.has_entries()) return kWrong;
     run_session(session, network, options);
     if (!log.good()) console.error("the log could not be written whole");
     return console.failed() ? kFailed : kAllWell;
 }
 
-int check_network_file(const std::string& network) {
+int check_network_file(const std::string& network, bool strict) {
     const auto definitions = load_definitions();
     if (!definitions) return kWrong;
     Problems problems;
-    load_network(network, {}, *definitions, problems);
-    return print_problems(problems) ? kWrong : kAllWell;
+    const Network loaded = load_network(network, {}, *definitions, problems);
+    if (print_problems(problems)) return kWrong;
+    Console console(false);
+    for (const auto& text : mismatches(loaded)) strict ? console.error(text) : console.note(text);
+    return console.failed() ? kWrong : kAllWell;
 }
 
 }  // namespace zam::runner

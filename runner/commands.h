@@ -25,10 +25,12 @@ struct RunOptions {
     double loop_seconds = 0.0;
     std::int64_t fail_allocation = 0;  // 0: none
     bool quiet = false;
+    bool strict = false;
 };
 
 int run_network(const RunOptions& options);
-int check_network_file(const std::string& network);
+/// @param strict  a field that a module does not take is wrong
+int check_network_file(const std::string& network, bool strict);
 /// @param name  of a module or entry; empty: all
 int list_modules(const std::string& name, bool as_json);
 int show_info(const std::string& file);

@@ -17,7 +17,6 @@
 namespace zam::runner {
 namespace {
 
-constexpr int kWarningFlags = 16;
 constexpr std::size_t kMaxProgressText = 60;
 constexpr std::size_t kMaxQuote = 60;
 
@@ -100,10 +99,6 @@ SilentOutput::~SilentOutput() {
     close_descriptor(saved_);
 }
 
-bool is_warning(const host::Record& record) {
-    return record.call != "ERRout_of_memory" && record.flags == kWarningFlags;
-}
-
 Console::Console(bool progress, std::string file)
     : progress_(progress && standard_error_is_terminal()), file_(std::move(file)) {}
 
@@ -112,7 +107,7 @@ void Console::print(std::string_view module, std::string_view severity, std::str
     const std::string about = file_.empty() ? std::string(module) : one_line(file_);
     std::string line = "zam: ";
     if (!about.empty()) line.append(about).append(": ");
-    line.append(severity).append(": ").append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
+    line.append(severity).append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
     clear_progress();
     flush_standard_output();
     std::fwrite(line.data(), 1, line.size(), stderr);
@@ -120,19 +115,24 @@ void Console::print(std::string_view module, std::string_view severity, std::str
 
 void Console::record(const host::Record& record) {
     if (record.what == host::Record::What::status) return show_progress(record);
-    const bool warning = is_warning(record);
-    print(record.module, warning ? "warning" : "error", record.text);
+    const bool warning = session::is_warning(record);
+    print(record.module, warning ? "warning: " : "error: ", record.text);
     failed_ = failed_ || !warning;
 }
 
 void Console::error(std::string_view text) { module_error("", text); }
 
 void Console::module_error(std::string_view module, std::string_view text) {
-    print(module, "error", text);
+    print(module, "error: ", text);
     failed_ = true;
 }
 
-void Console::warning(std::string_view text) { print("", "warning", text); }
+void Console::not_written(std::string_view file, std::string_view failed_module) {
+    print(file, "not written: ", std::string(failed_module) + " failed");
+    failed_ = true;
+}
+
+void Console::warning(std::string_view text) { print("", "warning: ", text); }
 
 void Console::show_progress(const host::Record& record) {
     if (!progress_) return;

@@ -24,6 +24,10 @@ public:
     void error(std::string_view text) override;
     /// "zam: MODULE: error: TEXT"
     void module_error(std::string_view module, std::string_view text) override;
+    /// "zam: note: TEXT"
+    void note(std::string_view text) override { print("", "note: ", text); }
+    /// "zam: FILE: not written: MODULE failed"
+    void not_written(std::string_view file, std::string_view failed_module) override;
     void call_ended() override { clear_progress(); }
     /// "zam: warning: TEXT"
     void warning(std::string_view text);
@@ -55,8 +59,5 @@ public:
 private:
     int saved_;  // descriptor of the standard output; negative: it could not be taken away
 };
-
-/// Whether a report is a warning by its flag word.
-bool is_warning(const host::Record& record);
 
 }  // namespace zam::runner

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 
+#include "base/element_types.h"
 #include "embedded/view/entries.h"
 #include "session/values/number_array.h"
 
@@ -67,8 +68,60 @@ std::string text_of_default(const Cursor& cursor) {
     return "given";
 }
 
+// --- What modules take ---
+
+std::vector<int> read_numbers(const Cursor& object, std::string_view key) {
+    constexpr int kMaxNumber = 1000;
+    std::vector<int> numbers;
+    const auto place = object.find(key);
+    if (!place) return numbers;
+    const auto array = read_number_array(*place, DTYPE_INT);
+    if (array) numbers.resize(static_cast<std::size_t>(array->count));
+    const std::string error = array ? copy_values(*array, numbers.data()) : "";
+    if (!error.empty()) place->problem(error);
+    const bool in_range = std::all_of(numbers.begin(), numbers.end(), [](int n) { return n >= 0 && n <= kMaxNumber; });
+    if (!in_range) place->problem("the numbers are from 0 to 1000");
+    return numbers;
+}
+
+AcceptedComponent read_accepted_component(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"type", "veclen", "min_veclen"};
+    constexpr int kMaxVeclen = 1000;
+    cursor.expect_keys(kKeys);
+    AcceptedComponent accepted;
+    const auto types = cursor.find("type");
+    for (const auto& name : types ? types->texts().value_or(std::vector<std::string>{}) : std::vector<std::string>{}) {
+        const auto type = type_from_name(name);
+        if (type) accepted.types.push_back(*type);
+        if (!type) types->problem("unknown type " + name);
+    }
+    accepted.veclens = read_numbers(cursor, "veclen");
+    const auto least = cursor.find("min_veclen");
+    if (least) accepted.min_veclen = static_cast<int>(least->integer(1, kMaxVeclen).value_or(1));
+    return accepted;
+}
+
+std::optional<Accepted> read_accepted(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"ndim", "components"};
+    if (!cursor.object()) return std::nullopt;
+    cursor.expect_keys(kKeys);
+    Accepted accepted{read_numbers(cursor, "ndim"), {}};
+    const auto components = cursor.find("components");
+    if (!components) return accepted;
+    if (!components->get<Elements>()) {
+        components->expected("an array of what is taken of the components");
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < components->array_size(); ++i) {
+        const Cursor place = components->at(i);
+        if (place.object()) accepted.components.push_back(read_accepted_component(place));
+    }
+    return accepted;
+}
+
 Parameter read_parameter(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"name", "kind", "type", "file", "direction", "default", "origin", "meaning"};
+    constexpr std::string_view kKeys[] = {"name",    "kind",   "type",    "file",   "direction",
+                                          "default", "origin", "accepts", "meaning"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -78,6 +131,10 @@ Parameter read_parameter(const Cursor& cursor) {
     parameter.meaning = required_text(cursor, "meaning");
     if (const auto place = cursor.find("origin")) {
         parameter.origin = read_image_origin(*place).value_or(ImageOrigin::upper);
+    }
+    if (const auto place = cursor.find("accepts")) {
+        parameter.accepted = read_accepted(*place);
+        if (parameter.shape.kind != Kind::field) place->problem("only what fields are taken is said");
     }
     if (const auto place = cursor.find("default")) {
         parameter.default_value = read_value(*place, parameter.shape);

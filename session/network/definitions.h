@@ -17,6 +17,18 @@ enum class Direction { in, out, inout };
 /// Where an image's first row belongs in its picture: on top, or at the bottom as a plane's smallest y does.
 enum class ImageOrigin { upper, lower };
 
+/// What a module takes of one component; empty lists: anything.
+struct AcceptedComponent {
+    std::vector<int> types;
+    std::vector<int> veclens;
+    int min_veclen = 0;  // 0: none
+};
+/// What a module takes of a field.
+struct Accepted {
+    std::vector<int> ndims;
+    std::vector<AcceptedComponent> components;  // the first ones; others may be there
+};
+
 struct Parameter {
     std::string name;
     Shape shape;
@@ -25,6 +37,7 @@ struct Parameter {
     std::string default_text;  // the default as the definition file writes it; empty: none
     std::string meaning;
     ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
+    std::optional<Accepted> accepted;         // of inputs that are fields; `nullopt`: nothing is known
 
     /// Whether instances have the object when their network says nothing of it.
     bool exists_unless_told() const { return default_value.has_value() || direction != Direction::in; }

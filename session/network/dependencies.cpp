@@ -12,6 +12,12 @@ void Dependencies::set(std::size_t module, const std::string& parameter, std::ve
     upstream_[module][parameter] = std::move(upstream);
 }
 
+std::vector<std::size_t> Dependencies::upstream(std::size_t module) const {
+    std::vector<std::size_t> all;
+    for (const auto& [parameter, referred] : upstream_[module]) all.insert(all.end(), referred.begin(), referred.end());
+    return all;
+}
+
 std::vector<std::size_t> Dependencies::order() const {
     const std::size_t count = upstream_.size();
     std::vector<std::vector<std::size_t>> downstream(count);

@@ -16,6 +16,9 @@ public:
     /// count.
     void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);
 
+    /// The modules that a module refers to.
+    std::vector<std::size_t> upstream(std::size_t module) const;
+
     /// The modules so that each comes after those it refers to, otherwise in the order of their numbers. Modules on a
     /// circle, and those after one, are left out.
     std::vector<std::size_t> order() const;

@@ -7,6 +7,12 @@
 
 namespace zam::session {
 
+/// Whether a report is a warning by its flag word.
+inline bool is_warning(const host::Record& record) {
+    constexpr int kWarningFlags = 16;
+    return record.call != "ERRout_of_memory" && record.flags == kWarningFlags;
+}
+
 class Listener {
 public:
     virtual ~Listener() = default;
@@ -17,6 +23,10 @@ public:
     virtual void error(std::string_view text) = 0;
     /// What went wrong with a module besides its own reports.
     virtual void module_error(std::string_view module, std::string_view text) = 0;
+    /// What a user should know that is no fault.
+    virtual void note(std::string_view text) = 0;
+    /// An output is not written because a module has failed, which has been told.
+    virtual void not_written(std::string_view file, std::string_view failed_module) = 0;
     /// A call of a module has ended; its progress is over.
     virtual void call_ended() = 0;
 };

@@ -11,7 +11,9 @@
 
 #include "contract/om.h"
 #include "embedded/host.h"
+#include "session/network/acceptance.h"
 #include "session/network/frames.h"
+#include "session/objects/field_access.h"
 #include "session/objects/run_error.h"
 #include "session/outputs/outputs.h"
 
@@ -36,7 +38,10 @@ Session::Session(const Network& network, const ModuleLibrary& library, Listener&
     host::reset();
     host::set_recorder([this](const host::Record& record) {
         log_.record(record);
-        listener_.record(record);
+        // what follows from another module's failure is not said again
+        const bool report = called_ && record.what == host::Record::What::report;
+        const bool of_its_own = !report || (is_warning(record) ? !failed_upstream(*called_) : fail(*called_));
+        if (of_its_own) listener_.record(record);
     });
 }
 
@@ -100,12 +105,14 @@ void Session::give(const Assignment& assignment) {
     auto& links = running.links[name];
     links.clear();
     running.newly_set.insert(name);
+    running.unmade.erase(name);
     dependencies_.set(assignment.module, name, referred_modules(network_, assignment.value));
     try {
         make_object(running.object, name, assignment.value, links);
     } catch (const RunError& error) {
         host::create(running.object, name, host::Kind::unset);
-        listener_.module_error(instance(assignment.module).name, name + ": " + error.what());
+        running.unmade.insert(name);
+        module_error(assignment.module, name + ": " + error.what());
     }
     if (std::holds_alternative<Absent>(assignment.value.form)) host::touch(running.object);
 }
@@ -115,9 +122,101 @@ void Session::follow_links(std::size_t module, bool report) {
     for (auto& [parameter, links] : running_[module].links) {
         for (auto& link : links) {
             const std::string problem = follow(link);
-            if (report && !problem.empty()) listener_.module_error(instance(module).name, problem);
+            if (report && !problem.empty()) module_error(module, problem);
         }
     }
+}
+
+// --- Failures ---
+
+bool Session::has_failed(std::size_t module) const {
+    return running_[module].failed || !running_[module].unmade.empty();
+}
+
+/// Keeps in mind that a module has failed; false if it did after one that it refers to.
+bool Session::fail(std::size_t module) {
+    const auto upstream = failed_upstream(module);
+    running_[module].failed = upstream.value_or(module);
+    return !upstream;
+}
+
+/// The first of the modules that this one refers to, directly or not, that has failed.
+std::optional<std::size_t> Session::failed_upstream(std::size_t module) const {
+    std::vector<bool> upstream(running_.size());
+    bool any = false;
+    for (std::size_t other = 0; other < running_.size() && !any; ++other) any = other != module && has_failed(other);
+    if (!any) return std::nullopt;
+    for (std::vector<std::size_t> waiting = dependencies_.upstream(module); !waiting.empty();) {
+        const std::size_t next = waiting.back();
+        waiting.pop_back();
+        if (upstream[next]) continue;
+        upstream[next] = true;
+        const auto before = dependencies_.upstream(next);
+        waiting.insert(waiting.end(), before.begin(), before.end());
+    }
+    for (const std::size_t other : dependencies_.order()) {
+        if (upstream[other] && has_failed(other)) return other;
+    }
+    return std::nullopt;
+}
+
+/// As failed_upstream, or else the module itself if it has failed.
+std::optional<std::size_t> Session::first_failed(std::size_t module) const {
+    const auto upstream = failed_upstream(module);
+    return upstream || !has_failed(module) ? upstream : running_[module].failed.value_or(module);
+}
+
+std::optional<std::size_t> Session::failed_for(const Output& output) const {
+    for (const auto& reference : {std::optional(output.from), output.under, output.points}) {
+        const auto number = reference ? network_.find(split_reference(reference->target).module) : std::nullopt;
+        const auto failed = number ? first_failed(*number) : std::nullopt;
+        if (failed) return failed;
+    }
+    return std::nullopt;
+}
+
+/// Tells what went wrong with a module, unless it follows from another one's failure.
+void Session::module_error(std::size_t module, std::string_view text) {
+    if (fail(module)) listener_.module_error(instance(module).name, text);
+}
+
+/// Compares the fields that a module is given with those that it takes, and tells what does not fit once per
+/// connection.
+bool Session::takes_inputs(std::size_t module) {
+    bool takes_all = true;
+    for (const auto& parameter : instance(module).definition->parameters) {
+        if (!parameter.accepted) continue;
+        const OMobj_id object = host::find(running_[module].object, parameter.name);
+        OMobj_id field = OMnull_obj();
+        if (OMvalid_obj(object) == 1) OMget_obj_val(object, &field);
+        if (host::kind(field) != host::Kind::field) continue;
+        FieldForm form{read_shape(field).dims, {}};
+        for (int comp = 0; comp < component_count(field); ++comp) {
+            const auto header = read_component_header(field, comp);
+            form.components.push_back({header.type, header.veclen});
+        }
+        if (form.components.empty()) continue;  // nothing has been made yet
+        const std::string text = mismatch(instance(module).name, parameter, form);
+        if (text.empty()) continue;
+        takes_all = false;
+        const auto& links = running_[module].links[parameter.name];
+        const std::string source = links.empty() ? "" : links.front().reference.target;
+        const bool is_new = said_.insert(instance(module).name + "." + parameter.name + " " + source).second;
+        if (is_new) strict_ ? listener_.error(text) : listener_.note(text);
+    }
+    return takes_all;
+}
+
+/// Prepares a run of a module; false if it is not to be called.
+bool Session::begin_run(std::size_t module) {
+    Running& running = running_[module];
+    running.failed = std::nullopt;
+    follow_links(module, true);
+    const auto upstream = failed_upstream(module);
+    running.refused = strict_ && upstream && running_[*upstream].refused;
+    if (!running.refused && !upstream && !takes_inputs(module)) running.refused = strict_;
+    if (running.refused) fail(module);
+    return !running.refused;
 }
 
 // --- Calls ---
@@ -128,13 +227,15 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     const std::string& name = instance(module).name;
     log_.update(name, entry);
     host::set_current_module(name);
+    called_ = module;
     int result = 0;
     try {
         result = body();
     } catch (const std::exception& error) {  // scratch memory could not be allocated
-        listener_.module_error(name, error.what());
+        module_error(module, error.what());
     }
     host::set_current_module("");
+    called_ = std::nullopt;
     listener_.call_ended();
     std::cout.flush();
     std::fflush(stdout);
@@ -156,8 +257,7 @@ void Session::call(std::size_t module, const std::string& entry) {
 /// Calls a module's update once.
 void Session::update(std::size_t module) {
     const Definition& definition = *instance(module).definition;
-    follow_links(module, true);
-    call(module, definition.is_class ? definition.update_method : definition.entry);
+    if (begin_run(module)) call(module, definition.is_class ? definition.update_method : definition.entry);
     running_[module].sequence = host::now();
     running_[module].newly_set.clear();
 }
@@ -170,7 +270,7 @@ void Session::make_self(std::size_t module) {
     Running& running = running_[module];
     follow_links(module, true);
     running.self = library_.find_as<CreateEntry>(definition.exported("create"))(running.object);
-    if (!running.self) return listener_.module_error(instance(module).name, "the instance cannot be made");
+    if (!running.self) return module_error(module, "the instance cannot be made");
     if (definition.find_method("inst")) call(module, "inst");
 }
 
@@ -189,10 +289,10 @@ bool Session::wants(std::size_t module, const Method& method) const {
 }
 
 void Session::run_methods(std::size_t module) {
-    follow_links(module, true);
     std::vector<std::string> wanted;
+    const bool called = begin_run(module);
     for (const auto& method : instance(module).definition->methods) {
-        if (wants(module, method)) wanted.push_back(method.name);
+        if (called && wants(module, method)) wanted.push_back(method.name);
     }
     for (const auto& name : wanted) call(module, name);
     running_[module].sequence = host::now();
@@ -337,43 +437,50 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
     for (const auto& output : event.outputs) {
         if (is_numbered(output.file)) continue;
         films.push_back({&output});
-        writing(output, [&] { films.back().frames = std::make_unique<WebpFrames>(); });
+        writing(output, output.file, [&] { films.back().frames = std::make_unique<WebpFrames>(); });
     }
     for (int step = 0; step < event.steps; ++step) {
         Problems problems;
         const auto assignments = assignments_at(event, step, problems);
         for (const auto& line : problems.lines()) listener_.error(line);
         set(assignments);
-        for (auto output : event.outputs) {
+        for (const auto& output : event.outputs) {
             if (!is_numbered(output.file)) continue;
-            output.file = numbered(output.file, step);
-            writing(output, [&] { write_output(output, network_, directory); });
+            Output frame = output;
+            frame.file = numbered(output.file, step);
+            writing(output, frame.file, [&] { write_output(frame, network_, directory); });
         }
         for (auto& film : films) {
             const auto add = [&] { add_frame(*film.output, network_, shown_at(step), *film.frames); };
-            if (film.frames && !writing(*film.output, add)) film.frames = nullptr;
+            if (film.frames && !writing(*film.output, film.output->file, add)) film.frames = nullptr;
         }
     }
     for (const auto& film : films) {
         const auto finish = [&] { write_frames(*film.output, directory, shown_at(event.steps), *film.frames); };
-        if (film.frames) writing(*film.output, finish);
+        if (film.frames) writing(*film.output, film.output->file, finish);
     }
 }
 
-/// Does what belongs to an output; false after an error, which the listener has been told.
+/// Does what belongs to an output; false after an error, which the listener has been told. That a module has failed is
+/// said once per output, however many frames there are.
+/// @param file  the output's name, or that of the frame
 template <class Body>
-bool Session::writing(const Output& output, Body&& body) {
+bool Session::writing(const Output& output, const std::string& file, Body&& body) {
+    const auto failed = failed_for(output);
+    const bool refused = failed && running_[*failed].refused;
     try {
-        body();
-        return true;
+        if (!refused) body();
+        if (!refused) return true;
     } catch (const RunError& error) {
-        listener_.error(output.file + ": " + error.what());
-        return false;
+        if (!failed) listener_.error(file + ": " + error.what());
     }
+    const bool is_new = failed && said_.insert(output.file + " " + instance(*failed).name).second;
+    if (is_new) listener_.not_written(output.file, instance(*failed).name);
+    return false;
 }
 
 void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
-    for (const auto& output : outputs) writing(output, [&] { write_output(output, network_, directory); });
+    for (const auto& output : outputs) writing(output, output.file, [&] { write_output(output, network_, directory); });
 }
 
 void Session::end() {

@@ -4,8 +4,10 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "session/network/dependencies.h"
@@ -25,6 +27,10 @@ public:
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
+
+    /// From now on a field that a module does not take is an error: the module, and those that refer to it, are not
+    /// called.
+    void be_strict() { strict_ = true; }
 
     /// Whether the library has every entry that the network needs; if not, the listener has been told.
     bool has_entries() const;
@@ -52,6 +58,9 @@ private:
         int sequence = 0;                                // moment at which its latest update ended; 0 before the first
         std::map<std::string, std::vector<Link>> links;  // by parameter
         std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
+        std::set<std::string, std::less<>> unmade;       // parameters whose values could not be made
+        std::optional<std::size_t> failed;               // at its latest run: the module whose failure led to its own
+        bool refused = false;                            // was not called for what a field is, or after such a module
     };
 
     struct Play;  // plays one event
@@ -78,7 +87,15 @@ private:
     void joystick(const JoystickEvent& event);
     void play_frames(const ForEvent& event, const std::string& directory);
     template <class Body>
-    bool writing(const Output& output, Body&& body);
+    bool writing(const Output& output, const std::string& file, Body&& body);
+    bool has_failed(std::size_t module) const;
+    std::optional<std::size_t> first_failed(std::size_t module) const;
+    bool fail(std::size_t module);
+    std::optional<std::size_t> failed_upstream(std::size_t module) const;
+    std::optional<std::size_t> failed_for(const Output& output) const;
+    void module_error(std::size_t module, std::string_view text);
+    bool takes_inputs(std::size_t module);
+    bool begin_run(std::size_t module);
     const Instance& instance(std::size_t module) const { return network_.instances[module]; }
 
     const Network& network_;
@@ -88,7 +105,10 @@ private:
     Dependencies dependencies_;
     std::vector<Running> running_;
     std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
-    std::set<int> plugged_;  // simulated joysticks
+    std::set<int> plugged_;              // simulated joysticks
+    std::optional<std::size_t> called_;  // the module that is running
+    bool strict_ = false;
+    std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
 };
 
 }  // namespace zam::session

@@ -37,7 +37,7 @@ std::string network(const TextCase& one) {
     std::string text = one.text('>');
     const auto of = [](const std::string& modules) { return "{\"modules\": {" + modules + "}}"; };
     if (one.form == "chain") return kChain + text;
-    if (one.form == "scale" || one.form == "command") return kScale;
+    if (one.form == "scale" || (one.form == "command" && text.size() < 2)) return kScale;
     if (one.form == "report") return of(use("r", "test_report", text));
     if (one.form == "value") return of(use("k", "test_kinds", text));
     if (one.form == "field") return of(with_field("k", text));
