@@ -84,8 +84,9 @@ Keys keys_for_veclen(const AcceptedComponent& accepted, const FieldForm& form, s
         add_type(accepted, component.type == DTYPE_DOUBLE ? DTYPE_DOUBLE : DTYPE_FLOAT, keys);
         return keys;
     }
-    const auto wanted =
-        static_cast<std::size_t>(accepted.veclens.empty() ? accepted.min_veclen : accepted.veclens.front());
+    const auto all = static_cast<int>(form.components.size());
+    const int fewest = accepted.veclens.empty() ? accepted.min_veclen : accepted.veclens.front();
+    const auto wanted = static_cast<std::size_t>(contains(accepted.veclens, all) ? all : fewest);
     const auto is_scalar = [](const auto& one) { return one.veclen == 1; };
     const bool enough =
         comp == 0 && form.components.size() >= wanted &&

@@ -10,6 +10,7 @@ namespace zam::session {
 namespace {
 
 constexpr int kMaxNumberWidth = 20;
+constexpr std::size_t kMaxDepth = 32;  // of members
 
 // --- Values between two others ---
 
@@ -158,10 +159,21 @@ std::optional<Node> with_member(const Node* base, const std::vector<std::string>
     return put(node, path, member) ? std::optional(std::move(node)) : std::nullopt;
 }
 
+std::size_t value_count(const Node& node) {
+    std::size_t count = 1;
+    if (const auto* numbers = std::get_if<Numbers>(&node.value)) count += numbers->size();
+    if (const auto* elements = std::get_if<Elements>(&node.value)) {
+        for (const auto& element : *elements) count += value_count(element);
+    } else if (const auto* object = std::get_if<Object>(&node.value)) {
+        for (const auto& member : *object) count += value_count(member.node);
+    }
+    return count;
+}
+
 std::optional<std::vector<std::string>> member_path(std::string_view rest) {
     std::vector<std::string> path;
     while (!rest.empty()) {
-        if (rest.front() != '.') return std::nullopt;
+        if (rest.front() != '.' || path.size() == kMaxDepth) return std::nullopt;
         rest.remove_prefix(1);
         const std::size_t end = std::min(rest.find_first_of(".["), rest.size());
         if (end == 0) return std::nullopt;

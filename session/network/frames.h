@@ -17,7 +17,11 @@ namespace zam::session {
 /// @return `nullopt` if something on the way is no object
 std::optional<Node> with_member(const Node* base, const std::vector<std::string>& path, const Node& member);
 
-/// "render.xform.rotate" after the parameter: the names of ".rotate"; `nullopt` if it is no way along members.
+/// Number of values within a value, and itself.
+std::size_t value_count(const Node& node);
+
+/// "render.xform.rotate" after the parameter: the names of ".rotate"; `nullopt` if it is no way along members, or a
+/// very long one.
 std::optional<std::vector<std::string>> member_path(std::string_view rest);
 
 /// Reads the list that a parameter, or one of its members, goes through in `steps` frames. Numbers, alone or within

@@ -19,6 +19,8 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t kMaxTimerUnits = 86'400'000;  // a day of milliseconds
 constexpr std::size_t kMaxModules = 10'000;
+constexpr std::size_t kMaxKept = std::size_t{1} << 24;  // values in changed members: each change keeps a copy
+constexpr std::size_t kMaxWork = std::size_t{1} << 30;  // values that frames copy
 
 class NetworkReader {
 public:
@@ -62,6 +64,7 @@ private:
     // the latest value of each parameter as it was written, for changes of its members
     std::map<std::pair<std::size_t, const Parameter*>, const Node*> written_;
     std::deque<Node> made_;  // those that were changed
+    std::size_t kept_ = 0;   // values in them
 };
 
 void NetworkReader::read_modules(const Cursor& cursor) {
@@ -159,6 +162,11 @@ std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, s
         auto changed = with_member(written(*target), target->path, *node);
         if (!changed) {
             cursor.problem("the network's value is no object, and has no members");
+            return std::nullopt;
+        }
+        kept_ += value_count(*changed);
+        if (kept_ > kMaxKept) {
+            cursor.problem("members of large values change too often");
             return std::nullopt;
         }
         node = keep(std::move(*changed));
@@ -330,6 +338,12 @@ bool NetworkReader::read_track_of(const Cursor& list, std::string_view text, For
         list.problem("the network's value is no object, and has no members");
         return false;
     }
+    const std::size_t values = value_count(sweep->base);
+    kept_ += values;
+    if (kept_ > kMaxKept || values > kMaxWork / static_cast<std::size_t>(event.steps)) {
+        list.problem("members of large values change too often");
+        return false;
+    }
     sweep->tracks.push_back(std::move(*track));
     return true;
 }
@@ -348,7 +362,8 @@ bool NetworkReader::check_sweep(const Cursor& cursor, const Sweep& sweep, const 
 
 std::optional<ForEvent> NetworkReader::read_for(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"for", "steps", "loop", "write", "fps"};
-    constexpr double kMaxRate = 1000;  // a frame lasts whole milliseconds
+    constexpr double kMinRate = 0.1;   // milliseconds of an animation are a whole number of 32 bits
+    constexpr double kMaxRate = 1000;  // and so are those of a frame
     cursor.expect_keys(kKeys);
     const auto lists = cursor.find("for");
     const auto* members = lists->object();
@@ -362,8 +377,8 @@ std::optional<ForEvent> NetworkReader::read_for(const Cursor& cursor) {
     if (const auto loop = cursor.find("loop")) event.loop = loop->boolean().value_or(false);
     const auto fps_place = cursor.find("fps");
     const auto fps = fps_place ? fps_place->real() : event.fps;
-    const bool suits = fps && *fps > 0.0 && *fps <= kMaxRate;
-    if (fps && !suits) fps_place->problem("frames per second are more than 0 and at most 1000");
+    const bool suits = fps && *fps >= kMinRate && *fps <= kMaxRate;
+    if (fps && !suits) fps_place->problem("frames per second are from 0.1 to 1000");
     bool read = suits;
     for (const auto& member : *members) read = read_track_of(lists->at(member), member.key, event) && read;
     for (const auto& sweep : event.sweeps) read = read && check_sweep(*lists, sweep, event);
