@@ -20,7 +20,7 @@ void write_all(OMobj_id object) {
             if (kind == OutputKind::png) write_png(object, {}, file);
             if (kind == OutputKind::json) write_json(object, file);
             if (kind == OutputKind::raw) write_raw(object, 0, file);
-            if (kind == OutputKind::svg) write_svg(object, object, object, file);
+            if (kind == OutputKind::svg) write_svg(object, object, ImageOrigin::lower, object, file);
             if (kind >= OutputKind::vti && kind <= OutputKind::vtu) write_vtk(object, kind, file);
         } catch (const RunError&) {
         }

@@ -52,7 +52,8 @@ bool is_harmless(const Network& network) {
                         [](const Instance& instance) { return uses_files(*instance.definition); }) &&
            std::all_of(network.events.begin(), network.events.end(), [](const Event& event) {
                const auto* write = std::get_if<WriteEvent>(&event.what);
-               return !write || stays_inside(write->outputs);
+               const auto* frames = std::get_if<ForEvent>(&event.what);
+               return (!write || stays_inside(write->outputs)) && (!frames || stays_inside(frames->outputs));
            });
 }
 
