@@ -1,6 +1,7 @@
 #include "runner/data_info.h"
 
-#include <memory>
+#include <algorithm>
+#include <utility>
 
 #include "session/convert/value_range.h"
 #include "session/data/data_error.h"
@@ -19,17 +20,31 @@ bool is_kind(const FileStart& file, std::string_view name) {
     return kind && kind->name == name;
 }
 
-/// An array as a field without values, with their range.
+constexpr std::size_t kMaxTimes = 16;
+
+/// An array as a field without values, with their range over all time steps.
 FieldValue shape_of(const DataArray& array) {
     FieldValue field = *make_field({array}, {});
     ComponentValue& component = field.node_data.front();
-    const ValueRange values({component.values}, component.null_value);
+    std::vector<NumberArray> all;
+    if (field.steps.empty()) all.push_back(component.values);
+    for (const auto& step : field.steps) all.push_back(step.node_data.front().values);
+    const ValueRange values(std::move(all), component.null_value);
     std::array<double, 2> range{};
     if (const std::string error = values.find(range); !error.empty()) throw DataError(error);
     component.minimum = one_value(component.type, range[0]);
     component.maximum = one_value(component.type, range[1]);
     component.values = {};
+    field.steps.clear();
     return field;
+}
+
+/// "3: 0 0.5 1", the times of the first steps.
+std::string tell_times(const std::vector<float>& times) {
+    std::string text = std::to_string(times.size()) + ":";
+    for (std::size_t i = 0; i < std::min(times.size(), kMaxTimes); ++i)
+        append_number(text += " ", DTYPE_FLOAT, &times[i]);
+    return text + (times.size() > kMaxTimes ? " ..." : "");
 }
 
 std::string tell(const DataArray& array) {
@@ -50,13 +65,18 @@ std::string tell(const DataArray& array) {
 
 bool is_numpy_array(const FileStart& file) { return is_kind(file, "NumPy array"); }
 bool is_numpy_archive(const FileStart& file) { return is_kind(file, "NumPy archive"); }
+bool is_netcdf_file(const FileStart& file) { return is_kind(file, "NetCDF file"); }
 
 Description describe_data_file(const FileStart& file, OMobj_id field) {
     Description description;
     try {
-        const auto arrays = data_file_kind(file.bytes)->open(file.name);
-        if (arrays.size() == 1 && arrays.front().fault.empty()) {
-            fill_field(field, shape_of(arrays.front()));
+        const auto arrays = without_descriptions(data_file_kind(file.bytes)->open(file.name));
+        if (arrays.size() == 1) {
+            if (!arrays.front().fault.empty()) throw DataError(tell(arrays.front()));
+            FieldValue shape = shape_of(arrays.front());
+            if (!shape.time_values.empty()) description.steps = tell_times(shape.time_values);
+            shape.time_values.clear();
+            fill_field(field, shape);
         } else {
             for (const auto& array : arrays) description.arrays.push_back(tell(array));
         }

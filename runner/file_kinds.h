@@ -25,6 +25,7 @@ struct Description {
     std::string samples;                   // how many, and where; empty: it has none
     std::string warning;                   // what a person should look at; empty: nothing
     std::vector<std::string> arrays = {};  // of a file that holds several, in place of a field
+    std::string steps = {};                // number of time steps and their times; empty: it has none
 };
 
 /// One kind of file. A new kind is a row of the table in file_kinds.cpp, before kinds that are recognised with less

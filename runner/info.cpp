@@ -127,6 +127,7 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
         print_mesh(field);
         print_components(field);
     }
+    if (!description.steps.empty()) print_line("time steps", description.steps);
     if (!description.samples.empty()) print_line("samples", description.samples);
     if (!description.warning.empty()) console.warning(description.warning);
     host::reset();

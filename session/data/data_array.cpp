@@ -155,12 +155,12 @@ ComponentValue make_component(const DataArray& array, const Layout& layout, xp_l
 }
 
 /// Steps that the field has: all of them, unless the request names one.
-void set_steps(FieldValue& field, const DataArray& first, xp_long count) {
-    for (xp_long step = 0; step < count; ++step) {
-        const auto index = static_cast<std::size_t>(step);
-        field.time_values.push_back(index < first.times.size() ? first.times[index] : static_cast<float>(step));
+void set_steps(FieldValue& field, const DataAxis& axis) {
+    for (xp_long step = 0; step < axis.size; ++step) {
+        field.time_values.push_back(axis.positions.empty() ? static_cast<float>(step)
+                                                           : axis.positions[static_cast<std::size_t>(step)]);
     }
-    field.steps.resize(static_cast<std::size_t>(count));
+    field.steps.resize(static_cast<std::size_t>(axis.size));
 }
 
 xp_long chosen_step(const Layout& layout, const DataRequest& request) {
@@ -218,7 +218,7 @@ FieldPointer make_field(const std::vector<DataArray>& arrays, const DataRequest&
 
     auto field = std::make_shared<FieldValue>();
     set_grid(*field, layout.space);
-    if (layout.step && !request.step) set_steps(*field, arrays.front(), layout.step->size);
+    if (layout.step && !request.step) set_steps(*field, *layout.step);
     for (const auto& array : arrays) {
         const Layout own = lay_out(array, request);
         field->node_data.push_back(make_component(array, own, field->nnodes, step));

@@ -18,20 +18,20 @@ struct DataAxis {
     bool vector = false;  // holds the parts of a vector
     bool step = false;    // counts time steps
     std::optional<double> spacing, origin;
-    std::vector<float> positions;  // of its nodes, where a coordinate variable lists them; else empty
+    std::vector<float> positions;  // of its nodes, or times of its steps, where a variable lists them; else empty
 };
 
 /// An array of a data file: axes as the file describes them, values read when they are needed.
 struct DataArray {
-    std::string name;   // empty: the file's only one
-    std::string fault;  // why no field can be made of it; empty: nothing
+    std::string name;           // empty: the file's only one
+    std::string fault;          // why no field can be made of it; empty: nothing
+    bool by_name_only = false;  // describes other arrays; not among those that a file is asked for without a name
     int type = DTYPE_FLOAT;
     std::vector<DataAxis> axes;
     bool x_first = false;       // the axes of space are listed from x on; else the last of them is x
     ValueSourcePointer values;  // in the order in which they are stored
     std::string label, units;
     std::optional<double> null_value;
-    std::vector<float> times;  // of the steps; empty: unknown
 };
 
 /// Gives the axes of an array strides without gaps.

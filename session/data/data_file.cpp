@@ -4,6 +4,7 @@
 
 #include "session/data/byte_source.h"
 #include "session/data/data_error.h"
+#include "session/data/netcdf_file.h"
 #include "session/data/npy.h"
 #include "session/data/zip_archive.h"
 
@@ -44,6 +45,7 @@ std::vector<DataArray> open_npz_file(const std::string& file) {
 constexpr DataFileKind kKinds[] = {
     {"NumPy array", is_npy, open_npy_file},
     {"NumPy archive", is_npz, open_npz_file},
+    {"NetCDF file", is_netcdf, open_netcdf},
 };
 
 std::string start_of(const ByteSource& bytes) {
@@ -64,26 +66,32 @@ bool same_shape(const DataArray& a, const DataArray& b) {
 std::string list(const std::vector<DataArray>& arrays) {
     std::string text;
     for (const auto& array : arrays) text += (text.empty() ? "" : ", ") + describe(array);
-    return text;
+    return text.empty() ? "none" : text;
 }
 
 /// The arrays that the request names, or the only one.
 std::vector<DataArray> choose(const std::vector<DataArray>& arrays, const std::vector<std::string>& names) {
+    const std::vector<DataArray> data = without_descriptions(arrays);
     if (names.empty()) {
-        if (arrays.size() > 1) throw DataError("\"variable\" has to name one of " + list(arrays));
-        return arrays;
+        if (data.size() > 1) throw DataError("\"variable\" has to name one of " + list(data));
+        return data;
     }
     std::vector<DataArray> chosen;
     for (const auto& name : names) {
         const auto found =
             std::find_if(arrays.begin(), arrays.end(), [&](const auto& array) { return array.name == name; });
-        if (found == arrays.end()) throw DataError("there is no array " + name + "; there are " + list(arrays));
+        if (found == arrays.end()) throw DataError("there is no array " + name + "; there are " + list(data));
         chosen.push_back(*found);
     }
     return chosen;
 }
 
 }  // namespace
+
+std::vector<DataArray> without_descriptions(std::vector<DataArray> arrays) {
+    std::erase_if(arrays, [](const DataArray& array) { return array.by_name_only; });
+    return arrays;
+}
 
 const DataFileKind* data_file_kind(std::string_view start) {
     const auto* const kind =

@@ -1,4 +1,4 @@
-// Data files as fields: NumPy arrays and archives of them, told by their contents.
+// Data files of other programs as fields, their kinds told by their contents.
 #pragma once
 
 #include <optional>
@@ -23,6 +23,9 @@ struct DataFileKind {
 
 /// The kind of a file by its first bytes, 512 of them if it has so many; null for files of other kinds.
 const DataFileKind* data_file_kind(std::string_view start);
+
+/// The arrays that hold data of their own, and do not just describe others.
+std::vector<DataArray> without_descriptions(std::vector<DataArray> arrays);
 
 /// Opens the file and makes the field that the request asks for. Values are read when they are needed.
 /// @throws DataError
