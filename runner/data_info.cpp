@@ -66,6 +66,7 @@ std::string tell(const DataArray& array) {
 bool is_numpy_array(const FileStart& file) { return is_kind(file, "NumPy array"); }
 bool is_numpy_archive(const FileStart& file) { return is_kind(file, "NumPy archive"); }
 bool is_netcdf_file(const FileStart& file) { return is_kind(file, "NetCDF file"); }
+bool is_nrrd_file(const FileStart& file) { return is_kind(file, "NRRD file"); }
 
 Description describe_data_file(const FileStart& file, OMobj_id field) {
     Description description;
@@ -73,6 +74,7 @@ Description describe_data_file(const FileStart& file, OMobj_id field) {
         const auto arrays = without_descriptions(data_file_kind(file.bytes)->open(file.name));
         if (arrays.size() == 1) {
             if (!arrays.front().fault.empty()) throw DataError(tell(arrays.front()));
+            description.warning = arrays.front().note;
             FieldValue shape = shape_of(arrays.front());
             if (!shape.time_values.empty()) description.steps = tell_times(shape.time_values);
             shape.time_values.clear();

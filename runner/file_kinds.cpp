@@ -38,6 +38,7 @@ constexpr FileKind kFileKinds[] = {
     {"NumPy array", is_numpy_array, "", nullptr, "", "", describe_data_file},
     {"NumPy archive", is_numpy_archive, "", nullptr, "", "", describe_data_file},
     {"NetCDF file", is_netcdf_file, "", nullptr, "", "", describe_data_file},
+    {"NRRD file", is_nrrd_file, "", nullptr, "", "", describe_data_file},
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},

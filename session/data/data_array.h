@@ -25,6 +25,7 @@ struct DataAxis {
 struct DataArray {
     std::string name;           // empty: the file's only one
     std::string fault;          // why no field can be made of it; empty: nothing
+    std::string note;           // what of the file the field cannot tell; empty: nothing
     bool by_name_only = false;  // describes other arrays; not among those that a file is asked for without a name
     int type = DTYPE_FLOAT;
     std::vector<DataAxis> axes;

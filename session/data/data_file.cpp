@@ -6,6 +6,7 @@
 #include "session/data/data_error.h"
 #include "session/data/netcdf_file.h"
 #include "session/data/npy.h"
+#include "session/data/nrrd_file.h"
 #include "session/data/zip_archive.h"
 
 namespace zam::session {
@@ -46,6 +47,7 @@ constexpr DataFileKind kKinds[] = {
     {"NumPy array", is_npy, open_npy_file},
     {"NumPy archive", is_npz, open_npz_file},
     {"NetCDF file", is_netcdf, open_netcdf},
+    {"NRRD file", is_nrrd, open_nrrd},
 };
 
 std::string start_of(const ByteSource& bytes) {

@@ -30,6 +30,7 @@ bool is_netcdf(std::string_view start) {
 #include "contract/file.h"
 #include "session/data/byte_source.h"
 #include "session/data/element_format.h"
+#include "session/data/gzip_bytes.h"
 #include "session/data/unpacked_source.h"
 #include "session/values/elements.h"
 
@@ -40,7 +41,6 @@ constexpr int kMaxVariables = 100'000;
 constexpr int kMaxGroupDepth = 32;
 constexpr std::size_t kMaxText = 4096;     // bytes of an attribute
 constexpr std::size_t kMaxNumbers = 4096;  // of an attribute
-constexpr xp_long kMostPerByte = 1032;     // bytes that deflate makes of one
 constexpr std::size_t kMaxChunkCache = std::size_t{64} << 20;
 
 void require(int status) {
@@ -148,7 +148,7 @@ public:
     int id() const { return handle_.id; }
     /// Whether a file of this length can hold so many bytes of values.
     bool can_hold(std::optional<xp_long> bytes) const {
-        return bytes && (compressible ? *bytes / kMostPerByte : *bytes) <= length;
+        return bytes && (compressible ? *bytes / kMostPerPackedByte : *bytes) <= length;
     }
 
     xp_long length = 0;         // bytes
