@@ -18,6 +18,10 @@ bool print_problems(const Problems& problems) {
     return problems.any();
 }
 
+void tell_notes(const Problems& problems, Listener& listener) {
+    for (const auto& note : problems.notes()) listener.note(note);
+}
+
 void run_session(Session& session, const Network& network, const RunOptions& options) {
     session.build();
     host::fail_allocation(options.fail_allocation);
@@ -59,6 +63,7 @@ int run_network(const RunOptions& options) {
         console.error("cannot write the log " + options.log);
         return kWrong;
     }
+    tell_notes(problems, console);
     Session session(network, *library, console, log);
     if (options.strict) session.be_strict();
     if (!session.has_entries()) return kWrong;
@@ -74,6 +79,7 @@ int check_network_file(const std::string& network, bool strict) {
     const Network loaded = load_network(network, {}, *definitions, problems);
     if (print_problems(problems)) return kWrong;
     Console console(false);
+    tell_notes(problems, console);
     for (const auto& text : mismatches(loaded)) strict ? console.error(text) : console.note(text);
     return console.failed() ? kWrong : kAllWell;
 }

@@ -74,7 +74,7 @@ Description describe_data_file(const FileStart& file, OMobj_id field) {
         const auto arrays = without_descriptions(data_file_kind(file.bytes)->open(file.name));
         if (arrays.size() == 1) {
             if (!arrays.front().fault.empty()) throw DataError(tell(arrays.front()));
-            description.warning = arrays.front().note;
+            description.note = arrays.front().note;
             FieldValue shape = shape_of(arrays.front());
             if (!shape.time_values.empty()) description.steps = tell_times(shape.time_values);
             shape.time_values.clear();

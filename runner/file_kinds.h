@@ -25,6 +25,7 @@ struct Description {
     std::string samples;                   // how many, and where; empty: it has none
     std::string warning;                   // what a person should look at; empty: nothing
     std::vector<std::string> arrays = {};  // of a file that holds several, in place of a field
+    std::string note = {};                 // what is worth knowing; empty: nothing
     std::string steps = {};                // number of time steps and their times; empty: it has none
 };
 

@@ -129,6 +129,7 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
     }
     if (!description.steps.empty()) print_line("time steps", description.steps);
     if (!description.samples.empty()) print_line("samples", description.samples);
+    if (!description.note.empty()) console.note(description.note);
     if (!description.warning.empty()) console.warning(description.warning);
     host::reset();
     return kAllWell;

@@ -50,14 +50,6 @@ constexpr DataFileKind kKinds[] = {
     {"NRRD file", is_nrrd, open_nrrd},
 };
 
-std::string start_of(const ByteSource& bytes) {
-    std::string start(static_cast<std::size_t>(std::min(bytes.size(), kStartBytes)), '\0');
-    const std::string error =
-        bytes.read(0, static_cast<xp_long>(start.size()), reinterpret_cast<std::byte*>(start.data()));
-    if (!error.empty()) throw DataError(error);
-    return start;
-}
-
 bool same_shape(const DataArray& a, const DataArray& b) {
     return std::equal(a.axes.begin(), a.axes.end(), b.axes.begin(), b.axes.end(),
                       [](const DataAxis& one, const DataAxis& other) {
@@ -95,14 +87,23 @@ std::vector<DataArray> without_descriptions(std::vector<DataArray> arrays) {
     return arrays;
 }
 
+std::string data_file_start(const std::string& file) {
+    const ByteSourcePointer bytes = open_file(file);
+    std::string start(static_cast<std::size_t>(std::min(bytes->size(), kStartBytes)), '\0');
+    const std::string error =
+        bytes->read(0, static_cast<xp_long>(start.size()), reinterpret_cast<std::byte*>(start.data()));
+    if (!error.empty()) throw DataError(error);
+    return start;
+}
+
 const DataFileKind* data_file_kind(std::string_view start) {
     const auto* const kind =
         std::find_if(std::begin(kKinds), std::end(kKinds), [&](const auto& known) { return known.matches(start); });
     return kind == std::end(kKinds) ? nullptr : kind;
 }
 
-FieldPointer open_data_file(const DataRequest& request) {
-    const DataFileKind* kind = data_file_kind(start_of(*open_file(request.file)));
+FieldPointer open_data_file(const DataRequest& request, std::vector<std::string>& notes) {
+    const DataFileKind* kind = data_file_kind(data_file_start(request.file));
     if (!kind) throw DataError("this is no data file of a known kind");
     const std::vector<DataArray> arrays = choose(kind->open(request.file), request.variables);
     if (arrays.empty()) throw DataError("the file holds no arrays");
@@ -111,6 +112,7 @@ FieldPointer open_data_file(const DataRequest& request) {
         if (!same_shape(array, arrays.front())) {
             throw DataError(describe(array) + " has another shape than " + describe(arrays.front()));
         }
+        if (!array.note.empty()) notes.push_back(array.note);
     }
     return make_field(arrays, request);
 }

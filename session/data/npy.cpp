@@ -143,9 +143,14 @@ std::string dims_text(const std::vector<xp_long>& shape) {
     return text;
 }
 
-}  // namespace
+/// Where the values of a file begin, and what they are.
+struct Contents {
+    NpyHeader header;
+    ElementFormat format;
+    xp_long start;  // byte
+};
 
-DataArray open_npy(const ByteSourcePointer& bytes) {
+Contents read_contents(const ByteSourcePointer& bytes) {
     const std::string start = read_bytes(*bytes, 0, 10);
     const auto byte = [&](const std::string& text, std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
     const int version = byte(start, 6);
@@ -162,24 +167,40 @@ DataArray open_npy(const ByteSourcePointer& bytes) {
     if (length > kMaxHeader) throw DataError("the .npy header is longer than 1 MiB");
     const std::string text = read_bytes(*bytes, header_start, length);
     const NpyHeader header = HeaderReader(text).read();
-
-    DataArray array;
     const ElementFormat format = element_format(header.descr);
-    array.type = format.type();
-    array.x_first = header.fortran_order;
-    for (const xp_long size : header.shape) {
-        array.axes.emplace_back();
-        array.axes.back().size = size;
-    }
-    const auto count = set_strides(array.axes, header.fortran_order);
+    const auto count = checked_product(header.shape);
     const auto needed = count ? checked_product(*count, static_cast<xp_long>(format.size())) : std::nullopt;
     const xp_long data_start = header_start + length;
     if (!needed || *needed > bytes->size() - data_start) {
         throw DataError("the file is too short for an array of " + dims_text(header.shape) + " numbers of type " +
                         header.descr);
     }
-    array.values = decode(bytes, data_start, format);
+    return {header, format, data_start};
+}
+
+}  // namespace
+
+DataArray open_npy(const ByteSourcePointer& bytes) {
+    const Contents contents = read_contents(bytes);
+    DataArray array;
+    array.type = contents.format.type();
+    array.x_first = contents.header.fortran_order;
+    for (const xp_long size : contents.header.shape) {
+        array.axes.emplace_back();
+        array.axes.back().size = size;
+    }
+    set_strides(array.axes, contents.header.fortran_order);
+    array.values = decode(bytes, contents.start, contents.format);
     return array;
+}
+
+std::optional<NpyValues> open_npy_values(const std::string& file) {
+    const ByteSourcePointer bytes = open_file(file);
+    const auto magic = static_cast<xp_long>(kNpyMagic.size());
+    if (bytes->size() < magic || read_bytes(*bytes, 0, magic) != kNpyMagic) return std::nullopt;
+    const Contents contents = read_contents(bytes);
+    return NpyValues{decode(bytes, contents.start, contents.format), contents.format.type(),
+                     checked_product(contents.header.shape).value_or(0), static_cast<xp_long>(contents.format.size())};
 }
 
 }  // namespace zam::session

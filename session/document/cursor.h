@@ -32,6 +32,8 @@ public:
     const std::string& path() const { return path_; }
     Place place() const { return document_->place(node_->offset, path_); }
     void problem(std::string_view text) const { environment_->problems.add(place(), text); }
+    /// What a user should know of what stands here, though nothing is wrong with it.
+    void note(std::string_view text) const { environment_->problems.note(path_, text); }
 
     Cursor at(const Member& member) const;
     Cursor at(std::size_t index) const;  // element of an array of Elements

@@ -1,5 +1,7 @@
 #include "session/document/problems.h"
 
+#include <algorithm>
+
 namespace zam::session {
 namespace {
 
@@ -16,6 +18,12 @@ std::string to_text(const Place& place) {
 
 void Problems::add(const Place& place, std::string_view text) {
     if (++count_ <= kMaxLines) lines_.push_back(to_text(place).append(": ").append(text));
+}
+
+void Problems::note(std::string_view path, std::string_view text) {
+    const std::string line = std::string(path).append(": ").append(text);
+    const bool known = std::find(notes_.begin(), notes_.end(), line) != notes_.end();
+    if (!known && notes_.size() < kMaxLines) notes_.push_back(line);
 }
 
 void Problems::print(std::FILE* stream) const {

@@ -25,15 +25,20 @@ class Problems {
 public:
     void add(const Place& place, std::string_view text);
 
+    /// What is worth knowing, but no problem. @param path  way from the root of the document
+    void note(std::string_view path, std::string_view text);
+
     bool any() const { return count_ > 0; }
     std::size_t count() const { return count_; }
     /// One text per problem; the first thousand, which is more than anyone reads.
     const std::vector<std::string>& lines() const { return lines_; }
+    /// One text per note, none twice: "modules.render.params.in: TEXT".
+    const std::vector<std::string>& notes() const { return notes_; }
     /// Prints one line per problem, and how many were left out.
     void print(std::FILE* stream) const;
 
 private:
-    std::vector<std::string> lines_;
+    std::vector<std::string> lines_, notes_;
     std::size_t count_ = 0;
 };
 

@@ -214,7 +214,7 @@ void read_mesh(Members& members, FieldValue& field) {
 /// The component's type: as given, else that of its file of values, else float.
 int component_type(Members& members, const Cursor& cursor) {
     const auto values = cursor.find("values");
-    const auto file_type = values ? read_type(*values, DTYPE_FLOAT) : DTYPE_FLOAT;
+    const auto file_type = values ? read_type_of_values(*values) : DTYPE_FLOAT;
     const auto type = read_type(cursor, file_type.value_or(DTYPE_FLOAT));
     if (cursor.find("type") && !type) members.fail("values", "the component's type is unknown");
     return type.value_or(DTYPE_FLOAT);

@@ -15,6 +15,8 @@
 #include "base/file_handle.h"
 #include "contract/file.h"
 #include "platform/large_file.h"
+#include "session/data/data_error.h"
+#include "session/data/npy.h"
 #include "session/document/special_numbers.h"
 #include "session/values/elements.h"
 
@@ -116,11 +118,9 @@ Number number_at(const std::byte* values, int type, std::size_t index) {
 /// A stretch of a file of little-endian values, which stays within the file as long as that does not change.
 class FileStretch final : public ValueSource {
 public:
-    /// @param type    of the values in the file
+    /// @param type    of the values
     /// @param offset  bytes before the first value
-    /// @param as      the type that the values become
-    FileStretch(std::string file, int type, xp_long offset, int as)
-        : file_(std::move(file)), type_(type), as_(as), offset_(offset) {}
+    FileStretch(std::string file, int type, xp_long offset) : file_(std::move(file)), type_(type), offset_(offset) {}
 
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         const std::string error = copy(first, count, destination);
@@ -129,32 +129,11 @@ public:
 
 private:
     std::string copy(xp_long first, xp_long count, std::byte* destination) const;
-    std::string copy_converted(std::FILE* file, std::size_t count, std::byte* destination) const;
 
     std::string file_;
-    int type_, as_;
+    int type_;
     xp_long offset_;
 };
-
-/// Reads values of the file's type block by block and converts each.
-std::string FileStretch::copy_converted(std::FILE* file, std::size_t count, std::byte* destination) const {
-    const std::size_t file_size = type_size(type_);
-    const std::size_t size = type_size(as_);
-    std::vector<std::byte> block(kValuesPerBlock * file_size);
-    for (std::size_t done = 0; done < count;) {
-        const std::size_t wanted = std::min(kValuesPerBlock, count - done);
-        if (std::fread(block.data(), file_size, wanted, file) != wanted) return "ended early";
-        to_native(block.data(), wanted, file_size);
-        for (std::size_t i = 0; i < wanted; ++i) {
-            const Number number = number_at(block.data(), type_, i);
-            if (!store(number, as_, destination + (done + i) * size)) {
-                return "value " + std::to_string(done + i) + ": " + does_not_fit(number, as_);
-            }
-        }
-        done += wanted;
-    }
-    return {};
-}
 
 std::string FileStretch::copy(xp_long first, xp_long count, std::byte* destination) const {
     const FileHandle file(FILEfopen(file_.c_str(), "rb"));
@@ -162,12 +141,67 @@ std::string FileStretch::copy(xp_long first, xp_long count, std::byte* destinati
     const std::size_t size = type_size(type_);
     if (platform::seek(file.get(), offset_ + first * static_cast<xp_long>(size), SEEK_SET) != 0)
         return "cannot seek in the file";
-    if (type_ != as_) return copy_converted(file.get(), static_cast<std::size_t>(count), destination);
     if (std::fread(destination, size, static_cast<std::size_t>(count), file.get()) != static_cast<std::size_t>(count)) {
         return "ended early";
     }
     to_native(destination, static_cast<std::size_t>(count), size);
     return {};
+}
+
+/// Values of another type, each of which has to fit the new one.
+class ConvertedValues final : public ValueSource {
+public:
+    ConvertedValues(ValueSourcePointer values, std::string file, int type, int as)
+        : values_(std::move(values)), file_(std::move(file)), type_(type), as_(as) {}
+
+    std::string read(xp_long first, xp_long count, std::byte* destination) const override {
+        std::vector<std::byte> block(kValuesPerBlock * type_size(type_));
+        const auto per_block = static_cast<xp_long>(kValuesPerBlock);
+        for (xp_long done = 0; done < count; done += per_block) {
+            const xp_long wanted = std::min(per_block, count - done);
+            if (std::string error = values_->read(first + done, wanted, block.data()); !error.empty()) return error;
+            for (xp_long i = 0; i < wanted; ++i, destination += type_size(as_)) {
+                const Number number = number_at(block.data(), type_, static_cast<std::size_t>(i));
+                if (store(number, as_, destination)) continue;
+                return file_ + ": value " + std::to_string(first + done + i) + ": " + does_not_fit(number, as_);
+            }
+        }
+        return {};
+    }
+
+private:
+    ValueSourcePointer values_;
+    std::string file_;
+    int type_, as_;
+};
+
+/// What a values file holds from where its values begin.
+struct FileValues {
+    ValueSourcePointer values;
+    int type = DTYPE_FLOAT;
+    xp_long available = 0;    // values
+    xp_long stored_size = 0;  // bytes of one of them in the file
+    std::string place;        // where they begin: " from byte 4 on"
+};
+
+/// An .npy file says itself what it holds, unless an offset tells where values begin. A problem where it says otherwise
+/// than the document.
+/// @return `nullopt` if it is a file of another kind, or after a problem
+std::optional<FileValues> read_npy_values(const Cursor& cursor, const std::string& file) {
+    if (cursor.find("offset")) return std::nullopt;
+    try {
+        const auto npy = open_npy_values(file);
+        if (!npy) return std::nullopt;
+        const auto type = read_type(cursor, npy->type);
+        if (type && *type != npy->type) {
+            cursor.find("type")->problem(file + " holds values of type " + std::string(type_name(npy->type)));
+            return std::nullopt;
+        }
+        return FileValues{npy->values, npy->type, npy->count, npy->stored_size, {}};
+    } catch (const DataError& error) {
+        cursor.find("values_file")->problem(file + ": " + error.what());
+        return std::nullopt;
+    }
 }
 
 std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional<int> type,
@@ -177,26 +211,40 @@ std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional
     cursor.expect_keys(kKeys);
     const auto name_place = *cursor.find("values_file");
     const auto name = name_place.text();
-    const auto file_type = read_type(cursor, type.value_or(DTYPE_FLOAT));
+    const auto raw_type = read_type(cursor, type.value_or(DTYPE_FLOAT));
     const auto offset_place = cursor.find("offset");
     const auto count_place = cursor.find("count");
     const auto offset = offset_place ? offset_place->integer(0, kMaxInteger) : 0;
     const auto count = count_place ? count_place->integer(0, kMaxInteger) : 0;
-    if (!name || !file_type || !offset || !count) return std::nullopt;
+    if (!name || !raw_type || !offset || !count) return std::nullopt;
 
     const std::string file = input_file(cursor.environment().directory, *name);
     const auto length = file_length(name_place, file);
     if (!length) return std::nullopt;
-    const xp_long available = *length < *offset ? 0 : (*length - *offset) / static_cast<xp_long>(type_size(*file_type));
-    if (*offset > *length || (count_place && *count > available)) {
-        name_place.problem(file + " holds " + std::to_string(available) + " values of type " +
-                           std::string(type_name(*file_type)) + " from byte " + std::to_string(*offset) + " on");
+    const std::size_t problems = cursor.environment().problems.count();
+    auto values = read_npy_values(cursor, file);
+    if (cursor.environment().problems.count() > problems) return std::nullopt;
+    if (!values) {
+        const auto size = static_cast<xp_long>(type_size(*raw_type));
+        values = {std::make_shared<FileStretch>(file, *raw_type, *offset), *raw_type,
+                  *length < *offset ? 0 : (*length - *offset) / size, size,
+                  " from byte " + std::to_string(*offset) + " on"};
+    }
+    if (*offset > *length || (count_place && *count > values->available)) {
+        name_place.problem(file + " holds " + std::to_string(values->available) + " values of type " +
+                           std::string(type_name(values->type)) + values->place);
         return std::nullopt;
     }
     NumberArray array;
-    array.type = type.value_or(*file_type);
-    array.count = count_place ? *count : std::min(available, wanted.value_or(available));
-    array.source = std::make_shared<FileStretch>(file, *file_type, *offset, array.type);
+    array.type = type.value_or(values->type);
+    array.count = count_place ? *count : std::min(values->available, wanted.value_or(values->available));
+    array.source = values->values;
+    if (array.type != values->type)
+        array.source = std::make_shared<ConvertedValues>(values->values, file, values->type, array.type);
+    if (!count_place && array.count < values->available) {
+        cursor.note(std::to_string(array.count * values->stored_size) + " bytes of " +
+                    std::to_string(values->available * values->stored_size) + " taken");
+    }
     return array;
 }
 
@@ -209,6 +257,17 @@ std::optional<int> read_type(const Cursor& object, int otherwise) {
     const auto type = name ? type_from_name(*name) : std::nullopt;
     if (name && !type) place->problem("unknown type; there are char, byte, short, int, float, double and long");
     return type;
+}
+
+std::optional<int> read_type_of_values(const Cursor& cursor) {
+    const auto name = cursor.find("values_file") ? cursor.find("values_file")->text() : std::nullopt;
+    if (!name || cursor.find("type") || cursor.find("offset")) return read_type(cursor, DTYPE_FLOAT);
+    try {
+        const auto npy = open_npy_values(input_file(cursor.environment().directory, *name));
+        return npy ? npy->type : int{DTYPE_FLOAT};
+    } catch (const DataError&) {
+        return DTYPE_FLOAT;  // silent: whoever reads the values reports it
+    }
 }
 
 std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional<int> type,

@@ -21,7 +21,8 @@ struct NumberArray {
 };
 
 /// Reads an array of numbers, each of which has to fit the element type, or a `{"values_file": ...}`, whose file has to
-/// hold what is asked for.
+/// hold what is asked for. An .npy file gives its own type and count. A note tells when a file holds more than is
+/// taken.
 /// @param type  element type; `nullopt`: the file's, or int, long or double by the numbers
 /// @param wanted  how many of a longer file's values are taken unless it says so; `nullopt`: all
 /// @return `nullopt` after a problem
@@ -53,5 +54,9 @@ std::string copy_values(const NumberArray& array, xp_long first, xp_long count, 
 
 /// The element type that a value's "type" member names, or `otherwise` if there is none; `nullopt` after a problem.
 std::optional<int> read_type(const Cursor& object, int otherwise);
+
+/// The element type of an array's values: that of a `{"values_file": ...}`, by its "type" member or by the .npy file
+/// that it names; else float. `nullopt` after a problem.
+std::optional<int> read_type_of_values(const Cursor& cursor);
 
 }  // namespace zam::session

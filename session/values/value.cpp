@@ -87,6 +87,32 @@ bool read_variables(const Cursor& cursor, std::vector<std::string>& to) {
     return (!one || name) && (!several || (names && !names->empty()));
 }
 
+/// A field that was written as JSON.
+FieldPointer read_field_file(const Cursor& place) {
+    const auto name = place.text();
+    if (!name) return nullptr;
+    const std::string file = input_file(place.environment().directory, *name);
+    const auto document = load_document(file, place.environment().problems);
+    if (!document) {
+        place.problem("no field can be read from " + file);
+        return nullptr;
+    }
+    return read_field(Cursor(*document, place.environment()));
+}
+
+/// Whether a file begins as JSON texts of fields do.
+bool is_field_dump(std::string_view start) {
+    const auto first = start.find_first_not_of(" \t\r\n");
+    return first != std::string_view::npos && start[first] == '{';
+}
+
+/// A field that was written as JSON: nothing is left to be said of its axes.
+FieldPointer read_dump(const Cursor& cursor) {
+    constexpr std::string_view kKeys[] = {"data_file", "convert"};
+    cursor.expect_keys(kKeys);
+    return read_field_file(*cursor.find("data_file"));
+}
+
 FieldPointer read_data_file(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"data_file",   "variable", "variables", "step",   "step_axis",
                                           "vector_axis", "spacing",  "origin",    "convert"};
@@ -106,24 +132,18 @@ FieldPointer read_data_file(const Cursor& cursor) {
     if (!conversion) return nullptr;
     request.file = input_file(cursor.environment().directory, *name);
     try {
-        return convert(open_data_file(request), *conversion);
+        if (is_field_dump(data_file_start(request.file))) {
+            const FieldPointer field = read_dump(cursor);
+            return field ? convert(field, *conversion) : nullptr;
+        }
+        std::vector<std::string> notes;
+        const FieldPointer field = open_data_file(request, notes);
+        for (const auto& note : notes) place.note(request.file + ": " + note);
+        return convert(field, *conversion);
     } catch (const DataError& error) {
         place.problem(request.file + ": " + error.what());
         return nullptr;
     }
-}
-
-/// A field that was written as JSON.
-FieldPointer read_field_file(const Cursor& place) {
-    const auto name = place.text();
-    if (!name) return nullptr;
-    const std::string file = input_file(place.environment().directory, *name);
-    const auto document = load_document(file, place.environment().problems);
-    if (!document) {
-        place.problem("no field can be read from " + file);
-        return nullptr;
-    }
-    return read_field(Cursor(*document, place.environment()));
 }
 
 std::optional<Value> read_field_form(const Cursor& cursor) {

@@ -4,9 +4,10 @@
 Left out, with a word, where NumPy is not installed.
 """
 import io
+import json
 from pathlib import Path
 
-from checks import compare, finish, numpy, refused, run
+from checks import compare, faults, finish, numpy, refused, run, says
 
 
 def npy(header, data=b""):
@@ -100,6 +101,31 @@ def check_nulls():
             points=[0, 0, 4, 10], values=[*range(5), *range(5, 10), *range(10, 15)])
 
 
+def check_values_files():
+    """Arrays as values_file, and a field dump as data_file."""
+    noise = numpy.arange(24, dtype=">i4").reshape(4, 6) * 300
+    numpy.save("a.npy", noise)
+
+    def field(values, **others):
+        return {"field": {"dims": [6, 4], "node_data": [{"values": {"values_file": "a.npy", **values}, **others}]}}
+    compare("values_file", run(field({})), type="int", values=noise)
+    compare("values_file converted", run(field({}, veclen=1, type="double")), type="double", values=noise)
+    compare("values_file from a byte", run(field({"offset": 0, "type": "byte", "count": 24})), type="byte")
+    refused("values_file of another type", field({"type": "float"}), "a.npy holds values of type int\n")
+    refused("values_file that is short", field({"count": 25}), "a.npy holds 24 values of type int\n")
+    numpy.save("a.npy", noise.repeat(2) * 10)
+    refused("values_file too large", field({}, veclen=1, type="short"), "value 22: 33000 does not fit")
+    numpy.save("a.npy", noise.repeat(2))
+    compare("values_file too long", run(field({}, veclen=1)), values=noise.repeat(2)[:24])
+    says("note", "zam: note: modules.s.params.objects[0].field.node_data[0].values: 96 bytes of 192 taken\n", "run", "n.json")
+    dump = run(field({}, veclen=1, label="dump"))
+    Path("dump").write_text(" \n" + json.dumps(dump))
+    if run({"data_file": "dump"}) != dump:
+        faults.append("a field dump is not the same field")
+    compare("field dump converted", run({"data_file": "dump", "convert": {"crop": [[2, 3], [1, 1]]}}), dims=[2], label="dump")
+    refused("field dump with an axis", {"data_file": "dump", "step_axis": 0}, "step_axis: unknown key")
+
+
 def check_refusals():
     numpy.savez("z.npz", u=numpy.zeros((2, 3)), w=numpy.zeros((2, 2)))
     for request, text in [({}, "u (double 2 x 3), w (double 2 x 2)"), ({"variable": "x"}, "there is no array x"),
@@ -125,5 +151,6 @@ def check_refusals():
 check_arrays(numpy.random.default_rng(1))
 check_conversions(numpy.random.default_rng(2))
 check_nulls()
+check_values_files()
 check_refusals()
 finish()
