@@ -1,6 +1,7 @@
 #include "session/data/zip_archive.h"
 
 #include "session/data/data_error.h"
+#include "session/data/gzip_bytes.h"
 
 #if defined(ZAM_WITH_ZIP)
 
@@ -108,6 +109,8 @@ ByteSourcePointer open_zip_member(const std::string& file, const std::string& me
         throw DataError("the archive has no readable member " + member);
     }
     const auto size = static_cast<xp_long>(std::min<zip_uint64_t>(status.size, zip_uint64_t{1} << 62));
+    if ((status.valid & ZIP_STAT_COMP_SIZE) == 0 || status.size / kMostPerPackedByte > status.comp_size)
+        throw DataError("the archive's member " + member + " is too short for what it claims to hold");
     return std::make_shared<ZipMember>(file, static_cast<zip_uint64_t>(index), size);
 }
 

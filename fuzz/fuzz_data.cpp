@@ -1,0 +1,61 @@
+// Data files of other programs: whatever a file says, its arrays are read or refused, and hold no more than its length
+// justifies.
+#include <algorithm>
+#include <vector>
+
+#include "base/element_types.h"
+#include "fuzz/target.h"
+#include "session/data/data_error.h"
+#include "session/data/data_file.h"
+#include "tests/support/scratch_directory.h"
+
+using namespace zam;
+using namespace zam::session;
+
+namespace {
+
+constexpr xp_long kMostPerByte = 2 * 1032;      // deflate, and numbers that become wider ones
+constexpr xp_long kMaxRead = xp_long{4} << 20;  // bytes per component
+
+/// Reads the values in blocks, as conversions do.
+void read_values(const ComponentValue& component, std::size_t file_size) {
+    const auto size = static_cast<xp_long>(type_size(component.type));
+    fuzz::require(component.values.count >= 1 && component.veclen >= 1);
+    fuzz::require(component.values.count / kMostPerByte <= static_cast<xp_long>(file_size) / size);
+    const xp_long count = std::min(component.values.count, kMaxRead / size);
+    std::vector<std::byte> block(static_cast<std::size_t>(std::min(count * size, kStreamBlockBytes)));
+    const auto per_block = static_cast<xp_long>(block.size()) / size;
+    for (xp_long first = 0; first < count; first += per_block) {
+        const xp_long wanted = std::min(per_block, count - first);
+        if (!copy_values(component.values, first, wanted, block.data()).empty()) return;
+    }
+    static_cast<void>(copy_values(component.values, component.values.count - 1, 1, block.data()));
+}
+
+void read_array(const DataArray& array, std::size_t file_size) {
+    try {
+        const FieldPointer field = make_field({array}, {});
+        for (const auto& component : field->node_data) read_values(component, file_size);
+        if (!field->steps.empty()) read_values(field->steps.back().node_data.front(), file_size);
+    } catch (const DataError& error) {
+        fuzz::require(*error.what() != '\0');
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const test::ScratchDirectory scratch;
+    const std::string file = scratch.write("data", fuzz::text_of(data, size));
+    try {
+        const DataFileKind* kind = data_file_kind(data_file_start(file));
+        if (!kind) return 0;
+        for (const DataArray& array : kind->open(file)) {
+            if (array.fault.empty()) read_array(array, size);
+        }
+    } catch (const DataError& error) {
+        const std::string text = error.what();
+        fuzz::require(!text.empty() && text.find('\n') == std::string::npos);
+    }
+    return 0;
+}
