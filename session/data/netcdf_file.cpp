@@ -41,7 +41,7 @@ constexpr int kMaxVariables = 100'000;
 constexpr int kMaxGroupDepth = 32;
 constexpr std::size_t kMaxText = 4096;     // bytes of an attribute
 constexpr std::size_t kMaxNumbers = 4096;  // of an attribute
-constexpr std::size_t kMaxChunkCache = std::size_t{64} << 20;
+constexpr std::size_t kMaxChunkCache = std::size_t{32} << 20;
 
 void require(int status) {
     if (status != NC_NOERR) throw DataError(nc_strerror(status));
@@ -133,10 +133,13 @@ public:
         std::array<char, FILE_NAME_SIZE> expanded{};
         FILEmap_variables(name.c_str(), expanded.data(), static_cast<int>(expanded.size()));
         // relative names could look like addresses of a network
-        const auto path = std::filesystem::absolute(expanded.data());
+        std::error_code none;
+        const auto path = std::filesystem::absolute(expanded.data(), none);
         const int status = nc_open(path.c_str(), NC_NOWRITE, &handle_.id);
         if (status != NC_NOERR) throw DataError(std::string("the file cannot be read: ") + nc_strerror(status));
-        length = static_cast<xp_long>(std::filesystem::file_size(path));
+        std::error_code error;
+        length = static_cast<xp_long>(std::filesystem::file_size(path, error));
+        if (error) throw DataError("the file cannot be read: " + error.message());
         int format = 0;
         require(nc_inq_format(id(), &format));
         compressible = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;
@@ -232,15 +235,31 @@ std::optional<Stored> stored_form(nc_type type, bool is_unsigned) {
 /// The numbers of a variable as they are stored, in native byte order, read as hyperslabs.
 class VariableBytes final : public ByteSource {
 public:
-    VariableBytes(FilePointer file, int group, int variable, std::vector<xp_long> sizes, std::size_t number)
+    /// @param cache  bytes of chunks that are kept while values are read; 0: there are none
+    VariableBytes(FilePointer file, int group, int variable, std::vector<xp_long> sizes, std::size_t number,
+                  std::size_t cache)
         : file_(std::move(file)),
           group_(group),
           variable_(variable),
           sizes_(std::move(sizes)),
-          number_(static_cast<xp_long>(number)) {}
+          number_(static_cast<xp_long>(number)),
+          cache_(cache) {}
 
     xp_long size() const override { return checked_product(sizes_).value_or(0) * number_; }
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
+        if (first == 0) keep_chunks(cache_);
+        std::string error = read_slabs(first, count, destination);
+        if (first + count == size()) keep_chunks(0);  // whoever wanted all values has them
+        return error;
+    }
+
+private:
+    void keep_chunks(std::size_t bytes) const {
+        constexpr std::size_t kSlots = 4133;
+        if (cache_ > 0) nc_set_var_chunk_cache(group_, variable_, bytes, kSlots, 0.75F);
+    }
+
+    std::string read_slabs(xp_long first, xp_long count, std::byte* destination) const {
         xp_long at = first / number_;
         const xp_long end = at + count / number_;
         while (at < end) {
@@ -252,7 +271,6 @@ public:
         return {};
     }
 
-private:
     /// Reads the largest slab that begins with value `first` and has no more than `count` values.
     /// @return how many it has; 0 after a failure
     xp_long read_slab(xp_long first, xp_long count, std::byte* destination) const {
@@ -269,7 +287,7 @@ private:
             const xp_long indices = std::min(sizes_[axis] - index, count / values);
             counts[axis] = static_cast<std::size_t>(indices);
             values *= indices;
-            whole = index == 0 && indices == sizes_[axis] && count / values > 0;
+            whole = indices == sizes_[axis];
         }
         status_ = nc_get_vara(group_, variable_, start.data(), counts.data(), destination);
         return status_ == NC_NOERR ? values : 0;
@@ -279,29 +297,28 @@ private:
     int group_, variable_;
     std::vector<xp_long> sizes_;
     xp_long number_;  // bytes
+    std::size_t cache_;
     mutable int status_ = NC_NOERR;
 };
 
-/// Why chunks of a variable are not to be read; empty: nothing. Makes room for a row of chunks, so that reading row by
-/// row unpacks each of them once.
-std::string prepare_chunks(const NetcdfFile& file, int group, int variable, const std::vector<xp_long>& sizes,
-                           std::size_t number) {
+/// Bytes of chunks to keep so that reading row by row unpacks each of them once; 0 if there are no chunks.
+/// @throws DataError  if a chunk is larger than the file justifies
+std::size_t chunk_cache(const NetcdfFile& file, int group, int variable, const std::vector<xp_long>& sizes,
+                        std::size_t number) {
     int storage = NC_CONTIGUOUS;
     std::vector<std::size_t> chunk(sizes.size() + 1);
-    if (!file.compressible || sizes.empty()) return {};
+    if (!file.compressible || sizes.empty()) return 0;
     require(nc_inq_var_chunking(group, variable, &storage, chunk.data()));
-    if (storage != NC_CHUNKED) return {};
+    if (storage != NC_CHUNKED) return 0;
     std::optional<xp_long> bytes = static_cast<xp_long>(number);
     for (std::size_t axis = 0; axis < sizes.size() && bytes; ++axis)
         bytes = checked_product(*bytes, static_cast<xp_long>(chunk[axis]));
     AvailableMemory memory;
-    if (!file.can_hold(bytes) || !memory.take(*bytes, 2)) return "the chunks are larger than the file justifies";
+    if (!file.can_hold(bytes) || !memory.take(*bytes, 2)) throw DataError("the file is too short for its chunks");
     auto cache = static_cast<std::size_t>(*bytes);
     for (std::size_t axis = 1; axis < sizes.size() && cache < kMaxChunkCache; ++axis)
         cache *= (static_cast<std::size_t>(sizes[axis]) + chunk[axis] - 1) / std::max<std::size_t>(chunk[axis], 1);
-    constexpr std::size_t kSlots = 4133;
-    nc_set_var_chunk_cache(group, variable, std::clamp<std::size_t>(cache, 1 << 20, kMaxChunkCache), kSlots, 0.75F);
-    return {};
+    return std::clamp<std::size_t>(cache, 1 << 20, kMaxChunkCache);
 }
 
 // --- Variables ---
@@ -405,7 +422,8 @@ std::vector<float> VariableReader::positions(int group, const Dimension& dimensi
 /// Type, values, null value, units and label of a variable, or its fault.
 void VariableReader::set_values(DataArray& array, int group, int variable, nc_type type,
                                 const std::vector<xp_long>& sizes) const {
-    const auto stored = stored_form(type, text_attribute(group, variable, "_Unsigned") == "true");
+    const bool is_unsigned = text_attribute(group, variable, "_Unsigned") == "true";
+    const auto stored = stored_form(type, is_unsigned);
     if (!stored) {
         array.fault = type == NC_CHAR || type == NC_STRING ? "texts are not read" : "numbers of this type are not read";
         return;
@@ -416,8 +434,9 @@ void VariableReader::set_values(DataArray& array, int group, int variable, nc_ty
         array.fault = "the file is too short for all values";
         return;
     }
-    array.fault = prepare_chunks(*file_, group, variable, sizes, format.size());
-    array.values = decode(std::make_shared<VariableBytes>(file_, group, variable, sizes, format.size()), 0, format);
+    const std::size_t cache = chunk_cache(*file_, group, variable, sizes, format.size());
+    array.values =
+        decode(std::make_shared<VariableBytes>(file_, group, variable, sizes, format.size(), cache), 0, format);
 
     Unpacking unpacking{one_number(group, variable, "scale_factor"), one_number(group, variable, "add_offset"), {}};
     const int from = format.type();
@@ -427,8 +446,11 @@ void VariableReader::set_values(DataArray& array, int group, int variable, nc_ty
         return with_type(element, [&](auto zero) { return exact_element<decltype(zero)>(value).has_value(); });
     };
     for (const char* name : {"_FillValue", "missing_value"}) {
-        for (const double null : number_attribute(group, variable, name)) {
-            if (fits(from, null) && fits(array.type, null)) unpacking.nulls.push_back(null);
+        for (double null : number_attribute(group, variable, name)) {
+            if (is_unsigned && null < 0.0) null += std::ldexp(1.0, 8 * static_cast<int>(format.size()));
+            const auto& nulls = unpacking.nulls;
+            const bool known = std::find(nulls.begin(), nulls.end(), null) != nulls.end();
+            if (!known && fits(from, null) && fits(array.type, null)) unpacking.nulls.push_back(null);
         }
     }
     if (!unpacking.nulls.empty()) array.null_value = unpacking.nulls.front();

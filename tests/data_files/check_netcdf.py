@@ -67,7 +67,7 @@ def check_types():
         scaled.add_offset, scaled[:] = 0.5, [1, 2, 3, 4]
         nan = file.createVariable("nan", "f4", ("x",), fill_value=numpy.nan)
         nan.missing_value, nan[:] = numpy.float32(3), [1, 2, 3, numpy.nan]
-        old = file.createVariable("old", "i1", ("x",))
+        old = file.createVariable("old", "i1", ("x",), fill_value=-1)
         old._Unsigned, old[:] = "true", [1, -1, 127, -128]
         file.createVariable("bnd", "f4", ("x",))[:] = 0
         old.bounds = "bnd"
@@ -76,7 +76,7 @@ def check_types():
                 points=[0, 0, 10, 3, -2, 20], values=cube)
     compare("offset", run({"data_file": "t.nc", "variable": "scaled"}), type="double", values=[1.5, 2.5, 3.5, 4.5])
     compare("two nulls", run({"data_file": "t.nc", "variable": "nan"}), values=[1, 2, numpy.nan, numpy.nan])
-    compare("_Unsigned", run({"data_file": "t.nc", "variable": "old"}), type="byte", values=[1, 255, 127, 128])
+    compare("_Unsigned", run({"data_file": "t.nc", "variable": "old"}), type="byte", null=255, values=[1, 255, 127, 128])
     refused("spacing", {"data_file": "t.nc", "variable": "inner/f4", "spacing": [1, 1, 1]}, "positions of its own")
     refused("bounds", {"data_file": "t.nc", "variable": "none"}, "old (byte 4), inner/i1 (")
 
