@@ -31,6 +31,7 @@ bool is_netcdf(std::string_view start) {
 #include "session/data/byte_source.h"
 #include "session/data/element_format.h"
 #include "session/data/gzip_bytes.h"
+#include "session/data/netcdf_classic.h"
 #include "session/data/unpacked_source.h"
 #include "session/values/elements.h"
 
@@ -47,89 +48,11 @@ void require(int status) {
     if (status != NC_NOERR) throw DataError(nc_strerror(status));
 }
 
-/// How long a classic file is at least, by the variables that it lists. Source: "NetCDF Classic Format Specification".
-class ClassicLayout {
-public:
-    ClassicLayout(int id, int format)
-        : id_(id), word_(format == NC_FORMAT_64BIT_DATA ? 8 : 4), offset_(format == NC_FORMAT_CLASSIC ? 4 : 8) {
-        int dimensions = 0;
-        require(nc_inq(id_, &dimensions, &variables_, nullptr, &unlimited_));
-        for (int dimension = 0; dimension < dimensions; ++dimension) {
-            std::array<char, NC_MAX_NAME + 1> name{};
-            std::size_t size = 0;
-            require(nc_inq_dim(id_, dimension, name.data(), &size));
-            sizes_.push_back(static_cast<double>(size));
-            header_ += bytes_of_name(name.data()) + word_;
-        }
-    }
-
-    /// Header and values without padding at the end. A double, as files may claim any sizes.
-    double bytes() {
-        constexpr double kPadding = 3.0;
-        header_ += 4.0 + word_ + 2 * (4.0 + word_) + attributes(NC_GLOBAL);
-        for (int variable = 0; variable < variables_; ++variable) take(variable);
-        double record = 0.0;
-        for (const double values : records_) record += records_.size() == 1 ? values : padded(values);
-        if (!records_.empty()) fixed_ += record * sizes_[static_cast<std::size_t>(unlimited_)];
-        return header_ + fixed_ - kPadding;
-    }
-
-private:
-    static double padded(double bytes) { return std::ceil(bytes / 4.0) * 4.0; }
-    double size_of(nc_type type) const {
-        std::size_t size = 0;
-        require(nc_inq_type(id_, type, nullptr, &size));
-        return static_cast<double>(size);
-    }
-    double attributes(int variable) const {
-        int count = 0;
-        require(nc_inq_varnatts(id_, variable, &count));
-        double bytes = 4.0 + word_;
-        for (int attribute = 0; attribute < count; ++attribute) {
-            std::array<char, NC_MAX_NAME + 1> name{};
-            nc_type type = NC_NAT;
-            std::size_t length = 0;
-            require(nc_inq_attname(id_, variable, attribute, name.data()));
-            require(nc_inq_att(id_, variable, name.data(), &type, &length));
-            bytes += bytes_of_name(name.data()) + 4.0 + word_ + padded(static_cast<double>(length) * size_of(type));
-        }
-        return bytes;
-    }
-
-    double bytes_of_name(const char* name) const { return word_ + padded(static_cast<double>(std::strlen(name))); }
-    /// Adds what a variable needs in the header and for its values.
-    void take(int variable) {
-        std::array<char, NC_MAX_NAME + 1> name{};
-        nc_type type = NC_NAT;
-        int count = 0;
-        require(nc_inq_var(id_, variable, name.data(), &type, &count, nullptr, nullptr));
-        std::vector<int> axes(static_cast<std::size_t>(count) + 1);
-        require(nc_inq_vardimid(id_, variable, axes.data()));
-        axes.pop_back();
-        header_ += bytes_of_name(name.data()) + word_ * (count + 1.0) + attributes(variable) + 4.0 + word_ + offset_;
-        const bool has_records = !axes.empty() && axes.front() == unlimited_;
-        if (has_records) axes.erase(axes.begin());
-        double values = size_of(type);
-        for (const int axis : axes) values *= sizes_[static_cast<std::size_t>(axis)];
-        if (has_records) {
-            records_.push_back(values);
-        } else {
-            fixed_ += padded(values);
-        }
-    }
-
-    int id_;
-    double word_, offset_;  // bytes of counts and of places
-    int variables_ = 0, unlimited_ = -1;
-    std::vector<double> sizes_;    // of the dimensions
-    std::vector<double> records_;  // bytes of one record of each variable that has records
-    double header_ = 0.0, fixed_ = 0.0;
-};
-
 /// An open file.
 class NetcdfFile {
 public:
     explicit NetcdfFile(const std::string& name) {
+        check_classic_netcdf(*open_file(name));
         std::array<char, FILE_NAME_SIZE> expanded{};
         FILEmap_variables(name.c_str(), expanded.data(), static_cast<int>(expanded.size()));
         // relative names could look like addresses of a network
@@ -143,9 +66,6 @@ public:
         int format = 0;
         require(nc_inq_format(id(), &format));
         compressible = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;
-        // the library reads zeros where a classic file was cut
-        if (!compressible && ClassicLayout(id(), format).bytes() > static_cast<double>(length))
-            throw DataError("the file is too short for its variables");
     }
 
     int id() const { return handle_.id; }
