@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runner/console.h"
 #include "session/convert/value_range.h"
 #include "session/data/data_error.h"
 #include "session/data/data_file.h"
@@ -80,7 +81,7 @@ Description describe_data_file(const FileStart& file, OMobj_id field) {
             shape.time_values.clear();
             fill_field(field, shape);
         } else {
-            for (const auto& array : arrays) description.arrays.push_back(tell(array));
+            for (const auto& array : arrays) description.arrays.push_back(one_line(tell(array)));
         }
         if (arrays.empty()) description.fault = "holds no arrays";
     } catch (const DataError& error) {
