@@ -68,7 +68,7 @@ private:
     }
 
     std::string refill() const {
-        const xp_long count = std::min<xp_long>(packed_->size() - next_, input_.size());
+        const xp_long count = std::min(packed_->size() - next_, static_cast<xp_long>(input_.size()));
         if (count <= 0) return "the packed data ended early";
         std::string error = packed_->read(next_, count, input_.data());
         stream_.next_in = reinterpret_cast<Bytef*>(input_.data());

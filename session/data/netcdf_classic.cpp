@@ -55,7 +55,7 @@ private:
     }
     void fill_window() {
         window_start_ = at_;
-        window_size_ = std::min<xp_long>(bytes_.size() - at_, window_.size());
+        window_size_ = std::min(bytes_.size() - at_, static_cast<xp_long>(window_.size()));
         const std::string error = bytes_.read(at_, window_size_, window_.data());
         if (!error.empty()) throw DataError(error);
     }
