@@ -19,7 +19,7 @@ constexpr xp_long kMaxRead = xp_long{4} << 20;  // bytes per component
 
 /// Reads the values in blocks, as conversions do.
 void read_values(const ComponentValue& component, std::size_t file_size) {
-    const auto size = static_cast<xp_long>(type_size(component.type));
+    const auto size = std::max<xp_long>(static_cast<xp_long>(type_size(component.type)), 1);
     fuzz::require(component.values.count >= 1 && component.veclen >= 1);
     fuzz::require(component.values.count / kMostPerByte <= static_cast<xp_long>(file_size) / size);
     const xp_long count = std::min(component.values.count, kMaxRead / size);
@@ -44,8 +44,10 @@ void read_array(const DataArray& array, std::size_t file_size) {
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizer looks it up
 /// These libraries lose some of their own memory when a header is broken.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libnetcdf\nleak:libteem\n"; }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const test::ScratchDirectory scratch;

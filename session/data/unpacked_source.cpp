@@ -17,7 +17,7 @@ public:
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         const auto from_size = static_cast<xp_long>(type_size(from_));
         const auto to_size = static_cast<xp_long>(type_size(to_));
-        const xp_long block = std::min(count, kStreamBlockBytes / from_size);
+        const xp_long block = std::min(count, kStreamBlockBytes / static_cast<xp_long>(sizeof(double)));
         std::vector<std::byte> packed(static_cast<std::size_t>(block * from_size));
         for (xp_long done = 0; done < count; done += block) {
             const xp_long wanted = std::min(block, count - done);
