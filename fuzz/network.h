@@ -25,7 +25,7 @@ inline std::optional<session::Network> read_network(const std::string& text, boo
     if (!document.parse(problems)) return std::nullopt;
     Environment environment{problems, "/nonexistent"};
     Network network = session::read_network(document, definitions, {}, environment);
-    check_network(network, problems);
+    check_network(network, problems, false);
     return problems.any() ? std::nullopt : std::optional(std::move(network));
 }
 

@@ -1,11 +1,19 @@
 #include "runner/cli.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
 #include <new>
 
 #include "runner/commands.h"
+#include "runner/console.h"
+#include "runner/interrupt.h"
+#include "session/document/suggestion.h"
 
 namespace zam::runner {
+
+using session::did_you_mean;
+
 namespace {
 
 constexpr double kMaxLoopSeconds = 1.0e7;
@@ -39,9 +47,32 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
     run->callback([&] { status = run_network(options); });
 }
 
+CLI::App* find_command(CLI::App& app, const std::string& name) {
+    const auto found = app.get_subcommands([&](const CLI::App* command) { return command->get_name() == name; });
+    return found.empty() ? nullptr : found.front();
+}
+
+int no_command(CLI::App& app, const std::string& name) {
+    std::vector<std::string> names;
+    for (const auto* command : app.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(command->get_name());
+    print_error("there is no command " + name + "; see zam --help" +
+                did_you_mean(name, names, [](const auto& known) -> std::string_view { return known; }));
+    return kWrong;
+}
+
+/// The help of a command, or of the program; what `--help` prints.
+int show_help(CLI::App& app, const std::string& name) {
+    const CLI::App* command = name.empty() ? &app : find_command(app, name);
+    if (!command) return no_command(app, name);
+    const std::string usage = name.empty() ? "zam" : "zam " + name;
+    std::fputs(app.get_formatter()->make_help(command, usage, CLI::AppFormatMode::Normal).c_str(), stdout);
+    return kAllWell;
+}
+
 /// Arguments of the commands other than run.
 struct OtherOptions {
-    std::string network, module, file;
+    std::string network, module, file, command, picture;
     bool json = false;
     bool strict = false;
 };
@@ -60,6 +91,36 @@ void add_others(CLI::App& app, OtherOptions& options, int& status) {
     check->add_option("network", options.network, "Network file")->required()->type_name("NETWORK");
     check->add_flag("--strict", options.strict, "A field that a module does not take is wrong");
     check->callback([&] { status = check_network_file(options.network, options.strict); });
+
+    app.add_subcommand("schema", "Print a JSON Schema of network files, for editors")->callback([&] {
+        status = print_schema();
+    });
+
+    auto* graph = app.add_subcommand("graph", "Draw the modules of a network and their connections");
+    graph->add_option("network", options.network, "Network file")->required()->type_name("NETWORK");
+    graph->add_option("-o", options.picture, "The drawing; left out: .dot on the standard output")
+        ->type_name("FILE.svg|.dot");
+    graph->callback([&] { status = draw_graph(options.network, options.picture); });
+
+    auto* help = app.add_subcommand("help", "Say how the program, or a command, is used");
+    help->add_option("command", options.command, "Command")->type_name("COMMAND");
+    help->callback([&] { status = show_help(app, options.command); });
+}
+
+/// For an option that its command does not know, the one that may have been meant.
+std::string nearest_option(const CLI::App& app) {
+    const auto given = app.get_subcommands();
+    const CLI::App& command = given.empty() ? app : *given.front();
+    std::vector<std::string> known;
+    for (const auto* option : command.get_options()) {
+        for (const auto& name : option->get_lnames()) known.push_back("--" + name);
+    }
+    for (const auto& word : app.remaining(true)) {
+        const std::string name = word.substr(0, word.find('='));
+        if (!name.starts_with("--")) continue;
+        return did_you_mean(name, known, [](const auto& option) -> std::string_view { return option; });
+    }
+    return {};
 }
 
 int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& status) {
@@ -68,18 +129,14 @@ int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& s
         return status;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);  // help or version
-        const auto is_given = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
-        if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_given).empty()) {
-            std::fprintf(stderr, "zam: error: there is no command %s; see zam --help\n", argv[1]);
-            return kWrong;
-        }
-        std::fprintf(stderr, "zam: error: %s; see zam --help\n", error.what());
+        if (argc > 1 && argv[1][0] != '-' && !find_command(app, argv[1])) return no_command(app, argv[1]);
+        print_error(error.what() + ("; see zam --help" + nearest_option(app)));
         return kWrong;
     } catch (const std::bad_alloc&) {
-        std::fputs("zam: error: memory is exhausted\n", stderr);
+        print_error("memory is exhausted");
         return kFailed;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "zam: error: %s\n", error.what());
+        print_error(error.what());
         return kFailed;
     }
 }
@@ -88,7 +145,7 @@ int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& s
 
 int run_program(int argc, const char* const* argv) {
     CLI::App app("Runs networks of visualisation modules: field files in, pictures and fields out.", "zam");
-    app.set_version_flag("--version", "zam " ZAM_VERSION);
+    app.set_version_flag("-V,--version", "zam " ZAM_VERSION);
     app.require_subcommand(1);
     app.footer(kFooter);
     RunOptions run_options;
@@ -96,7 +153,11 @@ int run_program(int argc, const char* const* argv) {
     int status = kAllWell;
     add_run(app, run_options, status);
     add_others(app, other_options, status);
-    return parse_and_run(app, argc, argv, status);
+    end_on_interrupt();
+    const int ended = parse_and_run(app, argc, argv, status);
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ended;
+    print_error(std::string("cannot write the standard output: ") + std::strerror(errno));
+    return ended == kAllWell ? kFailed : ended;
 }
 
 }  // namespace zam::runner

@@ -1,8 +1,12 @@
 #include "runner/commands.h"
 
+#include <algorithm>
+
 #include "embedded/host.h"
 #include "runner/console.h"
+#include "runner/file_kinds.h"
 #include "session/network/acceptance.h"
+#include "session/outputs/output_file.h"
 #include "session/run/library.h"
 #include "session/run/session.h"
 
@@ -14,12 +18,27 @@ namespace {
 
 /// Prints problems, if any.
 bool print_problems(const Problems& problems) {
+    if (problems.any()) std::fputs(color_of("error"), stderr);
     problems.print(stderr);
+    if (problems.any()) std::fputs(color_of(""), stderr);
     return problems.any();
 }
 
 void tell_notes(const Problems& problems, Listener& listener) {
     for (const auto& note : problems.notes()) listener.note(note);
+}
+
+/// Whether an output goes to the standard output.
+bool uses_standard_output(const Network& network) {
+    const auto is_there = [](const std::vector<Output>& outputs) {
+        return std::any_of(outputs.begin(), outputs.end(),
+                           [](const Output& output) { return output.file == kStandardOutput; });
+    };
+    return is_there(network.outputs) ||
+           std::any_of(network.events.begin(), network.events.end(), [&](const Event& event) {
+               const auto* write = std::get_if<WriteEvent>(&event.what);
+               return write && is_there(write->outputs);
+           });
 }
 
 void run_session(Session& session, const Network& network, const RunOptions& options) {
@@ -44,16 +63,29 @@ std::optional<Definitions> load_definitions() {
 std::unique_ptr<ModuleLibrary> load_library() {
     std::string error;
     auto library = ModuleLibrary::load(find_installation().library, error);
-    if (!library) std::fprintf(stderr, "zam: error: the module library cannot be loaded: %s\n", error.c_str());
+    if (!library) print_error("the module library cannot be loaded: " + error);
     return library;
+}
+
+std::optional<Network> read_network_file(const std::string& name, const NetworkOptions& changes,
+                                         const Definitions& definitions, Problems& problems) {
+    Network network = load_network(name, changes, definitions, problems);
+    if (!problems.any()) return network;
+    const auto file = network.instances.empty() && name != "-" ? read_file_start(name) : std::nullopt;
+    if (const FileKind* kind = file ? find_file_kind(*file) : nullptr) {
+        problems = {};
+        problems.add({name, 0, 0, {}}, "this is a " + std::string(kind->name) + "; try: zam view " + name);
+    }
+    print_problems(problems);
+    return std::nullopt;
 }
 
 int run_network(const RunOptions& options) {
     const auto definitions = load_definitions();
     if (!definitions) return kWrong;
     Problems problems;
-    const Network network = load_network(options.network, options.changes, *definitions, problems);
-    if (print_problems(problems)) return kWrong;
+    const auto network = read_network_file(options.network, options.changes, *definitions, problems);
+    if (!network) return kWrong;
     const auto library = load_library();
     if (!library) return kWrong;
 
@@ -64,11 +96,14 @@ int run_network(const RunOptions& options) {
         return kWrong;
     }
     tell_notes(problems, console);
-    Session session(network, *library, console, log);
+    std::optional<StandardOutputForFiles> for_files;
+    if (uses_standard_output(*network)) for_files.emplace();
+    Session session(*network, *library, console, log);
     if (options.strict) session.be_strict();
     if (!session.has_entries()) return kWrong;
-    run_session(session, network, options);
+    run_session(session, *network, options);
     if (!log.good()) console.error("the log could not be written whole");
+    console.list_written();
     return console.failed() ? kFailed : kAllWell;
 }
 
@@ -76,11 +111,11 @@ int check_network_file(const std::string& network, bool strict) {
     const auto definitions = load_definitions();
     if (!definitions) return kWrong;
     Problems problems;
-    const Network loaded = load_network(network, {}, *definitions, problems);
-    if (print_problems(problems)) return kWrong;
+    const auto loaded = read_network_file(network, {}, *definitions, problems);
+    if (!loaded) return kWrong;
     Console console(false);
     tell_notes(problems, console);
-    for (const auto& text : mismatches(loaded)) strict ? console.error(text) : console.note(text);
+    for (const auto& text : mismatches(*loaded)) strict ? console.error(text) : console.note(text);
     return console.failed() ? kWrong : kAllWell;
 }
 

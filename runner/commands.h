@@ -34,9 +34,21 @@ int check_network_file(const std::string& network, bool strict);
 /// @param name  of a module or entry; empty: all
 int list_modules(const std::string& name, bool as_json);
 int show_info(const std::string& file);
+/// Prints a JSON Schema of network files, made from the definitions of the modules at hand.
+int print_schema();
+/// Draws the modules of a network and their connections.
+/// @param picture  .svg or .dot; empty: as .dot on the standard output
+int draw_graph(const std::string& network, const std::string& picture);
 
 /// Loads the definitions of the modules at hand. What is wrong with them is printed.
 std::optional<session::Definitions> load_definitions();
+
+/// Reads and checks a network file; "-" is the standard input. What is wrong is printed, in one line where the file is
+/// no network but data.
+/// @param problems  receives the notes on a network that can be run
+std::optional<session::Network> read_network_file(const std::string& name, const session::NetworkOptions& changes,
+                                                  const session::Definitions& definitions,
+                                                  session::Problems& problems);
 
 /// Loads the module library, or says why not.
 std::unique_ptr<session::ModuleLibrary> load_library();

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include <utility>
+
+#include "session/outputs/output_file.h"
 
 #include <fcntl.h>
 #if defined(_WIN32)
@@ -19,21 +22,26 @@ namespace {
 
 constexpr std::size_t kMaxProgressText = 60;
 constexpr std::size_t kMaxQuote = 60;
+constexpr std::size_t kMaxWritten = 20;        // outputs that are listed
+constexpr std::chrono::seconds kQuietTime{2};  // what ends sooner needs no progress line
 
 #if defined(_WIN32)
 bool standard_error_is_terminal() { return _isatty(2) != 0; }
+std::FILE* open_descriptor(int descriptor) { return _fdopen(descriptor, "wb"); }
 int open_nothing() { return _open("NUL", _O_WRONLY); }
 int duplicate(int descriptor) { return _dup(descriptor); }
 void duplicate(int from, int to) { _dup2(from, to); }
 void close_descriptor(int descriptor) { _close(descriptor); }
 #else
 bool standard_error_is_terminal() { return isatty(STDERR_FILENO) != 0; }
+std::FILE* open_descriptor(int descriptor) { return fdopen(descriptor, "wb"); }
 int open_nothing() { return open("/dev/null", O_WRONLY | O_CLOEXEC); }
 int duplicate(int descriptor) { return dup(descriptor); }
 void duplicate(int from, int to) { dup2(from, to); }
 void close_descriptor(int descriptor) { close(descriptor); }
 #endif
 constexpr int kStandardOutput = 1;
+constexpr int kStandardError = 2;
 
 /// Flushes what modules printed, so that it comes before what is said about them.
 void flush_standard_output() {
@@ -99,6 +107,40 @@ SilentOutput::~SilentOutput() {
     close_descriptor(saved_);
 }
 
+StandardOutputForFiles::StandardOutputForFiles() : saved_(nullptr) {
+    flush_standard_output();
+    const int descriptor = duplicate(kStandardOutput);
+    if (descriptor < 0) return;
+    saved_ = open_descriptor(descriptor);
+    if (saved_) {
+        duplicate(kStandardError, kStandardOutput);
+        session::set_standard_output(saved_);
+    } else {
+        close_descriptor(descriptor);
+    }
+}
+
+StandardOutputForFiles::~StandardOutputForFiles() {
+    flush_standard_output();
+    session::set_standard_output(nullptr);
+    if (saved_) std::fclose(saved_);  // outputs were flushed one by one
+}
+
+void print_error(std::string_view text) {
+    std::fprintf(stderr, "zam: %serror:%s %.*s\n", color_of("error"), color_of(""), static_cast<int>(text.size()),
+                 text.data());
+}
+
+const char* color_of(std::string_view severity) {
+    const char* const no_color = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    const bool plain = (no_color && *no_color) || (terminal && std::string_view(terminal) == "dumb");
+    if (plain || !standard_error_is_terminal()) return "";
+    if (severity == "error" || severity == "not written") return "\033[31m";
+    if (severity == "warning") return "\033[33m";
+    return severity == "note" ? "\033[36m" : "\033[0m";
+}
+
 Console::Console(bool progress, std::string file)
     : progress_(progress && standard_error_is_terminal()), file_(std::move(file)) {}
 
@@ -107,7 +149,9 @@ void Console::print(std::string_view module, std::string_view severity, std::str
     const std::string about = file_.empty() ? std::string(module) : one_line(file_);
     std::string line = "zam: ";
     if (!about.empty()) line.append(about).append(": ");
-    line.append(severity).append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
+    const auto word = severity.substr(0, severity.find(':'));
+    line.append(color_of(word)).append(word).append(":").append(color_of("")).append(" ");
+    line.append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
     clear_progress();
     flush_standard_output();
     std::fwrite(line.data(), 1, line.size(), stderr);
@@ -134,14 +178,30 @@ void Console::not_written(std::string_view file, std::string_view failed_module)
 
 void Console::warning(std::string_view text) { print("", "warning: ", text); }
 
+void Console::wrote(std::string_view output) {
+    const bool known = std::find(written_.begin(), written_.end(), output) != written_.end();
+    if (progress_ && !output.empty() && !known) written_.emplace_back(output);
+}
+
+void Console::list_written() {
+    const std::size_t shown = std::min(written_.size(), kMaxWritten);
+    flush_standard_output();
+    for (std::size_t i = 0; i < shown; ++i) std::fprintf(stderr, "wrote %s\n", written_[i].c_str());
+    if (shown < written_.size()) std::fprintf(stderr, "wrote %zu more\n", written_.size() - shown);
+    written_.clear();
+}
+
 void Console::show_progress(const host::Record& record) {
-    if (!progress_) return;
+    const auto elapsed = std::chrono::steady_clock::now() - start_;
+    if (!progress_ || elapsed < kQuietTime) return;
     const int width = record.range_high - record.range_low;
     const int percent = record.range_low + width * std::clamp(record.percent, 0, 100) / 100;
     std::string text = record.text.substr(0, kMaxProgressText);
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    const std::string line = record.module + ": " + std::to_string(percent) + " % " + text;
+    const std::string line = record.module + ": " + std::to_string(percent) + " %, " +
+                             std::to_string(std::chrono::duration_cast<std::chrono::seconds>(elapsed).count()) + " s" +
+                             (text.empty() ? "" : ", " + text);
     if (line == line_) return;  // modules call far more often than a person can see
     line_ = line;
     std::fprintf(stderr, "\r\033[K%s", line.c_str());

@@ -1,8 +1,10 @@
 // What the program says on standard error: reports of modules, its own errors, the progress line.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "session/run/listener.h"
 
@@ -29,6 +31,9 @@ public:
     /// "zam: FILE: not written: MODULE failed"
     void not_written(std::string_view file, std::string_view failed_module) override;
     void call_ended() override { clear_progress(); }
+    void wrote(std::string_view output) override;
+    /// On a terminal: "wrote FILE SIZE" for every output.
+    void list_written();
     /// "zam: warning: TEXT"
     void warning(std::string_view text);
     /// Whether any error was printed.
@@ -42,8 +47,17 @@ private:
     bool progress_;
     std::string file_;
     std::string line_;  // the progress line that is shown
+    std::vector<std::string> written_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     bool failed_ = false;
 };
+
+/// "zam: error: TEXT"
+void print_error(std::string_view text);
+
+/// What switches a terminal to the colour of errors, warnings or notes, and with any other text back. Empty where
+/// standard error is no terminal, or NO_COLOR asks for none.
+const char* color_of(std::string_view severity);
 
 /// A text for one line of a terminal: unprintable bytes become \xHH, quotations are cut to 60 bytes.
 std::string one_line(std::string_view text);
@@ -58,6 +72,18 @@ public:
 
 private:
     int saved_;  // descriptor of the standard output; negative: it could not be taken away
+};
+
+/// Keeps the standard output for outputs named "-" as long as it lives: what modules print goes to standard error.
+class StandardOutputForFiles {
+public:
+    StandardOutputForFiles();
+    ~StandardOutputForFiles();
+    StandardOutputForFiles(const StandardOutputForFiles&) = delete;
+    StandardOutputForFiles& operator=(const StandardOutputForFiles&) = delete;
+
+private:
+    std::FILE* saved_;  // null: it could not be taken away
 };
 
 }  // namespace zam::runner

@@ -107,7 +107,7 @@ Network reading_network(const FileKind& kind, const FileStart& file, const Defin
 }
 
 int fail(const std::string& what) {
-    std::fprintf(stderr, "zam: error: %s\n", one_line(what).c_str());
+    print_error(one_line(what));
     return kFailed;
 }
 

@@ -1,11 +1,13 @@
 // `zam modules`: what modules there are and what parameters they have.
+#include "runner/module_list.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
 #include "base/element_types.h"
 #include "runner/commands.h"
+#include "runner/console.h"
 
 namespace zam::runner {
 
@@ -14,13 +16,6 @@ using namespace session;
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// A definition as written.
-Json definition_file(const Definition& definition) {
-    if (!definition.text.empty()) return Json::parse(definition.text);
-    std::ifstream file(definition.file);
-    return Json::parse(file);
-}
 
 void print(const std::string& text) { std::fputs(text.c_str(), stdout); }
 
@@ -84,6 +79,12 @@ void print_one(const Definition& definition) {
 
 }  // namespace
 
+Json definition_file(const Definition& definition) {
+    if (!definition.text.empty()) return Json::parse(definition.text);
+    std::ifstream file(definition.file);
+    return Json::parse(file, nullptr, true, true);  // with comments
+}
+
 int list_modules(const std::string& name, bool as_json) {
     const auto definitions = load_definitions();
     if (!definitions) return kWrong;
@@ -99,7 +100,7 @@ int list_modules(const std::string& name, bool as_json) {
     }
     const auto* definition = definitions->by_any_name(name);
     if (!definition) {
-        std::fprintf(stderr, "zam: error: there is no module %s; see zam modules\n", name.c_str());
+        print_error("there is no module " + name + "; see zam modules" + definitions->nearest_to(name));
         return kWrong;
     }
     if (as_json) {

@@ -67,7 +67,11 @@ std::string warning_about(xp_long samples, xp_long placed, xp_long filled, xp_lo
 
 }  // namespace
 
-bool is_voxel_text(const FileStart& file) { return lines_before_samples(file).has_value(); }
+bool is_voxel_text(const FileStart& file) {
+    const auto first = file.bytes.find_first_not_of(" \t\r\n");
+    const bool json = first != std::string::npos && (file.bytes[first] == '{' || file.bytes[first] == '/');
+    return !json && lines_before_samples(file).has_value();
+}
 
 Description describe_voxels(const FileStart& file, OMobj_id field) {
     const std::string fault = "cannot be read as voxel text";

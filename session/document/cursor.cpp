@@ -5,6 +5,7 @@
 
 #include "contract/file.h"
 #include "session/document/special_numbers.h"
+#include "session/document/suggestion.h"
 
 namespace zam::session {
 namespace {
@@ -136,9 +137,8 @@ void Cursor::expect_keys(std::span<const std::string_view> known) const {
     if (!members) return;
     for (const auto& member : *members) {
         if (std::find(known.begin(), known.end(), member.key) != known.end()) continue;
-        std::string text = "unknown key; known here:";
-        for (const auto key : known) text.append(" ").append(key);
-        key_problem(member, text);
+        if (path_.empty() && member.key == "$schema") continue;  // tells editors how such files look
+        key_problem(member, list_known("unknown key; known here:", member.key, known));
     }
 }
 

@@ -60,7 +60,7 @@ public:
     std::optional<std::int64_t> integer(std::int64_t low, std::int64_t high) const;
     std::optional<std::vector<std::string>> texts() const;
 
-    /// A problem for every key of an object that is not among `known`.
+    /// A problem for every key of an object that is not among `known`. A whole document may also name its "$schema".
     void expect_keys(std::span<const std::string_view> known) const;
     /// A problem that names what stands here instead of `expected`: "a number is expected, not a text".
     void expected(std::string_view expected) const;

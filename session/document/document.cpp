@@ -15,21 +15,16 @@ constexpr std::size_t kMaxFileBytes = std::size_t{256} << 20;
 constexpr std::size_t kReadBlock = std::size_t{1} << 16;
 constexpr std::size_t kLineBlock = std::size_t{1} << 16;
 
-std::optional<std::string> read_file(const std::string& name, std::string& error) {
-    const FileHandle file(FILEfopen(name.c_str(), "rb"));
-    if (!file) {
-        error = "cannot open the file";
-        return std::nullopt;
-    }
+std::optional<std::string> read_whole(std::FILE* stream, std::string& error) {
     std::string text;
     std::size_t got = 0;
     do {
         const std::size_t old_size = text.size();
         text.resize(old_size + kReadBlock);
-        got = std::fread(text.data() + old_size, 1, kReadBlock, file.get());
+        got = std::fread(text.data() + old_size, 1, kReadBlock, stream);
         text.resize(old_size + got);
     } while (got > 0 && text.size() <= kMaxFileBytes);
-    if (std::ferror(file.get())) error = "cannot read the file";
+    if (std::ferror(stream)) error = "cannot read the file";
     if (text.size() > kMaxFileBytes) error = "the file is larger than 256 MiB; put large arrays into a \"values_file\"";
     return error.empty() ? std::optional(std::move(text)) : std::nullopt;
 }
@@ -48,12 +43,12 @@ Document::Document(std::string name, std::string text) : name_(std::move(name)),
 std::unique_ptr<const Document> Document::from_option(std::string name, const std::string& text) {
     auto document = std::make_unique<Document>(std::move(name), text);
     Problems not_json;
-    if (!document->parse(not_json)) document->root_ = {0, text};
+    if (!document->parse(not_json, false)) document->root_ = {0, text};
     document->lines_before_block_.clear();
     return document;
 }
 
-bool Document::parse(Problems& problems) { return parse_json(*this, text_, root_, problems); }
+bool Document::parse(Problems& problems, bool comments) { return parse_json(*this, text_, comments, root_, problems); }
 
 Place Document::place(std::size_t offset, std::string path) const {
     if (lines_before_block_.empty()) return {name_, 0, 0, std::move(path)};
@@ -66,13 +61,20 @@ Place Document::place(std::size_t offset, std::string path) const {
 }
 
 std::unique_ptr<const Document> load_document(const std::string& file, Problems& problems) {
+    const FileHandle stream(FILEfopen(file.c_str(), "rb"));
+    if (stream) return load_document(stream.get(), file, problems);
+    problems.add({file, 0, 0, {}}, "cannot open the file");
+    return nullptr;
+}
+
+std::unique_ptr<const Document> load_document(std::FILE* stream, const std::string& name, Problems& problems) {
     std::string error;
-    auto text = read_file(file, error);
+    auto text = read_whole(stream, error);
     if (!text) {
-        problems.add({file, 0, 0, {}}, error);
+        problems.add({name, 0, 0, {}}, error);
         return nullptr;
     }
-    auto document = std::make_unique<Document>(file, std::move(*text));
+    auto document = std::make_unique<Document>(name, std::move(*text));
     if (!document->parse(problems)) return nullptr;
     return document;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -44,8 +45,9 @@ public:
     Place place(std::size_t offset, std::string path) const;
 
     /// Parses the text. Duplicate keys are problems of their own, after which the first of them counts.
+    /// @param comments  whether comments, // and /* */, may stand between its tokens
     /// @return false after a problem that leaves no document: syntax, nesting deeper than 64, too many values
-    bool parse(Problems& problems);
+    bool parse(Problems& problems, bool comments = true);
 
 private:
     std::string name_;  // file, or option of the command line
@@ -54,8 +56,11 @@ private:
     Node root_;
 };
 
-/// Reads and parses a JSON file in UTF-8 of at most 256 MiB.
+/// Reads and parses a JSON file in UTF-8 of at most 256 MiB, which may have comments.
 /// @return null when there is no document; then a problem says why
 std::unique_ptr<const Document> load_document(const std::string& file, Problems& problems);
+
+/// The same of a stream. @param name  what problems call it
+std::unique_ptr<const Document> load_document(std::FILE* stream, const std::string& name, Problems& problems);
 
 }  // namespace zam::session

@@ -52,12 +52,16 @@ public:
     bool parse_error(std::size_t position, const std::string& token, const nlohmann::json::exception& error) override;
 
 private:
-    std::size_t token_start() const { return std::min(text_.find_first_not_of(" \t\r\n,:", cursor_), text_.size()); }
+    std::size_t token_start() const;
+    /// The offset after a token without quotes.
+    std::size_t end_of_word(std::size_t start) const {
+        return std::min(text_.find_first_of(" \t\r\n,:]}/", start), text_.size());
+    }
     std::size_t end_of_string(std::size_t start) const;
     template <class T>
     bool scalar(T value) {
         const std::size_t start = token_start();
-        cursor_ = std::min(text_.find_first_of(" \t\r\n,:]}", start), text_.size());
+        cursor_ = end_of_word(start);
         return add(start, std::move(value)) != nullptr;
     }
     bool number(Number value);
@@ -78,6 +82,18 @@ private:
     std::vector<Node*> open_;  // containers from the root inward
 };
 
+/// The offset of the next token, which follows separators and comments.
+std::size_t Builder::token_start() const {
+    std::size_t start = text_.find_first_not_of(" \t\r\n,:", cursor_);
+    while (start < text_.size() && text_[start] == '/') {  // the parser refuses what begins so and is no comment
+        const bool block = text_.substr(start + 1).starts_with('*');
+        const std::size_t end = block ? text_.find("*/", start + 2) : text_.find_first_of("\r\n", start);
+        if (end == std::string_view::npos) return text_.size();
+        start = text_.find_first_not_of(" \t\r\n,:", end + (block ? 2 : 1));
+    }
+    return std::min(start, text_.size());
+}
+
 /// The offset after the closing quote of the string that begins at `start`.
 std::size_t Builder::end_of_string(std::size_t start) const {
     std::size_t end = start + 1;
@@ -88,7 +104,7 @@ std::size_t Builder::end_of_string(std::size_t start) const {
 bool Builder::number(Number value) {
     auto* numbers = open_.empty() ? nullptr : std::get_if<Numbers>(&open_.back()->value);
     if (!numbers) return scalar(value);
-    cursor_ = std::min(text_.find_first_of(" \t\r\n,:]}", token_start()), text_.size());
+    cursor_ = end_of_word(token_start());
     numbers->push_back(value);
     return true;
 }
@@ -183,9 +199,10 @@ bool Builder::parse_error(std::size_t position, const std::string& /*token*/, co
 
 }  // namespace
 
-bool parse_json(const Document& document, std::string_view text, Node& root, Problems& problems) {
+bool parse_json(const Document& document, std::string_view text, bool comments, Node& root, Problems& problems) {
     Builder builder(document, root, text, problems);
-    return nlohmann::json::sax_parse(text.begin(), text.end(), &builder);
+    return nlohmann::json::sax_parse(text.begin(), text.end(), &builder, nlohmann::json::input_format_t::json, true,
+                                     comments);
 }
 
 }  // namespace zam::session

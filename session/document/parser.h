@@ -9,6 +9,7 @@ namespace zam::session {
 
 /// Parses the text of a document into its root. Duplicate keys are problems of their own, after which the first counts.
 /// @return false after a problem that leaves no document: syntax, nesting deeper than 64, too many values
-bool parse_json(const Document& document, std::string_view text, Node& root, Problems& problems);
+/// @param comments  whether comments, // and /* */, may stand between tokens
+bool parse_json(const Document& document, std::string_view text, bool comments, Node& root, Problems& problems);
 
 }  // namespace zam::session

@@ -6,6 +6,7 @@
 
 #include "base/element_types.h"
 #include "embedded/view/entries.h"
+#include "session/document/suggestion.h"
 #include "session/values/number_array.h"
 
 namespace zam::session {
@@ -40,7 +41,8 @@ Shape read_shape(const Cursor& cursor) {
         type->problem("only arrays have an element type");
     }
     if (const auto file = cursor.find("file")) {
-        shape.file_name = file->boolean().value_or(false);
+        shape.input_file = file->get<std::string>() && *file->get<std::string>() == "input";
+        shape.file_name = shape.input_file || file->boolean().value_or(false);
         if (shape.kind != Kind::text) file->problem("only texts are file names");
     }
     return shape;
@@ -237,11 +239,21 @@ const Parameter* Definition::find_parameter(std::string_view name) const {
     return found == parameters.end() ? nullptr : &*found;
 }
 
+std::string Definition::no_parameter(std::string_view name) const {
+    return entry + " has no parameter " + std::string(name) +
+           did_you_mean(name, parameters, [](const auto& parameter) -> std::string_view { return parameter.name; });
+}
+
 const Method* Definition::find_method(std::string_view name) const {
     const auto found = std::find_if(methods.begin(), methods.end(), [&](const auto& method) {
         return method.name == name || exported(method.name) == name;
     });
     return found == methods.end() ? nullptr : &*found;
+}
+
+std::string Definition::no_method(std::string_view name) const {
+    return entry + " has no method " + std::string(name) +
+           did_you_mean(name, methods, [](const auto& method) -> std::string_view { return method.name; });
 }
 
 void Definitions::add(const std::string& file, Problems& problems) {
@@ -308,6 +320,12 @@ const Definition* Definitions::by_any_name(std::string_view name) const {
     const auto found =
         std::find_if(definitions_.begin(), definitions_.end(), [&](const auto& d) { return d->module == name; });
     return found == definitions_.end() ? nullptr : found->get();
+}
+
+std::string Definitions::nearest_to(std::string_view name) const {
+    std::vector<std::string_view> known;
+    for (const auto& definition : definitions_) known.insert(known.end(), {definition->module, definition->entry});
+    return did_you_mean(name, known);
 }
 
 bool Definitions::has_entry(std::string_view entry) const {

@@ -66,8 +66,12 @@ struct Definition {
     std::vector<Parameter> parameters;
 
     const Parameter* find_parameter(std::string_view name) const;
+    /// What is said of a name that no parameter has.
+    std::string no_parameter(std::string_view name) const;
     /// A method by its name or by that of its exported function; null if there is none.
     const Method* find_method(std::string_view name) const;
+    /// What is said of a name that no method has.
+    std::string no_method(std::string_view name) const;
     /// Name of the function that a class exports for a method, or for `create` and `destroy`.
     std::string exported(std::string_view method) const { return entry + "_" + std::string(method); }
 };
@@ -94,6 +98,8 @@ public:
     const Definition* by_entry(std::string_view entry) const;
     /// The same by entry or module name.
     const Definition* by_any_name(std::string_view name) const;
+    /// What follows after a name that neither an entry nor a module has: the name that may have been meant.
+    std::string nearest_to(std::string_view name) const;
     /// Whether any module that is no class has an entry of that name: update, parameter setting, deletion or another.
     bool has_entry(std::string_view entry) const;
 

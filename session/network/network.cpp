@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "session/document/suggestion.h"
+
 namespace zam::session {
 
 std::string_view file_ending(std::string_view file) {
@@ -24,6 +26,11 @@ void Network::add(Instance instance) {
 std::optional<std::size_t> Network::find(std::string_view module) const {
     const auto found = numbers_.find(module);
     return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::string Network::no_module(std::string_view name) const {
+    return "there is no module " + std::string(name) +
+           did_you_mean(name, numbers_, [](const auto& one) -> std::string_view { return one.first; });
 }
 
 ReferenceParts split_reference(std::string_view reference) {

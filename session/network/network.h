@@ -108,6 +108,8 @@ struct Network {
     /// Adds an instance. @pre  no other has its name
     void add(Instance instance);
     std::optional<std::size_t> find(std::string_view module) const;
+    /// What is said of a name that no instance has.
+    std::string no_module(std::string_view name) const;
 
     std::vector<Instance> instances;
     std::vector<Event> events;

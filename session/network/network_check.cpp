@@ -2,6 +2,7 @@
 #include "session/network/network_check.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace zam::session {
 namespace {
@@ -33,8 +34,8 @@ bool may_have_parts(Kind kind, std::string_view rest) {
 
 class Checker {
 public:
-    Checker(const Network& network, Problems& problems)
-        : network_(network), problems_(problems), dependencies_(network.instances.size()) {}
+    Checker(const Network& network, Problems& problems, bool with_data)
+        : network_(network), problems_(problems), with_data_(with_data), dependencies_(network.instances.size()) {}
 
     void check();
 
@@ -48,6 +49,7 @@ private:
     std::optional<Target> target_of(std::string_view reference) const;
     bool exists_at_start(const Target& target) const;
     void check_assignment(const Assignment& assignment, bool at_start);
+    void check_input_file(const Assignment& assignment);
     void check_own_circle(const Assignment& assignment);
     void check_output(const Output& output);
     void check_circle(const Place& place);
@@ -55,6 +57,7 @@ private:
 
     const Network& network_;
     Problems& problems_;
+    bool with_data_;
     Dependencies dependencies_;
 };
 
@@ -73,7 +76,7 @@ std::optional<Checker::Target> Checker::resolve(const Reference& reference) {
     const auto [module, parameter_name, rest] = split_reference(reference.target);
     const auto number = network_.find(module);
     if (!number) {
-        problems_.add(reference.place, "there is no module " + std::string(module));
+        problems_.add(reference.place, network_.no_module(module));
         return std::nullopt;
     }
     const auto* definition = network_.instances[*number].definition;
@@ -84,7 +87,7 @@ std::optional<Checker::Target> Checker::resolve(const Reference& reference) {
     }
     const auto target = target_of(reference.target);
     if (!target) {
-        problems_.add(reference.place, definition->entry + " has no parameter " + std::string(parameter_name));
+        problems_.add(reference.place, definition->no_parameter(parameter_name));
         return std::nullopt;
     }
     const Kind kind = target->parameter->shape.kind;
@@ -110,6 +113,7 @@ bool Checker::exists_at_start(const Target& target) const {
 }
 
 void Checker::check_assignment(const Assignment& assignment, bool at_start) {
+    check_input_file(assignment);
     for (const auto* reference : references_in(assignment.value)) {
         const auto target = resolve(*reference);
         if (!target) continue;
@@ -124,6 +128,17 @@ void Checker::check_assignment(const Assignment& assignment, bool at_start) {
         }
     }
     dependencies_.set(assignment.module, assignment.parameter->name, referred_modules(network_, assignment.value));
+}
+
+/// Without its input file nothing comes of a module, nor of those that refer to it.
+void Checker::check_input_file(const Assignment& assignment) {
+    const auto* name = std::get_if<std::string>(&assignment.value.form);
+    if (!with_data_ || !name || !assignment.parameter->shape.input_file || name->empty() || name->front() == '$')
+        return;
+    std::error_code error;
+    if (!std::filesystem::exists(*name, error)) {
+        problems_.add(assignment.place, "the file " + *name + " does not exist");
+    }
 }
 
 /// A module may refer to its own parameters, but not so that a parameter leads back to itself.
@@ -177,6 +192,8 @@ void Checker::check() {
 
 }  // namespace
 
-void check_network(const Network& network, Problems& problems) { Checker(network, problems).check(); }
+void check_network(const Network& network, Problems& problems, bool with_data) {
+    Checker(network, problems, with_data).check();
+}
 
 }  // namespace zam::session

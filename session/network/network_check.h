@@ -6,6 +6,7 @@
 namespace zam::session {
 
 /// Checks references: that what they name exists, has a suitable kind, and that none go in a circle.
-void check_network(const Network& network, Problems& problems);
+/// @param with_data  whether the files that modules are to read have to exist
+void check_network(const Network& network, Problems& problems, bool with_data);
 
 }  // namespace zam::session

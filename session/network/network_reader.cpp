@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "session/document/suggestion.h"
 #include "session/network/frames.h"
 #include "session/network/network_check.h"
 
@@ -101,8 +102,9 @@ void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
         const auto use = cursor.find("use");
         const auto entry = use ? use->text() : std::nullopt;
         if (!use) cursor.problem("\"use\" is missing");
-        if (entry) instance.definition = definitions_.by_entry(*entry);
-        if (entry && !instance.definition) use->problem("there is no module entry " + *entry);
+        if (entry) instance.definition = definitions_.by_any_name(*entry);
+        if (entry && !instance.definition)
+            use->problem("there is no module entry " + *entry + definitions_.nearest_to(*entry));
     }
     network_.add(std::move(instance));
     const auto params = cursor.find("params");
@@ -113,8 +115,7 @@ void NetworkReader::read_module(const Cursor& cursor, const std::string& name) {
             auto assignment = read_assignment(params->at(member), name + "." + member.key);
             if (assignment) network_.instances.back().given.push_back(std::move(*assignment));
         } else {
-            params->key_problem(member,
-                                network_.instances.back().definition->entry + " has no parameter " + member.key);
+            params->key_problem(member, network_.instances.back().definition->no_parameter(member.key));
         }
     }
 }
@@ -128,7 +129,7 @@ std::optional<NetworkReader::Target> NetworkReader::read_target(const Cursor& cu
     const auto number = network_.find(module);
     auto path = member_path(rest);
     if (!number || !path) {
-        cursor.problem(path ? "there is no module " + std::string(module)
+        cursor.problem(path ? network_.no_module(module)
                             : "values are given to parameters and members, as MODULE.PARAM or MODULE.PARAM.MEMBER");
         return std::nullopt;
     }
@@ -136,7 +137,7 @@ std::optional<NetworkReader::Target> NetworkReader::read_target(const Cursor& cu
     if (!definition) return std::nullopt;  // the module's own problem
     const auto* parameter = definition->find_parameter(parameter_name);
     if (!parameter) {
-        cursor.problem(definition->entry + " has no parameter " + std::string(parameter_name));
+        cursor.problem(definition->no_parameter(parameter_name));
         return std::nullopt;
     }
     if (!path->empty() && !has_members(parameter->shape.kind)) {
@@ -208,7 +209,8 @@ std::optional<Event> NetworkReader::read_event(const Cursor& cursor) {
     if (key == "joystick") return as_event(read_joystick(place));
     if (key == "advance") return as_event(read_advance(place));
     if (key == "unlink") return as_event(read_unlink(place));
-    cursor.key_problem(members->front(), "unknown event; there are set run call write joystick advance unlink for");
+    constexpr std::string_view kEvents[] = {"set", "run", "call", "write", "joystick", "advance", "unlink", "for"};
+    cursor.key_problem(members->front(), list_known("unknown event; there are", key, kEvents));
     return std::nullopt;
 }
 
@@ -217,7 +219,7 @@ std::optional<std::size_t> NetworkReader::module_number(const Cursor& cursor) {
     if (!name) return std::nullopt;
     const auto number = network_.find(*name);
     if (number) return number;
-    cursor.problem("there is no module " + *name);
+    cursor.problem(network_.no_module(*name));
     return std::nullopt;
 }
 
@@ -258,11 +260,11 @@ std::optional<CallEvent> NetworkReader::read_call(const Cursor& cursor) {
     const auto* definition = module ? network_.instances[*module].definition : nullptr;
     if (entry && definition && definition->is_class) {
         const auto* method = definition->find_method(*entry);
-        if (!method) entry_place->problem(definition->entry + " has no method " + *entry);
+        if (!method) entry_place->problem(definition->no_method(*entry));
         return method ? std::optional(CallEvent{*module, method->name}) : std::nullopt;
     }
     if (entry && !definitions_.has_entry(*entry)) {
-        entry_place->problem("there is no entry " + *entry);
+        entry_place->problem("there is no entry " + *entry + definitions_.nearest_to(*entry));
         return std::nullopt;
     }
     return module && entry ? std::optional(CallEvent{*module, *entry}) : std::nullopt;
@@ -302,13 +304,13 @@ std::optional<UnlinkEvent> NetworkReader::read_unlink(const Cursor& cursor) {
     const auto [module, parameter, rest] = split_reference(*target);
     const auto number = network_.find(module);
     if (!number) {
-        cursor.problem("there is no module " + std::string(module));
+        cursor.problem(network_.no_module(module));
         return std::nullopt;
     }
     const auto* definition = network_.instances[*number].definition;
     if (!definition) return std::nullopt;
     if (!rest.empty() || !definition->find_parameter(parameter)) {
-        cursor.problem(definition->entry + " has no parameter " + std::string(parameter) + std::string(rest));
+        cursor.problem(definition->no_parameter(std::string(parameter).append(rest)));
         return std::nullopt;
     }
     return UnlinkEvent{*number, std::string(parameter)};
@@ -430,10 +432,10 @@ std::optional<Reference> read_reference(const Cursor& cursor, std::string_view k
 }
 
 void read_options(const Cursor& cursor, Output& output) {
-    constexpr std::string_view kPngKeys[] = {"from", "origin", "alpha", "background"};
-    constexpr std::string_view kRawKeys[] = {"from", "comp"};
-    constexpr std::string_view kSvgKeys[] = {"from", "origin", "under", "points"};
-    constexpr std::string_view kOtherKeys[] = {"from"};
+    constexpr std::string_view kPngKeys[] = {"from", "origin", "alpha", "background", "as"};
+    constexpr std::string_view kRawKeys[] = {"from", "comp", "as"};
+    constexpr std::string_view kSvgKeys[] = {"from", "origin", "under", "points", "as"};
+    constexpr std::string_view kOtherKeys[] = {"from", "as"};
     const bool image =
         output.kind == OutputKind::png || output.kind == OutputKind::svg || output.kind == OutputKind::webp;
     if (const auto origin = image ? cursor.find("origin") : std::nullopt) output.origin = read_image_origin(*origin);
@@ -454,14 +456,27 @@ void read_options(const Cursor& cursor, Output& output) {
     }
 }
 
+/// What an output is written as: what "as" says, else what the file name ends in. `nullopt` after a problem.
+std::optional<OutputKind> read_output_kind(const Cursor& cursor, const std::string& file) {
+    const auto as = cursor.find("as");
+    const auto name = as ? as->text() : file;
+    if (!name) return std::nullopt;
+    const auto kind = output_kind(*name);
+    if (kind) return kind;
+    const Cursor& place = as ? *as : cursor;
+    if (!as && file == "-") {
+        place.problem(R"("-", the standard output, needs an "as": {"from": REF, "as": ".png"})");
+    } else {
+        place.problem("files end in .png .webp .svg .json .raw .vti .vtr .vts or .vtu, not in \"" +
+                      std::string(file_ending(*name)) + "\"");
+    }
+    return std::nullopt;
+}
+
 /// What stands beside a file name: a reference, or an object with one and options.
 std::optional<Output> NetworkReader::read_output(const Cursor& cursor, const std::string& file) {
-    const auto kind = output_kind(file);
-    if (!kind) {
-        cursor.problem("files end in .png .webp .svg .json .raw .vti .vtr .vts or .vtu, not in \"" +
-                       std::string(file_ending(file)) + "\"");
-        return std::nullopt;
-    }
+    const auto kind = read_output_kind(cursor, file);
+    if (!kind) return std::nullopt;
     Output output;
     output.file = file;
     output.kind = *kind;
@@ -528,11 +543,11 @@ Network read_network(const Document& document, const Definitions& definitions, c
 
 Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
                      Problems& problems) {
-    const auto document = load_document(file, problems);
+    const auto document = file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
     if (!document) return {};
     Environment environment{problems, fs::path(file).parent_path().string()};
     Network network = read_network(*document, definitions, options, environment);
-    check_network(network, problems);
+    check_network(network, problems, !options.without_data);
     return network;
 }
 

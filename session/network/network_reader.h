@@ -13,6 +13,7 @@ namespace zam::session {
 struct NetworkOptions {
     std::vector<std::string> set;
     std::vector<std::string> write;
+    bool without_data = false;  // input files need not exist
 };
 
 /// Reads and checks a network file with the options that change it. All problems are listed.

@@ -1,11 +1,19 @@
 #include "session/outputs/output_file.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <vector>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 #include "base/element_types.h"
 #include "contract/file.h"
@@ -18,32 +26,85 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kSwapBlock = std::size_t{1} << 16;
 
+std::FILE* standard_output = nullptr;  // null: `stdout`
+
+/// Names of the files that are being written aside, where a handler of signals finds them. A name that finds no place
+/// or is too long is not removed by it.
+struct Part {
+    std::atomic<bool> used{false};
+    std::array<char, 4096> name{};
+};
+std::array<Part, 16> parts;
+
+void remember_part(const std::string& name) {
+    if (name.size() >= Part{}.name.size()) return;
+    const auto free = std::find_if(parts.begin(), parts.end(), [](const Part& part) { return !part.used; });
+    if (free == parts.end()) return;
+    std::copy_n(name.c_str(), name.size() + 1, free->name.data());
+    free->used = true;
+}
+
+void forget_part(const std::string& name) {
+    for (auto& part : parts) {
+        if (part.used && name == part.name.data()) part.used = false;
+    }
+}
+
 }  // namespace
 
-OutputFile::OutputFile(const std::string& directory, const std::string& name) : path_(name) {
+void set_standard_output(std::FILE* stream) { standard_output = stream; }
+
+void remove_parts() noexcept {
+    for (const auto& part : parts) {
+        if (part.used) unlink(part.name.data());
+    }
+}
+
+OutputFile::OutputFile(const std::string& directory, const std::string& name) {
+    if (name == kStandardOutput) {
+        stream_ = standard_output ? standard_output : stdout;
+        return;
+    }
+    path_ = name;
+    std::error_code error;
     if (FILEis_path_absolute(name.c_str()) != 1) {
         path_ = (fs::path(directory) / name).string();
-        std::error_code error;
         if (fs::path(path_).has_parent_path()) fs::create_directories(fs::path(path_).parent_path(), error);
         if (error) throw RunError("cannot make the directory of " + path_ + ": " + error.message());
     }
-    aside_ = path_ + ".part";
-    file_.reset(std::fopen(aside_.c_str(), "wb"));
-    if (!file_) fail("cannot write");
+    const auto status = fs::status(path_, error);
+    if (!fs::exists(status) || fs::is_regular_file(status)) aside_ = path_ + ".part";
+    open();
+}
+
+void OutputFile::open() {
+    if (!aside_.empty()) remember_part(aside_);
+    file_.reset(std::fopen(aside_.empty() ? path_.c_str() : aside_.c_str(), "wb"));
+    stream_ = file_.get();
+    if (file_) return;
+    forget_part(aside_);
+    fail("cannot write");
 }
 
 OutputFile::~OutputFile() {
-    if (!file_) return;
     file_.reset();
+    remove_aside();
+}
+
+void OutputFile::remove_aside() {
+    if (aside_.empty()) return;
     std::remove(aside_.c_str());
+    forget_part(aside_);
+    aside_.clear();
 }
 
 void OutputFile::fail(const char* what) const {
-    throw RunError(std::string(what) + " " + path_ + ": " + std::strerror(errno));
+    throw RunError(std::string(what) + " " + (path_.empty() ? "the standard output" : path_) + ": " +
+                   std::strerror(errno));
 }
 
 void OutputFile::write(const void* bytes, std::size_t count) {
-    if (count > 0 && std::fwrite(bytes, 1, count, file_.get()) != count) fail("cannot write");
+    if (count > 0 && std::fwrite(bytes, 1, count, stream_) != count) fail("cannot write");
 }
 
 void OutputFile::write_values(int type, const void* values, xp_long count) {
@@ -62,13 +123,14 @@ void OutputFile::write_values(int type, const void* values, xp_long count) {
 }
 
 void OutputFile::commit() {
-    if (std::fflush(file_.get()) != 0) fail("cannot write");
-    file_.reset();
+    const bool flushed = std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
+    if (!flushed || (file_ && std::fclose(file_.release()) != 0)) fail("cannot write");
+    if (aside_.empty()) return;
     std::error_code error;
     fs::rename(aside_, path_, error);
-    if (!error) return;
-    std::remove(aside_.c_str());
-    throw RunError("cannot write " + path_ + ": " + error.message());
+    if (error) throw RunError("cannot write " + path_ + ": " + error.message());
+    forget_part(aside_);
+    aside_.clear();
 }
 
 }  // namespace zam::session

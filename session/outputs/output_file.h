@@ -1,4 +1,5 @@
-// Output files: written aside and renamed into place, so that a name never stands for half a file.
+// Output files: written aside and renamed into place, so that a name never stands for half a file. Devices and pipes,
+// which cannot be replaced, are written to as they are.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +10,15 @@
 #include "contract/types.h"
 
 namespace zam::session {
+
+/// The name of an output that goes to the standard output.
+constexpr std::string_view kStandardOutput = "-";
+
+/// Where such outputs go if not to `stdout`; borrowed. Null: `stdout` again.
+void set_standard_output(std::FILE* stream);
+
+/// Removes the files that are being written aside. For handlers of signals: it allocates nothing and locks nothing.
+void remove_parts() noexcept;
 
 /// Every member throws RunError if the file system refuses.
 class OutputFile {
@@ -25,16 +35,22 @@ public:
     /// `count` elements of a type, little-endian.
     void write_values(int type, const void* values, xp_long count);
 
-    std::FILE* stream() { return file_.get(); }
+    std::FILE* stream() { return stream_; }
+    /// The name with its directory; empty for the standard output.
+    const std::string& path() const { return path_; }
     /// Gives the file its name.
     void commit();
 
 private:
     [[noreturn]] void fail(const char* what) const;
 
+    void open();
+    void remove_aside();
+
     std::string path_;
-    std::string aside_;
+    std::string aside_;  // empty: the file is written as it is
     FileHandle file_;
+    std::FILE* stream_ = nullptr;
 };
 
 }  // namespace zam::session

@@ -1,5 +1,7 @@
 #include "session/outputs/outputs.h"
 
+#include <filesystem>
+
 #include "base/element_types.h"
 #include "contract/om.h"
 #include "embedded/host.h"
@@ -48,9 +50,27 @@ void write_picture(OMobj_id object, const ImageStyle& style, OutputFile& file) {
     frames.write(1, file);
 }
 
+std::string bytes_text(const std::string& path) {
+    std::error_code error;
+    const auto bytes = std::filesystem::file_size(path, error);  // devices have none
+    return error ? "" : std::to_string(bytes) + " bytes";
+}
+
+/// The size of what became of an object: nodes per axis, or bytes where these say nothing.
+std::string size_text(OMobj_id object, const Output& output, const std::string& path) {
+    const bool is_grid = output.kind == OutputKind::png || output.kind == OutputKind::vti ||
+                         output.kind == OutputKind::vtr || output.kind == OutputKind::vts;
+    std::string text;
+    if (is_grid) {
+        for (const xp_long dim : read_shape(object).dims) text += (text.empty() ? "" : " × ") + std::to_string(dim);
+        return text;
+    }
+    return bytes_text(path);
+}
+
 }  // namespace
 
-void write_output(const Output& output, const Network& network, const std::string& directory) {
+std::string write_output(const Output& output, const Network& network, const std::string& directory) {
     const OMobj_id object = resolve(output.from);
     OutputFile file(directory, output.file);
     switch (output.kind) {
@@ -65,6 +85,7 @@ void write_output(const Output& output, const Network& network, const std::strin
         case OutputKind::vtu: write_vtk(object, output.kind, file); break;
     }
     file.commit();
+    return file.path().empty() ? "" : file.path() + " " + size_text(object, output, file.path());
 }
 
 void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames) {
@@ -72,10 +93,11 @@ void add_frame(const Output& output, const Network& network, int milliseconds, W
     frames.add(Image(object, ".webp"), image_style(output, object, network), milliseconds);
 }
 
-void write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {
+std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {
     OutputFile file(directory, output.file);
     frames.write(milliseconds, file);
     file.commit();
+    return file.path().empty() ? "" : file.path() + " " + bytes_text(file.path());
 }
 
 void write_raw(OMobj_id object, int component, OutputFile& file) {

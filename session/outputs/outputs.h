@@ -16,14 +16,16 @@ namespace zam::session {
 /// Writes what an output names, as the ending of the file name says.
 /// @param network  whose definitions say which way up images are
 /// @param directory  where relative names go
-void write_output(const Output& output, const Network& network, const std::string& directory);
+/// @return what was written, for people: "out/orbital.png 640 × 640"; empty for the standard output
+std::string write_output(const Output& output, const Network& network, const std::string& directory);
 
 /// Adds what an output names at this moment to the frames of its animation.
 /// @param milliseconds  when it is to be shown
 void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames);
 /// Writes an animation.
 /// @param milliseconds  its length
-void write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames);
+/// @return what was written, as write_output() says it
+std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames);
 
 /// Any object as JSON.
 void write_json(OMobj_id object, OutputFile& file);

@@ -29,6 +29,8 @@ public:
     virtual void not_written(std::string_view file, std::string_view failed_module) = 0;
     /// A call of a module has ended; its progress is over.
     virtual void call_ended() = 0;
+    /// An output was written: its file and size, as write_output() gives them.
+    virtual void wrote(std::string_view /*output*/) {}
 };
 
 }  // namespace zam::session

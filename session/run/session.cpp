@@ -448,7 +448,7 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
             if (!is_numbered(output.file)) continue;
             Output frame = output;
             frame.file = numbered(output.file, step);
-            writing(output, frame.file, [&] { write_output(frame, network_, directory); });
+            writing(output, frame.file, [&] { listener_.wrote(write_output(frame, network_, directory)); });
         }
         for (auto& film : films) {
             const auto add = [&] { add_frame(*film.output, network_, shown_at(step), *film.frames); };
@@ -456,7 +456,9 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
         }
     }
     for (const auto& film : films) {
-        const auto finish = [&] { write_frames(*film.output, directory, shown_at(event.steps), *film.frames); };
+        const auto finish = [&] {
+            listener_.wrote(write_frames(*film.output, directory, shown_at(event.steps), *film.frames));
+        };
         if (film.frames) writing(*film.output, film.output->file, finish);
     }
 }
@@ -480,7 +482,9 @@ bool Session::writing(const Output& output, const std::string& file, Body&& body
 }
 
 void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
-    for (const auto& output : outputs) writing(output, output.file, [&] { write_output(output, network_, directory); });
+    for (const auto& output : outputs) {
+        writing(output, output.file, [&] { listener_.wrote(write_output(output, network_, directory)); });
+    }
 }
 
 void Session::end() {

@@ -134,10 +134,11 @@ std::optional<ColorTable> preset_table(std::string_view name) {
     return std::nullopt;
 }
 
-std::string preset_names() {
-    std::string names;
-    for (const auto& preset : kStopPresets) names.append(preset.name).append(" ");
-    return names + "viridis";
+std::vector<std::string_view> preset_names() {
+    std::vector<std::string_view> names;
+    for (const auto& preset : kStopPresets) names.push_back(preset.name);
+    names.push_back("viridis");
+    return names;
 }
 
 std::optional<Curve> read_curve(const Cursor& cursor) {

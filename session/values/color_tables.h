@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "session/document/cursor.h"
 
@@ -25,7 +26,7 @@ struct ColorTable {
 std::optional<ColorTable> preset_table(std::string_view name);
 
 /// The names of the presets, separated by blanks.
-std::string preset_names();
+std::vector<std::string_view> preset_names();
 
 /// Reads 256 numbers, or points [index, value] with ascending indices that are joined linearly and rounded to the
 /// nearest; before the first and after the last point the curve is level. `nullopt` after a problem.

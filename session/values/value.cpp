@@ -9,6 +9,7 @@
 #include "session/convert/convert_field.h"
 #include "session/data/data_error.h"
 #include "session/data/data_file.h"
+#include "session/document/suggestion.h"
 #include "session/values/color_tables.h"
 
 namespace zam::session {
@@ -196,8 +197,9 @@ std::optional<ColorTable> read_preset(const Cursor& cursor) {
     const auto name = place ? place->text() : "gray";
     if (!name) return std::nullopt;
     const auto table = preset_table(*name);
-    if (!table) place->problem("unknown preset; there are " + preset_names());
-    return table;
+    if (table) return table;
+    place->problem(list_known("unknown preset; there are", *name, preset_names()));
+    return std::nullopt;
 }
 
 /// A colour's array: a curve, a file of values, or `otherwise`.

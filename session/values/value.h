@@ -44,7 +44,8 @@ bool is_group(Kind kind);
 struct Shape {
     Kind kind = Kind::object;
     std::optional<int> array_type;  // Kind::array
-    bool file_name = false;         // Kind::text: names an input file
+    bool file_name = false;         // Kind::text: names a file or directory
+    bool input_file = false;        // a file that has to be there when the network is run
 };
 
 /// The object does not exist.

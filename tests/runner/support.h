@@ -22,8 +22,8 @@ public:
     /// @param modules  directory of the module library; empty: the project's own
     Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err",
             const std::string& modules = ZAM_TEST_MODULES) const {
-        const std::string command = "cd '" + path() + "' && ZAM_MODULE_PATH='" + modules + "' '" ZAM_PROGRAM "' " +
-                                    arguments + " </dev/null " + streams;
+        const std::string command = "cd '" + path() + "' && export ZAM_MODULE_PATH='" + modules +
+                                    "' ZAM='" ZAM_PROGRAM "' && \"$ZAM\" </dev/null " + arguments + " " + streams;
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
     }

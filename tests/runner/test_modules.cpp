@@ -24,6 +24,7 @@ void count_tick(void* object) {
     int ticks = 0;
     OMget_int_val(count, &ticks);
     OMset_int_val(count, ticks + 1);
+    OMstatus_check(ticks % 100, "ticking", nullptr);
 }
 
 OMobj_id ticking;  // the counter that the timer advances

@@ -1,0 +1,46 @@
+#include "runner/graphviz.h"
+
+#include "session/objects/run_error.h"
+
+#if defined(ZAM_WITH_GRAPHVIZ)
+#include <gvc.h>
+
+#include <memory>
+#endif
+
+namespace zam::runner {
+
+#if defined(ZAM_WITH_GRAPHVIZ)
+
+bool can_lay_out_graphs() { return true; }
+
+std::string graph_as_svg(const std::string& graph) {
+    struct FreeContext {
+        void operator()(GVC_t* context) const { gvFreeContext(context); }
+    };
+    struct CloseGraph {
+        void operator()(Agraph_t* graph) const { agclose(graph); }
+    };
+    const std::unique_ptr<GVC_t, FreeContext> context(gvContext());
+    const std::unique_ptr<Agraph_t, CloseGraph> layers(agmemread(graph.c_str()));
+    session::require(context && layers, "the graph cannot be read");
+    session::require(gvLayout(context.get(), layers.get(), "dot") == 0, "the graph cannot be laid out");
+    char* picture = nullptr;
+    unsigned length = 0;
+    const bool drawn = gvRenderData(context.get(), layers.get(), "svg", &picture, &length) == 0 && picture;
+    std::string result = drawn ? std::string(picture, length) : std::string();
+    gvFreeRenderData(picture);
+    gvFreeLayout(context.get(), layers.get());
+    session::require(drawn, "the graph cannot be drawn");
+    return result;
+}
+
+#else
+
+bool can_lay_out_graphs() { return false; }
+
+std::string graph_as_svg(const std::string& /*graph*/) { throw session::RunError("there is no Graphviz"); }
+
+#endif
+
+}  // namespace zam::runner
