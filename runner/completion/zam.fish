@@ -1,0 +1,25 @@
+# Completion of zam for fish.
+set -l commands run check graph modules info schema help
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -f
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a run -d "Run a network"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a check -d "Check a network file"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a graph -d "Draw a network"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a modules -d "List the modules"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a info -d "Say what a data file holds"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a schema -d "Print a JSON Schema of network files"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a help -d "Say how zam is used"
+complete -c zam -s h -l help -d "Show help"
+complete -c zam -s V -l version -d "Show the version"
+complete -c zam -n "__fish_seen_subcommand_from run" -l set -x -d "MODULE.PARAM=VALUE"
+complete -c zam -n "__fish_seen_subcommand_from run" -l write -x -d "FILE=REF"
+complete -c zam -n "__fish_seen_subcommand_from run" -l log -r -d "Record the calls"
+complete -c zam -n "__fish_seen_subcommand_from run" -l output-dir -xa "(__fish_complete_directories)" -d "Where outputs go"
+complete -c zam -n "__fish_seen_subcommand_from run" -l loop -x -d "Seconds"
+complete -c zam -n "__fish_seen_subcommand_from run" -l fail-allocation -x -d "Number of the allocation"
+complete -c zam -n "__fish_seen_subcommand_from run" -l quiet -d "No progress line"
+complete -c zam -n "__fish_seen_subcommand_from run check" -l strict -d "Mismatches are errors"
+complete -c zam -n "__fish_seen_subcommand_from graph" -s o -r -d "The drawing, .svg or .dot"
+complete -c zam -n "__fish_seen_subcommand_from modules" -f -l json -d "For programs"
+complete -c zam -n "__fish_seen_subcommand_from modules" -f -a "(zam modules 2>/dev/null | string split -f 1 ' ')"
+complete -c zam -n "__fish_seen_subcommand_from schema" -f
+complete -c zam -n "__fish_seen_subcommand_from help" -f -a "$commands"
