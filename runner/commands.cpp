@@ -1,6 +1,7 @@
 #include "runner/commands.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "embedded/host.h"
 #include "runner/console.h"
@@ -71,7 +72,9 @@ std::optional<Network> read_network_file(const std::string& name, const NetworkO
                                          const Definitions& definitions, Problems& problems) {
     Network network = load_network(name, changes, definitions, problems);
     if (!problems.any()) return network;
-    const auto file = network.instances.empty() && name != "-" ? read_file_start(name) : std::nullopt;
+    // a pipe gives its contents only once
+    const bool may_be_data = network.instances.empty() && std::filesystem::is_regular_file(name);
+    const auto file = may_be_data ? read_file_start(name) : std::nullopt;
     if (const FileKind* kind = file ? find_file_kind(*file) : nullptr) {
         problems = {};
         problems.add({name, 0, 0, {}}, "this is a " + std::string(kind->name) + "; try: zam view " + name);

@@ -192,8 +192,9 @@ void Console::list_written() {
 }
 
 void Console::show_progress(const host::Record& record) {
+    if (!progress_) return;
     const auto elapsed = std::chrono::steady_clock::now() - start_;
-    if (!progress_ || elapsed < kQuietTime) return;
+    if (elapsed < kQuietTime) return;
     const int width = record.range_high - record.range_low;
     const int percent = record.range_low + width * std::clamp(record.percent, 0, 100) / 100;
     std::string text = record.text.substr(0, kMaxProgressText);

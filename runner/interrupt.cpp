@@ -27,7 +27,14 @@ extern "C" void end_program(int signal) {
 }  // namespace
 
 void end_on_interrupt() {
-    for (const int signal : {SIGINT, SIGTERM}) {
+    constexpr int kSignals[] = {
+        SIGINT,
+        SIGTERM,
+#if defined(SIGHUP)
+        SIGHUP,  // the terminal was closed
+#endif
+    };
+    for (const int signal : kSignals) {
         if (std::signal(signal, end_program) == SIG_IGN) std::signal(signal, SIG_IGN);
     }
 }
