@@ -47,8 +47,7 @@ std::optional<session::Definitions> load_definitions();
 /// no network but data.
 /// @param problems  receives the notes on a network that can be run
 std::optional<session::Network> read_network_file(const std::string& name, const session::NetworkOptions& changes,
-                                                  const session::Definitions& definitions,
-                                                  session::Problems& problems);
+                                                  const session::Definitions& definitions, session::Problems& problems);
 
 /// Loads the module library, or says why not.
 std::unique_ptr<session::ModuleLibrary> load_library();

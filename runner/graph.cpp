@@ -107,7 +107,8 @@ int draw_graph(const std::string& network_file, const std::string& picture) {
     }
     const auto definitions = load_definitions();
     Problems problems;
-    const auto network = definitions ? read_network_file(network_file, {{}, {}, true}, *definitions, problems) : std::nullopt;
+    const auto network =
+        definitions ? read_network_file(network_file, {{}, {}, true}, *definitions, problems) : std::nullopt;
     if (!network) return kWrong;
     const std::string text = Drawing(*network).text();
     try {
