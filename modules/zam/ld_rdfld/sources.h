@@ -25,6 +25,7 @@ struct DataFormat {
     bool portable;  // XDR
     bool swap;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 sees a 0 in what the compiler makes of this
     auto operator<=>(const DataFormat&) const = default;
 };
 
