@@ -6,9 +6,10 @@
 #include <gvc.h>
 
 #include <memory>
+#endif
 
-// Read by the leak sanitizer, if the build has one: Graphviz keeps its list of plugins, and fontconfig its fonts, until
-// the program ends.
+#if defined(ZAM_WITH_GRAPHVIZ) && defined(__SANITIZE_ADDRESS__)
+// Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libgvc\nleak:libfontconfig\n"; }
 #endif
 

@@ -146,6 +146,7 @@ void crop_field(FieldValue& field, const std::vector<std::array<xp_long, 2>>& cr
     }
     crop_points(field, crop, kept);
     std::vector<xp_long> dims;
+    dims.reserve(kept.size());
     for (const std::size_t axis : kept) dims.push_back(sizes[axis]);
     set_dims(field, dims);
     field.extent_minimum.reset();

@@ -20,6 +20,7 @@ std::string list_known(std::string text, std::string_view unknown, std::span<con
 template <class List, class Name>
 std::string did_you_mean(std::string_view unknown, const List& list, Name&& name_of) {
     std::vector<std::string_view> known;
+    known.reserve(std::size(list));
     for (const auto& one : list) known.push_back(name_of(one));
     return did_you_mean(unknown, known);
 }
