@@ -11,6 +11,7 @@
 #if defined(ZAM_WITH_GRAPHVIZ) && defined(__SANITIZE_ADDRESS__)
 // Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libgvc\nleak:libfontconfig\n"; }
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
 #endif
 
 namespace zam::runner {

@@ -65,7 +65,7 @@ std::string list(const std::vector<DataArray>& arrays) {
 
 /// The arrays that the request names, or the only one.
 std::vector<DataArray> choose(const std::vector<DataArray>& arrays, const std::vector<std::string>& names) {
-    const std::vector<DataArray> data = without_descriptions(arrays);
+    std::vector<DataArray> data = without_descriptions(arrays);
     if (names.empty()) {
         if (data.size() > 1) throw DataError("\"variable\" has to name one of " + list(data));
         return data;

@@ -31,7 +31,7 @@ void widen(const std::byte* from, std::size_t count, std::byte* to) {
     for (std::size_t i = 0; i < count; ++i) {
         From value{};
         std::memcpy(&value, from + i * sizeof value, sizeof value);
-        const To wide = static_cast<To>(value);
+        const To wide = static_cast<To>(value);  // NOLINT(bugprone-signed-char-misuse): a number of 8 bits
         std::memcpy(to + i * sizeof wide, &wide, sizeof wide);
     }
 }

@@ -66,8 +66,7 @@ private:
         while (count > 0) {
             const zip_int64_t got = zip_fread(member_.get(), destination, static_cast<zip_uint64_t>(count));
             if (got <= 0) {
-                const std::string text =
-                    got == 0 ? "the archive's member ended early" : zip_file_strerror(member_.get());
+                std::string text = got == 0 ? "the archive's member ended early" : zip_file_strerror(member_.get());
                 member_.reset();
                 return text;
             }
