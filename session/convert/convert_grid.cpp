@@ -62,7 +62,7 @@ void crop_points(FieldValue& field, const std::vector<std::array<xp_long, 2>>& c
     }
     std::vector<float> points;
     if (field.grid_type == FLD_UNIFORM) {
-        for (const std::size_t corner : {0, 1}) {
+        for (const std::size_t corner : {std::size_t{0}, std::size_t{1}}) {
             for (const std::size_t c : space) {
                 const bool of_axis = c < field.dims.size() && field.dims[c] > 1;
                 const double first = old[c];

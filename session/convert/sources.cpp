@@ -26,24 +26,24 @@ std::string unfit(xp_long index, double value, int type) {
     return "value " + std::to_string(index) + ", " + number + ", does not fit in type " + std::string(type_name(type));
 }
 
-/// Converts values; `take(i, value)` receives each. A null becomes `null_value`.
+/// A value as another type; `nullopt` if it does not fit.
+template <class From, class To>
+std::optional<To> element_of(From value) {
+    if constexpr (std::is_same_v<From, To>) return value;
+    if constexpr (std::is_integral_v<From>) return exact_element<To>(static_cast<std::int64_t>(value));
+    return nearest_element<To>(static_cast<double>(value));
+}
+
+/// Converts values, each `to_step` elements after the one before. A null becomes `null_value`.
 template <class From, class To>
 std::string convert_block(const std::byte* block, xp_long count, const NullTest<From>& is_null,
                           std::optional<To> null_value, xp_long first, int type, std::byte* to, xp_long to_step) {
     for (xp_long i = 0; i < count; ++i) {
         const From value = load<From>(block, i);
-        if (is_null.any() && is_null(value)) {
-            store(to, i * to_step, null_value.value_or(To{}));
-        } else if constexpr (std::is_same_v<From, To>) {
-            store(to, i * to_step, value);
-        } else if constexpr (std::is_integral_v<From> && std::is_integral_v<To>) {
-            if (!std::in_range<To>(value)) return unfit(first + i, static_cast<double>(value), type);
-            store(to, i * to_step, static_cast<To>(value));
-        } else {
-            const auto element = nearest_element<To>(static_cast<double>(value));
-            if (!element) return unfit(first + i, static_cast<double>(value), type);
-            store(to, i * to_step, *element);
-        }
+        const bool null = is_null.any() && is_null(value);
+        const std::optional<To> element = null ? null_value.value_or(To{}) : element_of<From, To>(value);
+        if (!element) return unfit(first + i, static_cast<double>(value), type);
+        store(to, i * to_step, *element);
     }
     return {};
 }

@@ -92,6 +92,7 @@ float position(const DataAxis& axis, xp_long index) {
 /// Points of a uniform field: its first node, then its last.
 NumberArray corners(const std::vector<DataAxis>& space) {
     std::vector<float> points;
+    points.reserve(2 * space.size());
     for (const auto& axis : space) points.push_back(position(axis, 0));
     for (const auto& axis : space) points.push_back(position(axis, axis.size - 1));
     return float_array(points);

@@ -27,12 +27,14 @@ std::string listed(const std::vector<std::string>& names) {
 
 std::string listed(const std::vector<int>& numbers) {
     std::vector<std::string> names;
+    names.reserve(numbers.size());
     for (const int number : numbers) names.push_back(std::to_string(number));
     return listed(names);
 }
 
 std::string type_names(const std::vector<int>& types) {
     std::vector<std::string> names;
+    names.reserve(types.size());
     for (const int type : types) names.emplace_back(type_name(type));
     return listed(names);
 }
@@ -160,9 +162,9 @@ std::string mismatch(std::string_view module, const Parameter& parameter, const 
     }
     for (std::size_t comp = 0; comp < accepted.components.size() && !form.components.empty(); ++comp) {
         const std::string number = "component " + std::to_string(comp);
-        if (comp >= form.components.size()) return about + "there is no " + number;
+        if (comp >= form.components.size()) return std::string(about).append("there is no ").append(number);
         const std::string text = component_mismatch(module, accepted.components[comp], form, comp);
-        if (!text.empty()) return about + number + " " + text;
+        if (!text.empty()) return std::string(about).append(number).append(" ").append(text);
     }
     return {};
 }

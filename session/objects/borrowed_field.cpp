@@ -64,9 +64,10 @@ ComponentValue borrow_component(OMobj_id node_data, int comp) {
 }
 
 std::vector<ComponentValue> borrow_node_data(OMobj_id node_data) {
+    const int count = component_count(node_data);
     std::vector<ComponentValue> components;
-    for (int comp = 0; comp < component_count(node_data); ++comp)
-        components.push_back(borrow_component(node_data, comp));
+    components.reserve(static_cast<std::size_t>(count));
+    for (int comp = 0; comp < count; ++comp) components.push_back(borrow_component(node_data, comp));
     return components;
 }
 
