@@ -161,7 +161,7 @@ std::string follow(Link& link) {
     if (OMvalid_obj(link.holder) != 1) return {};  // taken away since
     const OMobj_id target = host::find(host::root(), link.reference.target);
     const bool exists = OMvalid_obj(target) == 1;
-    const std::string nothing = exists ? "" : link.reference.target + " leads to nothing";
+    std::string nothing = exists ? "" : link.reference.target + " leads to nothing";
     if (link.conversion) return exists ? convert_anew(link, target) : nothing;
     OMobj_id current = OMnull_obj();
     OMget_obj_ref(link.holder, &current, 0);
