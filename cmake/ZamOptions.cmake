@@ -43,3 +43,14 @@ if(ZAM_SANITIZE)
   target_link_options(zam_options INTERFACE -fsanitize=${ZAM_SANITIZE})
 endif()
 target_include_directories(zam_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+# zam_link_optional(TARGET NAME modules...): links what pkg-config knows by these names, and defines ZAM_WITH_NAME, if all of
+# them are there. Without them the target builds too, and its program says what it cannot do.
+function(zam_link_optional target name)
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
+  if(${name}_FOUND)
+    target_link_libraries(${target} PRIVATE PkgConfig::${name})
+    target_compile_definitions(${target} PRIVATE ZAM_WITH_${name})
+  endif()
+endfunction()
