@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kDigits = 5;
 constexpr std::int64_t kBlockBytes = 1 << 18;
 
-xp_long number_at(const FileStart& file, std::size_t at) { return std::stoi(file.bytes.substr(at, kDigits)); }
+xp_long number_at(std::string_view start, std::size_t at) { return std::stoi(std::string(start.substr(at, kDigits))); }
 
 /// Reads `count` values of the file in blocks, for their range. False if the file is shorter.
 template <class T>
@@ -41,14 +41,14 @@ bool add_range(std::FILE* file, std::int64_t count, int type, OMobj_id field, in
 
 }  // namespace
 
-bool is_capture_file(const FileStart& file) {
-    const std::string text = file.bytes.substr(0, 2 * kDigits);
-    if (text.size() < 2 * kDigits || text.find_first_not_of("0123456789") != std::string::npos) return false;
-    return number_at(file, 0) > 0 && number_at(file, kDigits) > 0;
+bool is_capture_file(std::string_view start) {
+    const std::string_view text = start.substr(0, 2 * kDigits);
+    if (text.size() < 2 * kDigits || text.find_first_not_of("0123456789") != std::string_view::npos) return false;
+    return number_at(text, 0) > 0 && number_at(text, kDigits) > 0;
 }
 
 Description describe_capture(const FileStart& start, OMobj_id field) {
-    const xp_long dims[2] = {number_at(start, 0), number_at(start, kDigits)};
+    const xp_long dims[2] = {number_at(start.bytes, 0), number_at(start.bytes, kDigits)};
     const xp_long pixels = dims[0] * dims[1];
     FLDset_ndim(field, 2);
     FLDset_dims(field, dims);
@@ -61,7 +61,7 @@ Description describe_capture(const FileStart& start, OMobj_id field) {
     const bool whole = file && std::fread(text.data(), 1, text.size(), file.get()) == text.size() &&
                        add_range<std::uint8_t>(file.get(), 4 * pixels, DTYPE_BYTE, field, 0) &&
                        add_range<float>(file.get(), pixels, DTYPE_FLOAT, field, 1);
-    return {whole ? "" : "is shorter than the size at its beginning says", {}, {}};
+    return {.fault = whole ? "" : "is shorter than the size at its beginning says"};
 }
 
 }  // namespace zam::runner

@@ -6,7 +6,7 @@
 namespace zam::runner {
 
 /// Whether a file begins as capture files do, with ten digits: a width and a height.
-bool is_capture_file(const FileStart& file);
+bool is_capture_file(std::string_view start);
 
 /// Gives a field what `zam info` prints of the file: dims, and each component with its range. Pixels are read in blocks
 /// and not kept.

@@ -1,12 +1,14 @@
 #include "runner/data_info.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "runner/console.h"
 #include "session/convert/value_range.h"
 #include "session/data/data_error.h"
 #include "session/data/data_file.h"
+#include "session/document/parser.h"
 #include "session/objects/host_fields.h"
 #include "session/outputs/json_writer.h"
 
@@ -15,11 +17,6 @@ namespace zam::runner {
 using namespace session;
 
 namespace {
-
-bool is_kind(const FileStart& file, std::string_view name) {
-    const DataFileKind* kind = data_file_kind(file.bytes);
-    return kind && kind->name == name;
-}
 
 constexpr std::size_t kMaxTimes = 16;
 
@@ -40,12 +37,12 @@ FieldValue shape_of(const DataArray& array) {
     return field;
 }
 
-/// "3: 0 0.5 1", the times of the first steps.
-std::string tell_times(const std::vector<float>& times) {
-    std::string text = std::to_string(times.size()) + ":";
+/// "3: 0 0.5 1", the number of steps and the times of the first of them.
+std::vector<Description::Line> tell_steps(std::size_t steps, const std::vector<float>& times) {
+    std::string text = std::to_string(steps) + (times.empty() ? "" : ":");
     for (std::size_t i = 0; i < std::min(times.size(), kMaxTimes); ++i)
         append_number(text += " ", DTYPE_FLOAT, &times[i]);
-    return text + (times.size() > kMaxTimes ? " ..." : "");
+    return {{"time steps", text + (times.size() > kMaxTimes ? " ..." : "")}};
 }
 
 std::string tell(const DataArray& array) {
@@ -64,20 +61,15 @@ std::string tell(const DataArray& array) {
 
 }  // namespace
 
-bool is_numpy_array(const FileStart& file) { return is_kind(file, "NumPy array"); }
-bool is_numpy_archive(const FileStart& file) { return is_kind(file, "NumPy archive"); }
-bool is_netcdf_file(const FileStart& file) { return is_kind(file, "NetCDF file"); }
-bool is_nrrd_file(const FileStart& file) { return is_kind(file, "NRRD file"); }
-
 Description describe_data_file(const FileStart& file, OMobj_id field) {
     Description description;
     try {
         const auto arrays = without_descriptions(data_file_kind(file.bytes)->open(file.name));
         if (arrays.size() == 1) {
             if (!arrays.front().fault.empty()) throw DataError(tell(arrays.front()));
-            description.note = arrays.front().note;
+            if (!arrays.front().note.empty()) description.notes = {arrays.front().note};
             FieldValue shape = shape_of(arrays.front());
-            if (!shape.time_values.empty()) description.steps = tell_times(shape.time_values);
+            if (!shape.time_values.empty()) description.lines = tell_steps(shape.time_values.size(), shape.time_values);
             shape.time_values.clear();
             fill_field(field, shape);
         } else {
@@ -87,6 +79,23 @@ Description describe_data_file(const FileStart& file, OMobj_id field) {
     } catch (const DataError& error) {
         description.fault = std::string("cannot be read: ") + error.what();
     }
+    return description;
+}
+
+bool is_field_dump(std::string_view start) {
+    const std::string key = first_key(start);
+    return std::find(std::begin(kFieldKeys), std::end(kFieldKeys), key) != std::end(kFieldKeys);
+}
+
+Description describe_field_dump(const FileStart& file, OMobj_id field) {
+    Problems problems;
+    Environment environment{problems, std::filesystem::path(file.name).parent_path().string()};
+    const auto document = load_document(file.name, problems);
+    const FieldPointer value = document ? read_field(Cursor(*document, environment)) : nullptr;
+    if (problems.any()) return {.fault = "cannot be read: " + problems.lines().front()};
+    fill_field(field, *value);
+    Description description;
+    if (!value->steps.empty()) description.lines = tell_steps(value->steps.size(), value->time_values);
     return description;
 }
 

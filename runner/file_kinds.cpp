@@ -1,5 +1,6 @@
 #include "runner/file_kinds.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "base/file_handle.h"
@@ -7,6 +8,8 @@
 #include "runner/capture_info.h"
 #include "runner/data_info.h"
 #include "runner/voxel_info.h"
+#include "session/data/data_file.h"
+#include "session/document/parser.h"
 
 namespace zam::runner {
 
@@ -16,12 +19,12 @@ namespace {
 
 using Parameters = std::vector<std::pair<std::string_view, Value>>;
 
-bool is_field_file(const FileStart& file) { return file.bytes.starts_with("# AVS"); }
+bool is_field_file(std::string_view start) { return start.starts_with("# AVS"); }
 Parameters field_file_parameters(const FileStart& file) { return {{"filename", {file.name}}}; }
 
 /// A first record of 2 or 3 integers of 4 or 8 bytes, between markers of 4 or 8 bytes in either order.
-bool is_fortran_grid(const FileStart& file) {
-    std::string marker = file.bytes.substr(0, 8);
+bool is_fortran_grid(std::string_view start) {
+    const std::string marker(start.substr(0, 8));
     if (marker.size() < 8) return false;
     const auto is_length = [](char byte) { return byte == 8 || byte == 12 || byte == 16 || byte == 24; };
     const auto zeros = [&](std::size_t from, std::size_t count) {
@@ -35,15 +38,21 @@ bool is_fortran_grid(const FileStart& file) {
 Parameters fortran_grid_parameters(const FileStart& file) { return {{"frt_fname", {file.name}}}; }
 
 constexpr FileKind kFileKinds[] = {
-    {"NumPy array", is_numpy_array, "", nullptr, "", "", describe_data_file},
-    {"NumPy archive", is_numpy_archive, "", nullptr, "", "", describe_data_file},
-    {"NetCDF file", is_netcdf_file, "", nullptr, "", "", describe_data_file},
-    {"NRRD file", is_nrrd_file, "", nullptr, "", "", describe_data_file},
+    {"field dump", is_field_dump, "", nullptr, "", "", describe_field_dump},
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},
     {"voxel text", is_voxel_text, "", nullptr, "", "", describe_voxels},
 };
+
+std::vector<FileKind> all_kinds() {
+    std::vector<FileKind> kinds;
+    kinds.reserve(data_file_kinds().size() + std::size(kFileKinds));
+    for (const DataFileKind& kind : data_file_kinds())
+        kinds.push_back({kind.name, kind.matches, "", nullptr, "", "", describe_data_file});
+    kinds.insert(kinds.end(), std::begin(kFileKinds), std::end(kFileKinds));
+    return kinds;
+}
 
 }  // namespace
 
@@ -56,10 +65,15 @@ std::optional<FileStart> read_file_start(const std::string& name) {
 }
 
 const FileKind* find_file_kind(const FileStart& file) {
-    for (const FileKind& kind : kFileKinds) {
-        if (kind.matches(file)) return &kind;
-    }
-    return nullptr;
+    static const std::vector<FileKind> kinds = all_kinds();
+    const auto kind =
+        std::find_if(kinds.begin(), kinds.end(), [&](const FileKind& known) { return known.matches(file.bytes); });
+    return kind == kinds.end() ? nullptr : &*kind;
+}
+
+bool is_network(std::string_view start) {
+    const std::string key = first_key(start);
+    return key == "modules" || key == "events" || key == "write";
 }
 
 }  // namespace zam::runner

@@ -1,5 +1,6 @@
 // `zam info`: what a data file holds, read by the module that reads such files.
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -30,14 +31,17 @@ std::string joined(const float* values, int count) {
     return text;
 }
 
-void print_line(const char* what, const std::string& text) { std::printf("%-11s %s\n", what, text.c_str()); }
+void print_line(std::string_view what, const std::string& text) {
+    std::printf("%-11s %s\n", std::string(what).c_str(), text.c_str());
+}
 
 void print_mesh(OMobj_id field) {
     const FieldShape shape = read_shape(field);
     std::string dims;
     for (const xp_long dim : shape.dims) dims += (dims.empty() ? "" : " x ") + std::to_string(dim);
+    const std::string nodes = std::to_string(shape.nnodes);
     print_line("grid", std::string(grid_type_name(shape)));
-    print_line("dims", dims + " (" + std::to_string(shape.nnodes) + " nodes)");
+    dims.empty() ? print_line("nodes", nodes) : print_line("dims", dims + " (" + nodes + " nodes)");
     print_line("space", std::to_string(shape.nspace));
     Vector minimum{};
     Vector maximum{};
@@ -58,6 +62,23 @@ void print_components(OMobj_id field) {
             append_number(text += ", max ", type, limits->maximum);
         }
         print_line("component", text);
+    }
+}
+
+/// "3 Tri", one line per cell set.
+void print_cells(OMobj_id field) {
+    int count = 0;
+    FLDget_ncell_sets(field, &count);
+    for (int i = 0; i < count; ++i) {
+        OMobj_id cells{};
+        if (FLDget_cell_set(field, i, &cells) != 1) continue;
+        std::array<char, FLD_LABEL_SIZE> name{};
+        xp_long ncells = 0;
+        xp_long npolys = 0;
+        FLDget_cell_set_name(cells, name.data(), FLD_LABEL_SIZE);
+        FLDget_ncells(cells, &ncells);
+        FLDget_npolys(cells, &npolys);
+        print_line("cells", std::to_string(std::max(ncells, npolys)) + " " + name.data());
     }
 }
 
@@ -126,10 +147,10 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
     if (description.arrays.empty()) {
         print_mesh(field);
         print_components(field);
+        print_cells(field);
     }
-    if (!description.steps.empty()) print_line("time steps", description.steps);
-    if (!description.samples.empty()) print_line("samples", description.samples);
-    if (!description.note.empty()) console.note(description.note);
+    for (const auto& [what, text] : description.lines) print_line(what, text);
+    for (const auto& note : description.notes) console.note(note);
     if (!description.warning.empty()) console.warning(description.warning);
     host::reset();
     return kAllWell;
@@ -141,6 +162,7 @@ int show_info(const std::string& name) {
     const auto file = read_file_start(name);
     if (!file) return fail("cannot open " + name);
     const FileKind* kind = find_file_kind(*file);
+    if (!kind && is_network(file->bytes)) return fail(name + " is a network; try: zam run " + name);
     if (!kind) return fail(name + " is of no kind that a module reads");
     Console console(true, name);
     if (kind->describe) return describe(*kind, *file, console);

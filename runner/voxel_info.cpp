@@ -42,12 +42,12 @@ bool is_sample(std::string_view line) {
 }
 
 /// Lines before the first sample; `nullopt` if there is none.
-std::optional<int> lines_before_samples(const FileStart& file) {
-    if (file.bytes.find('\0') != std::string::npos) return std::nullopt;
+std::optional<int> lines_before_samples(std::string_view start) {
+    if (start.find('\0') != std::string_view::npos) return std::nullopt;
     int lines = 0;
-    for (std::size_t at = 0; at < file.bytes.size(); ++lines) {
-        const auto end = std::min(file.bytes.find('\n', at), file.bytes.size());
-        if (is_sample(std::string_view(file.bytes).substr(at, end - at))) return lines;
+    for (std::size_t at = 0; at < start.size(); ++lines) {
+        const auto end = std::min(start.find('\n', at), start.size());
+        if (is_sample(start.substr(at, end - at))) return lines;
         at = end + 1;
     }
     return std::nullopt;
@@ -67,25 +67,23 @@ std::string warning_about(xp_long samples, xp_long placed, xp_long filled, xp_lo
 
 }  // namespace
 
-bool is_voxel_text(const FileStart& file) {
-    const auto first = file.bytes.find_first_not_of(" \t\r\n");
-    const bool json = first != std::string::npos && (file.bytes[first] == '{' || file.bytes[first] == '/');
-    return !json && lines_before_samples(file).has_value();
+bool is_voxel_text(std::string_view start) {
+    const auto first = start.find_first_not_of(" \t\r\n");
+    const bool json = first != std::string_view::npos && (start[first] == '{' || start[first] == '/');
+    return !json && lines_before_samples(start).has_value();
 }
 
 Description describe_voxels(const FileStart& file, OMobj_id field) {
-    const std::string fault = "cannot be read as voxel text";
     const auto library = load_library();
     const auto describe = library ? library->find_as<DescribeVoxels>("zam_describe_voxels") : nullptr;
     xp_long counts[3]{};
     xp_long nodes = 0;
-    if (!describe || describe(file.name.c_str(), *lines_before_samples(file), field, counts) != 1)
-        return {fault, {}, {}};
+    if (!describe || describe(file.name.c_str(), *lines_before_samples(file.bytes), field, counts) != 1)
+        return {.fault = "cannot be read as voxel text"};
     FLDget_nnodes(field, &nodes);
     const auto [samples, placed, filled] = counts;
-    return {.fault = {},
-            .samples = std::to_string(samples) + ", " + std::to_string(placed) + " of them in the grid, at " +
-                       std::to_string(filled) + " nodes",
+    return {.lines = {{"samples", std::to_string(samples) + ", " + std::to_string(placed) +
+                                      " of them in the grid, at " + std::to_string(filled) + " nodes"}},
             .warning = warning_about(samples, placed, filled, nodes)};
 }
 

@@ -96,6 +96,8 @@ std::string data_file_start(const std::string& file) {
     return start;
 }
 
+std::span<const DataFileKind> data_file_kinds() { return kKinds; }
+
 const DataFileKind* data_file_kind(std::string_view start) {
     const auto* const kind =
         std::find_if(std::begin(kKinds), std::end(kKinds), [&](const auto& known) { return known.matches(start); });

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,8 @@ struct DataFileKind {
     /// @throws DataError  if the file cannot be read
     std::vector<DataArray> (*open)(const std::string& file);
 };
+
+std::span<const DataFileKind> data_file_kinds();
 
 /// The kind of a file by its first bytes, 512 of them if it has so many; null for files of other kinds.
 const DataFileKind* data_file_kind(std::string_view start);

@@ -205,4 +205,15 @@ bool parse_json(const Document& document, std::string_view text, bool comments, 
                                      comments);
 }
 
+std::string first_key(std::string_view start) {
+    using Json = nlohmann::json;
+    std::string first;
+    const auto take_key = [&](int depth, Json::parse_event_t event, const Json& value) {
+        if (event == Json::parse_event_t::key && depth == 1 && first.empty() && value != "$schema") first = value;
+        return true;
+    };
+    [[maybe_unused]] const Json rest = Json::parse(start.begin(), start.end(), take_key, false, true);
+    return first;
+}
+
 }  // namespace zam::session

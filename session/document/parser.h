@@ -12,4 +12,8 @@ namespace zam::session {
 /// @param comments  whether comments, // and /* */, may stand between tokens
 bool parse_json(const Document& document, std::string_view text, bool comments, Node& root, Problems& problems);
 
+/// The first key of a JSON object, of which only the beginning may be there, other than its "$schema"; empty if there
+/// is none.
+std::string first_key(std::string_view start);
+
 }  // namespace zam::session

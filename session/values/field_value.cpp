@@ -337,11 +337,9 @@ std::optional<bool> read_time(const Cursor& cursor, FieldValue& field) {
 }  // namespace
 
 FieldPointer read_field(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"nspace", "ndim",   "dims",  "nnodes",    "grid_type", "points",
-                                          "coord",  "extent", "xform", "node_data", "cell_sets", "time"};
     Members members(cursor);
     if (members.failed()) return nullptr;
-    cursor.expect_keys(kKeys);
+    cursor.expect_keys(kFieldKeys);
     auto field = std::make_shared<FieldValue>();
     read_mesh(members, *field);
     if (members.failed()) return nullptr;

@@ -57,6 +57,10 @@ using FieldPointer = std::shared_ptr<const FieldValue>;
 /// The names of grid types in network files, in the order of their codes from 1.
 constexpr std::string_view kGridTypeNames[] = {"uniform", "rectilinear", "structured", "unstructured"};
 
+/// The keys of a field.
+constexpr std::string_view kFieldKeys[] = {"nspace", "ndim",   "dims",  "nnodes",    "grid_type", "points",
+                                           "coord",  "extent", "xform", "node_data", "cell_sets", "time"};
+
 /// Reads a field from an object of a document. Null after a problem.
 FieldPointer read_field(const Cursor& cursor);
 

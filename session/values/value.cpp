@@ -6,6 +6,8 @@
 #include <limits>
 #include <span>
 
+#include "base/file_handle.h"
+#include "contract/file.h"
 #include "session/convert/convert_field.h"
 #include "session/data/data_error.h"
 #include "session/data/data_file.h"
@@ -93,12 +95,13 @@ FieldPointer read_field_file(const Cursor& place) {
     const auto name = place.text();
     if (!name) return nullptr;
     const std::string file = input_file(place.environment().directory, *name);
-    const auto document = load_document(file, place.environment().problems);
-    if (!document) {
-        place.problem("no field can be read from " + file);
+    const FileHandle stream(FILEfopen(file.c_str(), "rb"));
+    if (!stream) {
+        place.problem("cannot open the file " + file);
         return nullptr;
     }
-    return read_field(Cursor(*document, place.environment()));
+    const auto document = load_document(stream.get(), file, place.environment().problems);
+    return document ? read_field(Cursor(*document, place.environment())) : nullptr;
 }
 
 /// Whether a file begins as JSON texts of fields do.
