@@ -47,11 +47,15 @@ bool is_capture_file(std::string_view start) {
     return number_at(text, 0) > 0 && number_at(text, kDigits) > 0;
 }
 
+std::array<xp_long, 2> capture_dims(std::string_view start) {
+    return {number_at(start, 0), number_at(start, kDigits)};
+}
+
 Description describe_capture(const FileStart& start, OMobj_id field) {
-    const xp_long dims[2] = {number_at(start.bytes, 0), number_at(start.bytes, kDigits)};
+    const auto dims = capture_dims(start.bytes);
     const xp_long pixels = dims[0] * dims[1];
     FLDset_ndim(field, 2);
-    FLDset_dims(field, dims);
+    FLDset_dims(field, dims.data());
     FLDset_nspace(field, 2);
     FLDset_node_data_ncomp(field, 2);
     FLDset_node_data_comp(field, 0, 4, "opacity, red, green, blue", nullptr);

@@ -1,9 +1,13 @@
 #include "runner/cli.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cerrno>
+#include <charconv>
+#include <cmath>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "runner/commands.h"
 #include "runner/console.h"
@@ -13,6 +17,7 @@
 namespace zam::runner {
 
 using session::did_you_mean;
+using session::ViewOptions;
 
 namespace {
 
@@ -45,6 +50,74 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
     run->add_flag("--strict", options.strict, "A field that a module does not take is an error");
     run->add_flag("--quiet", options.quiet, "No progress line");
     run->callback([&] { status = run_network(options); });
+}
+
+/// Numbers with commas between them, each in a range.
+template <class Number, std::size_t N>
+bool parse_numbers(const std::string& text, char separator, std::array<Number, N>& numbers) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (std::size_t i = 0; i < N; ++i) {
+        if (i > 0 && (at == end || *at++ != separator)) return false;
+        const auto [next, error] = std::from_chars(at, end, numbers[i]);
+        if (error != std::errc() || !std::isfinite(static_cast<double>(numbers[i]))) return false;
+        at = next;
+    }
+    return at == end;
+}
+
+/// An option of that many numbers.
+template <class Number, std::size_t N>
+void add_numbers(CLI::App& app, const std::string& name, char separator, std::optional<std::array<Number, N>>& to,
+                 const std::string& form, const std::string& meaning) {
+    const auto read = [&to, separator, form](const CLI::results_t& words) {
+        std::array<Number, N> numbers{};
+        if (!parse_numbers(words.at(0), separator, numbers)) return false;
+        to = numbers;
+        return true;
+    };
+    app.add_option(name, read, meaning)->type_name(form)->expected(1);
+}
+
+void add_view(CLI::App& app, ViewCommand& command, int& status) {
+    constexpr double kMaxZoom = 1.0e6;
+    constexpr int kMaxNumber = 1'000'000;
+    auto* view = app.add_subcommand("view", "Make a picture of a data file, or a network's first one");
+    ViewOptions& options = command.options;
+    view->add_option("file", command.file, "Data file or network")->required()->type_name("FILE");
+    view->add_option("-o", options.output, "The picture: .png, .svg or .webp; left out: the file's stem as .png")
+        ->type_name("FILE");
+    auto* data = view->add_option_group("data");
+    data->add_option("--variable", options.data.variable, "Array or component to show")->type_name("NAME");
+    data->add_option("--component", options.data.component, "The same by its number, from 0")
+        ->type_name("N")
+        ->check(CLI::Range(0, kMaxNumber, ""));
+    data->add_option("--vector", options.data.vector, "Arrays or components that are the parts of a vector")
+        ->type_name("A,B[,C]")
+        ->delimiter(',')
+        ->expected(2, 3);
+    data->add_option("--step", options.data.step, "Time step to show, from 0")
+        ->type_name("N")
+        ->check(CLI::Range(0, kMaxNumber, ""));
+    add_numbers(*data, "--range", ',', options.range, "LO,HI", "Values at the ends of the colours");
+    data->add_option("--preset", options.preset, "Colours: gray, bone, heat, rainbow or viridis")->type_name("NAME");
+    data->add_option("--opacity", options.opacity, "Opacity of volumes over the colours: [[0,0],[255,200]]")
+        ->type_name("CURVE");
+    add_numbers(*data, "--turn", ',', options.turn, "X,Y,Z", "Turn the data by degrees about the axes of the picture");
+    data->add_option("--zoom", options.zoom, "Times what fills the picture")
+        ->type_name("S")
+        ->check(CLI::Range(1.0 / kMaxZoom, kMaxZoom, ""));
+    add_numbers(*data, "--size", 'x', options.size, "WxH", "Width and height of the picture in pixels");
+    data->add_option("--perspective", options.perspective, "0 for none, else 1 / distance of the eye")
+        ->type_name("F")
+        ->check(CLI::Range(0.0, kMaxZoom, ""));
+    data->add_flag("--plain", options.plain, "Without legend and axes: the module's own image");
+    data->add_option("--save-network", command.save_network, "Keep the network that makes the picture")
+        ->type_name("FILE");
+    view->callback([&command, &status, data] {
+        command.has_data_options = data->count_all() > 0;
+        status = view_file(command);
+    });
 }
 
 CLI::App* find_command(CLI::App& app, const std::string& name) {
@@ -149,9 +222,11 @@ int run_program(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer(kFooter);
     RunOptions run_options;
+    ViewCommand view_command;
     OtherOptions other_options;
     int status = kAllWell;
     add_run(app, run_options, status);
+    add_view(app, view_command, status);
     add_others(app, other_options, status);
     end_on_interrupt();
     const int ended = parse_and_run(app, argc, argv, status);

@@ -8,6 +8,7 @@
 
 #include "session/network/network_reader.h"
 #include "session/run/library.h"
+#include "session/view/view_options.h"
 
 namespace zam::runner {
 
@@ -28,7 +29,16 @@ struct RunOptions {
     bool strict = false;
 };
 
+struct ViewCommand {
+    std::string file;
+    session::ViewOptions options;
+    bool has_data_options = false;  // any that a network does not have
+    std::string save_network;       // file; empty: none
+};
+
 int run_network(const RunOptions& options);
+/// Makes a picture of a data file, or a network's first one.
+int view_file(ViewCommand command);
 /// @param strict  a field that a module does not take is wrong
 int check_network_file(const std::string& network, bool strict);
 /// @param name  of a module or entry; empty: all

@@ -126,6 +126,10 @@ StandardOutputForFiles::~StandardOutputForFiles() {
     if (saved_) std::fclose(saved_);  // outputs were flushed one by one
 }
 
+void print_fact(std::string_view what, const std::string& text) {
+    std::printf("%-11.*s %s\n", static_cast<int>(what.size()), what.data(), text.c_str());
+}
+
 void print_error(std::string_view text) {
     std::fprintf(stderr, "zam: %serror:%s %.*s\n", color_of("error"), color_of(""), static_cast<int>(text.size()),
                  text.data());

@@ -55,6 +55,9 @@ private:
 /// "zam: error: TEXT"
 void print_error(std::string_view text);
 
+/// A line on the standard output: what is told of a file, and a text.
+void print_fact(std::string_view what, const std::string& text);
+
 /// What switches a terminal to the colour of errors, warnings or notes, and with any other text back. Empty where
 /// standard error is no terminal, or NO_COLOR asks for none.
 const char* color_of(std::string_view severity);

@@ -37,12 +37,16 @@ bool is_fortran_grid(std::string_view start) {
 }
 Parameters fortran_grid_parameters(const FileStart& file) { return {{"frt_fname", {file.name}}}; }
 
+Parameters voxel_text_parameters(const FileStart& file) {
+    return {{"filename", {file.name}}, {"iheader", {lines_before_samples(file.bytes).value_or(0)}}};
+}
+
 constexpr FileKind kFileKinds[] = {
     {"field dump", is_field_dump, "", nullptr, "", "", describe_field_dump},
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},
-    {"voxel text", is_voxel_text, "", nullptr, "", "", describe_voxels},
+    {"voxel text", is_voxel_text, "ZAMread_voxel_update", voxel_text_parameters, "outfld", "", describe_voxels},
 };
 
 std::vector<FileKind> all_kinds() {

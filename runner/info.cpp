@@ -31,22 +31,18 @@ std::string joined(const float* values, int count) {
     return text;
 }
 
-void print_line(std::string_view what, const std::string& text) {
-    std::printf("%-11s %s\n", std::string(what).c_str(), text.c_str());
-}
-
 void print_mesh(OMobj_id field) {
     const FieldShape shape = read_shape(field);
     std::string dims;
     for (const xp_long dim : shape.dims) dims += (dims.empty() ? "" : " x ") + std::to_string(dim);
     const std::string nodes = std::to_string(shape.nnodes);
-    print_line("grid", std::string(grid_type_name(shape)));
-    dims.empty() ? print_line("nodes", nodes) : print_line("dims", dims + " (" + nodes + " nodes)");
-    print_line("space", std::to_string(shape.nspace));
+    print_fact("grid", std::string(grid_type_name(shape)));
+    dims.empty() ? print_fact("nodes", nodes) : print_fact("dims", dims + " (" + nodes + " nodes)");
+    print_fact("space", std::to_string(shape.nspace));
     Vector minimum{};
     Vector maximum{};
     if (FLDget_coord_extent(field, minimum.data(), maximum.data()) == 1) {
-        print_line("extent", joined(minimum.data(), shape.nspace) + " to " + joined(maximum.data(), shape.nspace));
+        print_fact("extent", joined(minimum.data(), shape.nspace) + " to " + joined(maximum.data(), shape.nspace));
     }
 }
 
@@ -61,7 +57,7 @@ void print_components(OMobj_id field) {
             append_number(text += ", min ", type, limits->minimum);
             append_number(text += ", max ", type, limits->maximum);
         }
-        print_line("component", text);
+        print_fact("component", text);
     }
 }
 
@@ -78,7 +74,7 @@ void print_cells(OMobj_id field) {
         FLDget_cell_set_name(cells, name.data(), FLD_LABEL_SIZE);
         FLDget_ncells(cells, &ncells);
         FLDget_npolys(cells, &npolys);
-        print_line("cells", std::to_string(std::max(ncells, npolys)) + " " + name.data());
+        print_fact("cells", std::to_string(std::max(ncells, npolys)) + " " + name.data());
     }
 }
 
@@ -108,7 +104,7 @@ void print_steps(Session& session, const FileKind& kind, const Definition& defin
         if (!time.empty()) times += (times.empty() ? "" : " ") + time;
     }
     if (nsteps > kMaxTimeTexts) times += " ...";
-    print_line("time steps", std::to_string(nsteps) + (times.empty() ? "" : ": " + times));
+    print_fact("time steps", std::to_string(nsteps) + (times.empty() ? "" : ": " + times));
 }
 
 void print_contents(Session& session, const FileKind& kind, const Definition& definition, OMobj_id instance) {
@@ -142,14 +138,14 @@ int describe(const FileKind& kind, const FileStart& file, Console& console) {
     if (console.failed()) return kFailed;
     // what is on the standard error stream by now does not name the file
     if (!description.fault.empty()) return fail(file.name + " " + description.fault);
-    print_line("file", file.name + " (" + std::string(kind.name) + ")");
-    for (const auto& array : description.arrays) print_line("array", array);
+    print_fact("file", file.name + " (" + std::string(kind.name) + ")");
+    for (const auto& array : description.arrays) print_fact("array", array);
     if (description.arrays.empty()) {
         print_mesh(field);
         print_components(field);
         print_cells(field);
     }
-    for (const auto& [what, text] : description.lines) print_line(what, text);
+    for (const auto& [what, text] : description.lines) print_fact(what, text);
     for (const auto& note : description.notes) console.note(note);
     if (!description.warning.empty()) console.warning(description.warning);
     host::reset();
@@ -185,7 +181,7 @@ int show_info(const std::string& name) {
     if (!was_read && !console.failed()) {
         console.error("cannot be read as " + std::string(kind->name));
     } else if (was_read) {
-        print_line("file", name + " (" + std::string(kind->name) + ")");
+        print_fact("file", name + " (" + std::string(kind->name) + ")");
         print_contents(session, *kind, *definition, instance);
     }
     session.end();

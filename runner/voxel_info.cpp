@@ -41,18 +41,6 @@ bool is_sample(std::string_view line) {
     return numbers >= 4;
 }
 
-/// Lines before the first sample; `nullopt` if there is none.
-std::optional<int> lines_before_samples(std::string_view start) {
-    if (start.find('\0') != std::string_view::npos) return std::nullopt;
-    int lines = 0;
-    for (std::size_t at = 0; at < start.size(); ++lines) {
-        const auto end = std::min(start.find('\n', at), start.size());
-        if (is_sample(start.substr(at, end - at))) return lines;
-        at = end + 1;
-    }
-    return std::nullopt;
-}
-
 /// What a person should look at; empty: nothing.
 std::string warning_about(xp_long samples, xp_long placed, xp_long filled, xp_long nodes) {
     if (placed < samples)
@@ -71,6 +59,17 @@ bool is_voxel_text(std::string_view start) {
     const auto first = start.find_first_not_of(" \t\r\n");
     const bool json = first != std::string_view::npos && (start[first] == '{' || start[first] == '/');
     return !json && lines_before_samples(start).has_value();
+}
+
+std::optional<int> lines_before_samples(std::string_view start) {
+    if (start.find('\0') != std::string_view::npos) return std::nullopt;
+    int lines = 0;
+    for (std::size_t at = 0; at < start.size(); ++lines) {
+        const auto end = std::min(start.find('\n', at), start.size());
+        if (is_sample(start.substr(at, end - at))) return lines;
+        at = end + 1;
+    }
+    return std::nullopt;
 }
 
 Description describe_voxels(const FileStart& file, OMobj_id field) {

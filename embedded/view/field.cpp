@@ -185,7 +185,8 @@ bool Paint::map(const Component& component, Object& datamap, xp_long nodes, xp_l
     with_type(values.type, [&](auto zero) {
         const auto* numbers = values.as<const decltype(zero)>();
         for (xp_long i = 0; i < count_; ++i) {
-            const bool ignored = component.has_null && static_cast<double>(numbers[i * component.veclen]) == null_value;
+            const auto number = static_cast<double>(numbers[i * component.veclen]);
+            const bool ignored = std::isnan(number) || (component.has_null && number == null_value);
             colors_[static_cast<std::size_t>(4 * i)] = ignored ? kNone : kKnown;
         }
     });

@@ -40,10 +40,10 @@ void set_dims(FieldValue& field, const std::vector<xp_long>& dims) {
 }
 
 /// Which axes stay after a crop: those of more than one node, or the first one.
-std::vector<std::size_t> kept_axes(const std::vector<xp_long>& sizes, const std::vector<xp_long>& old_sizes) {
+std::vector<std::size_t> kept_axes(const std::vector<xp_long>& sizes) {
     std::vector<std::size_t> kept;
     for (std::size_t axis = 0; axis < sizes.size(); ++axis) {
-        if (sizes[axis] > 1 || old_sizes[axis] == 1) kept.push_back(axis);
+        if (sizes[axis] > 1) kept.push_back(axis);
     }
     if (kept.empty()) kept.push_back(0);
     return kept;
@@ -130,7 +130,7 @@ void crop_field(FieldValue& field, const std::vector<std::array<xp_long, 2>>& cr
         }
         sizes.push_back(crop[axis][1] - crop[axis][0] + 1);
     }
-    const auto kept = kept_axes(sizes, field.dims);
+    const auto kept = kept_axes(sizes);
     const std::vector<xp_long> old_dims = field.dims;
     for (Components* components : component_lists(field)) {
         for (auto& component : *components) {

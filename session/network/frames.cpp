@@ -51,6 +51,12 @@ bool can_be_joined(const Node& a, const Node& b) {
     return true;
 }
 
+/// Whether fractions are no values of a member, whatever its object is.
+bool is_whole_member(std::string_view key) {
+    constexpr std::string_view kWholeMembers[] = {"step", "step_axis", "vector_axis"};
+    return std::find(std::begin(kWholeMembers), std::end(kWholeMembers), key) != std::end(kWholeMembers);
+}
+
 /// @pre  they can be joined
 Node between(const Node& low, const Node& high, double share, bool whole) {
     Node node = low;
@@ -64,7 +70,8 @@ Node between(const Node& low, const Node& high, double share, bool whole) {
         for (std::size_t i = 0; i < ends.size(); ++i) (*elements)[i] = between((*elements)[i], ends[i], share, whole);
     } else if (auto* object = std::get_if<Object>(&node.value)) {
         for (auto& member : *object) {
-            member.node = between(member.node, *find_member(std::get<Object>(high.value), member.key), share, whole);
+            const Node& end = *find_member(std::get<Object>(high.value), member.key);
+            member.node = between(member.node, end, share, whole || is_whole_member(member.key));
         }
     }
     return node;
@@ -85,10 +92,7 @@ Node value_at(const Track& track, const ForEvent& event, int step) {
 
 /// Whether fractions are no values of what the last name of the path says.
 bool is_whole(const std::vector<std::string>& path, const Shape& shape) {
-    constexpr std::string_view kWholeMembers[] = {"step", "step_axis", "vector_axis"};
-    if (!path.empty()) {
-        return std::find(std::begin(kWholeMembers), std::end(kWholeMembers), path.back()) != std::end(kWholeMembers);
-    }
+    if (!path.empty()) return is_whole_member(path.back());
     if (shape.kind == Kind::integer || shape.kind == Kind::trigger) return true;
     const int type = shape.array_type.value_or(DTYPE_DOUBLE);
     return shape.kind == Kind::array && type != DTYPE_FLOAT && type != DTYPE_DOUBLE;

@@ -545,8 +545,13 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
                      Problems& problems) {
     const auto document = file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
     if (!document) return {};
-    Environment environment{problems, fs::path(file).parent_path().string()};
-    Network network = read_network(*document, definitions, options, environment);
+    return network_from(*document, fs::path(file).parent_path().string(), options, definitions, problems);
+}
+
+Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
+                     const Definitions& definitions, Problems& problems) {
+    Environment environment{problems, directory};
+    Network network = read_network(document, definitions, options, environment);
     check_network(network, problems, !options.without_data);
     return network;
 }

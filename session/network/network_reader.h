@@ -20,6 +20,10 @@ struct NetworkOptions {
 Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
                      Problems& problems);
 
+/// As above from a document. @param directory  where its relative file names start
+Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
+                     const Definitions& definitions, Problems& problems);
+
 /// Reads a network from a document and applies the options, without checking how the parts fit each other.
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,
                      Environment& environment);

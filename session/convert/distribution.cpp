@@ -1,0 +1,117 @@
+#include "session/convert/distribution.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "session/convert/value_kernels.h"
+
+namespace zam::session {
+namespace {
+
+constexpr std::uint32_t kSign = 0x80000000U;
+
+/// A number whose order is that of the floats.
+std::uint32_t ordered(float value) {
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    return (bits & kSign) != 0 ? ~bits : bits | kSign;
+}
+float from_ordered(std::uint32_t key) { return std::bit_cast<float>((key & kSign) != 0 ? key & ~kSign : ~key); }
+
+/// The nearest float that is finite.
+template <class T>
+float as_float(T value) {
+    constexpr float kMax = std::numeric_limits<float>::max();
+    return std::clamp(static_cast<float>(value), -kMax, kMax);
+}
+
+}  // namespace
+
+std::string Distribution::add(const NumberArray& values, const std::optional<NumberArray>& null_value) {
+    return with_type(values.type, [&](auto zero) {
+        using T = decltype(zero);
+        const NullTest<T> is_null(null_value);
+        T low = std::numeric_limits<T>::max();
+        T high = std::numeric_limits<T>::lowest();
+        xp_long counted = 0;
+        std::string error =
+            for_each_block(values, 0, values.count, 1, [&](xp_long, const std::byte* block, xp_long count) {
+                for (xp_long i = 0; i < count; ++i) {
+                    const T value = load<T>(block, i);
+                    if (is_null(value) || !std::isfinite(static_cast<double>(value))) continue;
+                    low = std::min(low, value);
+                    high = std::max(high, value);
+                    ++counts_[ordered(as_float(value)) >> (32 - kBits)];
+                    ++counted;
+                }
+                left_out_ += count;
+                return std::string();
+            });
+        left_out_ -= counted;
+        if (counted == 0) return error;
+        const bool first = count_ == 0;
+        count_ += counted;
+        smallest_ = first ? static_cast<double>(low) : std::min(smallest_, static_cast<double>(low));
+        largest_ = first ? static_cast<double>(high) : std::max(largest_, static_cast<double>(high));
+        first_ = ordered(as_float(smallest_)) >> (32 - kBits);
+        last_ = ordered(as_float(largest_)) >> (32 - kBits);
+        return error;
+    });
+}
+
+/// The lower edge of a bin, within the values that there are.
+double Distribution::edge(std::size_t bin) const {
+    if (bin <= first_) return smallest_;
+    if (bin > last_) return largest_;
+    return static_cast<double>(from_ordered(static_cast<std::uint32_t>(bin) << (32 - kBits)));
+}
+
+std::size_t Distribution::fullest() const {
+    const auto begin = counts_.begin() + static_cast<std::ptrdiff_t>(first_);
+    const auto end = counts_.begin() + static_cast<std::ptrdiff_t>(last_) + 1;
+    return static_cast<std::size_t>(std::max_element(begin, end) - counts_.begin());
+}
+
+double Distribution::percentile(double share, std::size_t without) const {
+    if (count_ == 0) return 0.0;
+    const xp_long missing = without < kBins ? counts_[without] : 0;
+    double wanted = share * static_cast<double>(count_ - missing);
+    for (std::size_t bin = first_; bin <= last_; ++bin) {
+        const auto here = bin == without ? 0.0 : static_cast<double>(counts_[bin]);
+        if (here > 0.0 && wanted <= here) return std::lerp(edge(bin), edge(bin + 1), wanted / here);
+        wanted -= here;
+    }
+    return largest_;
+}
+
+std::array<double, 2> Distribution::typical_range(double low_share, double high_share) const {
+    std::array<double, 2> range{percentile(low_share), percentile(high_share)};
+    if (count_ == 0 || smallest_ == largest_) return {smallest_, largest_};
+    const std::size_t mode = fullest();
+    const auto same_bin = [](double a, double b) {
+        return ordered(as_float(a)) >> (32 - kBits) == ordered(as_float(b)) >> (32 - kBits);
+    };
+    if (same_bin(range[0], range[1]) && counts_[mode] < count_) {
+        // the value that almost all have is one end, or between the ends
+        const double low = percentile(low_share, mode);
+        const double high = percentile(high_share, mode);
+        range = {std::min(low, edge(mode)), std::max(high, edge(mode))};
+    }
+    if (!(range[0] < range[1])) range = {smallest_, largest_};
+    return range;
+}
+
+std::array<xp_long, Distribution::kLevels> Distribution::levels(double low, double high) const {
+    std::array<xp_long, kLevels> levels{};
+    for (std::size_t bin = first_; bin <= last_ && count_ > 0; ++bin) {
+        if (counts_[bin] == 0) continue;
+        const double middle = std::midpoint(edge(bin), edge(bin + 1));
+        const double place = std::clamp((middle - low) / (high - low), 0.0, 1.0);
+        levels[static_cast<std::size_t>(std::lround(place * (kLevels - 1)))] += counts_[bin];
+    }
+    return levels;
+}
+
+}  // namespace zam::session
