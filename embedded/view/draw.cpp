@@ -339,10 +339,16 @@ void draw_cell_sets(Patch& patch, const Field& field) {
     if (!volumes.empty()) patch.draw_faces(OuterFaces(volumes, patch.count()));
 }
 
-xp_long count_cells(const Field& field, const Nodes& nodes) {
+xp_long cells_of_sets(const Field& field) {
     xp_long count = 0;
     for (Object* object : field.cell_sets) count += cell_count(*object->part<CellSet>());
-    if (!field.cell_sets.empty() || !nodes.dims()) return count;
+    return count;
+}
+
+/// Cells of the sets, or of the grid that is drawn where these have none.
+xp_long count_cells(const Field& field, const Nodes& nodes) {
+    xp_long count = cells_of_sets(field);
+    if (count > 0 || !nodes.dims()) return count;
     count = 1;
     for (const xp_long dim : *nodes.dims()) count *= std::max<xp_long>(dim - 1, 1);
     return count;
@@ -356,11 +362,12 @@ Drawn draw_object(Object& object, const Affine& to_view, const Look& look, Canva
     const Field& field = *object.part<Field>();
     const auto paint = Paint::of(field, look.color, look.datamap, nodes->count(), count_cells(field, *nodes));
     if (!paint) return Drawn::broken_datamap;
-    if (field.cell_sets.empty() && nodes->dims()) return GridDrawing(*nodes, to_view, *paint, canvas).draw();
+    const bool has_cells = cells_of_sets(field) > 0;
+    if (!has_cells && nodes->dims()) return GridDrawing(*nodes, to_view, *paint, canvas).draw();
 
     if (nodes->count() > kMaxPatchNodes) return Drawn::too_many_nodes;
     Patch patch(*nodes, to_view, *paint, canvas, nodes->count(), {});
-    if (field.cell_sets.empty()) {
+    if (!has_cells) {
         for (xp_long node = 0; node < nodes->count(); ++node) patch.draw_dot(node, -1);
     } else {
         draw_cell_sets(patch, field);

@@ -14,7 +14,7 @@ struct Look {
 
 enum class Drawn { done, too_many_nodes, broken_datamap };
 
-/// Draws the cell sets of a field; without cell sets its grid as a line, a surface or the six sides of a volume, and
+/// Draws the cell sets of a field; without cells its grid as a line, a surface or the six sides of a volume, and
 /// without a grid its nodes as points. Of cells of a volume, the faces that no two of them share. What refers to nodes
 /// that do not exist or are not finite is left out.
 /// @param to_view  from the field with its own transform to view space

@@ -1,19 +1,25 @@
 # Completion of zam for bash.
 _zam() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
-    local commands="run check graph modules info schema help"
+    local commands="run view check graph modules info schema help"
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
         return
     fi
     case $before in
         --output-dir) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-        --log | -o) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
-        --set | --write | --loop | --fail-allocation) return ;;
+        --log | -o | --save-network) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+        --set | --write | --loop | --fail-allocation | --variable | --component | --vector | --step | --range | --opacity | \
+            --turn | --zoom | --size | --perspective) return ;;
+        --preset) mapfile -t COMPREPLY < <(compgen -W "gray bone heat rainbow viridis" -- "$word"); return ;;
     esac
     local words=--help
     case $command in
         run) words="--set --write --log --output-dir --loop --fail-allocation --strict --quiet --help" ;;
+        view)
+            words="-o --variable --component --vector --step --range --preset --opacity --turn --zoom --size --perspective
+                --plain --save-network --help"
+            ;;
         check) words="--strict --help" ;;
         graph) words="-o --help" ;;
         modules)

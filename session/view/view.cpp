@@ -111,13 +111,16 @@ std::array<double, 2> Planner::range() {
     if (!(range[0] < range[1])) {  // one value: in the middle of its colours
         const double margin = range[0] != 0.0 ? std::fabs(range[0]) / 2 : 1.0;
         range = {range[0] - margin, range[0] + margin};
-        plan_.notes.push_back("every value of " + shown_.name + " is " + number_text(distribution_.smallest()));
     }
     const double span = range[1] - range[0];
     if (!given) range = {rounded(range[0], span), rounded(range[1], span)};
-    tell("range", number_text(range[0]) + " to " + number_text(range[1]) +
-                      (given ? " of " : ", the 1st and 99th percentile of ") + number_text(distribution_.smallest()) +
-                      " to " + number_text(distribution_.largest()));
+    const std::string smallest = number_text(distribution_.smallest());
+    const bool one = distribution_.smallest() == distribution_.largest();
+    const std::string ends = number_text(range[0]) + " to " + number_text(range[1]);
+    const std::string all = one ? "about the only value " + smallest
+                                : "the 1st and 99th percentile of " + smallest + " to " +
+                                      number_text(distribution_.largest());
+    tell("range", given ? ends : ends + ", " + all);
     return range;
 }
 
@@ -319,8 +322,8 @@ void Planner::plan_flow() {
             {{"from", "topology.out_field"}, {"points", "topology.out_field2"}, {"under", "texture.out_fld"}}, true);
     }
     // the texture comes last: with a colour of its own it would not show those of its pixels
-    const Json objects = {{{"ref", "topology.out_field"}}, {{"ref", "topology.out_field2"}}, {{"ref", "texture.out_fld"}}};
-    Json params = {{"objects", objects}, {"colors", {{1, 1, 1}, {1, 0.9, 0.2}}}};
+    const Json objects = {{{"ref", "topology.out_field2"}}, {{"ref", "topology.out_field"}}, {{"ref", "texture.out_fld"}}};
+    Json params = {{"objects", objects}, {"colors", {{1, 0.9, 0.2}, {1, 1, 1}}}};
     // a node of the texture is a pixel, but for those of the right and lower edge, which are not drawn
     place_plane(params, {{-0.5, 0.5, 0.0}, {size[0] - 0.5, size[1] + 0.5, 0.0}});
     modules_["view"] = {{"use", "host_view"}, {"params", params}};
