@@ -8,7 +8,10 @@
 #include "runner/capture_info.h"
 #include "runner/data_info.h"
 #include "runner/voxel_info.h"
+#include "runner/written_info.h"
 #include "session/data/data_file.h"
+#include "session/data/png_file.h"
+#include "session/data/vtk_file.h"
 #include "session/document/parser.h"
 
 namespace zam::runner {
@@ -43,6 +46,8 @@ Parameters voxel_text_parameters(const FileStart& file) {
 
 constexpr FileKind kFileKinds[] = {
     {"field dump", is_field_dump, "", nullptr, "", "", describe_field_dump},
+    {"PNG picture", is_png, "", nullptr, "", "", describe_png, true},
+    {"VTK file", is_vtk, "", nullptr, "", "", describe_vtk, true},
     {"field file", is_field_file, "DVLDread_field_update", field_file_parameters, "out", "time_string"},
     {"Fortran-record grid", is_fortran_grid, "ZAMread_frt", fortran_grid_parameters, "out", "time"},
     {"capture file", is_capture_file, "", nullptr, "", "", describe_capture},
