@@ -106,6 +106,7 @@ void Component::drop_values() {
     values = {};
     limits.reset();
     computed.reset();
+    scaled_from.reset();
 }
 
 xp_long sum_of_dims(const Shape& shape) {
@@ -136,6 +137,12 @@ FieldPart field_part(OMobj_id handle) {
     NodeData* data = object->part<NodeData>();
     if (!mesh && !data) return {};
     return {object, object->parent->part<Field>(), mesh, data};
+}
+
+Component* find_component(OMobj_id handle, int comp) {
+    const FieldPart part = field_part(handle);
+    if (!part.data || comp < 0 || static_cast<std::size_t>(comp) >= part.data->components.size()) return nullptr;
+    return &part.data->components[static_cast<std::size_t>(comp)];
 }
 
 Field* find_field(OMobj_id handle) {

@@ -52,6 +52,7 @@ struct Component {
     Number null_value = Number(0);
     std::optional<Limits> limits;
     Derived<Limits> computed;
+    std::optional<std::array<double, 2>> scaled_from;  // what the type's lowest and highest value stand for
 
     void drop_values();
 };
@@ -118,6 +119,9 @@ struct FieldPart {
 
 /// References are followed; empty if the handle stands for none of these.
 FieldPart field_part(OMobj_id handle);
+
+/// A component of a field or of a step's node data; null if there is none.
+Component* find_component(OMobj_id handle, int comp);
 
 /// The field itself; null if the handle stands for something else.
 Field* find_field(OMobj_id handle);

@@ -49,11 +49,7 @@ struct ComponentPlace {
     explicit operator bool() const { return component != nullptr; }
 };
 
-ComponentPlace find_component(OMobj_id handle, int comp) {
-    const FieldPart part = field_part(handle);
-    if (!part.data || comp < 0 || static_cast<std::size_t>(comp) >= part.data->components.size()) return {};
-    return {part, &part.data->components[static_cast<std::size_t>(comp)]};
-}
+ComponentPlace find_place(OMobj_id handle, int comp) { return {field_part(handle), find_component(handle, comp)}; }
 
 /// Runs a setter of a component; `change` says whether it succeeded. A field without components gets its first one
 /// from the first setting of it.
@@ -63,7 +59,7 @@ int change_component(const char* operation, OMobj_id handle, int comp, Change&& 
         const FieldPart part = field_part(handle);
         const bool first = part.data && comp == 0 && part.data->components.empty();
         if (first) part.data->components.emplace_back();
-        const ComponentPlace place = find_component(handle, comp);
+        const ComponentPlace place = find_place(handle, comp);
         if (!place || !change(*place.component)) {
             if (first) part.data->components.clear();
             return false;
@@ -76,7 +72,7 @@ int change_component(const char* operation, OMobj_id handle, int comp, Change&& 
 template <class Read>
 int read_component(const char* operation, OMobj_id handle, int comp, Read&& read) {
     return status(operation, [&] {
-        const ComponentPlace place = find_component(handle, comp);
+        const ComponentPlace place = find_place(handle, comp);
         return place && read(*place.component);
     });
 }
@@ -217,11 +213,11 @@ int FLDset_node_data_id(OMobj_id field, int comp, int id) {
 
 int FLDget_node_data(OMobj_id field, int comp, int* type, void** data, xp_long* size, int mode) {
     return status(__func__, [&] {
-        const ComponentPlace place = find_component(field, comp);
+        const ComponentPlace place = find_place(field, comp);
         if (!place || !type || !data || !size || !is_access_mode(mode)) return false;
         Component& component = *place.component;
         if (!component.values && (mode == ARR_READ || !make_values(place))) return false;
-        if (mode != ARR_READ) component.limits.reset();
+        if (mode != ARR_READ) component.limits.reset(), component.scaled_from.reset();
         *type = component.values.type;
         *size = component.values.count;
         *data = state().ledger.lend("FLDget_node_data", component.values, mode, place.part.object->id);
@@ -260,7 +256,7 @@ int FLDset_node_data_minmax(OMobj_id field, int comp, const void* minimum, const
 
 int FLDcopy_node_minmax(OMobj_id field, OMobj_id source, int comp, int source_comp) {
     return change_component(__func__, field, comp, [&](Component& component) {
-        const ComponentPlace from = find_component(source, source_comp);
+        const ComponentPlace from = find_place(source, source_comp);
         const auto limits = from ? limits_of(*from.component) : std::nullopt;
         if (limits) set_limits(component, *limits, from.component->type);
         return limits.has_value();

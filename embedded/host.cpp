@@ -136,6 +136,16 @@ std::vector<float> time_values(OMobj_id field) {
     return found ? found->time_values : std::vector<float>();
 }
 
+void set_scaled_from(OMobj_id node_data, int comp, const std::array<double, 2>& range) {
+    Component* component = find_component(node_data, comp);
+    if (component) component->scaled_from = range;
+}
+
+std::optional<std::array<double, 2>> scaled_from(OMobj_id node_data, int comp) {
+    const Component* component = find_component(node_data, comp);
+    return component ? component->scaled_from : std::nullopt;
+}
+
 void set_field_xform(OMobj_id field, std::span<const float> mat, std::span<const float> xlate,
                      std::span<const float> center) {
     const FieldPart part = field_part(field);

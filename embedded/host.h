@@ -4,6 +4,7 @@
 // mixed freely. Objects form a tree below root(); a network's module instances are groups directly below it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -85,6 +86,12 @@ ZAM_HOST_CXX_API std::vector<float> time_values(OMobj_id field);
 /// The three arrays of a field's transform; empty spans leave a part as it is.
 ZAM_HOST_CXX_API void set_field_xform(OMobj_id field, std::span<const float> mat, std::span<const float> xlate,
                                       std::span<const float> center);
+
+/// Keeps in mind that a component's values, of a whole type, were scaled from a range: what the type's lowest and
+/// highest value stand for, until the component gets other values. Takes a field or a step's node data.
+ZAM_HOST_CXX_API void set_scaled_from(OMobj_id node_data, int comp, const std::array<double, 2>& range);
+/// The range that a component was scaled from; `nullopt` if it was not.
+ZAM_HOST_CXX_API std::optional<std::array<double, 2>> scaled_from(OMobj_id node_data, int comp);
 
 // --- Change stamps ---
 

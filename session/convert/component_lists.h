@@ -24,6 +24,7 @@ inline void replace_values(ComponentValue& component, NumberArray values, std::o
     component.null_value = std::move(null_value);
     component.minimum.reset();
     component.maximum.reset();
+    component.scaled_from.reset();
     component.id = 0;
 }
 

@@ -129,13 +129,15 @@ ValueRange range_over_steps(const FieldValue& field, std::size_t number) {
 void scale_or_cast(FieldValue& field, const Conversion& conversion) {
     const int type = *conversion.type;
     for (std::size_t number = 0; number < field.node_data.size(); ++number) {
-        RangeLimits range = conversion.range.value_or(std::array<double, 2>{});
+        std::shared_ptr<const ValueRange> range;
+        if (conversion.range) range = std::make_shared<const ValueRange>(*conversion.range);
         if (conversion.automatic_range) range = std::make_shared<const ValueRange>(range_over_steps(field, number));
         for (Components* components : component_lists(field)) {
             if (number >= components->size()) continue;
             ComponentValue& component = (*components)[number];
-            if (conversion.automatic_range || conversion.range) {
+            if (range) {
                 replace_values(component, scaled(component, type, range), std::nullopt);
+                component.scaled_from = range;
             } else {
                 auto null_value = null_as(component, type);
                 replace_values(component, cast(component, type, null_value), null_value);

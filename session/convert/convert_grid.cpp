@@ -184,7 +184,9 @@ void resample_field(FieldValue& field, const std::vector<xp_long>& nodes) {
                 throw DataError("a component without a value at every node cannot be resampled");
             }
             auto null_value = component.null_value;
+            auto scaled_from = component.scaled_from;
             replace_values(component, resampled(component, old_dims, axes), std::move(null_value));
+            component.scaled_from = std::move(scaled_from);
         }
     }
     field.grid_type = FLD_UNIFORM;

@@ -252,16 +252,12 @@ void scale_block(const std::byte* block, xp_long count, const Scale<To>& scale, 
 
 class ScaledSource final : public ValueSource {
 public:
-    ScaledSource(const ComponentValue& from, int type, RangeLimits range)
+    ScaledSource(const ComponentValue& from, int type, std::shared_ptr<const ValueRange> range)
         : from_(from), type_(type), range_(std::move(range)) {}
 
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         std::array<double, 2> range{};
-        if (const auto* given = std::get_if<std::array<double, 2>>(&range_)) {
-            range = *given;
-        } else if (std::string error = std::get<1>(range_)->find(range); !error.empty()) {
-            return error;
-        }
+        if (std::string error = range_->find(range); !error.empty()) return error;
         return with_types(from_.type, type_, [&](auto a, auto b) -> std::string {
             using From = decltype(a);
             using To = decltype(b);
@@ -282,7 +278,7 @@ public:
 private:
     ComponentValue from_;
     int type_;
-    RangeLimits range_;
+    std::shared_ptr<const ValueRange> range_;
 };
 
 }  // namespace
@@ -307,8 +303,9 @@ NumberArray cast(const ComponentValue& component, int type, const std::optional<
     return array_made_by(type, component.values.count, std::make_shared<CastSource>(component, type, null_value));
 }
 
-NumberArray scaled(const ComponentValue& component, int type, const RangeLimits& range) {
-    return array_made_by(type, component.values.count, std::make_shared<ScaledSource>(component, type, range));
+NumberArray scaled(const ComponentValue& component, int type, std::shared_ptr<const ValueRange> range) {
+    return array_made_by(type, component.values.count,
+                         std::make_shared<ScaledSource>(component, type, std::move(range)));
 }
 
 }  // namespace zam::session

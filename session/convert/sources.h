@@ -1,10 +1,8 @@
 // The steps of a conversion on the values of one component, as sources over sources.
 #pragma once
 
-#include <array>
 #include <memory>
 #include <optional>
-#include <variant>
 #include <vector>
 
 #include "session/convert/value_range.h"
@@ -24,10 +22,8 @@ NumberArray magnitude(const ComponentValue& component, int type, const std::opti
 /// become `null_value`.
 NumberArray cast(const ComponentValue& component, int type, const std::optional<NumberArray>& null_value);
 
-using RangeLimits = std::variant<std::array<double, 2>, std::shared_ptr<const ValueRange>>;
-
 /// The values linearly from a range to the whole range of a whole type: rounded to the nearest, clamped, nulls and
 /// not-a-number to the lowest.
-NumberArray scaled(const ComponentValue& component, int type, const RangeLimits& range);
+NumberArray scaled(const ComponentValue& component, int type, std::shared_ptr<const ValueRange> range);
 
 }  // namespace zam::session

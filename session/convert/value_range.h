@@ -9,9 +9,10 @@
 
 namespace zam::session {
 
-/// Found when it is first asked for, in one pass.
+/// Found when it is first asked for, in one pass, unless it was given.
 class ValueRange {
 public:
+    explicit ValueRange(const std::array<double, 2>& given) : found_(given) {}
     /// @param steps  the values of one component, of each step; all of one type
     ValueRange(std::vector<NumberArray> steps, std::optional<NumberArray> null_value)
         : steps_(std::move(steps)), null_value_(std::move(null_value)) {}

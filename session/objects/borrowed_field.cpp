@@ -7,6 +7,7 @@
 #include "base/element_types.h"
 #include "contract/fld.h"
 #include "embedded/host.h"
+#include "session/convert/value_range.h"
 #include "session/objects/field_access.h"
 
 namespace zam::session {
@@ -59,6 +60,9 @@ ComponentValue borrow_component(OMobj_id node_data, int comp) {
     int flag = 0;
     FLDget_node_null_data(node_data, comp, &flag, null_value.data());
     if (flag != 0) component.null_value = one_number(component.type, null_value.data());
+    if (const auto range = host::scaled_from(node_data, comp)) {
+        component.scaled_from = std::make_shared<const ValueRange>(*range);
+    }
     component.values = borrow(component.type, std::move(values.values));
     return component;
 }

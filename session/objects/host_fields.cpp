@@ -5,6 +5,7 @@
 
 #include "contract/fld.h"
 #include "embedded/host.h"
+#include "session/convert/value_range.h"
 #include "session/objects/host_array.h"
 
 namespace zam::session {
@@ -53,6 +54,12 @@ void fill_component(OMobj_id node_data, int comp, const ComponentValue& value) {
         });
     }
     fill_limits(node_data, comp, value);
+    if (value.scaled_from) {
+        std::array<double, 2> range{};
+        const std::string error = value.scaled_from->find(range);
+        if (!error.empty()) throw RunError(error);
+        host::set_scaled_from(node_data, comp, range);
+    }
 }
 
 void fill_node_data(OMobj_id node_data, const std::vector<ComponentValue>& components) {

@@ -13,6 +13,8 @@
 
 namespace zam::session {
 
+class ValueRange;
+
 struct ComponentValue {
     int veclen = 1;
     int type = DTYPE_FLOAT;
@@ -21,6 +23,9 @@ struct ComponentValue {
     std::optional<NumberArray> minimum, maximum;  // one number of the component's type; computed if not given
     std::optional<NumberArray> null_value;
     NumberArray values;  // nnodes x veclen, or empty
+    // what the lowest and the highest value of a whole type stand for, where the values were scaled; null: they were
+    // not
+    std::shared_ptr<const ValueRange> scaled_from;
 };
 
 struct CellSetValue {
