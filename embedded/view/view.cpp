@@ -60,17 +60,17 @@ std::vector<Object*> elements(Object& list) {
     return found;
 }
 
+// Readers of parameters that may be wrong give an empty text, or what is wrong.
+
 /// Reads the list of objects; a single field stands for a list of one.
-bool read_objects(OMobj_id instance, std::vector<Object*>& objects) {
+std::string read_objects(OMobj_id instance, std::vector<Object*>& objects) {
     Object* list = parameter(instance, "objects");
-    if (!list) return true;
+    if (!list) return {};
     objects = list->part<Field>() ? std::vector{list} : elements(*list);
     for (std::size_t i = 0; i < objects.size(); ++i) {
-        if (objects[i] && objects[i]->part<Field>()) continue;
-        fail("objects[" + std::to_string(i) + "] is not a field");
-        return false;
+        if (!objects[i] || !objects[i]->part<Field>()) return "objects[" + std::to_string(i) + "] is not a field";
     }
-    return true;
+    return {};
 }
 
 /// Values outside 0 to 1 count as the nearest end, not-a-number as 0.
@@ -103,49 +103,41 @@ void read_datamaps(OMobj_id instance, Params& params) {
     }
 }
 
-bool read_frame(OMobj_id instance, Params& params) {
+std::string read_frame(OMobj_id instance, Params& params) {
     Frame& frame = params.frame;
     frame.width = read_int(instance, "width", frame.width);
     frame.height = read_int(instance, "height", frame.height);
     double fptr = 0.0;
     OMget_name_real_val(instance, OMstr_to_name("fptr"), &fptr);
-    if (!std::isfinite(fptr) || fptr < 0.0) {
-        fail("fptr has to be 0 or above");
-        return false;
-    }
+    if (!std::isfinite(fptr) || fptr < 0.0) return "fptr has to be 0 or above";
     frame.fptr = fptr;
     if (frame.width < 1 || frame.height < 1 || frame.width > kMaxSide || frame.height > kMaxSide) {
-        fail("width and height have to be from 1 to " + std::to_string(kMaxSide));
-        return false;
+        return "width and height have to be from 1 to " + std::to_string(kMaxSide);
     }
     if (std::int64_t{frame.width} * frame.height > kMaxPixels) {
-        fail("the image has more than " + std::to_string(kMaxPixels) + " pixels");
-        return false;
+        return "the image has more than " + std::to_string(kMaxPixels) + " pixels";
     }
-    return true;
+    return {};
 }
 
-bool read_xform(OMobj_id instance, Params& params) {
+std::string read_xform(OMobj_id instance, Params& params) {
     Object* group = parameter(instance, "xform");
-    if (!group) return true;
+    if (!group) return {};
     Transform transform;
-    if (!group->get<Group>() || !read_transform(*group, transform)) {
-        fail("xform is not a transform");
-        return false;
-    }
+    if (!group->get<Group>() || !read_transform(*group, transform)) return "xform is not a transform";
     float matrix[16];
     compose(transform, matrix);
     params.xform = Affine::from(matrix);
-    return true;
+    return {};
 }
 
-std::optional<Params> read_params(OMobj_id instance) {
-    Params params;
+std::string read_params(OMobj_id instance, Params& params) {
     read_colors(instance, params);
     read_datamaps(instance, params);
-    const bool read =
-        read_frame(instance, params) && read_objects(instance, params.objects) && read_xform(instance, params);
-    return read ? std::optional(std::move(params)) : std::nullopt;
+    std::string error = read_frame(instance, params);
+    if (error.empty()) error = read_objects(instance, params.objects);
+    if (error.empty()) error = read_xform(instance, params);
+    return error;
 }
 
 // --- The view ---
@@ -264,21 +256,50 @@ bool draw(const Params& params, Canvas& canvas) {
 }
 
 int update(OMobj_id instance) {
-    const auto params = read_params(instance);
-    if (!params) return 0;
+    Params params;
+    const std::string error = read_params(instance, params);
+    if (!error.empty()) return fail(error);
     constexpr const char* kNoImage = "the image's arrays are not allocated";
-    if (!Image::fits(params->frame)) return fail(kNoImage);
-    Image image(params->frame);
+    if (!Image::fits(params.frame)) return fail(kNoImage);
+    Image image(params.frame);
     if (!image) return fail(kNoImage);
-    Canvas canvas(params->frame, image.pixels.data(), image.depths.data());
-    canvas.clear(params->background);
-    if (!draw(*params, canvas)) return 0;
+    Canvas canvas(params.frame, image.pixels.data(), image.depths.data());
+    canvas.clear(params.background);
+    if (!draw(params, canvas)) return 0;
     const Object* out = parameter(instance, "out");
-    if (!out || !image.write(out->id, params->frame)) return fail("out cannot be written");
+    if (!out || !image.write(out->id, params.frame)) return fail("out cannot be written");
     return 1;
 }
 
+/// As the view's plane, from -0.5 to 0.5 along its shorter side, lies in the scene.
+std::optional<PlaneSides> plane_of(const Params& params) {
+    if (params.frame.fptr != 0.0) return std::nullopt;
+    const Affine to_view = params.xform ? *params.xform : everything(params);
+    const auto& rows = to_view.rows;
+    constexpr double kNoTurn = 1e-6;  // what rounding leaves of a turn by 360 degrees
+    const double across = kNoTurn * std::min(std::fabs(rows[0][0]), std::fabs(rows[1][1]));
+    const bool turned = std::fabs(rows[1][0]) > across || std::fabs(rows[2][0]) > across ||
+                        std::fabs(rows[0][1]) > across || std::fabs(rows[2][1]) > across;
+    if (turned || rows[0][0] == 0.0 || rows[1][1] == 0.0) return std::nullopt;
+    const double side = std::min(params.frame.width, params.frame.height);
+    const double half_width = 0.5 * params.frame.width / side;
+    const double half_height = 0.5 * params.frame.height / side;
+    const PlaneSides sides{
+        (-half_width - to_view.origin[0]) / rows[0][0], (half_width - to_view.origin[0]) / rows[0][0],
+        (-half_height - to_view.origin[1]) / rows[1][1], (half_height - to_view.origin[1]) / rows[1][1]};
+    // far from the origin a small scene has sides that are the same number
+    const bool apart = std::isfinite(sides.right - sides.left) && std::isfinite(sides.top - sides.bottom) &&
+                       sides.left != sides.right && sides.bottom != sides.top;
+    return apart ? std::optional(sides) : std::nullopt;
+}
+
 }  // namespace
+
+std::optional<PlaneSides> plane_sides(OMobj_id instance) {
+    Params params;
+    return read_params(instance, params).empty() ? plane_of(params) : std::nullopt;
+}
+
 }  // namespace zam::host::view
 
 int host_view(OMobj_id instance, unsigned /*event_mask*/, int /*seq*/) {

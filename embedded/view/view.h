@@ -1,9 +1,28 @@
 // The renderer: an entry of the embedded host itself.
 #pragma once
 
+#include <optional>
+#include <string_view>
+
 #include "contract/types.h"
 #include "embedded/host.h"
 
 /// Renders meshes into an image field with depth. The parameters are in host_view.json.
 /// @return 1; 0 if a parameter is wrong or memory runs out (reported, `out` untouched)
 extern "C" ZAM_HOST_CXX_API int host_view(OMobj_id instance, unsigned event_mask, int seq);
+
+namespace zam::host::view {
+
+/// The entry's name in networks.
+constexpr std::string_view kEntry = "host_view";
+
+/// Scene coordinates at the sides of an image: x at the left and the right one, y at the lower and the upper one.
+struct PlaneSides {
+    double left, right, bottom, top;
+};
+
+/// Where a view with the instance's parameters, as they are now, shows the plane of x and y. `nullopt` if it has
+/// perspective, is not seen along z or has parameters that are wrong. Reports nothing.
+ZAM_HOST_CXX_API std::optional<PlaneSides> plane_sides(OMobj_id instance);
+
+}  // namespace zam::host::view

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <initializer_list>
 
 #include "base/element_types.h"
 #include "embedded/view/entries.h"
@@ -121,9 +122,70 @@ std::optional<Accepted> read_accepted(const Cursor& cursor) {
     return accepted;
 }
 
+// --- Where colours come from ---
+
+/// Of a text that names a parameter of one of these kinds its name; empty after a problem.
+std::string read_parameter_name(const Cursor& cursor, const Definition& definition, std::initializer_list<Kind> kinds) {
+    const auto name = cursor.text();
+    if (!name) return {};
+    const auto* parameter = definition.find_parameter(*name);
+    if (!parameter) {
+        cursor.problem("there is no parameter " + *name);
+        return {};
+    }
+    if (std::find(kinds.begin(), kinds.end(), parameter->shape.kind) != kinds.end()) return *name;
+    std::string known;
+    for (const Kind kind : kinds) known += (known.empty() ? "" : " or ") + std::string(kind_name(kind));
+    cursor.problem(*name + " is of kind " + std::string(kind_name(parameter->shape.kind)) + ", not " + known);
+    return {};
+}
+
+/// Colours of three numbers from 0 to 255, or the name of a parameter.
+void read_legend_colors(const Cursor& cursor, const Definition& definition, LegendSource& legend) {
+    constexpr std::size_t kMaxColors = 256;
+    if (cursor.get<std::string>()) {
+        legend.colors = read_parameter_name(cursor, definition, {Kind::color_table, Kind::datamaps});
+        return;
+    }
+    const bool is_list = cursor.get<Elements>() && cursor.array_size() >= 2 && cursor.array_size() <= kMaxColors;
+    if (!is_list) return cursor.expected("the name of a parameter, or 2 to 256 colours");
+    for (std::size_t i = 0; i < cursor.array_size(); ++i) {
+        const auto color = read_exactly(cursor.at(i), DTYPE_BYTE, 3);
+        const std::string error = color ? copy_values(*color, legend.ramp.emplace_back().data()) : "";
+        if (!error.empty()) cursor.problem(error);
+    }
+}
+
+LegendSource read_legend(const Cursor& cursor, const Definition& definition) {
+    constexpr std::string_view kKeys[] = {"values", "parts", "colors", "if"};
+    LegendSource legend;
+    if (!cursor.object()) return legend;
+    cursor.expect_keys(kKeys);
+    const auto values = cursor.find("values");
+    const auto colors = cursor.find("colors");
+    if (!values || !colors) cursor.problem("a legend has \"values\" and \"colors\"");
+    if (values) legend.values = read_parameter_name(*values, definition, {Kind::field, Kind::fields});
+    if (colors) read_legend_colors(*colors, definition, legend);
+    const auto parts = cursor.find("parts");
+    if (parts && !parts->get<Elements>()) parts->expected("an array of names");
+    for (std::size_t i = 0; parts && parts->get<Elements>() && i < parts->array_size(); ++i) {
+        legend.parts.push_back(read_parameter_name(parts->at(i), definition, {Kind::integer}));
+    }
+    const auto when = cursor.find("if");
+    const auto* members = when ? when->object() : nullptr;
+    for (std::size_t i = 0; members && i < members->size(); ++i) {
+        const auto& member = (*members)[i];
+        const auto* parameter = definition.find_parameter(member.key);
+        const bool known = parameter && parameter->shape.kind == Kind::integer;
+        if (!known) when->key_problem(member, "there is no parameter " + member.key + " of kind int");
+        legend.when.emplace_back(member.key, when->at(member).boolean().value_or(false));
+    }
+    return legend;
+}
+
 Parameter read_parameter(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"name",    "kind",   "type",    "file",   "direction",
-                                          "default", "origin", "accepts", "meaning"};
+                                          "default", "origin", "accepts", "legend", "meaning"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -152,12 +214,19 @@ void read_parameters(const Cursor& cursor, Definition& definition) {
     if (!place->is_array() || (place->get<Numbers>() && place->array_size() > 0)) {
         return place->expected("an array of parameters");
     }
+    std::vector<std::pair<std::size_t, Cursor>> legends;
     for (std::size_t i = 0; i < place->array_size(); ++i) {
         const Cursor parameter_place = place->at(i);
         if (!parameter_place.object()) continue;
         auto parameter = read_parameter(parameter_place);
         if (definition.find_parameter(parameter.name)) parameter_place.problem("this name is given twice");
+        const auto legend = parameter_place.find("legend");
+        if (legend) legends.emplace_back(definition.parameters.size(), *legend);
         definition.parameters.push_back(std::move(parameter));
+    }
+    // these name other parameters
+    for (const auto& [number, legend] : legends) {
+        definition.parameters[number].legend = read_legend(legend, definition);
     }
 }
 

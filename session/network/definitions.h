@@ -1,10 +1,13 @@
 // Definition files: what is known of a library's modules.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "session/document/problems.h"
@@ -29,6 +32,18 @@ struct Accepted {
     std::vector<AcceptedComponent> components;  // the first ones; others may be there
 };
 
+/// Where the colours of an image come from: the parameters of its module that a legend is read from.
+struct LegendSource {
+    std::string values;  // the field, or list of fields, whose component 0 the colours show
+    std::vector<std::string>
+        parts;           // of vectors, whose length is shown: whole parameters with the numbers of its parts
+    std::string colors;  // a colour table, or the datamaps of the fields; empty: they are those of the ramp
+    std::vector<std::array<std::uint8_t, 3>>
+        ramp;  // red, green, blue, equally spaced from the least value to the greatest
+    std::vector<std::pair<std::string, bool>>
+        when;  // whole parameters that have to be other than 0 (true), or 0 (false)
+};
+
 struct Parameter {
     std::string name;
     Shape shape;
@@ -37,6 +52,7 @@ struct Parameter {
     std::string default_text;  // the default as the definition file writes it; empty: none
     std::string meaning;
     ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
+    std::optional<LegendSource> legend;       // of the images it holds; `nullopt`: nothing is known of their colours
     std::optional<Accepted> accepted;         // of inputs that are fields; `nullopt`: nothing is known
 
     /// Whether instances have the object when their network says nothing of it.
