@@ -17,10 +17,10 @@ void write_all(OMobj_id object) {
                                   OutputKind::vts, OutputKind::vtu, OutputKind::svg}) {
         try {
             OutputFile file(directory, "zam_network_fuzz");
-            if (kind == OutputKind::png) write_png(object, {}, file);
+            if (kind == OutputKind::png) write_png(ImagePicture(Image(object, ".png"), {}), file);
             if (kind == OutputKind::json) write_json(object, file);
             if (kind == OutputKind::raw) write_raw(object, 0, file);
-            if (kind == OutputKind::svg) write_svg(object, object, ImageOrigin::lower, object, file);
+            if (kind == OutputKind::svg) write_svg({object, object, ImageOrigin::lower, true, object}, {}, file);
             if (kind >= OutputKind::vti && kind <= OutputKind::vtu) write_vtk(object, kind, file);
         } catch (const RunError&) {
         }

@@ -45,6 +45,8 @@ struct Output {
     std::optional<ImageOrigin> origin;                // of images; `nullopt`: as the parameter's definition says
     bool alpha = false;                               // .png, .webp
     std::optional<std::array<double, 3>> background;  // .png, .webp: red, green, blue from 0 to 1
+    bool legend = false, axes = false;                // .png, .webp, .svg: beside the picture
+    bool in_frames = false;                           // of an event of frames, which all have the same size
     int component = 0;                                // .raw
     std::optional<Reference> under, points;           // .svg: image beneath, field of points on top
 };

@@ -387,7 +387,8 @@ std::optional<ForEvent> NetworkReader::read_for(const Cursor& cursor) {
     if (const auto write = cursor.find("write")) {
         auto outputs = read_write(*write);
         if (outputs) event.outputs = std::move(outputs->outputs);
-        for (const auto& output : event.outputs) {
+        for (auto& output : event.outputs) {
+            output.in_frames = true;
             if (is_numbered(output.file) || output.kind == OutputKind::webp) continue;
             write->problem(output.file +
                            ": each frame has a file of its own: the name needs one %d, as in frame_%04d.png");
@@ -432,13 +433,16 @@ std::optional<Reference> read_reference(const Cursor& cursor, std::string_view k
 }
 
 void read_options(const Cursor& cursor, Output& output) {
-    constexpr std::string_view kPngKeys[] = {"from", "origin", "alpha", "background", "as"};
+    constexpr std::string_view kPngKeys[] = {"from", "origin", "alpha", "background", "legend", "axes", "as"};
     constexpr std::string_view kRawKeys[] = {"from", "comp", "as"};
-    constexpr std::string_view kSvgKeys[] = {"from", "origin", "under", "points", "as"};
+    constexpr std::string_view kSvgKeys[] = {"from", "origin", "under", "points", "legend", "axes", "as"};
     constexpr std::string_view kOtherKeys[] = {"from", "as"};
     const bool image =
         output.kind == OutputKind::png || output.kind == OutputKind::svg || output.kind == OutputKind::webp;
     if (const auto origin = image ? cursor.find("origin") : std::nullopt) output.origin = read_image_origin(*origin);
+    if (const auto legend = image ? cursor.find("legend") : std::nullopt)
+        output.legend = legend->boolean().value_or(false);
+    if (const auto axes = image ? cursor.find("axes") : std::nullopt) output.axes = axes->boolean().value_or(false);
     if (output.kind == OutputKind::png || output.kind == OutputKind::webp) {
         cursor.expect_keys(kPngKeys);
         if (const auto alpha = cursor.find("alpha")) output.alpha = alpha->boolean().value_or(false);

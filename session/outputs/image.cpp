@@ -17,6 +17,16 @@ std::uint8_t over(std::uint8_t color, std::uint8_t opacity, double background) {
 
 }  // namespace
 
+bool is_image_field(OMobj_id field) {
+    int cell_sets = 0;
+    FLDget_ncell_sets(field, &cell_sets);
+    if (cell_sets > 0 || host::has_coordinates(field) || component_count(field) < 1) return false;
+    if (read_shape(field).dims.size() != 2) return false;
+    const ComponentHeader header = read_component_header(field, 0);
+    const bool bytes = header.type == DTYPE_BYTE || header.type == DTYPE_CHAR;
+    return bytes && (header.veclen == 4 || header.veclen == 5);
+}
+
 Image::Image(OMobj_id field, std::string_view ending) {
     if (host::kind(field) != host::Kind::field)
         throw RunError("only image fields are written as " + std::string(ending));

@@ -19,6 +19,9 @@ struct ImageStyle {
     std::optional<std::array<double, 3>> background = {};  // composites over it: red, green, blue from 0 to 1
 };
 
+/// Whether a field holds an image, rather than lines, points or a surface.
+bool is_image_field(OMobj_id field);
+
 class Image {
 public:
     /// Borrows the pixels of a field: 2-D, component 0 of veclen 4 or 5, the bytes opacity, red, green, blue first.

@@ -1,5 +1,6 @@
 #include "session/outputs/outputs.h"
 
+#include <cmath>
 #include <filesystem>
 
 #include "base/element_types.h"
@@ -25,28 +26,69 @@ std::optional<OMobj_id> resolve(const std::optional<Reference>& reference) {
 }
 
 /// Where the first row of an image belongs: as the output says, else as the definition of the parameter that holds it.
-ImageOrigin image_origin(const Output& output, OMobj_id image, const Network& network) {
-    if (output.origin) return *output.origin;
-    const std::string path = host::path(image);
-    const auto [module, name, rest] = split_reference(path);
-    const auto number = network.find(module);
-    const auto* parameter = number ? network.instances[*number].definition->find_parameter(name) : nullptr;
-    return parameter ? parameter->origin : ImageOrigin::upper;
+ImageOrigin image_origin(const Output& output, const ImageHolder& holder) {
+    return output.origin.value_or(holder.parameter ? holder.parameter->origin : ImageOrigin::upper);
 }
 
-void write_drawing(const Output& output, OMobj_id object, const Network& network, OutputFile& file) {
-    const auto under = resolve(output.under);
-    const auto origin = under ? image_origin(output, *under, network) : ImageOrigin::upper;
-    write_svg(object, under, origin, resolve(output.points), file);
+/// White paper, or the colour that the picture is composited over.
+PageStyle page_style(const Output& output) {
+    PageStyle style;
+    style.same_size = output.in_frames;
+    if (!output.background) return style;
+    const auto& [red, green, blue] = *output.background;
+    const double brightness = 0.3 * red + 0.59 * green + 0.11 * blue;
+    style.paper = {static_cast<std::uint8_t>(std::lround(255 * red)),
+                   static_cast<std::uint8_t>(std::lround(255 * green)),
+                   static_cast<std::uint8_t>(std::lround(255 * blue))};
+    if (brightness < 0.5) style.ink = {235, 235, 235};
+    return style;
 }
 
-ImageStyle image_style(const Output& output, OMobj_id image, const Network& network) {
-    return {image_origin(output, image, network), output.alpha, output.background};
+/// What an output wants to have around an image, as far as the image has it.
+Surroundings surroundings(const Output& output, OMobj_id image, const ImageHolder& holder) {
+    Surroundings around{{}, {}, page_style(output)};
+    if (output.legend) around.legend = read_legend(holder);
+    if (output.axes) around.axes = read_axes(holder, image, image_origin(output, holder));
+    return around;
 }
 
-void write_picture(OMobj_id object, const ImageStyle& style, OutputFile& file) {
+/// What is said where an image has nothing to show of what was asked for.
+void note_missing(OMobj_id image, bool legend, bool axes, std::vector<std::string>& notes) {
+    const std::string name = host::path(image);
+    if (legend) notes.push_back(name + ": no legend: its colours stand for no known values");
+    if (axes) notes.push_back(name + ": no axes: it shows no known plane");
+}
+
+void write_drawing(const Output& output, OMobj_id object, const Network& network, OutputFile& file,
+                   std::vector<std::string>& notes) {
+    Drawing drawing{.object = object, .under = resolve(output.under), .points = resolve(output.points)};
+    const OMobj_id image = drawing.under.value_or(object);
+    const ImageHolder holder = holder_of(image, network);
+    const bool image_alone = !drawing.under && is_image_field(object);
+    drawing.origin = image_origin(output, holder);
+    drawing.axes = output.axes && !image_alone;  // lines and points have coordinates
+    const Surroundings around = surroundings(output, image, holder);
+    write_svg(drawing, around, file);
+    note_missing(image, output.legend && !around.legend, output.axes && image_alone && !around.axes, notes);
+}
+
+/// Calls `use(picture)` with what an output makes of an image.
+template <class Use>
+void with_picture(const Output& output, OMobj_id object, const Network& network, std::vector<std::string>& notes,
+                  Use use) {
+    const ImageHolder holder = holder_of(object, network);
+    const ImageStyle style{image_origin(output, holder), output.alpha, output.background};
+    const ImagePicture picture(Image(object, output.kind == OutputKind::png ? ".png" : ".webp"), style);
+    const Surroundings around = surroundings(output, object, holder);
+    note_missing(object, output.legend && !around.legend, output.axes && !around.axes, notes);
+    if (!around.any()) return use(picture);
+    use(PagePicture(picture, around));
+}
+
+void write_picture(const Output& output, const Picture& picture, OutputFile& file) {
+    if (output.kind == OutputKind::png) return write_png(picture, file);
     WebpFrames frames;
-    frames.add(Image(object, ".webp"), style, 0);
+    frames.add(picture, 0);
     frames.write(1, file);
 }
 
@@ -56,41 +98,43 @@ std::string bytes_text(const std::string& path) {
     return error ? "" : std::to_string(bytes) + " bytes";
 }
 
-/// The size of what became of an object: nodes per axis, or bytes where these say nothing.
-std::string size_text(OMobj_id object, const Output& output, const std::string& path) {
-    const bool is_grid = output.kind == OutputKind::png || output.kind == OutputKind::vti ||
-                         output.kind == OutputKind::vtr || output.kind == OutputKind::vts;
+std::string dims_text(const std::vector<xp_long>& dims) {
     std::string text;
-    if (is_grid) {
-        for (const xp_long dim : read_shape(object).dims) text += (text.empty() ? "" : " × ") + std::to_string(dim);
-        return text;
-    }
-    return bytes_text(path);
+    for (const xp_long dim : dims) text += (text.empty() ? "" : " × ") + std::to_string(dim);
+    return text;
 }
 
 }  // namespace
 
-std::string write_output(const Output& output, const Network& network, const std::string& directory) {
+std::string write_output(const Output& output, const Network& network, const std::string& directory,
+                         std::vector<std::string>& notes) {
     const OMobj_id object = resolve(output.from);
     OutputFile file(directory, output.file);
+    std::vector<xp_long> dims;  // of pictures and grids; of others bytes say more
     switch (output.kind) {
-        case OutputKind::png: write_png(object, image_style(output, object, network), file); break;
-        case OutputKind::webp: write_picture(object, image_style(output, object, network), file); break;
+        case OutputKind::png:
+        case OutputKind::webp:
+            with_picture(output, object, network, notes, [&](const Picture& picture) {
+                write_picture(output, picture, file);
+                dims = {picture.width(), picture.height()};
+            });
+            break;
         case OutputKind::json: write_json(object, file); break;
         case OutputKind::raw: write_raw(object, output.component, file); break;
-        case OutputKind::svg: write_drawing(output, object, network, file); break;
+        case OutputKind::svg: write_drawing(output, object, network, file, notes); break;
         case OutputKind::vti:
         case OutputKind::vtr:
-        case OutputKind::vts:
+        case OutputKind::vts: dims = read_shape(object).dims; [[fallthrough]];
         case OutputKind::vtu: write_vtk(object, output.kind, file); break;
     }
     file.commit();
-    return file.path().empty() ? "" : file.path() + " " + size_text(object, output, file.path());
+    return file.path().empty() ? "" : file.path() + " " + (dims.empty() ? bytes_text(file.path()) : dims_text(dims));
 }
 
-void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames) {
-    const OMobj_id object = resolve(output.from);
-    frames.add(Image(object, ".webp"), image_style(output, object, network), milliseconds);
+void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames,
+               std::vector<std::string>& notes) {
+    with_picture(output, resolve(output.from), network, notes,
+                 [&](const Picture& picture) { frames.add(picture, milliseconds); });
 }
 
 std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {

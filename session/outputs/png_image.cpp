@@ -1,4 +1,4 @@
-// Image fields as PNG files.
+// Pictures as PNG files.
 #include <png.h>
 
 #include <csetjmp>
@@ -34,17 +34,16 @@ struct PngWriter {
 };
 
 /// False after an error. Holds nothing with a destructor, since libpng leaves it by longjmp.
-bool write_rows(const PngWriter& writer, const Image& image, const ImageStyle& style, std::FILE* file,
-                std::vector<png_byte>& row) {
+bool write_rows(const PngWriter& writer, const Picture& picture, std::FILE* file, std::vector<png_byte>& row) {
     if (setjmp(png_jmpbuf(writer.png)) != 0) return false;
     png_set_write_fn(writer.png, file, write_bytes, flush_bytes);
     png_set_user_limits(writer.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_IHDR(writer.png, writer.info, image.width(), image.height(), 8,
-                 style.alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_IHDR(writer.png, writer.info, picture.width(), picture.height(), 8,
+                 picture.has_alpha() ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(writer.png, writer.info);
-    for (png_uint_32 y = 0; y < image.height(); ++y) {
-        image.row(y, style, row);
+    for (png_uint_32 y = 0; y < picture.height(); ++y) {
+        picture.row(y, row);
         png_write_row(writer.png, row.data());
     }
     png_write_end(writer.png, writer.info);
@@ -52,21 +51,20 @@ bool write_rows(const PngWriter& writer, const Image& image, const ImageStyle& s
 }
 
 /// False if the stream refuses the picture.
-bool encode(OMobj_id object, const ImageStyle& style, std::FILE* stream) {
-    const Image image(object, ".png");
+bool encode(const Picture& picture, std::FILE* stream) {
     const PngWriter writer;
     require(writer.info != nullptr, "memory is exhausted");
     std::vector<png_byte> row;
-    return write_rows(writer, image, style, stream, row);
+    return write_rows(writer, picture, stream, row);
 }
 
 }  // namespace
 
-void write_png(OMobj_id object, const ImageStyle& style, OutputFile& file) {
-    if (!encode(object, style, file.stream())) throw RunError("cannot write the file");
+void write_png(const Picture& picture, OutputFile& file) {
+    if (!encode(picture, file.stream())) throw RunError("cannot write the file");
 }
 
-std::string encode_png(OMobj_id object) {
+std::string encode_png(const Picture& picture) {
     // the stream leaves its bytes when it is closed, so it ends before their owner does, whatever is thrown
     struct Bytes {
         char* data = nullptr;
@@ -75,7 +73,7 @@ std::string encode_png(OMobj_id object) {
     } bytes;
     FileHandle memory(open_memstream(&bytes.data, &bytes.count));
     require(memory != nullptr, "memory is exhausted");
-    const bool written = encode(object, {}, memory.get());
+    const bool written = encode(picture, memory.get());
     memory.reset();
     require(written, "memory is exhausted");
     return {bytes.data, bytes.count};

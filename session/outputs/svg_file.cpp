@@ -206,18 +206,25 @@ void write_lines(OMobj_id field, const Positions& positions, const Frame& frame,
 
 // --- Points ---
 
-/// The characters of a label as SVG text; bytes that are not printable ASCII become question marks.
-std::string escaped(std::string_view label) {
-    std::string text;
-    for (const char letter : label) {
+std::string escaped(std::string_view text) {
+    std::string written;
+    for (const char letter : text) {
         switch (letter) {
-            case '&': text += "&amp;"; break;
-            case '<': text += "&lt;"; break;
-            case '>': text += "&gt;"; break;
-            default: text += letter >= ' ' && letter <= '~' ? letter : '?';
+            case '&': written += "&amp;"; break;
+            case '<': written += "&lt;"; break;
+            case '>': written += "&gt;"; break;
+            default: written += letter;
         }
     }
-    return text;
+    return written;
+}
+
+/// The characters of a label as SVG text; bytes that are not printable ASCII become question marks.
+std::string label_text(std::string_view label) {
+    std::string text(label);
+    std::replace_if(
+        text.begin(), text.end(), [](char letter) { return letter < ' ' || letter > '~'; }, '?');
+    return escaped(text);
 }
 
 /// Labels of points: the values of a component of characters, up to the first 0 of each node.
@@ -257,7 +264,7 @@ void write_points(OMobj_id field, const Positions& positions, const Frame& frame
         const std::string_view label = labels[node];
         if (!at.finite() || label.empty()) continue;
         file.write("<text x=\"" + number_text(static_cast<double>(at.x) + 1.5 * radius) + "\" y=\"" +
-                   number_text(-static_cast<double>(at.y) - 1.5 * radius) + "\">" + escaped(label) + "</text>\n");
+                   number_text(-static_cast<double>(at.y) - 1.5 * radius) + "\">" + label_text(label) + "</text>\n");
     }
     file.write("</g>\n");
 }
@@ -283,9 +290,13 @@ struct Under {
     std::string png;
     ImageOrigin origin;
     Frame frame;
+    double columns, rows;
 
-    Under(OMobj_id field, ImageOrigin first_row) : png(encode_png(field)), origin(first_row) {
+    Under(OMobj_id field, ImageOrigin first_row)
+        : png(encode_png(ImagePicture(Image(field, ".svg"), {}))), origin(first_row) {
         const FieldShape shape = read_shape(field);
+        columns = static_cast<double>(shape.dims[0]);
+        rows = static_cast<double>(shape.dims[1]);
         const LentArray<float> points = read_points(field);
         const bool placed = shape.grid_type == FLD_UNIFORM && shape.nspace >= 2 && points.count() >= 2 * shape.nspace;
         std::array<std::array<double, 2>, 2> ends{};  // by axis
@@ -314,46 +325,163 @@ struct Under {
     }
 };
 
-void write_head(const Frame& frame, OutputFile& file) {
-    const double scale = kPixels / frame.longest();
-    file.write(
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
-        "xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"" +
-        number_text(std::max(1L, std::lround(frame.width() * scale))) + "\" height=\"" +
-        number_text(std::max(1L, std::lround(frame.height() * scale))) + "\" viewBox=\"" + number_text(frame.left) +
-        " " + number_text(-frame.top) + " " + number_text(frame.width()) + " " + number_text(frame.height()) + "\">\n");
+// --- The page ---
+
+/// The start of a file: a picture so many pixels wide and high, and what its coordinates are.
+std::string head(double width, double height, const std::string& view_box) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+           "xmlns:xlink=\"http://www.w3.org/1999/xlink\" width=\"" +
+           number_text(width) + "\" height=\"" + number_text(height) + "\" viewBox=\"" + view_box + "\">\n";
+}
+
+std::string view_box(const Frame& frame) {
+    return number_text(frame.left) + " " + number_text(-frame.top) + " " + number_text(frame.width()) + " " +
+           number_text(frame.height());
+}
+
+std::string color_text(const Rgb& color) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text = "#";
+    for (const unsigned part : color) {
+        text += kDigits[part >> 4U];
+        text += kDigits[part & 15U];
+    }
+    return text;
+}
+
+std::string rectangle(double x, double y, double width, double height, const std::string& fill) {
+    return "<rect x=\"" + number_text(x) + "\" y=\"" + number_text(y) + "\" width=\"" + number_text(width) +
+           "\" height=\"" + number_text(height) + "\" fill=\"" + fill + "\"/>\n";
+}
+
+void write_bar(const PageBar& bar, OutputFile& file) {
+    file.write("<linearGradient id=\"colors\" x1=\"0\" y1=\"1\" x2=\"0\" y2=\"0\">\n");
+    const auto last = static_cast<double>(std::max<std::size_t>(bar.colors.size() - 1, 1));
+    for (std::size_t i = 0; i < bar.colors.size(); ++i) {
+        file.write("<stop offset=\"" + number_text(static_cast<float>(static_cast<double>(i) / last)) +
+                   "\" stop-color=\"" + color_text(bar.colors[i]) + "\"/>\n");
+    }
+    file.write("</linearGradient>\n" + rectangle(bar.x, bar.y, bar.width, bar.height, "url(#colors)"));
+}
+
+void write_text(const PageText& text, OutputFile& file) {
+    constexpr std::string_view kAnchors[] = {"start", "middle", "end"};
+    const std::string at = number_text(text.x) + " " + number_text(text.y);
+    file.write("<text transform=\"translate(" + at + ")" + (text.turned ? " rotate(-90)" : "") + "\" dy=\"" +
+               number_text(static_cast<float>(kMiddleOfLetters * text.size)) + "\" font-size=\"" +
+               number_text(static_cast<float>(text.size)) + "\" text-anchor=\"" +
+               std::string(kAnchors[static_cast<std::size_t>(text.anchor)]) + "\">" + escaped(text.text) + "</text>\n");
+}
+
+/// What stands around the picture of a page.
+void write_page(const Page& page, OutputFile& file) {
+    const std::string ink = color_text(page.style.ink);
+    for (const auto& bar : page.bars) write_bar(bar, file);
+    file.write("<g stroke=\"" + ink + "\" stroke-width=\"" + number_text(page.line_width) + "\">\n");
+    for (const auto& line : page.lines) {
+        file.write("<path d=\"M" + number_text(line.x1) + " " + number_text(line.y1) + "L" + number_text(line.x2) +
+                   " " + number_text(line.y2) + "\"/>\n");
+    }
+    file.write("</g>\n<g font-family=\"DejaVu Sans, sans-serif\" fill=\"" + ink + "\">\n");
+    for (const auto& text : page.texts) write_text(text, file);
+    file.write("</g>\n");
 }
 
 void require_field(OMobj_id object) {
     if (host::kind(object) != host::Kind::field) throw RunError("only fields are written as .svg");
 }
 
+/// The parts of a drawing, in its own coordinates.
+class Scene {
+public:
+    explicit Scene(const Drawing& drawing) : drawing_(drawing) {
+        require_field(drawing.object);
+        if (drawing.points) require_field(*drawing.points);
+        const bool image_alone = !drawing.under && is_image_field(drawing.object);
+        if (drawing.under) image_.emplace(*drawing.under, drawing.origin);
+        if (image_alone) image_.emplace(drawing.object, drawing.origin);
+        if (!image_alone) positions_.emplace(drawing.object);
+        if (drawing.points) point_positions_.emplace(*drawing.points);
+        lines_ = positions_ && has_lines(drawing.object);
+
+        if (image_) frame_ = image_->frame;
+        is_image_ = image_alone && !drawing.points;
+        if (is_image_) return;
+        if (positions_) positions_->extend(frame_);
+        if (point_positions_) point_positions_->extend(frame_);
+        if (frame_.empty()) frame_.include(0, 0);
+        if (frame_.longest() == 0) frame_.widen(0.5);
+        frame_.widen(frame_.longest() / 25);  // room for strokes and labels
+    }
+
+    const Frame& frame() const { return frame_; }
+    /// Pixels of the picture: an image's own, or as many as a drawing is to have.
+    double width() const { return is_image_ ? image_->columns : pixels(frame_.width()); }
+    double height() const { return is_image_ ? image_->rows : pixels(frame_.height()); }
+
+    /// An axis of the image beneath as one of the whole drawing, which is `size` pixels long.
+    void extend(PlaneAxis& axis, bool upright, double size) const {
+        const Frame& inner = image_->frame;
+        const double start = upright ? inner.bottom - frame_.bottom : inner.left - frame_.left;
+        const double unit = upright ? inner.height() / image_->rows : inner.width() / image_->columns;
+        const double scale = size / (upright ? frame_.height() : frame_.width());
+        for (auto& knot : axis.knots) knot.pixel = (start + knot.pixel * unit) * scale;
+    }
+
+    /// The plane of the coordinates.
+    PlaneAxes axes() const {
+        return {{{{0, frame_.left}, {width(), frame_.right}}, "x"},
+                {{{0, frame_.bottom}, {height(), frame_.top}}, "y"},
+                {}};
+    }
+
+    void write(OutputFile& file) const {
+        if (image_) image_->write(file);
+        if (lines_) write_lines(drawing_.object, *positions_, frame_, file);
+        // without lines the field is one of points, unless it is an empty line field with points of its own
+        if (!lines_ && positions_) write_points(drawing_.object, *positions_, frame_, file);
+        if (drawing_.points) write_points(*drawing_.points, *point_positions_, frame_, file);
+    }
+
+private:
+    double pixels(double length) const {
+        return static_cast<double>(std::max(1L, std::lround(length * (kPixels / frame_.longest()))));
+    }
+
+    Drawing drawing_;
+    std::optional<Under> image_;
+    std::optional<Positions> positions_, point_positions_;  // of the lines or points; there are none of an image
+    Frame frame_;
+    bool lines_ = false;
+    bool is_image_ = false;  // and nothing else
+};
+
 }  // namespace
 
-void write_svg(OMobj_id object, const std::optional<OMobj_id>& under, ImageOrigin origin,
-               const std::optional<OMobj_id>& points, OutputFile& file) {
-    require_field(object);
-    if (points) require_field(*points);
-    std::optional<Under> image;
-    if (under) image.emplace(*under, origin);
-    const Positions positions(object);
-    const std::optional<Positions> point_positions = points ? std::optional<Positions>(*points) : std::nullopt;
-    const bool lines = has_lines(object);
-
-    Frame frame;
-    if (image) frame = image->frame;
-    positions.extend(frame);
-    if (point_positions) point_positions->extend(frame);
-    if (frame.empty()) frame.include(0, 0);
-    if (frame.longest() == 0) frame.widen(0.5);
-    frame.widen(frame.longest() / 25);  // room for strokes and labels
-
-    write_head(frame, file);
-    if (image) image->write(file);
-    if (lines) write_lines(object, positions, frame, file);
-    // without lines the field is one of points, unless it is an empty line field with points of its own
-    if (!lines) write_points(object, positions, frame, file);
-    if (points) write_points(*points, *point_positions, frame, file);
+void write_svg(const Drawing& drawing, const Surroundings& around, OutputFile& file) {
+    const Scene scene(drawing);
+    Surroundings of_drawing = around;
+    if (drawing.axes && !around.axes) of_drawing.axes = scene.axes();
+    if (!of_drawing.any()) {
+        file.write(head(scene.width(), scene.height(), view_box(scene.frame())));
+        scene.write(file);
+        file.write("</svg>\n");
+        return;
+    }
+    if (around.axes) {
+        scene.extend(of_drawing.axes->x, false, scene.width());
+        scene.extend(of_drawing.axes->y, true, scene.height());
+    }
+    const Page page = lay_out(static_cast<int>(scene.width()), static_cast<int>(scene.height()), of_drawing);
+    const std::string size = number_text(page.width) + " " + number_text(page.height);
+    file.write(head(page.width, page.height, "0 0 " + size));
+    file.write(rectangle(0, 0, page.width, page.height, color_text(page.style.paper)));
+    file.write("<svg x=\"" + number_text(page.left) + "\" y=\"" + number_text(page.top) + "\" width=\"" +
+               number_text(page.picture_width) + "\" height=\"" + number_text(page.picture_height) +
+               "\" preserveAspectRatio=\"none\" viewBox=\"" + view_box(scene.frame()) + "\">\n");
+    scene.write(file);
+    file.write("</svg>\n");
+    write_page(page, file);
     file.write("</svg>\n");
 }
 

@@ -13,11 +13,11 @@ namespace {
 
 constexpr int kEffort = 4;  // of 0 to 9: beyond it files hardly get smaller
 
-struct Picture : WebPPicture {
-    Picture() { require(WebPPictureInit(this) != 0, "another version of the WebP library was built with"); }
-    Picture(const Picture&) = delete;
-    Picture& operator=(const Picture&) = delete;
-    ~Picture() { WebPPictureFree(this); }
+struct Frame : WebPPicture {
+    Frame() { require(WebPPictureInit(this) != 0, "another version of the WebP library was built with"); }
+    Frame(const Frame&) = delete;
+    Frame& operator=(const Frame&) = delete;
+    ~Frame() { WebPPictureFree(this); }
 };
 
 struct Bytes : WebPData {
@@ -27,18 +27,18 @@ struct Bytes : WebPData {
     ~Bytes() { WebPDataClear(this); }
 };
 
-void fill(const Image& image, const ImageStyle& style, Picture& picture) {
-    picture.use_argb = 1;
-    picture.width = static_cast<int>(image.width());
-    picture.height = static_cast<int>(image.height());
-    require(WebPPictureAlloc(&picture) != 0, "memory is exhausted");
-    const std::size_t step = style.alpha ? 4 : 3;
+void fill(const Picture& picture, Frame& frame) {
+    frame.use_argb = 1;
+    frame.width = static_cast<int>(picture.width());
+    frame.height = static_cast<int>(picture.height());
+    require(WebPPictureAlloc(&frame) != 0, "memory is exhausted");
+    const std::size_t step = picture.has_alpha() ? 4 : 3;
     std::vector<std::uint8_t> row;
-    for (std::uint32_t y = 0; y < image.height(); ++y) {
-        image.row(y, style, row);
-        std::uint32_t* pixel = picture.argb + static_cast<std::ptrdiff_t>(y) * picture.argb_stride;
+    for (std::uint32_t y = 0; y < picture.height(); ++y) {
+        picture.row(y, row);
+        std::uint32_t* pixel = frame.argb + static_cast<std::ptrdiff_t>(y) * frame.argb_stride;
         for (std::size_t i = 0; i < row.size(); i += step) {
-            const std::uint32_t alpha = style.alpha ? row[i + 3] : 255U;
+            const std::uint32_t alpha = picture.has_alpha() ? row[i + 3] : 255U;
             *pixel++ = alpha << 24 | std::uint32_t{row[i]} << 16 | std::uint32_t{row[i + 1]} << 8 | row[i + 2];
         }
     }
@@ -62,12 +62,12 @@ struct WebpFrames::Encoder {
     Encoder& operator=(const Encoder&) = delete;
     ~Encoder() { WebPAnimEncoderDelete(frames); }
 
-    void start(const Picture& picture) {
+    void start(const Frame& frame) {
         WebPAnimEncoderOptions options;
         require(WebPAnimEncoderOptionsInit(&options) != 0, "another version of the WebP library was built with");
         options.anim_params.loop_count = 0;  // for ever
-        width = picture.width;
-        height = picture.height;
+        width = frame.width;
+        height = frame.height;
         frames = WebPAnimEncoderNew(width, height, &options);
         require(frames != nullptr, "memory is exhausted");
     }
@@ -76,18 +76,18 @@ struct WebpFrames::Encoder {
 WebpFrames::WebpFrames() : encoder_(std::make_unique<Encoder>()) {}
 WebpFrames::~WebpFrames() = default;
 
-void WebpFrames::add(const Image& image, const ImageStyle& style, int milliseconds) {
-    if (image.width() > WEBP_MAX_DIMENSION || image.height() > WEBP_MAX_DIMENSION) {
+void WebpFrames::add(const Picture& picture, int milliseconds) {
+    if (picture.width() > WEBP_MAX_DIMENSION || picture.height() > WEBP_MAX_DIMENSION) {
         throw RunError(".webp files have at most 16383 pixels per side");
     }
-    Picture picture;
-    fill(image, style, picture);
-    if (!encoder_->frames) encoder_->start(picture);
-    if (picture.width != encoder_->width || picture.height != encoder_->height) {
-        throw RunError("a frame has " + size_text(picture.width, picture.height) + " pixels, the first one " +
+    Frame frame;
+    fill(picture, frame);
+    if (!encoder_->frames) encoder_->start(frame);
+    if (frame.width != encoder_->width || frame.height != encoder_->height) {
+        throw RunError("a frame has " + size_text(frame.width, frame.height) + " pixels, the first one " +
                        size_text(encoder_->width, encoder_->height));
     }
-    if (WebPAnimEncoderAdd(encoder_->frames, &picture, milliseconds, &encoder_->config) == 0) {
+    if (WebPAnimEncoderAdd(encoder_->frames, &frame, milliseconds, &encoder_->config) == 0) {
         throw RunError(WebPAnimEncoderGetError(encoder_->frames));
     }
 }
@@ -110,7 +110,7 @@ namespace zam::session {
 struct WebpFrames::Encoder {};
 WebpFrames::WebpFrames() { throw RunError("this zam was built without libwebp and writes no .webp files"); }
 WebpFrames::~WebpFrames() = default;
-void WebpFrames::add(const Image& /*image*/, const ImageStyle& /*style*/, int /*milliseconds*/) {}
+void WebpFrames::add(const Picture& /*picture*/, int /*milliseconds*/) {}
 void WebpFrames::write(int /*milliseconds*/, OutputFile& /*file*/) {}
 
 }  // namespace zam::session

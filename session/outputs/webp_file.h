@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "session/outputs/image.h"
 #include "session/outputs/output_file.h"
+#include "session/outputs/picture.h"
 
 namespace zam::session {
 
@@ -20,7 +20,7 @@ public:
 
     /// Adds a picture as large as the first one, at most 16383 pixels wide and high.
     /// @param milliseconds  when it is to be shown, after that of the frame before
-    void add(const Image& image, const ImageStyle& style, int milliseconds);
+    void add(const Picture& picture, int milliseconds);
     /// @param milliseconds  when the last frame has been shown
     void write(int milliseconds, OutputFile& file);
 

@@ -448,10 +448,14 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
             if (!is_numbered(output.file)) continue;
             Output frame = output;
             frame.file = numbered(output.file, step);
-            writing(output, frame.file, [&] { listener_.wrote(write_output(frame, network_, directory)); });
+            writing(output, frame.file, [&] { write_one(frame, directory); });
         }
         for (auto& film : films) {
-            const auto add = [&] { add_frame(*film.output, network_, shown_at(step), *film.frames); };
+            const auto add = [&] {
+                std::vector<std::string> notes;
+                add_frame(*film.output, network_, shown_at(step), *film.frames, notes);
+                say_once(notes);
+            };
             if (film.frames && !writing(*film.output, film.output->file, add)) film.frames = nullptr;
         }
     }
@@ -481,9 +485,23 @@ bool Session::writing(const Output& output, const std::string& file, Body&& body
     return false;
 }
 
+/// Writes an output, or a frame of one.
+void Session::write_one(const Output& output, const std::string& directory) {
+    std::vector<std::string> notes;
+    const std::string written = write_output(output, network_, directory, notes);
+    say_once(notes);
+    listener_.wrote(written);
+}
+
+void Session::say_once(const std::vector<std::string>& notes) {
+    for (const auto& note : notes) {
+        if (said_.insert(note).second) listener_.note(note);
+    }
+}
+
 void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
     for (const auto& output : outputs) {
-        writing(output, output.file, [&] { listener_.wrote(write_output(output, network_, directory)); });
+        writing(output, output.file, [&] { write_one(output, directory); });
     }
 }
 

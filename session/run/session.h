@@ -86,6 +86,8 @@ private:
     void end_self(std::size_t module);
     void joystick(const JoystickEvent& event);
     void play_frames(const ForEvent& event, const std::string& directory);
+    void write_one(const Output& output, const std::string& directory);
+    void say_once(const std::vector<std::string>& notes);
     template <class Body>
     bool writing(const Output& output, const std::string& file, Body&& body);
     bool has_failed(std::size_t module) const;
