@@ -6,9 +6,11 @@
 #include "runner/commands.h"
 #include "runner/console.h"
 #include "runner/file_kinds.h"
+#include "session/document/suggestion.h"
 #include "session/objects/run_error.h"
 #include "session/outputs/output_file.h"
 #include "session/run/session.h"
+#include "session/values/color_tables.h"
 #include "session/view/view.h"
 
 namespace zam::runner {
@@ -103,6 +105,18 @@ bool keep_first_image(Network& network, const std::string& file) {
 }
 
 // --- The command ---
+
+/// What is wrong with the options that name colours; empty: nothing.
+std::string fault_of(const ViewOptions& options) {
+    if (!options.preset.empty() && !preset_table(options.preset))
+        return list_known("unknown preset " + options.preset + "; there are", options.preset, preset_names());
+    if (options.opacity.empty()) return {};
+    Problems problems;
+    Environment environment{problems, {}};
+    const auto document = Document::from_option("--opacity", options.opacity);
+    read_curve(Cursor(*document, environment));
+    return problems.any() ? problems.lines().front() : "";
+}
 
 /// Tells what is written on the standard output, whatever that is.
 class ViewConsole final : public Console {
@@ -208,6 +222,7 @@ int view_file(ViewCommand command) {
     const std::string_view ending = file_ending(output);
     if (std::find(std::begin(kEndings), std::end(kEndings), ending) == std::end(kEndings))
         return wrong("pictures are written as .png, .svg or .webp, not as \"" + std::string(ending) + "\"");
+    if (const std::string fault = fault_of(command.options); !fault.empty()) return wrong(fault);
     const auto definitions = load_definitions();
     if (!definitions) return kWrong;
     const FileKind* kind = find_file_kind(*file);

@@ -21,13 +21,32 @@ std::uint32_t ordered(float value) {
 float from_ordered(std::uint32_t key) { return std::bit_cast<float>((key & kSign) != 0 ? key & ~kSign : ~key); }
 
 /// The nearest float that is finite.
+float as_float(double value) {
+    constexpr double kMax = std::numeric_limits<float>::max();
+    return static_cast<float>(std::clamp(value, -kMax, kMax));
+}
+
+/// The value in the middle of the first ones of a block; `nullopt` if none of them is finite.
 template <class T>
-float as_float(T value) {
-    constexpr float kMax = std::numeric_limits<float>::max();
-    return std::clamp(static_cast<float>(value), -kMax, kMax);
+std::optional<double> ordinary_value(const std::byte* block, xp_long count, const NullTest<T>& is_null) {
+    constexpr xp_long kEnough = 1000;
+    std::vector<double> values;
+    values.reserve(kEnough);
+    for (xp_long i = 0; i < count && static_cast<xp_long>(values.size()) < kEnough; ++i) {
+        const T value = load<T>(block, i);
+        if (!is_null(value) && std::isfinite(static_cast<double>(value))) values.push_back(static_cast<double>(value));
+    }
+    if (values.empty()) return std::nullopt;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 }  // namespace
+
+std::size_t Distribution::bin_of(double value) const {
+    return ordered(as_float(value - ordinary_.value_or(0.0))) >> (32 - kBits);
+}
 
 std::string Distribution::add(const NumberArray& values, const std::optional<NumberArray>& null_value) {
     return with_type(values.type, [&](auto zero) {
@@ -38,12 +57,14 @@ std::string Distribution::add(const NumberArray& values, const std::optional<Num
         xp_long counted = 0;
         std::string error =
             for_each_block(values, 0, values.count, 1, [&](xp_long, const std::byte* block, xp_long count) {
+                if (!ordinary_) ordinary_ = ordinary_value<T>(block, count, is_null);
+                const double ordinary = ordinary_.value_or(0.0);
                 for (xp_long i = 0; i < count; ++i) {
                     const T value = load<T>(block, i);
                     if (is_null(value) || !std::isfinite(static_cast<double>(value))) continue;
                     low = std::min(low, value);
                     high = std::max(high, value);
-                    ++counts_[ordered(as_float(value)) >> (32 - kBits)];
+                    ++counts_[ordered(as_float(static_cast<double>(value) - ordinary)) >> (32 - kBits)];
                     ++counted;
                 }
                 left_out_ += count;
@@ -55,8 +76,8 @@ std::string Distribution::add(const NumberArray& values, const std::optional<Num
         count_ += counted;
         smallest_ = first ? static_cast<double>(low) : std::min(smallest_, static_cast<double>(low));
         largest_ = first ? static_cast<double>(high) : std::max(largest_, static_cast<double>(high));
-        first_ = ordered(as_float(smallest_)) >> (32 - kBits);
-        last_ = ordered(as_float(largest_)) >> (32 - kBits);
+        first_ = bin_of(smallest_);
+        last_ = bin_of(largest_);
         return error;
     });
 }
@@ -65,7 +86,8 @@ std::string Distribution::add(const NumberArray& values, const std::optional<Num
 double Distribution::edge(std::size_t bin) const {
     if (bin <= first_) return smallest_;
     if (bin > last_) return largest_;
-    return static_cast<double>(from_ordered(static_cast<std::uint32_t>(bin) << (32 - kBits)));
+    const float from_ordinary = from_ordered(static_cast<std::uint32_t>(bin) << (32 - kBits));
+    return *ordinary_ + static_cast<double>(from_ordinary);
 }
 
 std::size_t Distribution::fullest() const {
@@ -90,10 +112,7 @@ std::array<double, 2> Distribution::typical_range(double low_share, double high_
     std::array<double, 2> range{percentile(low_share), percentile(high_share)};
     if (count_ == 0 || smallest_ == largest_) return {smallest_, largest_};
     const std::size_t mode = fullest();
-    const auto same_bin = [](double a, double b) {
-        return ordered(as_float(a)) >> (32 - kBits) == ordered(as_float(b)) >> (32 - kBits);
-    };
-    if (same_bin(range[0], range[1]) && counts_[mode] < count_) {
+    if (bin_of(range[0]) == bin_of(range[1]) && counts_[mode] < count_) {
         // the value that almost all have is one end, or between the ends
         const double low = percentile(low_share, mode);
         const double high = percentile(high_share, mode);

@@ -11,8 +11,8 @@
 
 namespace zam::session {
 
-/// A histogram whose bins are as wide as floats are precise to thirteen bits of their fraction, so that a few values far
-/// from all others do no harm to it. Takes 32 MB.
+/// A histogram of how far values lie from an ordinary one. Its bins are as wide as floats are precise to thirteen bits
+/// of their fraction: neither a few values far from all others nor a large offset does harm to it. Takes 32 MB.
 class Distribution {
 public:
     Distribution() : counts_(kBins) {}
@@ -44,9 +44,11 @@ private:
 
     /// As above, leaving out the values of a bin.
     double percentile(double share, std::size_t without) const;
+    std::size_t bin_of(double value) const;
     double edge(std::size_t bin) const;
     std::size_t fullest() const;
 
+    std::optional<double> ordinary_;  // one of the first values
     std::vector<xp_long> counts_;
     std::size_t first_ = kBins, last_ = 0;  // bins that have values
     xp_long count_ = 0, left_out_ = 0;

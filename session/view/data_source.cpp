@@ -62,8 +62,8 @@ struct Axes {
     std::size_t space = 0;  // axes of the grid with more than one node
 };
 
-/// Reals whose last axis has two or three values, after two longer ones at least, are vectors; more than three axes of
-/// space begin with time.
+/// Reals whose last axis has two or three values, after two longer ones at least, are vectors; more axes than space has
+/// begin with time.
 Axes find_axes(const DataArray& array) {
     constexpr std::size_t kMinForVectors = 3;
     constexpr xp_long kMaxParts = 3;
@@ -80,7 +80,9 @@ Axes find_axes(const DataArray& array) {
         axes.last_is_vector = (parts == 2 || parts == kMaxParts) && longer;
         if (axes.last_is_vector) open.pop_back();
     }
-    if (!has_flag(&DataAxis::step) && open.size() > kMaxSpace) {
+    // vectors of two parts lie in a plane
+    const std::size_t most = axes.last_is_vector && array.axes.back().size == 2 ? 2 : kMaxSpace;
+    if (!has_flag(&DataAxis::step) && open.size() > most) {
         const auto slowest = array.x_first ? open.end() - 1 : open.begin();
         axes.step = *slowest;
         axes.steps = array.axes[*slowest].size;

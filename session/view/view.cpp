@@ -74,11 +74,7 @@ Json converted(Json value, const Json& convert) {
     return value;
 }
 
-std::string number_text(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", value);
-    return text;
-}
+std::string number_text(double value, double span) { return network_text(rounded(value, span)); }
 
 // --- Values ---
 
@@ -114,12 +110,12 @@ std::array<double, 2> Planner::range() {
     }
     const double span = range[1] - range[0];
     if (!given) range = {rounded(range[0], span), rounded(range[1], span)};
-    const std::string smallest = number_text(distribution_.smallest());
+    const std::string smallest = number_text(distribution_.smallest(), span);
     const bool one = distribution_.smallest() == distribution_.largest();
-    const std::string ends = number_text(range[0]) + " to " + number_text(range[1]);
+    const std::string ends = number_text(range[0], span) + " to " + number_text(range[1], span);
     const std::string all = one ? "about the only value " + smallest
                                 : "the 1st and 99th percentile of " + smallest + " to " +
-                                      number_text(distribution_.largest());
+                                      number_text(distribution_.largest(), span);
     tell("range", given ? ends : ends + ", " + all);
     return range;
 }
@@ -315,7 +311,9 @@ void Planner::plan_flow() {
                               {"Interval", fastest > 0.0 ? rounded(fastest / kStep, fastest) : 1.0},
                               {"Radius", 0.1}}}};
     show_steps("texture.in_fld", field);
-    tell("lengths", number_text(distribution_.smallest()) + " to " + number_text(distribution_.largest()));
+    const double longest = distribution_.largest();
+    tell("range", number_text(distribution_.smallest(), longest) + " to " + number_text(longest, longest) +
+                      ", the lengths of the vectors");
     if (options_.output.ends_with(".svg")) {
         tell("modules", "lic_texture, topology");
         return write(
