@@ -67,12 +67,11 @@ std::optional<Mapped> shown_field(const ImageHolder& holder, const LegendSource&
     return Mapped{fields.front(), OMnull_obj()};
 }
 
-std::string label_of(OMobj_id field, const LegendSource& source) {
+Caption caption_of(OMobj_id field, const LegendSource& source) {
+    if (component_count(field) < 1) return {};
     const ComponentHeader header = read_component_header(field, 0);
-    std::string label = header.label;
-    if (!label.empty() && !source.parts.empty()) label = "|" + label + "|";  // a vector's length
-    if (header.units.empty()) return label;
-    return label.empty() ? header.units : label + " (" + header.units + ")";
+    const bool length = !header.label.empty() && !source.parts.empty();  // of a vector
+    return {length ? "|" + header.label + "|" : header.label, header.units};
 }
 
 // --- Ranges ---
@@ -260,15 +259,8 @@ std::optional<Legend> read_legend(const ImageHolder& holder) {
         std::reverse(legend.colors.begin(), legend.colors.end());
     }
     if (legend.low == legend.high) legend.colors.resize(1);
-    legend.label = label_of(shown->field, source);
+    legend.caption = caption_of(shown->field, source);
     return std::isfinite(legend.low) && std::isfinite(legend.high) ? std::optional(std::move(legend)) : std::nullopt;
-}
-
-std::string read_label(const ImageHolder& holder) {
-    if (!holder.parameter || !holder.parameter->legend) return {};
-    const auto shown = shown_field(holder, *holder.parameter->legend);
-    const bool has_values = shown && component_count(shown->field) > 0;
-    return has_values ? label_of(shown->field, *holder.parameter->legend) : "";
 }
 
 std::optional<PlaneAxes> read_axes(const ImageHolder& holder, OMobj_id image, ImageOrigin origin) {
@@ -280,7 +272,7 @@ std::optional<PlaneAxes> read_axes(const ImageHolder& holder, OMobj_id image, Im
     if (!axes) return std::nullopt;
     const ImageOrigin upright = is_view ? ImageOrigin::upper : ImageOrigin::lower;
     if (origin != upright) mirror(axes->y, static_cast<double>(read_shape(image).dims[1]));
-    axes->title = read_label(holder);
+    axes->title = caption_of(shown->field, *holder.parameter->legend);
     return axes;
 }
 

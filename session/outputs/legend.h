@@ -24,7 +24,4 @@ std::optional<Legend> read_legend(const ImageHolder& holder);
 /// @param origin  where its first row belongs
 std::optional<PlaneAxes> read_axes(const ImageHolder& holder, OMobj_id image, ImageOrigin origin);
 
-/// The label and units of the values that the image shows: "pressure (Pa)"; empty if they have none.
-std::string read_label(const ImageHolder& holder);
-
 }  // namespace zam::session

@@ -65,6 +65,16 @@ double widest(const std::vector<PlacedTick>& ticks) {
     return width;
 }
 
+/// "pressure (Pa)", in a room of so many letters: a label that is too long is cut, its units stay.
+std::string caption_text(const Caption& caption, double room) {
+    const std::string label = drawable(caption.label);
+    if (caption.units.empty()) return cut_to(label, room);
+    if (caption.label.empty()) return cut_to(drawable(caption.units), room);
+    const std::string units = " (" + drawable(caption.units) + ")";
+    const double left = room - text_width(units);
+    return left > room / 3 ? cut_to(label, left) + units : cut_to(label + units, room);
+}
+
 class Layout {
 public:
     Layout(int width, int height, const PageStyle& style) : letter_(letter_size(width, height)) {
@@ -128,11 +138,13 @@ private:
         bar_ticks_ =
             place_ticks(legend.low, legend.high, place, [&](const std::string&) { return kBetweenRows * letter_; });
         bar_room_ = page_.style.same_size ? kNumbers : widest(bar_ticks_);
+        // a bar longer than the picture stands beside the numbers of the x axis too
+        if (height > page_.picture_height) gap_ = std::max(kGap, x_overhang_ + kBetweenColumns / 2);
     }
 
     double legend_room(const Legend& legend) const {
-        const double label = legend.label.empty() ? 0 : kNameGap + kLineHeight;
-        return kGap + kBarWidth + kTick + kTickGap + bar_room_ + label + kEdge;
+        const double label = legend.caption.empty() ? 0 : kNameGap + kLineHeight;
+        return gap_ + kBarWidth + kTick + kTickGap + bar_room_ + label + kEdge;
     }
 
     // --- Shapes ---
@@ -165,13 +177,13 @@ private:
         const double beside = (kEdge + 0.5 * kLineHeight) * letter_;
         page_.texts.push_back({(left + right) / 2, below, Anchor::middle, false, letter_, drawable(axes.x.name)});
         page_.texts.push_back({beside, (top + bottom) / 2, Anchor::middle, true, letter_, drawable(axes.y.name)});
-        title(axes.title, left, right);
+        if (!axes.title.empty()) title(axes.title, left, right);
     }
 
     /// Over the middle of the picture where it is short enough, else from the picture's left side on.
-    void title(const std::string& text, double left, double right) {
+    void title(const Caption& caption, double left, double right) {
         const double y = (kEdge + 0.5 * kLineHeight) * letter_;
-        const std::string shown = cut_to(drawable(text), (page_.width - left) / letter_ - kEdge);
+        const std::string shown = caption_text(caption, (page_.width - left) / letter_ - kEdge);
         if (text_width(shown) * letter_ <= right - left) {
             page_.texts.push_back({(left + right) / 2, y, Anchor::middle, false, letter_, shown});
         } else {
@@ -180,7 +192,7 @@ private:
     }
 
     void draw(const Legend& legend, double top, double height) {
-        const double x = page_.left + page_.picture_width + std::round(kGap * letter_);
+        const double x = page_.left + page_.picture_width + std::round(gap_ * letter_);
         const double width = std::round(kBarWidth * letter_);
         const double numbers = x + width + (kTick + kTickGap) * letter_;
         page_.bars.push_back({x, top, width, height, legend.colors});
@@ -190,9 +202,14 @@ private:
             page_.lines.push_back({x + width, y, x + width + kTick * letter_, y});
             number(numbers, y, Anchor::start, text, bar_room_);
         }
-        if (legend.label.empty()) return;
+        if (legend.caption.empty()) return;
+        constexpr double kSmaller = 0.8;     // before it is cut
+        constexpr double kBeyondEnds = 0.6;  // of the bar
+        const double room = height / letter_ + 2 * kBeyondEnds;
+        const std::string shown = caption_text(legend.caption, room / kSmaller);
+        const double size = letter_ * std::min(1.0, room / std::max(text_width(shown), 1e-3));
         page_.texts.push_back({numbers + (bar_room_ + kNameGap + 0.5 * kLineHeight) * letter_, top + height / 2,
-                               Anchor::middle, true, letter_, cut_to(drawable(legend.label), height / letter_)});
+                               Anchor::middle, true, size, shown});
     }
 
     /// Lines around a rectangle, outside it: the picture's own pixels stay.
@@ -210,6 +227,7 @@ private:
     Page page_;
     std::vector<PlacedTick> x_ticks_, y_ticks_, bar_ticks_;
     double y_room_ = 0, x_overhang_ = 0, bar_room_ = 0;  // of numbers, in letters
+    double gap_ = kGap;                                  // between picture and bar
 };
 
 }  // namespace

@@ -12,11 +12,18 @@ namespace zam::session {
 
 using Rgb = std::array<std::uint8_t, 3>;
 
+/// What values are; either part may be empty.
+struct Caption {
+    std::string label, units;
+
+    bool empty() const { return label.empty() && units.empty(); }
+};
+
 /// What the colours of a picture mean.
 struct Legend {
     std::vector<Rgb> colors;  // equally spaced from `low` to `high`
     double low = 0, high = 0;
-    std::string label;  // with units; empty: none
+    Caption caption;
 };
 
 /// Positions along one side of a picture.
@@ -35,7 +42,7 @@ struct PlaneAxis {
 /// The plane that a picture shows.
 struct PlaneAxes {
     PlaneAxis x, y;
-    std::string title;  // empty: none
+    Caption title;
 };
 
 struct PageStyle {

@@ -349,38 +349,41 @@ std::string color_text(const Rgb& color) {
     return text;
 }
 
+/// A number of a page, whose pixels need no more digits than a float has.
+std::string page_text(double number) { return number_text(static_cast<float>(number)); }
+
 std::string rectangle(double x, double y, double width, double height, const std::string& fill) {
-    return "<rect x=\"" + number_text(x) + "\" y=\"" + number_text(y) + "\" width=\"" + number_text(width) +
-           "\" height=\"" + number_text(height) + "\" fill=\"" + fill + "\"/>\n";
+    return "<rect x=\"" + page_text(x) + "\" y=\"" + page_text(y) + "\" width=\"" + page_text(width) + "\" height=\"" +
+           page_text(height) + "\" fill=\"" + fill + "\"/>\n";
 }
 
 void write_bar(const PageBar& bar, OutputFile& file) {
     file.write("<linearGradient id=\"colors\" x1=\"0\" y1=\"1\" x2=\"0\" y2=\"0\">\n");
     const auto last = static_cast<double>(std::max<std::size_t>(bar.colors.size() - 1, 1));
     for (std::size_t i = 0; i < bar.colors.size(); ++i) {
-        file.write("<stop offset=\"" + number_text(static_cast<float>(static_cast<double>(i) / last)) +
-                   "\" stop-color=\"" + color_text(bar.colors[i]) + "\"/>\n");
+        file.write("<stop offset=\"" + page_text(static_cast<double>(i) / last) + "\" stop-color=\"" +
+                   color_text(bar.colors[i]) + "\"/>\n");
     }
     file.write("</linearGradient>\n" + rectangle(bar.x, bar.y, bar.width, bar.height, "url(#colors)"));
 }
 
 void write_text(const PageText& text, OutputFile& file) {
     constexpr std::string_view kAnchors[] = {"start", "middle", "end"};
-    const std::string at = number_text(text.x) + " " + number_text(text.y);
+    const std::string at = page_text(text.x) + " " + page_text(text.y);
     file.write("<text transform=\"translate(" + at + ")" + (text.turned ? " rotate(-90)" : "") + "\" dy=\"" +
-               number_text(static_cast<float>(kMiddleOfLetters * text.size)) + "\" font-size=\"" +
-               number_text(static_cast<float>(text.size)) + "\" text-anchor=\"" +
-               std::string(kAnchors[static_cast<std::size_t>(text.anchor)]) + "\">" + escaped(text.text) + "</text>\n");
+               page_text(kMiddleOfLetters * text.size) + "\" font-size=\"" + page_text(text.size) +
+               "\" text-anchor=\"" + std::string(kAnchors[static_cast<std::size_t>(text.anchor)]) + "\">" +
+               escaped(text.text) + "</text>\n");
 }
 
 /// What stands around the picture of a page.
 void write_page(const Page& page, OutputFile& file) {
     const std::string ink = color_text(page.style.ink);
     for (const auto& bar : page.bars) write_bar(bar, file);
-    file.write("<g stroke=\"" + ink + "\" stroke-width=\"" + number_text(page.line_width) + "\">\n");
+    file.write("<g stroke=\"" + ink + "\" stroke-width=\"" + page_text(page.line_width) + "\">\n");
     for (const auto& line : page.lines) {
-        file.write("<path d=\"M" + number_text(line.x1) + " " + number_text(line.y1) + "L" + number_text(line.x2) +
-                   " " + number_text(line.y2) + "\"/>\n");
+        file.write("<path d=\"M" + page_text(line.x1) + " " + page_text(line.y1) + "L" + page_text(line.x2) + " " +
+                   page_text(line.y2) + "\"/>\n");
     }
     file.write("</g>\n<g font-family=\"DejaVu Sans, sans-serif\" fill=\"" + ink + "\">\n");
     for (const auto& text : page.texts) write_text(text, file);
