@@ -35,13 +35,13 @@ struct Accepted {
 /// Where the colours of an image come from: the parameters of its module that a legend is read from.
 struct LegendSource {
     std::string values;  // the field, or list of fields, whose component 0 the colours show
-    std::vector<std::string>
-        parts;           // of vectors, whose length is shown: whole parameters with the numbers of its parts
-    std::string colors;  // a colour table, or the datamaps of the fields; empty: they are those of the ramp
-    std::vector<std::array<std::uint8_t, 3>>
-        ramp;  // red, green, blue, equally spaced from the least value to the greatest
-    std::vector<std::pair<std::string, bool>>
-        when;  // whole parameters that have to be other than 0 (true), or 0 (false)
+    // of vectors, whose length is shown: parameters that have the numbers of the parts; empty: all parts
+    std::vector<std::string> parts;
+    std::string colors;  // a colour table, or the datamaps of the fields; empty: the ramp has them
+    // red, green, blue, equally spaced from the smallest value to the largest
+    std::vector<std::array<std::uint8_t, 3>> ramp;
+    // whole parameters that have to be other than 0 (true), or 0 (false)
+    std::vector<std::pair<std::string, bool>> when;
 };
 
 struct Parameter {

@@ -70,7 +70,7 @@ std::optional<Mapped> shown_field(const ImageHolder& holder, const LegendSource&
 Caption caption_of(OMobj_id field, const LegendSource& source) {
     if (component_count(field) < 1) return {};
     const ComponentHeader header = read_component_header(field, 0);
-    const bool length = !header.label.empty() && !source.parts.empty();  // of a vector
+    const bool length = !header.label.empty() && !source.ramp.empty();  // of a vector
     return {length ? "|" + header.label + "|" : header.label, header.units};
 }
 
@@ -96,6 +96,8 @@ std::optional<std::array<double, 2>> length_range(const ImageHolder& holder, OMo
     std::vector<int> parts;
     parts.reserve(source.parts.size());
     for (const auto& name : source.parts) parts.push_back(read_int(holder, name));
+    for (int part = 0; source.parts.empty() && part < veclen; ++part) parts.push_back(part);
+    if (veclen < 1) return std::nullopt;
     if (std::any_of(parts.begin(), parts.end(), [&](int part) { return part < 0 || part >= veclen; })) {
         return std::nullopt;
     }
@@ -250,7 +252,7 @@ std::optional<Legend> read_legend(const ImageHolder& holder) {
     const auto shown = applies ? shown_field(holder, source) : std::nullopt;
     Legend legend;
     if (!shown || !set_colors(holder, source, *shown, legend)) return std::nullopt;
-    if (source.parts.empty()) {
+    if (source.ramp.empty()) {
         legend.low = meant_by(shown->field, legend.low);
         legend.high = meant_by(shown->field, legend.high);
     }

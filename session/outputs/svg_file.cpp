@@ -437,6 +437,8 @@ public:
                 {{{0, frame_.bottom}, {height(), frame_.top}}, "y"},
                 {}};
     }
+    /// Whether the plane has sides; far from the origin those of a single point are the same number.
+    bool has_sides() const { return frame_.width() > 0 && frame_.height() > 0; }
 
     void write(OutputFile& file) const {
         if (image_) image_->write(file);
@@ -465,13 +467,14 @@ void write_svg(const Drawing& drawing, const Surroundings& around, OutputFile& f
     const Scene scene(drawing);
     Surroundings of_drawing = around;
     if (drawing.axes && !around.axes) of_drawing.axes = scene.axes();
+    if (!scene.has_sides()) of_drawing.axes.reset();
     if (!of_drawing.any()) {
         file.write(head(scene.width(), scene.height(), view_box(scene.frame())));
         scene.write(file);
         file.write("</svg>\n");
         return;
     }
-    if (around.axes) {
+    if (around.axes && of_drawing.axes) {
         scene.extend(of_drawing.axes->x, false, scene.width());
         scene.extend(of_drawing.axes->y, true, scene.height());
     }

@@ -93,6 +93,11 @@ with tempfile.TemporaryDirectory() as scratch:
         ends = [page.getpixel((int(x + width / 2), int(at))) for at in (y + height - 1, y)]
         assert all(abs(a - b) <= 4 for end, wanted in zip(ends, (low, high)) for a, b in zip(end, wanted)), (name, ends)
 
+    # ticks stand where their values are: the view's shorter side is 10 long, the texture's nodes are 10 apart
+    for name, text, at in (("view", "−6", 300 * (-6 + 7.5) / 15), ("lic", "200", (200 - 100) / 10 + 0.5)):
+        x = float(re.search(rf"translate\(([\d.]+) [\d.]+\)[^>]*>{text}<", open(f"{name}.svg").read()).group(1))
+        assert abs(x - place(name)[0] - at) < 1e-3, (name, x)
+
     first, second, film = Image.open("0.png"), Image.open("1.png"), Image.open("film.webp")
     assert first.size == second.size == film.size and film.n_frames == 2
     assert first.tobytes() != second.tobytes() == (film.seek(1), film.convert("RGB").tobytes())[1]
