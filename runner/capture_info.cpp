@@ -47,9 +47,7 @@ bool is_capture_file(std::string_view start) {
     return number_at(text, 0) > 0 && number_at(text, kDigits) > 0;
 }
 
-std::array<xp_long, 2> capture_dims(std::string_view start) {
-    return {number_at(start, 0), number_at(start, kDigits)};
-}
+std::array<xp_long, 2> capture_dims(std::string_view start) { return {number_at(start, 0), number_at(start, kDigits)}; }
 
 Description describe_capture(const FileStart& start, OMobj_id field) {
     const auto dims = capture_dims(start.bytes);

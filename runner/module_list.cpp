@@ -8,6 +8,7 @@
 #include "base/element_types.h"
 #include "runner/commands.h"
 #include "runner/console.h"
+#include "session/network/acceptance.h"
 
 namespace zam::runner {
 
@@ -52,6 +53,14 @@ std::string kind_text(const Shape& shape) {
     return shape.file_name ? text + " (file)" : text;
 }
 
+/// What is known of a parameter's fields beside its meaning.
+std::string remarks(const Parameter& parameter) {
+    std::string text;
+    if (parameter.accepted) text += " (takes " + describe(*parameter.accepted) + ")";
+    if (parameter.origin == ImageOrigin::lower) text += " (origin lower)";
+    return text;
+}
+
 void print_all(const Definitions& definitions) {
     Table table;
     for (const auto& definition : definitions.all()) {
@@ -72,7 +81,8 @@ void print_one(const Definition& definition) {
     table.add({"parameter", "kind", "direction", "default", "meaning"});
     for (const auto& parameter : definition.parameters) {
         table.add({parameter.name, kind_text(parameter.shape), std::string(direction_name(parameter.direction)),
-                   parameter.default_text.empty() ? "-" : parameter.default_text, parameter.meaning});
+                   parameter.default_text.empty() ? "-" : parameter.default_text,
+                   parameter.meaning + remarks(parameter)});
     }
     table.write();
 }

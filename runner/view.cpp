@@ -187,8 +187,7 @@ bool save(const std::string& file, const std::string& network) {
     }
 }
 
-int view_data(const ViewCommand& command, const FileStart& file, const FileKind& kind,
-              const Definitions& definitions) {
+int view_data(const ViewCommand& command, const FileStart& file, const FileKind& kind, const Definitions& definitions) {
     const auto library = load_library();
     if (!library) return kWrong;
     ViewConsole console;

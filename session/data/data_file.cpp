@@ -8,6 +8,7 @@
 #include "session/data/npy.h"
 #include "session/data/nrrd_file.h"
 #include "session/data/zip_archive.h"
+#include "session/document/suggestion.h"
 
 namespace zam::session {
 namespace {
@@ -74,7 +75,11 @@ std::vector<DataArray> choose(const std::vector<DataArray>& arrays, const std::v
     for (const auto& name : names) {
         const auto found =
             std::find_if(arrays.begin(), arrays.end(), [&](const auto& array) { return array.name == name; });
-        if (found == arrays.end()) throw DataError("there is no array " + name + "; there are " + list(data));
+        if (found == arrays.end()) {
+            throw DataError("there is no array " + name + "; there are " + list(data) +
+                            did_you_mean(
+                                name, arrays, [](const auto& array) -> const auto& { return array.name; }));
+        }
         chosen.push_back(*found);
     }
     return chosen;

@@ -39,6 +39,10 @@ std::string type_names(const std::vector<int>& types) {
     return listed(names);
 }
 
+std::string veclens(const AcceptedComponent& accepted) {
+    return accepted.veclens.empty() ? std::to_string(accepted.min_veclen) + " or more" : listed(accepted.veclens);
+}
+
 // --- Conversions that help ---
 
 using Keys = std::vector<std::string>;  // "\"type\": \"byte\""
@@ -106,9 +110,7 @@ std::string component_mismatch(std::string_view module, const AcceptedComponent&
     const std::string takes = std::string(module) + " takes ";
     const auto& component = form.components[comp];
     if (!takes_veclen(accepted, component.veclen)) {
-        const std::string wanted =
-            accepted.veclens.empty() ? std::to_string(accepted.min_veclen) + " or more" : listed(accepted.veclens);
-        return "has veclen " + std::to_string(component.veclen) + ", " + takes + wanted +
+        return "has veclen " + std::to_string(component.veclen) + ", " + takes + veclens(accepted) +
                suggestion(keys_for_veclen(accepted, form, comp));
     }
     if (!component.type || takes_type(accepted, *component.type)) return {};
@@ -150,6 +152,18 @@ FieldPointer field_of(const Network& network, const Value& value, int references
 }
 
 }  // namespace
+
+std::string describe(const Accepted& accepted) {
+    std::string text = accepted.ndims.empty() ? "" : "ndim " + listed(accepted.ndims);
+    for (std::size_t comp = 0; comp < accepted.components.size(); ++comp) {
+        const AcceptedComponent& component = accepted.components[comp];
+        text.append(text.empty() ? "" : ", ").append("component ").append(std::to_string(comp));
+        if (!component.types.empty()) text.append(": ").append(type_names(component.types));
+        if (component.veclens.empty() && component.min_veclen == 0) continue;
+        text.append(component.types.empty() ? ": veclen " : ", veclen ").append(veclens(component));
+    }
+    return text;
+}
 
 std::string mismatch(std::string_view module, const Parameter& parameter, const FieldForm& form) {
     if (!parameter.accepted) return {};

@@ -20,6 +20,9 @@ struct FieldForm {
     std::vector<Component> components;  // empty: the field has no values yet, and nothing is said of them
 };
 
+/// "ndim 2 or 3, component 0: byte, veclen 1"; empty if anything is taken.
+std::string describe(const Accepted& accepted);
+
 /// What a module does not take of a field, in one line with the conversion that helps, if one does: "render.in:
 /// component 0 is float, render takes byte: "convert": {"type": "byte", "range": "auto"}". Empty if it takes the field.
 std::string mismatch(std::string_view module, const Parameter& parameter, const FieldForm& form);

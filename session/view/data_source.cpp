@@ -204,9 +204,7 @@ public:
     int steps() const override { return 1; }
     std::pair<std::string, int> step_track() const override { return {}; }
     void go_to(int /*step*/) override {}
-    FieldPointer field() override {
-        return read_field_value(file_, {{"data_file", file_}});
-    }
+    FieldPointer field() override { return read_field_value(file_, {{"data_file", file_}}); }
 
 private:
     std::string file_, name_;

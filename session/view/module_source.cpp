@@ -24,7 +24,8 @@ Json instance_of(const FileReader& reader, const Json& params) {
 Network reading_network(const FileReader& reader, const Definitions& definitions) {
     Problems problems;
     Environment environment{problems, {}};
-    const auto document = Document::from_option("view", network_text({{"modules", instance_of(reader, reader.params)}}));
+    const auto document =
+        Document::from_option("view", network_text({{"modules", instance_of(reader, reader.params)}}));
     Network network = read_network(*document, definitions, {}, environment);
     check_network(network, problems, true);
     if (problems.any()) throw ViewError(problems.lines().front());

@@ -23,7 +23,8 @@ Matrix product(const Matrix& a, const Matrix& b) {
 double fitting_scale(const Camera& camera, const Matrix& turn, const std::array<double, 3>& half) {
     std::array<double, 3> reach{};  // of the turned box, along the axes of the view
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        for (std::size_t edge = 0; edge < 3; ++edge) reach[axis] += std::fabs(double{turn[4 * edge + axis]}) * half[edge];
+        for (std::size_t edge = 0; edge < 3; ++edge)
+            reach[axis] += std::fabs(double{turn[4 * edge + axis]}) * half[edge];
     }
     const double side = std::min(camera.width, camera.height);
     const double room_x = 0.5 * kFilled * camera.width / side;

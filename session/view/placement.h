@@ -8,8 +8,8 @@
 
 namespace zam::session {
 
-/// A view as the tracer and the host's view have it: the shorter side of the picture spans -0.5 to 0.5, the viewer looks
-/// along -z.
+/// A view as the tracer and the host's view have it: the shorter side of the picture spans -0.5 to 0.5, the viewer
+/// looks along -z.
 struct Camera {
     int width = 512, height = 512;
     double perspective = 0;  // 0: parallel, else 1 / distance of the eye

@@ -25,7 +25,8 @@ std::size_t find_component(const FieldValue& field, const std::string& wanted) {
 }
 
 /// What was asked for, else the parts of a plane vector, else the first component.
-std::vector<std::size_t> choose_components(const FieldValue& field, const ViewSource& source, const WantedData& wanted) {
+std::vector<std::size_t> choose_components(const FieldValue& field, const ViewSource& source,
+                                           const WantedData& wanted) {
     std::vector<std::size_t> chosen;
     if (field.node_data.empty()) return chosen;
     if (source.has_chosen()) {
@@ -63,19 +64,20 @@ Box box_of(const FieldValue& field) {
     for (std::size_t axis = 0; field.grid_type == FLD_RECTILINEAR && axis < field.dims.size(); ++axis)
         coordinate_of.insert(coordinate_of.end(), static_cast<std::size_t>(field.dims[axis]), axis);
     const auto stride = static_cast<xp_long>(field.nspace);
-    const std::string error = for_each_block(
-        positions, 0, positions.count, stride, [&](xp_long first, const std::byte* block, xp_long count) {
-            for (xp_long i = 0; i < count; ++i) {
-                const auto c = static_cast<std::size_t>(i % stride);
-                const auto point = static_cast<std::size_t>((first + i) / stride);
-                const double at = load<float>(block, i);
-                if (c >= nspace || !std::isfinite(at)) continue;
-                if (point < coordinate_of.size() && coordinate_of[point] != c) continue;
-                box.low[c] = std::min(box.low[c], at);
-                box.high[c] = std::max(box.high[c], at);
-            }
-            return std::string();
-        });
+    const std::string error = for_each_block(positions, 0, positions.count, stride,
+                                             [&](xp_long first, const std::byte* block, xp_long count) {
+                                                 for (xp_long i = 0; i < count; ++i) {
+                                                     const auto c = static_cast<std::size_t>(i % stride);
+                                                     const auto point = static_cast<std::size_t>((first + i) / stride);
+                                                     const double at = load<float>(block, i);
+                                                     if (c >= nspace || !std::isfinite(at)) continue;
+                                                     if (point < coordinate_of.size() && coordinate_of[point] != c)
+                                                         continue;
+                                                     box.low[c] = std::min(box.low[c], at);
+                                                     box.high[c] = std::max(box.high[c], at);
+                                                 }
+                                                 return std::string();
+                                             });
     if (!error.empty()) throw ViewError(error);
     for (std::size_t c = 0; c < nspace; ++c) {
         if (!(box.low[c] <= box.high[c])) box.low[c] = box.high[c] = 0.0;

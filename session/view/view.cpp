@@ -16,9 +16,9 @@ namespace zam::session {
 namespace {
 
 constexpr std::array<int, 2> kSceneSize{512, 512};
-constexpr int kPlaneSide = 640;   // pixels of the longer side of a plane
-constexpr double kMostOblong = 8;  // the longer side of a picture by the shorter
-constexpr double kEven = 0.98;    // axes whose scales differ by less are not stretched
+constexpr int kPlaneSide = 640;         // pixels of the longer side of a plane
+constexpr double kMostOblong = 8;       // the longer side of a picture by the shorter
+constexpr double kEven = 0.98;          // axes whose scales differ by less are not stretched
 constexpr Numbers3 kTurn{-62, 27, 14};  // z upward, seen a little from above
 constexpr double kPerspective = 0.3;
 constexpr double kLowShare = 0.01, kHighShare = 0.99;
@@ -62,9 +62,9 @@ private:
     ViewPlan plan_;
     FieldPointer field_;
     Shown shown_;
-    Json convert_;   // takes what is shown out of the field
+    Json convert_;  // takes what is shown out of the field
     Json modules_ = Json::object();
-    Json film_;      // the event that makes frames; null: one picture
+    Json film_;  // the event that makes frames; null: one picture
     Json write_;
     Distribution distribution_;
 };
@@ -316,8 +316,8 @@ void Planner::plan_flow() {
                       ", the lengths of the vectors");
     if (options_.output.ends_with(".svg")) {
         tell("modules", "lic_texture, topology");
-        return write(
-            {{"from", "topology.out_field"}, {"points", "topology.out_field2"}, {"under", "texture.out_fld"}}, true);
+        return write({{"from", "topology.out_field"}, {"points", "topology.out_field2"}, {"under", "texture.out_fld"}},
+                     true);
     }
     // the texture comes last: with a colour of its own it would not show those of its pixels
     const Json objects = {{{"ref", "topology.out_field2"}}, {{"ref", "topology.out_field"}}, {{"ref", "texture.out_fld"}}};
@@ -373,9 +373,11 @@ ViewPlan Planner::plan() {
     convert_ = taking(*field_, shown_);
     if (shown_.parts > 0) {
         const ComponentValue& component = field_->node_data[shown_.components[0]];
-        tell("shows", shown_.name + (component.units.empty() ? "" : " in " + component.units) + ", " +
-                          std::string(type_name(component.type)) + ", " + dims_text(*field_) +
-                          (source_.steps() > 1 ? ", step " + std::to_string(step) + " of " + std::to_string(source_.steps()) : ""));
+        tell("shows",
+             shown_.name + (component.units.empty() ? "" : " in " + component.units) + ", " +
+                 std::string(type_name(component.type)) + ", " + dims_text(*field_) +
+                 (source_.steps() > 1 ? ", step " + std::to_string(step) + " of " + std::to_string(source_.steps())
+                                      : ""));
     } else {
         tell("shows", dims_text(*field_));
     }
@@ -421,24 +423,18 @@ ViewPlan plan_capture(const std::string& file, std::array<xp_long, 2> dims, cons
     const xp_long pixels = dims[0] * dims[1];
     const Json colors = {
         {"values_file", file}, {"type", "byte"}, {"offset", kHeaderBytes}, {"count", pixels * kColorBytes}};
-    const Json depths = {{"values_file", file},
-                         {"type", "float"},
-                         {"offset", kHeaderBytes + pixels * kColorBytes},
-                         {"count", pixels}};
+    const Json depths = {
+        {"values_file", file}, {"type", "float"}, {"offset", kHeaderBytes + pixels * kColorBytes}, {"count", pixels}};
     const Json field = {{"dims", dims},
-                        {"node_data",
-                         Json::array({{{"veclen", kColorBytes}, {"type", "byte"}, {"values", colors}},
-                                      {{"type", "float"}, {"values", depths}}})}};
-    const Json params = {{"currCount", 1},
-                         {"num", 1},
-                         {"backCol", Json::array({0, 0, 0})},
-                         {"rc", Json::array({{{"field", field}}})}};
+                        {"node_data", Json::array({{{"veclen", kColorBytes}, {"type", "byte"}, {"values", colors}},
+                                                   {{"type", "float"}, {"values", depths}}})}};
+    const Json params = {
+        {"currCount", 1}, {"num", 1}, {"backCol", Json::array({0, 0, 0})}, {"rc", Json::array({{{"field", field}}})}};
     const Json network = {{"modules", {{"merge", {{"use", "MergeImagesUpdate"}, {"params", params}}}}},
                           {"write", {{options.output, {{"from", "merge.out_fld"}}}}}};
     const std::string shows = std::to_string(dims[0]) + " x " + std::to_string(dims[1]) + " pixels";
-    return {.network = network_text(network) + "\n",
-            .facts = {{"shows", shows}, {"modules", "MergeImages"}},
-            .notes = {}};
+    return {
+        .network = network_text(network) + "\n", .facts = {{"shows", shows}, {"modules", "MergeImages"}}, .notes = {}};
 }
 
 ViewPlan plan_view(ViewSource& source, const ViewOptions& options) {

@@ -18,16 +18,16 @@ struct WantedData {
 
 /// What a person asks for; left out: by the data.
 struct ViewOptions {
-    std::string output;                           // file: .png, .svg or .webp
-    WantedData data;                              // what of the file
-    std::optional<std::array<double, 2>> range;   // of values, over the colours
-    std::string preset;                           // of colours
-    std::string opacity;                          // a curve as network files have it
-    std::optional<std::array<double, 3>> turn;    // degrees about x, y and z
-    double zoom = 1.0;                            // times what fills the picture
-    std::optional<std::array<int, 2>> size;       // of the picture in pixels
-    std::optional<double> perspective;            // 1 / distance of the eye
-    bool plain = false;                           // without legend and axes
+    std::string output;                          // file: .png, .svg or .webp
+    WantedData data;                             // what of the file
+    std::optional<std::array<double, 2>> range;  // of values, over the colours
+    std::string preset;                          // of colours
+    std::string opacity;                         // a curve as network files have it
+    std::optional<std::array<double, 3>> turn;   // degrees about x, y and z
+    double zoom = 1.0;                           // times what fills the picture
+    std::optional<std::array<int, 2>> size;      // of the picture in pixels
+    std::optional<double> perspective;           // 1 / distance of the eye
+    bool plain = false;                          // without legend and axes
 };
 
 }  // namespace zam::session

@@ -42,6 +42,7 @@ def check_arrays(random):
     field = run({"data_file": "uv.npz", "variables": ["v", "u"]})
     compare("npz", field, dims=[400, 300], label="v", values=v)
     compare("npz, second", {"node_data": field["node_data"][1:]}, label="u", values=u)
+    refused("mistyped", {"data_file": "uv.npz", "variable": "cubr"}, 'text; did you mean "cube"?')
     compare("npz as vectors", run({"data_file": "uv.npz", "variables": ["u", "v"], "convert": {"vector": True}}), veclen=2,
             values=numpy.stack([u, v], -1))
 
