@@ -77,7 +77,8 @@ std::optional<Network> read_network_file(const std::string& name, const NetworkO
     const auto file = may_be_data ? read_file_start(name) : std::nullopt;
     if (const FileKind* kind = file ? find_file_kind(*file) : nullptr) {
         problems = {};
-        problems.add({name, 0, 0, {}}, "this is a " + std::string(kind->name) + "; try: zam " + (kind->described_only ? "info " : "view ") + name);
+        problems.add({name, 0, 0, {}}, "this is a " + std::string(kind->name) + "; try: zam " +
+                                           (kind->described_only ? "info " : "view ") + name);
     }
     print_problems(problems);
     return std::nullopt;

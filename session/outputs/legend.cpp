@@ -74,6 +74,20 @@ Caption caption_of(OMobj_id field, const LegendSource& source) {
     return {length ? "|" + header.label + "|" : header.label, header.units};
 }
 
+/// The image that a view draws among its objects, if none of these has colours by a datamap.
+ImageHolder drawn_image(const ImageHolder& holder) {
+    if (!holder.parameter || !holder.parameter->legend) return {};
+    const LegendSource& source = *holder.parameter->legend;
+    const auto* colors = holder.instance->definition->find_parameter(source.colors);
+    const auto shown = colors && colors->shape.kind == Kind::datamaps ? shown_field(holder, source) : std::nullopt;
+    if (!shown || OMvalid_obj(shown->datamap) == 1) return {};
+    for (const OMobj_id field : fields_of(holder, source)) {
+        ImageHolder image = holder_of(field, *holder.network);
+        if (image.parameter && image.parameter->legend && image.instance != holder.instance) return image;
+    }
+    return {};
+}
+
 // --- Ranges ---
 
 /// What a value of component 0 stands for, where the values were scaled from a range.
@@ -226,6 +240,22 @@ std::optional<PlaneAxes> view_plane(OMobj_id view, OMobj_id image) {
                      {}};
 }
 
+/// Gives the axes of a view that draws an image, in the image's pixels, the image's own values and title.
+void put_on_plane(PlaneAxes& view, const ImageHolder& drawn) {
+    auto own = read_axes(drawn, parameter_value(drawn, drawn.parameter->name), drawn.parameter->origin);
+    if (!own) return;
+    const auto replace = [](PlaneAxis& axis, const PlaneAxis& values) {
+        std::vector<PlaneAxis::Knot> knots;
+        knots.reserve(values.knots.size());
+        // a pixel is drawn from its node, which is its middle
+        for (const auto& knot : values.knots) knots.push_back({axis.pixel_of(knot.pixel - 0.5), knot.value});
+        axis.knots = std::move(knots);
+    };
+    replace(view.x, own->x);
+    replace(view.y, own->y);
+    view.title = std::move(own->title);
+}
+
 /// An axis the other way round.
 void mirror(PlaneAxis& axis, double size) {
     std::reverse(axis.knots.begin(), axis.knots.end());
@@ -240,11 +270,12 @@ ImageHolder holder_of(OMobj_id image, const Network& network) {
     const auto number = network.find(module);
     if (!number) return {};
     const Instance& instance = network.instances[*number];
-    return {&instance, instance.definition->find_parameter(name), host::find(host::root(), instance.name)};
+    return {&instance, instance.definition->find_parameter(name), host::find(host::root(), instance.name), &network};
 }
 
 std::optional<Legend> read_legend(const ImageHolder& holder) {
     if (!holder.parameter || !holder.parameter->legend) return std::nullopt;
+    if (const ImageHolder drawn = drawn_image(holder); drawn.parameter) return read_legend(drawn);
     const LegendSource& source = *holder.parameter->legend;
     const bool applies = std::all_of(source.when.begin(), source.when.end(), [&](const auto& condition) {
         return (read_int(holder, condition.first) != 0) == condition.second;
@@ -275,6 +306,9 @@ std::optional<PlaneAxes> read_axes(const ImageHolder& holder, OMobj_id image, Im
     const ImageOrigin upright = is_view ? ImageOrigin::upper : ImageOrigin::lower;
     if (origin != upright) mirror(axes->y, static_cast<double>(read_shape(image).dims[1]));
     axes->title = caption_of(shown->field, *holder.parameter->legend);
+    if (const ImageHolder drawn = is_view ? drawn_image(holder) : ImageHolder{}; drawn.parameter) {
+        put_on_plane(*axes, drawn);
+    }
     return axes;
 }
 

@@ -14,6 +14,7 @@ struct ImageHolder {
     const Instance* instance = nullptr;
     const Parameter* parameter = nullptr;
     OMobj_id object{};  // of the instance
+    const Network* network = nullptr;
 };
 ImageHolder holder_of(OMobj_id image, const Network& network);
 

@@ -74,7 +74,11 @@ Json converted(Json value, const Json& convert) {
     return value;
 }
 
-std::string number_text(double value, double span) { return network_text(rounded(value, span)); }
+std::string number_text(double value, double span) {
+    std::string text = network_text(rounded(value, span));
+    if (text.ends_with(".0")) text.resize(text.size() - 2);
+    return text;
+}
 
 // --- Values ---
 
@@ -113,9 +117,9 @@ std::array<double, 2> Planner::range() {
     const std::string smallest = number_text(distribution_.smallest(), span);
     const bool one = distribution_.smallest() == distribution_.largest();
     const std::string ends = number_text(range[0], span) + " to " + number_text(range[1], span);
-    const std::string all = one ? "about the only value " + smallest
-                                : "the 1st and 99th percentile of " + smallest + " to " +
-                                      number_text(distribution_.largest(), span);
+    const std::string all =
+        one ? "about the only value " + smallest
+            : "the 1st and 99th percentile of " + smallest + " to " + number_text(distribution_.largest(), span);
     tell("range", given ? ends : ends + ", " + all);
     return range;
 }
@@ -320,7 +324,8 @@ void Planner::plan_flow() {
                      true);
     }
     // the texture comes last: with a colour of its own it would not show those of its pixels
-    const Json objects = {{{"ref", "topology.out_field2"}}, {{"ref", "topology.out_field"}}, {{"ref", "texture.out_fld"}}};
+    const Json objects = {
+        {{"ref", "topology.out_field2"}}, {{"ref", "topology.out_field"}}, {{"ref", "texture.out_fld"}}};
     Json params = {{"objects", objects}, {"colors", {{1, 0.9, 0.2}, {1, 1, 1}}}};
     // a node of the texture is a pixel, but for those of the right and lower edge, which are not drawn
     place_plane(params, {{-0.5, 0.5, 0.0}, {size[0] - 0.5, size[1] + 0.5, 0.0}});
