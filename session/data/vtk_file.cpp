@@ -215,28 +215,31 @@ ValueSourcePointer find_values(const ByteSourcePointer& file, const ArrayTag& ta
     return read(file, start, base64, encoding, format, *needed);
 }
 
-/// The values of an array. What reads them is there from the first of them to the last: a file may have many arrays.
+/// A file whose arrays are read one after another: it may have many, and what reads one takes memory.
+struct SharedFile {
+    ByteSourcePointer bytes;
+    Encoding encoding;
+    const void* open_for = nullptr;  // the array that was read last
+    ValueSourcePointer values;       // its values
+};
+
 class ArrayValues final : public ValueSource {
 public:
-    ArrayValues(ByteSourcePointer file, ArrayTag tag, std::shared_ptr<const Encoding> encoding)
-        : file_(std::move(file)), tag_(std::move(tag)), encoding_(std::move(encoding)) {}
+    ArrayValues(std::shared_ptr<SharedFile> file, ArrayTag tag) : file_(std::move(file)), tag_(std::move(tag)) {}
 
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         try {
-            if (!values_) values_ = find_values(file_, tag_, *encoding_);
+            if (file_->open_for != this) file_->values = find_values(file_->bytes, tag_, file_->encoding);
+            file_->open_for = this;
         } catch (const DataError& error) {
             return error.what();
         }
-        std::string error = values_->read(first, count, destination);
-        if (first + count == tag_.count) values_ = nullptr;
-        return error;
+        return file_->values->read(first, count, destination);
     }
 
 private:
-    ByteSourcePointer file_;
+    std::shared_ptr<SharedFile> file_;
     ArrayTag tag_;
-    std::shared_ptr<const Encoding> encoding_;
-    mutable ValueSourcePointer values_;
 };
 
 // --- The file ---
@@ -257,8 +260,8 @@ public:
             ended = tag->name == "AppendedData" || (tag->closes && tag->name == "VTKFile");
         }
         if (vtk_.grid_type == 0) throw DataError("the file describes no grid");
-        const auto encoding = std::make_shared<const Encoding>(encoding_);
-        for (const auto& tag : arrays_) take_values(tag, encoding);
+        const auto shared = std::make_shared<SharedFile>(SharedFile{bytes_, encoding_, nullptr, nullptr});
+        for (const auto& tag : arrays_) take_values(tag, shared);
         return std::move(vtk_);
     }
 
@@ -393,16 +396,16 @@ private:
         encoding_.appended_as = text_of(tag, "encoding", "base64");
     }
 
-    void take_values(const ArrayTag& tag, const std::shared_ptr<const Encoding>& encoding) {
+    void take_values(const ArrayTag& tag, const std::shared_ptr<SharedFile>& file) {
         VtkArray& array = (*tag.list)[tag.number];
-        array.unread = why_unread(tag, *encoding);
+        array.unread = why_unread(tag, encoding_);
         if (tag.count == 0 || !array.unread.empty()) return;
         try {
             NumberArray values;
             values.type = *array.type;
             values.count = tag.count;
-            static_cast<void>(find_values(bytes_, tag, *encoding));  // whether they are there at all
-            values.source = std::make_shared<ArrayValues>(bytes_, tag, encoding);
+            static_cast<void>(find_values(bytes_, tag, encoding_));  // whether they are there at all
+            values.source = std::make_shared<ArrayValues>(file, tag);
             array.pieces.push_back(std::move(values));
         } catch (const DataError& error) {
             throw DataError(array.name + ": " + error.what());
