@@ -68,6 +68,7 @@ private:
     Json write_;
     Distribution distribution_;
 };
+
 /// A field's value in a network with a conversion, if there is any.
 Json converted(Json value, const Json& convert) {
     if (!convert.empty()) value["convert"] = convert;
@@ -223,10 +224,10 @@ void Planner::place_plane(Json& params, const Box& box) const {
         if (box.length(axis) > 0.0) scale = std::min(scale, size[axis] / side / box.length(axis));
     }
     scale = std::isfinite(scale) ? scale * options_.zoom : 1.0;
-    const auto numbers = matrix_of(kIdentity, scale, box.middle());
+    const Numbers3 middle = box.middle();
     params["width"] = size[0];
     params["height"] = size[1];
-    params["xform"] = {{"scale", scale}, {"translate", {numbers[12], numbers[13], numbers[14]}}};
+    params["xform"] = {{"scale", scale}, {"translate", {-middle[0] * scale, -middle[1] * scale, -middle[2] * scale}}};
 }
 
 /// Lets a film go through the time steps.
@@ -300,7 +301,7 @@ void Planner::plan_volume() {
 void Planner::plan_flow() {
     const Box box = box_of(*convert(field_, conversion_of(convert_)));
     const std::array<int, 2> size = plane_size(box.length(0), box.length(1));
-    convert_["resample"] = {size[0] + 1, size[1] + 1};
+    convert_["resample"] = {size[0] + 2, size[1] + 2};
     const bool joined = shown_.components.size() > 1;
     if (joined || field_->node_data[shown_.components[0]].type != DTYPE_FLOAT) convert_["type"] = "float";
     const Json field = converted(source_.value(), convert_);
@@ -315,6 +316,8 @@ void Planner::plan_flow() {
                               {"Interval", fastest > 0.0 ? rounded(fastest / kStep, fastest) : 1.0},
                               {"Radius", 0.1}}}};
     show_steps("texture.in_fld", field);
+    if (options_.range || !options_.preset.empty())
+        plan_.notes.emplace_back("a texture has colours of its own: --range and --preset do not change them");
     const double longest = distribution_.largest();
     tell("range", number_text(distribution_.smallest(), longest) + " to " + number_text(longest, longest) +
                       ", the lengths of the vectors");
@@ -327,10 +330,14 @@ void Planner::plan_flow() {
     const Json objects = {
         {{"ref", "topology.out_field2"}}, {{"ref", "topology.out_field"}}, {{"ref", "texture.out_fld"}}};
     Json params = {{"objects", objects}, {"colors", {{1, 0.9, 0.2}, {1, 1, 1}}}};
-    // a node of the texture is a pixel, but for those of the right and lower edge, which are not drawn
-    place_plane(params, {{-0.5, 0.5, 0.0}, {size[0] - 0.5, size[1] + 0.5, 0.0}});
+    // a node of the texture is a pixel; those of its edges lie on the edges of the picture
+    const Box pixels{{0.5, 0.5, 0.0}, {size[0] + 0.5, size[1] + 0.5, 0.0}};
+    if (options_.turn)
+        place(params, "view", {1, 1, 1}, pixels);
+    else
+        place_plane(params, pixels);
     modules_["view"] = {{"use", "host_view"}, {"params", params}};
-    write({{"from", "view.out"}}, true);
+    write({{"from", "view.out"}}, !options_.turn);
     tell("modules", "lic_texture, topology, host_view");
 }
 
