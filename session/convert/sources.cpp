@@ -1,10 +1,10 @@
 #include "session/convert/sources.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <utility>
 
+#include "session/convert/lane_kernels.h"
 #include "session/convert/value_kernels.h"
 #include "session/data/node_source.h"
 
@@ -188,66 +188,17 @@ private:
     std::optional<NumberArray> null_value_;
 };
 
-/// From a range to the whole range of a whole type.
+/// From a range to the whole range of a whole type. A range of one number parts those below and above it, by a factor
+/// that is not finite.
 template <class To>
-struct Scale {
-    static constexpr auto kLowest = static_cast<double>(std::numeric_limits<To>::min());
-    static constexpr auto kHighest = static_cast<double>(std::numeric_limits<To>::max());
-
-    explicit Scale(const std::array<double, 2>& range) : low(range[0]), high(range[1]) {
-        is_wide = !std::isfinite(high - low);
-        const double share = is_wide ? 0.5 : 1.0;
-        start = low * share;
-        factor = (kHighest - kLowest) / (high * share - start);
-    }
-
-    /// The element before rounding, within the type's range. @pre  the range is not wide
-    double operator()(double value) const { return clamped((value - start) * factor); }
-    /// As above, for a range wider than the largest number.
-    double wide(double value) const { return clamped((value * 0.5 - start) * factor); }
-
-    static double clamped(double above_lowest) {
-        double scaled = above_lowest;
-        if constexpr (kLowest != 0.0) scaled += kLowest;
-        const double raised = scaled > kLowest ? scaled : kLowest;  // not-a-number too
-        return raised < kHighest ? raised : kHighest;
-    }
-
-    double low, high, start = 0.0, factor = 0.0;
-    bool is_wide = false;
-};
-
-/// The nearest whole number, the even one of two as near. Adding this number leaves no bits for a fraction.
-inline std::int32_t round_small(double value) {
-    constexpr double kNoFraction = 6755399441055744.0;  // 1.5 x 2^52
-    return static_cast<std::int32_t>(std::bit_cast<std::int64_t>(value + kNoFraction));
-}
-
-template <class To>
-To rounded(double value) {
-    if constexpr (sizeof(To) < 4) {
-        return static_cast<To>(round_small(value));
-    } else {
-        return nearest_element<To>(value).value_or(std::numeric_limits<To>::max());
-    }
-}
-
-template <class From, class To>
-void scale_block(const std::byte* block, xp_long count, const Scale<To>& scale, const NullTest<From>& is_null,
-                 std::byte* to) {
-    if (!is_null.any() && scale.low != scale.high && !scale.is_wide) {
-        for (xp_long i = 0; i < count; ++i) store(to, i, rounded<To>(scale(static_cast<double>(load<From>(block, i)))));
-        return;
-    }
-    constexpr To kEnds[] = {std::numeric_limits<To>::min(), std::numeric_limits<To>::max()};
-    for (xp_long i = 0; i < count; ++i) {
-        const From value = load<From>(block, i);
-        const auto real = static_cast<double>(value);
-        const To of_one_value = kEnds[real > scale.low ? 1 : 0];
-        const To element =
-            scale.low == scale.high ? of_one_value : rounded<To>(scale.is_wide ? scale.wide(real) : scale(real));
-        store(to, i, is_null(value) ? kEnds[0] : element);
-    }
+LinearScale scale_of(const std::array<double, 2>& range) {
+    LinearScale scale{.lowest = static_cast<double>(std::numeric_limits<To>::min()),
+                      .highest = static_cast<double>(std::numeric_limits<To>::max())};
+    if (!std::isfinite(range[1] - range[0])) scale.share = 0.5;  // wider than the largest number
+    scale.start = range[0] * scale.share;
+    const double extent = range[1] * scale.share - scale.start;
+    scale.factor = extent == 0.0 ? std::numeric_limits<double>::infinity() : (scale.highest - scale.lowest) / extent;
+    return scale;
 }
 
 class ScaledSource final : public ValueSource {
@@ -258,20 +209,12 @@ public:
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         std::array<double, 2> range{};
         if (std::string error = range_->find(range); !error.empty()) return error;
-        return with_types(from_.type, type_, [&](auto a, auto b) -> std::string {
-            using From = decltype(a);
-            using To = decltype(b);
-            if constexpr (std::is_integral_v<To>) {
-                const Scale<To> scale(range);
-                const NullTest<From> is_null(from_.null_value);
-                return for_each_block(from_.values, first, count, 1,
-                                      [&](xp_long done, const std::byte* block, xp_long values) {
-                                          scale_block<From, To>(block, values, scale, is_null,
-                                                                destination + done * static_cast<xp_long>(sizeof(To)));
-                                          return std::string();
-                                      });
-            }
-            return "only whole types have a whole range";
+        const LinearScale scale = with_type(type_, [&](auto zero) { return scale_of<decltype(zero)>(range); });
+        const std::byte* const null_value = null_address(from_.null_value);
+        return for_each_block(from_.values, first, count, 1, [&](xp_long done, const std::byte* block, xp_long values) {
+            scale_values(from_.type, block, values, null_value, scale, type_,
+                         destination + done * static_cast<xp_long>(type_size(type_)));
+            return std::string();
         });
     }
 

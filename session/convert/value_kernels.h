@@ -64,6 +64,11 @@ private:
     std::optional<T> null_;
 };
 
+/// Where a null value lies, for kernels; null if there is none.
+inline const std::byte* null_address(const std::optional<NumberArray>& null_value) {
+    return null_value ? null_value->values.data() : nullptr;
+}
+
 inline double real_of(const NumberArray& one) {
     return with_type(one.type,
                      [&](auto zero) { return static_cast<double>(load<decltype(zero)>(one.values.data(), 0)); });
