@@ -2,126 +2,127 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
+#include "session/convert/lane_kernels.h"
 #include "session/convert/value_kernels.h"
 #include "session/data/node_source.h"
 
 namespace zam::session {
 namespace {
 
-constexpr xp_long kCacheBytes = xp_long{24} << 20;
-
-/// A row of the new grid along x, made of one old row; nulls are not-a-number.
-using Row = std::vector<double>;
-
-/// Moves values toward others by a share; equal ones stay exactly as they are.
-double mix(double from, double to, double share) { return from + (to - from) * share; }
-void mix(Row& row, const Row& to, double share) {
-    for (std::size_t i = 0; i < row.size(); ++i) row[i] = mix(row[i], to[i], share);
-}
-
+/// Old rows that are needed, already interpolated along x, of two neighbouring planes. Rows are read from the front of
+/// a plane to its end, and planes one after the other, since packed files begin anew to go back. When planes are so
+/// large that they do not fit, as many rows as fit are.
 class ResampledSource final : public NodeSource {
 public:
-    ResampledSource(const ComponentValue& from, const std::vector<xp_long>& dims, const std::vector<AxisWeights>& axes)
+    ResampledSource(const ComponentValue& from, const std::vector<xp_long>& dims, const std::vector<AxisWeights>& axes,
+                    xp_long kept_bytes)
         : NodeSource(from.veclen, type_size(from.type)), from_(from) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             old_[axis] = axis < dims.size() ? dims[axis] : 1;
             axes_[axis] = axis < axes.size() ? axes[axis] : AxisWeights{{0}, {0.0}};
             new_[axis] = static_cast<xp_long>(axes_[axis].low.size());
         }
+        needed_.assign(static_cast<std::size_t>(old_[1]), false);
+        for (std::size_t y = 0; y < axes_[1].low.size(); ++y) {
+            const auto low = static_cast<std::size_t>(axes_[1].low[y]);
+            needed_[low] = true;
+            if (axes_[1].weight[y] != 0.0) needed_[low + 1] = true;
+        }
         const xp_long row_bytes = new_[0] * veclen() * static_cast<xp_long>(sizeof(double));
-        const xp_long rows = std::clamp<xp_long>(kCacheBytes / row_bytes, 4, 2 * old_[1] + 2);
-        cache_.resize(static_cast<std::size_t>(rows));
-        cached_.assign(cache_.size(), -1);
+        kept_rows_ = std::clamp<xp_long>(kept_bytes / 2 / row_bytes, 2, old_[1] + 1);
+        kept_.resize(2 * static_cast<std::size_t>(kept_rows_));
     }
 
 private:
+    /// An old row at the nodes of the new x axis; nulls are not-a-number.
+    struct Row {
+        xp_long number = -1;
+        std::vector<double> values;
+    };
+
     std::string read_nodes(xp_long node, xp_long count, std::byte* destination) const override;
-    std::string old_row(xp_long y, xp_long z, const Row*& row) const;
-    std::string blend_along_y(xp_long y, xp_long z, Row& blended) const;
-    std::string blend_rows(xp_long y, xp_long z) const;
-    template <class T>
-    void interpolate_along_x(const std::byte* values, Row& row) const;
-    template <class T>
-    void round_to_elements(xp_long from, xp_long count, std::byte* to) const;
+    std::string old_row(xp_long y, xp_long z, const double*& row) const;
+    std::string keep_rows(xp_long y, xp_long z) const;
+    std::string keep_run(xp_long first, xp_long end, xp_long z) const;
+    std::string two_rows(xp_long y, xp_long z, const double** rows) const;
+    std::string rows_around(xp_long y, xp_long z, RowBlend& blend) const;
+
+    Row& slot(xp_long y, xp_long z) const {
+        return kept_[static_cast<std::size_t>(z % 2 * kept_rows_ + y % kept_rows_)];
+    }
 
     ComponentValue from_;
     std::array<xp_long, 3> old_{}, new_{};
     std::array<AxisWeights, 3> axes_;
-    // old rows, already interpolated along x, each in the place of its number: neighbours stay as long as they are
-    // needed
-    mutable std::vector<Row> cache_;
-    mutable std::vector<xp_long> cached_;
+    std::vector<bool> needed_;  // by old row of a plane
+    xp_long kept_rows_ = 0;     // per plane
+    mutable std::vector<Row> kept_;
     mutable std::vector<std::byte> stored_;
-    mutable Row blended_, above_;
+    mutable std::vector<double> loaded_;
 };
 
-template <class T>
-void ResampledSource::interpolate_along_x(const std::byte* values, Row& row) const {
-    const NullTest<T> is_null(from_.null_value);
-    const auto at = [&](xp_long node, xp_long part) {
-        const T value = load<T>(values, node * veclen() + part);
-        return is_null.any() && is_null(value) ? std::nan("") : static_cast<double>(value);
-    };
-    double* to = row.data();
-    for (xp_long x = 0; x < new_[0]; ++x) {
-        const xp_long low = axes_[0].low[static_cast<std::size_t>(x)];
-        const double weight = axes_[0].weight[static_cast<std::size_t>(x)];
-        for (xp_long part = 0; part < veclen(); ++part) {
-            const double value = at(low, part);
-            *to++ = weight == 0.0 ? value : mix(value, at(low + 1, part), weight);
-        }
-    }
-}
-
-std::string ResampledSource::old_row(xp_long y, xp_long z, const Row*& row) const {
-    const xp_long number = z * old_[1] + y;
-    const auto slot = static_cast<std::size_t>(number) % cache_.size();
-    row = &cache_[slot];
-    if (cached_[slot] == number) return {};
-    const xp_long values = old_[0] * veclen();
-    stored_.resize(static_cast<std::size_t>(values * value_size()));
-    std::string error = copy_values(from_.values, number * values, values, stored_.data());
-    if (!error.empty()) return error;
-    cache_[slot].resize(static_cast<std::size_t>(new_[0] * veclen()));
-    with_type(from_.type, [&](auto zero) { interpolate_along_x<decltype(zero)>(stored_.data(), cache_[slot]); });
-    cached_[slot] = number;
-    return {};
-}
-
-/// Interpolates row y of the new grid within plane z of the old one.
-std::string ResampledSource::blend_along_y(xp_long y, xp_long z, Row& blended) const {
-    const xp_long low = axes_[1].low[static_cast<std::size_t>(y)];
-    const double weight = axes_[1].weight[static_cast<std::size_t>(y)];
-    const Row* row = nullptr;
-    if (std::string error = old_row(low, z, row); !error.empty()) return error;
-    blended = *row;
-    if (weight == 0.0) return {};
-    if (std::string error = old_row(low + 1, z, row); !error.empty()) return error;
-    mix(blended, *row, weight);
-    return {};
-}
-
-/// Makes a row of the new grid.
-std::string ResampledSource::blend_rows(xp_long y, xp_long z) const {
-    const xp_long low = axes_[2].low[static_cast<std::size_t>(z)];
-    const double weight = axes_[2].weight[static_cast<std::size_t>(z)];
-    std::string error = blend_along_y(y, low, blended_);
-    if (!error.empty() || weight == 0.0) return error;
-    error = blend_along_y(y, low + 1, above_);
-    mix(blended_, above_, weight);
+/// The values of an old row. They stay while the next row, and these two rows of the next plane, are asked for.
+std::string ResampledSource::old_row(xp_long y, xp_long z, const double*& row) const {
+    std::string error;
+    if (slot(y, z).number != z * old_[1] + y) error = keep_rows(y, z);
+    row = slot(y, z).values.data();
     return error;
 }
 
-template <class T>
-void ResampledSource::round_to_elements(xp_long from, xp_long count, std::byte* to) const {
-    const bool has_null = from_.null_value.has_value();
-    const T null_value = has_null ? load<T>(from_.null_value->values.data(), 0) : T{};
-    for (xp_long i = 0; i < count; ++i) {
-        const double value = blended_[static_cast<std::size_t>(from + i)];
-        const bool is_null = has_null && std::isnan(value);
-        store(to, i, is_null ? null_value : nearest_element<T>(value).value_or(T{}));
+/// Reads rows that are needed, from row y of a plane on: one less than are kept, so that the row before stays.
+std::string ResampledSource::keep_rows(xp_long y, xp_long z) const {
+    const xp_long end = std::min(y + kept_rows_ - 1, old_[1]);
+    const xp_long most = std::max(kStreamBlockBytes / (old_[0] * veclen() * value_size()), xp_long{1});
+    while (y < end) {
+        xp_long after = y;
+        while (after < std::min(y + most, end) && needed_[static_cast<std::size_t>(after)]) ++after;
+        if (after > y) {
+            if (std::string error = keep_run(y, after, z); !error.empty()) return error;
+        }
+        y = std::max(after, y + 1);
     }
+    return {};
+}
+
+std::string ResampledSource::keep_run(xp_long first, xp_long end, xp_long z) const {
+    const xp_long values = old_[0] * veclen();
+    stored_.resize(static_cast<std::size_t>((end - first) * values * value_size()));
+    loaded_.resize(static_cast<std::size_t>(values + veclen()));
+    std::string error =
+        copy_values(from_.values, (z * old_[1] + first) * values, (end - first) * values, stored_.data());
+    if (!error.empty()) return error;
+    for (xp_long y = first; y < end; ++y) {
+        Row& row = slot(y, z);
+        row.values.resize(static_cast<std::size_t>(new_[0] * veclen()));
+        load_values(from_.type, stored_.data() + (y - first) * values * value_size(), values,
+                    null_address(from_.null_value), loaded_.data());
+        interpolate_nodes(loaded_.data(), veclen(), axes_[0].low.data(), axes_[0].weight.data(), new_[0],
+                          row.values.data());
+        row.number = z * old_[1] + y;
+    }
+    return {};
+}
+
+/// The rows of plane z of the old grid around row y of the new one; twice the same where one of them is enough.
+std::string ResampledSource::two_rows(xp_long y, xp_long z, const double** rows) const {
+    const xp_long low = axes_[1].low[static_cast<std::size_t>(y)];
+    std::string error = old_row(low, z, rows[0]);
+    rows[1] = rows[0];
+    if (error.empty() && axes_[1].weight[static_cast<std::size_t>(y)] != 0.0) error = old_row(low + 1, z, rows[1]);
+    return error;
+}
+
+/// What row y of plane z of the new grid is made of.
+std::string ResampledSource::rows_around(xp_long y, xp_long z, RowBlend& blend) const {
+    const xp_long low = axes_[2].low[static_cast<std::size_t>(z)];
+    blend.in_two = axes_[1].weight[static_cast<std::size_t>(y)];
+    blend.of_twos = axes_[2].weight[static_cast<std::size_t>(z)];
+    std::string error = two_rows(y, low, blend.rows.data());
+    std::copy_n(blend.rows.begin(), 2, blend.rows.begin() + 2);
+    if (error.empty() && blend.of_twos != 0.0) error = two_rows(y, low + 1, blend.rows.data() + 2);
+    return error;
 }
 
 std::string ResampledSource::read_nodes(xp_long node, xp_long count, std::byte* destination) const {
@@ -129,10 +130,11 @@ std::string ResampledSource::read_nodes(xp_long node, xp_long count, std::byte* 
         const xp_long x = node % new_[0];
         const xp_long in_row = std::min(count, new_[0] - x);
         const xp_long row = node / new_[0];
-        std::string error = blend_rows(row % new_[1], row / new_[1]);
+        RowBlend blend;
+        std::string error = rows_around(row % new_[1], row / new_[1], blend);
         if (!error.empty()) return error;
-        with_type(from_.type,
-                  [&](auto zero) { round_to_elements<decltype(zero)>(x * veclen(), in_row * veclen(), destination); });
+        for (auto& values : blend.rows) values += x * veclen();
+        blend_rows(blend, in_row * veclen(), from_.type, null_address(from_.null_value), destination);
         node += in_row;
         count -= in_row;
         destination += in_row * veclen() * value_size();
@@ -169,13 +171,13 @@ AxisWeights resample_axis(const std::vector<float>& positions, xp_long size, xp_
 }
 
 NumberArray resampled(const ComponentValue& component, const std::vector<xp_long>& dims,
-                      const std::vector<AxisWeights>& axes) {
+                      const std::vector<AxisWeights>& axes, xp_long kept_bytes) {
     xp_long count = component.veclen;
     for (const auto& axis : axes) count *= static_cast<xp_long>(axis.low.size());
     return {.type = component.type,
             .count = count,
             .values = {},
-            .source = std::make_shared<ResampledSource>(component, dims, axes)};
+            .source = std::make_shared<ResampledSource>(component, dims, axes, kept_bytes)};
 }
 
 }  // namespace zam::session

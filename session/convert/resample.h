@@ -21,8 +21,9 @@ AxisWeights resample_axis(const std::vector<float>& positions, xp_long size, xp_
 
 /// A component's values at the nodes of new axes; along x, then along y, then along z. Whole types take the nearest
 /// number. A node with a null among the neighbours whose weight is not 0 is null.
-/// @param dims  of the old grid, one to three
+/// @param dims        of the old grid, one to three
+/// @param kept_bytes  of old rows, besides those that make a new one; two planes should fit
 NumberArray resampled(const ComponentValue& component, const std::vector<xp_long>& dims,
-                      const std::vector<AxisWeights>& axes);
+                      const std::vector<AxisWeights>& axes, xp_long kept_bytes = xp_long{24} << 20);
 
 }  // namespace zam::session

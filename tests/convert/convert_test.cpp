@@ -115,5 +115,44 @@ TEST(Convert, FindsTheRangeOfWhatIsFiniteAndNotNull) {
     });
 }
 
+TEST(Convert, ResamplesLikeOneNodeAfterTheOther) {
+    struct Case {
+        std::vector<xp_long> dims, nodes;
+        int veclen;
+    };
+    const Case cases[] = {
+        {{17, 5, 4}, {33, 9, 3}, 1}, {{40, 9, 7}, {11, 2, 3}, 1}, {{9, 6}, {9, 11}, 3}, {{1, 3, 2}, {5, 3, 1}, 2}};
+    for_each_case([&]<class T>(const std::optional<T>& null_value) {
+        for (const auto& [dims, nodes, veclen] : cases) {
+            std::size_t count = static_cast<std::size_t>(veclen);
+            std::vector<AxisWeights> axes;
+            for (std::size_t axis = 0; axis < dims.size(); ++axis) {
+                axes.push_back(resample_axis({}, dims[axis], nodes[axis]));
+                count *= static_cast<std::size_t>(dims[axis]);
+            }
+            const auto values = awkward_values<T>(count);
+            const auto from = component(std::span<const T>(values), null_value, veclen);
+            const NumberArray array = resampled(from, dims, axes);
+            std::vector<T> expected;
+            for (xp_long i = 0; i < array.count; ++i) {
+                const auto node = static_cast<std::size_t>(i / veclen), nx = axes[0].low.size(),
+                           ny = axes[1].low.size();
+                expected.push_back(plain_resampled<T>(values, veclen, null_value, dims, axes,
+                                                      {node % nx, node / nx % ny, node / nx / ny}, i % veclen));
+            }
+            std::vector<T> result(expected.size());
+            copy_values(array, result.data());
+            expect_same(result, expected);
+            std::fill(result.begin(), result.end(), T{});
+            copy_values(resampled(from, dims, axes, 1), result.data());  // keeps no more than it must
+            expect_same(result, expected);
+            std::fill(result.begin(), result.end(), T{});
+            copy_values(array, 5, array.count - 7, result.data() + 5);  // begins and ends within rows
+            expect_same(std::vector<T>(result.begin() + 5, result.end() - 2),
+                        std::vector<T>(expected.begin() + 5, expected.end() - 2));
+        }
+    });
+}
+
 }  // namespace
 }  // namespace zam::test

@@ -9,6 +9,8 @@
 #include <span>
 #include <type_traits>
 
+#include "session/convert/resample.h"
+
 namespace zam {
 
 template <class T>
@@ -47,6 +49,30 @@ std::array<double, 2> plain_range(std::span<const T> values, const std::optional
         range = range ? std::array{std::min((*range)[0], real), std::max((*range)[1], real)} : std::array{real, real};
     }
     return range.value_or(std::array<double, 2>{});
+}
+
+/// Part `part` of a node of a resampled grid.
+template <class T>
+T plain_resampled(std::span<const T> values, xp_long veclen, const std::optional<T>& null_value,
+                  const std::vector<xp_long>& dims, const std::vector<session::AxisWeights>& axes,
+                  std::array<std::size_t, 3> node, xp_long part) {
+    const auto along = [&](const auto& self, std::size_t axes_left, xp_long first, xp_long stride) -> double {
+        if (axes_left == 0) {
+            const T value = values[static_cast<std::size_t>(first * veclen + part)];
+            return plain_is_null(value, null_value) ? std::nan("") : static_cast<double>(value);
+        }
+        const std::size_t axis = axes_left - 1;
+        const xp_long below = stride / dims[axis];  // nodes from one to the next along this axis
+        const xp_long low = first + axes[axis].low[node[axis]] * below;
+        const double weight = axes[axis].weight[node[axis]];
+        const double value = self(self, axis, low, below);
+        return weight == 0.0 ? value : value + (self(self, axis, low + below, below) - value) * weight;
+    };
+    xp_long nodes = 1;
+    for (const xp_long size : dims) nodes *= size;
+    const double value = along(along, dims.size(), 0, nodes);
+    if (!std::isnan(value)) return plain_nearest<T>(value);
+    return null_value.value_or(std::numeric_limits<T>::quiet_NaN());
 }
 
 }  // namespace zam
