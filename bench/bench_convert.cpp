@@ -21,6 +21,7 @@ struct Memory final : ValueSource {
         std::memcpy(destination, values.data() + first, static_cast<std::size_t>(count) * sizeof(float));
         return {};
     }
+    const std::byte* in_memory() const override { return reinterpret_cast<const std::byte*>(values.data()); }
 };
 
 const std::shared_ptr<Memory>& memory() {

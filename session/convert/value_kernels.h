@@ -17,16 +17,19 @@ namespace zam::session {
 /// Values that a block holds of arrays whose elements take up to 8 bytes.
 constexpr xp_long kBlockValues = kStreamBlockBytes / 8;
 
-/// Calls `use(first, block, count)` for one block of an array after another; `block` holds `count` values.
+/// Calls `use(first, block, count)` for one block of an array after another; `block` holds `count` values, in place if
+/// the array lies in memory.
 /// @return an empty text, or why the values could not be had, or what `use` says
 template <class Use>
 std::string for_each_block(const NumberArray& array, xp_long first, xp_long count, xp_long multiple, Use use) {
     const xp_long most = std::max(kBlockValues / multiple, xp_long{1}) * multiple;
-    std::vector<std::byte> block(static_cast<std::size_t>(std::min(count, most)) * type_size(array.type));
+    const auto size = static_cast<xp_long>(type_size(array.type));
+    const std::byte* const in_memory = values_in_memory(array, first);
+    std::vector<std::byte> block(in_memory ? 0 : static_cast<std::size_t>(std::min(count, most) * size));
     for (xp_long done = 0; done < count; done += most) {
         const xp_long wanted = std::min(most, count - done);
-        std::string error = copy_values(array, first + done, wanted, block.data());
-        if (error.empty()) error = use(done, block.data(), wanted);
+        std::string error = in_memory ? "" : copy_values(array, first + done, wanted, block.data());
+        if (error.empty()) error = use(done, in_memory ? in_memory + done * size : block.data(), wanted);
         if (!error.empty()) return error;
     }
     return {};

@@ -20,10 +20,10 @@ public:
     LentSource(LentArray<T> values, std::size_t size) : values_(std::move(values)), size_(static_cast<xp_long>(size)) {}
 
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
-        const auto* bytes = reinterpret_cast<const std::byte*>(values_.data());
-        std::memcpy(destination, bytes + first * size_, static_cast<std::size_t>(count * size_));
+        std::memcpy(destination, in_memory() + first * size_, static_cast<std::size_t>(count * size_));
         return {};
     }
+    const std::byte* in_memory() const override { return reinterpret_cast<const std::byte*>(values_.data()); }
 
 private:
     LentArray<T> values_;

@@ -324,6 +324,11 @@ std::string copy_values(const NumberArray& array, xp_long first, xp_long count, 
     return {};
 }
 
+const std::byte* values_in_memory(const NumberArray& array, xp_long first) {
+    const std::byte* const values = array.source ? array.source->in_memory() : array.values.data();
+    return values ? values + first * static_cast<xp_long>(type_size(array.type)) : nullptr;
+}
+
 std::string copy_values(const NumberArray& array, void* destination) {
     return copy_values(array, 0, array.count, destination);
 }

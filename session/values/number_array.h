@@ -52,6 +52,9 @@ std::string copy_values(const NumberArray& array, void* destination);
 /// As above, `count` values from value `first` on.
 std::string copy_values(const NumberArray& array, xp_long first, xp_long count, void* destination);
 
+/// Where the values from value `first` on lie if all of them lie in memory; else null.
+const std::byte* values_in_memory(const NumberArray& array, xp_long first);
+
 /// The element type that a value's "type" member names, or `otherwise` if there is none; `nullopt` after a problem.
 std::optional<int> read_type(const Cursor& object, int otherwise);
 

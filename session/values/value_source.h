@@ -19,6 +19,9 @@ public:
     /// @pre  they exist
     /// @return an empty text, or why the values could not be had
     virtual std::string read(xp_long first, xp_long count, std::byte* destination) const = 0;
+
+    /// Where the values lie if all of them lie in memory, as long as the source does; else null.
+    virtual const std::byte* in_memory() const { return nullptr; }
 };
 
 using ValueSourcePointer = std::shared_ptr<const ValueSource>;
