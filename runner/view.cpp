@@ -64,8 +64,8 @@ ViewPlan plan(const FileStart& file, const FileKind& kind, const std::string& di
     const std::string name = name_from(directory, file.name);
     if (is_capture_file(file.bytes)) return plan_capture(name, capture_dims(file.bytes), options);
     if (kind.entry.empty()) return plan_view(*open_data_source(file.name, name, options.data), options);
-    FileReader reader{std::string(kind.entry), parameters(kind, file, file.name), std::string(kind.output)};
-    const auto source = open_module_source(std::move(reader), parameters(kind, file, name), makers.definitions,
+    const FileReader reader{std::string(kind.entry), parameters(kind, file, file.name), std::string(kind.output)};
+    const auto source = open_module_source(reader, parameters(kind, file, name), makers.definitions,
                                            makers.library, makers.listener);
     return plan_view(*source, options);
 }

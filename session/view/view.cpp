@@ -273,7 +273,8 @@ void Planner::plan_volume() {
     Box in_view;  // the tracer's unit is the largest dimension
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const auto nodes = static_cast<double>(field_->dims[axis]);
-        const auto middle = static_cast<double>(field_->dims[axis] / 2);  // the node that stays where it is
+        const xp_long middle_node = field_->dims[axis] / 2;  // stays where it is
+        const auto middle = static_cast<double>(middle_node);
         stretch[axis] = even ? 1.0 : rounded(stretch[axis] / widest, 1.0);
         const double length = stretch[axis] * (nodes - 1.0) / nodes / largest;  // from node to node
         in_view.low[axis] = -middle * length;
