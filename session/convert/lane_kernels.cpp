@@ -282,7 +282,13 @@ HWY_INLINE void blend_elements(RowBlend blend, xp_long count, const T* null_valu
         const auto first = mix(lanes, row(0), row(1), in_two);
         const auto second = mix(lanes, row(2), row(3), in_two);
         const auto blended = mix(lanes, first, second, hn::Set(lanes, blend.of_twos));
-        store_nearest(lanes, hn::IfThenElse(hn::IsNaN(blended), hn::Set(lanes, null), blended), to + i);
+        const auto nulls = hn::IsNaN(blended);
+        store_nearest(lanes, hn::IfThenElse(nulls, hn::Set(lanes, null), blended), to + i);
+        if constexpr (std::is_same_v<T, xp_long>) {  // whose null value may be no double
+            const hn::Rebind<T, decltype(lanes)> elements;
+            if (null_value)
+                hn::BlendedStore(hn::Set(elements, *null_value), hn::RebindMask(elements, nulls), elements, to + i);
+        }
     });
 }
 

@@ -16,7 +16,7 @@ constexpr std::array<std::uint8_t, 256> kDigits = [] {
     digits.fill(kOther);
     std::uint8_t value = 0;
     for (const char digit : kAlphabet) digits[static_cast<unsigned char>(digit)] = value++;
-    for (const unsigned char blank : {' ', '\t', '\r', '\n'}) digits[blank] = kBlank;
+    for (const char blank : {' ', '\t', '\r', '\n'}) digits[static_cast<unsigned char>(blank)] = kBlank;
     digits[static_cast<unsigned char>('=')] = kPadding;
     return digits;
 }();
