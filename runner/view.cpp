@@ -49,6 +49,17 @@ Json parameters(const FileKind& kind, FileStart file, const std::string& name) {
     return params;
 }
 
+/// Whether all of a capture's pixels are there.
+bool is_whole_capture(const FileStart& file) {
+    constexpr std::uintmax_t kHeaderBytes = 10;
+    constexpr std::uintmax_t kPixelBytes = 8;  // colours and depth
+    const auto dims = capture_dims(file.bytes);
+    const auto pixels = static_cast<std::uintmax_t>(dims[0]) * static_cast<std::uintmax_t>(dims[1]);
+    std::error_code error;
+    const std::uintmax_t size = fs::file_size(file.name, error);
+    return !error && size >= kHeaderBytes + kPixelBytes * pixels;
+}
+
 /// What the network for a data file is made with.
 struct Makers {
     const Definitions& definitions;
@@ -62,11 +73,14 @@ struct Makers {
 ViewPlan plan(const FileStart& file, const FileKind& kind, const std::string& directory, const ViewOptions& options,
               const Makers& makers) {
     const std::string name = name_from(directory, file.name);
-    if (is_capture_file(file.bytes)) return plan_capture(name, capture_dims(file.bytes), options);
+    if (is_capture_file(file.bytes)) {
+        if (!is_whole_capture(file)) throw ViewError("the file is shorter than the size at its beginning says");
+        return plan_capture(name, capture_dims(file.bytes), options);
+    }
     if (kind.entry.empty()) return plan_view(*open_data_source(file.name, name, options.data), options);
     const FileReader reader{std::string(kind.entry), parameters(kind, file, file.name), std::string(kind.output)};
-    const auto source = open_module_source(reader, parameters(kind, file, name), makers.definitions,
-                                           makers.library, makers.listener);
+    const auto source =
+        open_module_source(reader, parameters(kind, file, name), makers.definitions, makers.library, makers.listener);
     return plan_view(*source, options);
 }
 

@@ -14,6 +14,14 @@ namespace {
 
 constexpr std::size_t kMaxSpace = 3;
 
+/// A problem without the places within a network that nobody wrote.
+std::string without_places(std::string problem, const std::string& file) {
+    for (const std::string& place : {file + ": ", std::string("data_file: "), file + ": "}) {
+        if (problem.starts_with(place)) problem.erase(0, place.size());
+    }
+    return problem;
+}
+
 /// Reads a JSON text as part of a network.
 /// @param name  of the text, for messages
 template <class Read>
@@ -22,7 +30,7 @@ auto read_json(const std::string& name, const Json& json, Read read) {
     Environment environment{problems, {}};
     const auto document = Document::from_option(name, network_text(json));
     auto value = read(Cursor(*document, environment));
-    if (problems.any()) throw ViewError(problems.lines().front());
+    if (problems.any()) throw ViewError(without_places(problems.lines().front(), name));
     return value;
 }
 

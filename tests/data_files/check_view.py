@@ -107,6 +107,14 @@ def check_flow():
     view("s.npy", "--plain", "--step", "4")
 
 
+def check_capture():
+    """The colours of a capture, row by row from the top."""
+    colours = numpy.arange(6 * 4 * 4, dtype="u1").reshape(4, 6, 4)
+    Path("c.img").write_bytes(b"0000600004" + colours.tobytes() + numpy.full((4, 6), 0.5, "<f4").tobytes())
+    view("c.img")
+    expect("capture", (picture() == colours[:, :, 1:]).all(), picture().tolist())
+
+
 def check_same_bytes():
     """The network that is kept makes the same picture, also from another folder."""
     Path("sub").mkdir()
@@ -121,9 +129,13 @@ def check_same_bytes():
 
 def check_refusals():
     numpy.save("nan.npy", numpy.full((4, 4, 4), numpy.nan))
+    numpy.save("empty.npy", numpy.zeros((0, 4)))
+    Path("short.img").write_bytes(b"0000300002" + bytes(47))
     Path("n.json").write_text(json.dumps({"modules": {"v": {"use": "host_view"}}, "write": {"v.json": "v"}}))
     cases = [
         ("nan.npy", (), 1, "no value that is a finite number"),
+        ("empty.npy", (), 1, "zam: error: empty.npy: double 0 x 4: there are no values"),
+        ("short.img", (), 1, "short.img: the file is shorter than"),
         ("w.npz", ("--variable", "q"), 1, "there is no array q; there are x (double 40 x 80), u (double 40 x 80)"),
         ("s.npy", ("--step", "5"), 1, "there is no step 5; there are 5"),
         ("a.npy", ("--preset", "blue"), 2, "unknown preset blue; there are gray bone"),
@@ -144,6 +156,7 @@ def main():
     check_plane(random)
     check_volume(random)
     check_flow()
+    check_capture()
     check_same_bytes()
     check_refusals()
     finish()
