@@ -120,8 +120,12 @@ bool keep_first_image(Network& network, const std::string& file) {
 
 // --- The command ---
 
-/// What is wrong with the options that name colours; empty: nothing.
+/// What is wrong with the options' values; empty: nothing.
 std::string fault_of(const ViewOptions& options) {
+    constexpr int kMostPixels = 32767;  // per side
+    if (options.size && !std::all_of(options.size->begin(), options.size->end(),
+                                     [](int side) { return side >= 1 && side <= kMostPixels; }))
+        return "--size: a picture has 1 to 32767 pixels per side";
     if (!options.preset.empty() && !preset_table(options.preset))
         return list_known("unknown preset " + options.preset + "; there are", options.preset, preset_names());
     if (options.opacity.empty()) return {};

@@ -84,34 +84,79 @@ void crop_points(FieldValue& field, const std::vector<std::array<xp_long, 2>>& c
     field.points = float_array(points);
 }
 
+/// Nodes of an array in another order.
+NumberArray reordered(const NumberArray& array, xp_long veclen, xp_long start, const std::vector<StridedAxis>& space) {
+    struct ArraySource final : ValueSource {
+        explicit ArraySource(const NumberArray& values) : array(values) {}
+        NumberArray array;
+        std::string read(xp_long first, xp_long count, std::byte* destination) const override {
+            return copy_values(array, first, count, destination);
+        }
+    };
+    xp_long count = veclen;
+    for (const auto& axis : space) count *= axis.size;
+    const auto source = std::make_shared<const ArraySource>(array);
+    const StridedAxis parts{veclen, 1};
+    return {.type = array.type,
+            .count = count,
+            .values = {},
+            .source = std::make_shared<StridedSource>(source, array.type, start, parts, space)};
+}
+
 /// The part of a node array that a crop leaves.
 NumberArray cropped(const NumberArray& array, xp_long veclen, const std::vector<xp_long>& dims,
                     const std::vector<std::array<xp_long, 2>>& crop) {
     std::vector<StridedAxis> space;
     xp_long start = 0;
     xp_long stride = veclen;
-    xp_long count = veclen;
+    space.reserve(dims.size());
     for (std::size_t axis = 0; axis < dims.size(); ++axis) {
-        const xp_long size = crop[axis][1] - crop[axis][0] + 1;
-        space.push_back({size, stride});
+        space.push_back({crop[axis][1] - crop[axis][0] + 1, stride});
         start += crop[axis][0] * stride;
         stride *= dims[axis];
-        count *= size;
     }
-    auto whole = std::make_shared<const NumberArray>(array);
-    struct ArraySource final : ValueSource {
-        std::shared_ptr<const NumberArray> array;
-        std::string read(xp_long first, xp_long values, std::byte* destination) const override {
-            return copy_values(*array, first, values, destination);
+    return reordered(array, veclen, start, space);
+}
+
+/// The positions of a uniform or rectilinear field the other way round along an axis.
+void turn_points(const FieldValue& field, std::vector<float>& points, std::size_t axis) {
+    const auto nspace = static_cast<std::size_t>(field.nspace);
+    if (field.grid_type == FLD_UNIFORM) return std::swap(points[axis], points[nspace + axis]);
+    std::size_t first = 0;
+    for (std::size_t before = 0; before < axis; ++before) first += static_cast<std::size_t>(field.dims[before]);
+    for (auto last = first + static_cast<std::size_t>(field.dims[axis]) - 1; first < last; ++first, --last)
+        std::swap(points[first * nspace + axis], points[last * nspace + axis]);
+}
+
+/// Lets positions ascend along every axis.
+void turn_descending_axes(FieldValue& field) {
+    if (field.points.count == 0) return;
+    std::vector<float> points = floats_of(field.points);
+    const auto nspace = static_cast<std::size_t>(field.nspace);
+    std::vector<bool> descends(field.dims.size(), false);
+    for (std::size_t axis = 0; axis < std::min(nspace, field.dims.size()); ++axis) {
+        const auto positions = field.grid_type == FLD_UNIFORM ? std::vector<float>{points[axis], points[nspace + axis]}
+                                                              : axis_positions(field, points, axis);
+        descends[axis] = positions.front() > positions.back();
+        if (descends[axis]) turn_points(field, points, axis);
+    }
+    if (std::find(descends.begin(), descends.end(), true) == descends.end()) return;
+    field.points = float_array(points);
+    for (Components* components : component_lists(field)) {
+        for (auto& component : *components) {
+            if (component.values.count != field.nnodes * component.veclen) continue;
+            std::vector<StridedAxis> space;
+            space.reserve(field.dims.size());
+            xp_long start = 0;
+            xp_long stride = component.veclen;
+            for (std::size_t axis = 0; axis < field.dims.size(); ++axis) {
+                space.push_back({field.dims[axis], descends[axis] ? -stride : stride});
+                start += descends[axis] ? stride * (field.dims[axis] - 1) : 0;
+                stride *= field.dims[axis];
+            }
+            component.values = reordered(component.values, component.veclen, start, space);
         }
-    };
-    auto source = std::make_shared<ArraySource>();
-    source->array = whole;
-    const StridedAxis parts{veclen, 1};
-    return {.type = array.type,
-            .count = count,
-            .values = {},
-            .source = std::make_shared<StridedSource>(source, array.type, start, parts, space)};
+    }
 }
 
 }  // namespace
@@ -162,6 +207,7 @@ void resample_field(FieldValue& field, const std::vector<xp_long>& nodes) {
         throw DataError("\"resample\" has " + std::to_string(nodes.size()) + " numbers for " +
                         std::to_string(field.dims.size()) + " axes, of which there are at most three");
     }
+    turn_descending_axes(field);
     const bool rectilinear = field.grid_type == FLD_RECTILINEAR && field.points.count > 0;
     const std::vector<float> points = floats_of(field.points);
     const auto nspace = static_cast<std::size_t>(field.nspace);

@@ -13,7 +13,8 @@ namespace zam::session {
 /// @throws DataError
 void crop_field(FieldValue& field, const std::vector<std::array<xp_long, 2>>& crop);
 
-/// Makes a uniform field of a uniform or rectilinear one, with so many nodes over the same extent.
+/// Makes a uniform field of a uniform or rectilinear one, with so many nodes over the same extent, along axes that
+/// ascend.
 /// @throws DataError
 void resample_field(FieldValue& field, const std::vector<xp_long>& nodes);
 

@@ -94,6 +94,17 @@ bool is_on_axes(const FieldValue& field) {
     return field.grid_type == FLD_UNIFORM || field.grid_type == FLD_RECTILINEAR;
 }
 
+bool descends(const FieldValue& field) {
+    const auto nspace = static_cast<std::size_t>(field.nspace);
+    if (field.grid_type != FLD_UNIFORM || field.points.count != 2 * field.nspace) return false;
+    std::vector<float> corners(2 * nspace);
+    if (!copy_values(field.points, corners.data()).empty()) return false;
+    for (std::size_t c = 0; c < nspace; ++c) {
+        if (corners[c] > corners[nspace + c]) return true;
+    }
+    return false;
+}
+
 std::string dims_text(const FieldValue& field) {
     std::string text;
     for (const xp_long dim : field.dims) text += (text.empty() ? "" : " x ") + std::to_string(dim);

@@ -32,6 +32,8 @@ Box box_of(const FieldValue& field);
 std::size_t axes_of_space(const FieldValue& field);
 /// Whether positions follow from the axes.
 bool is_on_axes(const FieldValue& field);
+/// Whether positions of a uniform field go down along an axis.
+bool descends(const FieldValue& field);
 /// "64 x 48", or "1000 nodes".
 std::string dims_text(const FieldValue& field);
 

@@ -44,12 +44,13 @@ private:
     std::array<double, 2> range();
     Json opacity(const std::array<double, 2>& range) const;
     Camera camera() const;
-    std::array<int, 2> plane_size(double width, double height) const;
+    std::array<int, 2> plane_size(double width, double height, double most_oblong) const;
     Numbers3 turn() const { return options_.turn.value_or(kTurn); }
     void place(Json& params, const std::string& module, const Numbers3& stretch, const Box& box);
     void place_plane(Json& params, const Box& box) const;
     void show_steps(const std::string& parameter, const Json& value);
     void write(Json output, bool plane);
+    void tell_data(int step);
 
     bool is_film() const { return options_.output.ends_with(".webp"); }
     bool shows_steps() const { return is_film() && options_.data.step < 0 && source_.steps() > 1; }
@@ -94,6 +95,7 @@ void Planner::measure(const Json& convert) {
         if (!error.empty()) throw ViewError(error);
     };
     count(field_);
+    if (steps > 1) field_.reset();  // the source is about to change it
     for (int step = 1; step < steps; ++step) {
         source_.go_to(step);
         count(source_.field());
@@ -158,12 +160,13 @@ Camera Planner::camera() const {
 }
 
 /// A picture as wide and high as a plane is, within the size asked for.
-std::array<int, 2> Planner::plane_size(double width, double height) const {
+/// @param most_oblong  the longer side by the shorter
+std::array<int, 2> Planner::plane_size(double width, double height, double most_oblong) const {
     const auto most = options_.size.value_or(std::array<int, 2>{kPlaneSide, kPlaneSide});
     if (!(width > 0.0) || !(height > 0.0)) return most;
     const double scale = std::min(most[0] / width, most[1] / height);
     const auto side = [&](double length, double other) {
-        return static_cast<int>(std::lround(std::max({length * scale, other * scale / kMostOblong, 2.0})));
+        return static_cast<int>(std::lround(std::max({length * scale, other * scale / most_oblong, 2.0})));
     };
     return {side(width, height), side(height, width)};
 }
@@ -217,7 +220,7 @@ void Planner::place(Json& params, const std::string& module, const Numbers3& str
 
 /// Looks straight at a plane, which fills the picture.
 void Planner::place_plane(Json& params, const Box& box) const {
-    const auto size = plane_size(box.length(0), box.length(1));
+    const auto size = plane_size(box.length(0), box.length(1), kMostOblong);
     const double side = std::min(size[0], size[1]);
     double scale = std::numeric_limits<double>::infinity();
     for (std::size_t axis = 0; axis < 2; ++axis) {
@@ -262,6 +265,7 @@ void Planner::plan_volume() {
     const Box box = box_of(*field_);
     const auto largest = static_cast<double>(*std::max_element(field_->dims.begin(), field_->dims.end()));
     Numbers3 stretch{};
+    if (field_->grid_type == FLD_RECTILINEAR || descends(*field_)) convert_["resample"] = field_->dims;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const auto nodes = static_cast<double>(field_->dims[axis]);
         const double spacing = box.length(axis) / (nodes - 1.0);
@@ -280,7 +284,6 @@ void Planner::plan_volume() {
         in_view.low[axis] = -middle * length;
         in_view.high[axis] = (nodes - 1.0 - middle) * length;
     }
-    if (field_->grid_type == FLD_RECTILINEAR) convert_["resample"] = field_->dims;
     if (shown_.parts > 1) convert_["magnitude"] = true;
     measure(convert_);
     const auto values = range();
@@ -301,7 +304,8 @@ void Planner::plan_volume() {
 /// A plane vector field: a texture along its streamlines, its critical points and separatrices.
 void Planner::plan_flow() {
     const Box box = box_of(*convert(field_, conversion_of(convert_)));
-    const std::array<int, 2> size = plane_size(box.length(0), box.length(1));
+    // whatever its shape: the texture takes the distances of nodes to be the same along both axes
+    const auto size = plane_size(box.length(0), box.length(1), std::numeric_limits<double>::infinity());
     convert_["resample"] = {size[0] + 2, size[1] + 2};
     const bool joined = shown_.components.size() > 1;
     if (joined || field_->node_data[shown_.components[0]].type != DTYPE_FLOAT) convert_["type"] = "float";
@@ -375,6 +379,22 @@ void Planner::plan_image() {
     tell("modules", "none: the field is an image");
 }
 
+/// Tells what is shown, and what else there is.
+void Planner::tell_data(int step) {
+    std::string text;
+    if (shown_.parts > 0) {
+        const ComponentValue& component = field_->node_data[shown_.components[0]];
+        text = shown_.name;
+        if (!component.units.empty()) text.append(" in ").append(component.units);
+        text.append(", ").append(type_name(component.type)).append(", ");
+    }
+    text += dims_text(*field_);
+    if (source_.steps() > 1) text += ", step " + std::to_string(step) + " of " + std::to_string(source_.steps());
+    tell("shows", text);
+    if (const std::string besides = source_.besides(); !besides.empty())
+        plan_.notes.push_back("also there: " + besides + " (--variable, --vector)");
+}
+
 ViewPlan Planner::plan() {
     const int step = std::max(options_.data.step, 0);
     if (step >= source_.steps())
@@ -384,19 +404,7 @@ ViewPlan Planner::plan() {
     if (!field_) throw ViewError("no field can be made of it");
     shown_ = choose_shown(*field_, source_, options_.data);
     convert_ = taking(*field_, shown_);
-    if (shown_.parts > 0) {
-        const ComponentValue& component = field_->node_data[shown_.components[0]];
-        tell("shows",
-             shown_.name + (component.units.empty() ? "" : " in " + component.units) + ", " +
-                 std::string(type_name(component.type)) + ", " + dims_text(*field_) +
-                 (source_.steps() > 1 ? ", step " + std::to_string(step) + " of " + std::to_string(source_.steps())
-                                      : ""));
-    } else {
-        tell("shows", dims_text(*field_));
-    }
-    if (const std::string besides = source_.besides(); !besides.empty())
-        plan_.notes.push_back("also there: " + besides + " (--variable, --vector)");
-
+    tell_data(step);
     const std::size_t space = axes_of_space(*field_);
     const bool cells = !field_->cell_sets.empty();
     const bool image = !field_->node_data.empty() && field_->node_data[0].id == kImageId && space == 2;

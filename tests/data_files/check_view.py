@@ -107,6 +107,27 @@ def check_flow():
     view("s.npy", "--plain", "--step", "4")
 
 
+def check_descending_axes(random):
+    """Data whose positions go down along axes look as the same data the other way round."""
+    for dims, veclen in (((40, 20), 2), ((40, 20), 1), ((12, 10, 8), 1)):
+        values = random.random((*reversed(dims), veclen)).cumsum(0).cumsum(1)  # smooth: faces have diagonals
+        corners = [0] * len(dims), [size - 1 for size in dims]
+        shown = []
+        for turned in (False, True):
+            low, high = (list(corner) for corner in corners)
+            if turned:
+                low[1], high[1] = high[1], low[1]
+            y_axis = len(dims) - 2
+            data = numpy.flip(values, y_axis) if turned else values
+            field = {"dims": dims, "nspace": len(dims), "points": low + high,
+                     "node_data": [{"veclen": veclen, "values": data.ravel().tolist()}]}
+            Path("d.json").write_text(json.dumps(field))
+            view("d.json", "--plain", "--size", "200x200")
+            shown.append(picture())
+        difference = numpy.abs(shown[0] - shown[1])
+        expect(f"descending {dims} {veclen}", shown[0].std() > 10 and difference.mean() < 1, difference.mean())
+
+
 def check_capture():
     """The colours of a capture, row by row from the top."""
     colours = numpy.arange(6 * 4 * 4, dtype="u1").reshape(4, 6, 4)
@@ -156,6 +177,7 @@ def main():
     check_plane(random)
     check_volume(random)
     check_flow()
+    check_descending_axes(random)
     check_capture()
     check_same_bytes()
     check_refusals()
