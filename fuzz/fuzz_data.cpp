@@ -1,6 +1,6 @@
 // Data files of other programs, and those that are described only: whatever a file says, its arrays are read or
-// refused, and hold no more than its length justifies. Left alone are files in HDF5, whose library does not withstand
-// every damage to them.
+// refused, and hold no more than its length justifies. Left alone are files in HDF5, which a process of their own
+// reads, as the library for them does not withstand every damage.
 #include <algorithm>
 #include <vector>
 

@@ -4,9 +4,13 @@
 
 namespace zam::session {
 
+namespace {
+constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
+}
+
 bool is_netcdf(std::string_view start) {
     return start.starts_with("CDF\x01") || start.starts_with("CDF\x02") || start.starts_with("CDF\x05") ||
-           start.starts_with("\x89HDF\r\n\x1a\n");
+           start.starts_with(kHdf5Magic);
 }
 
 }  // namespace zam::session
@@ -29,8 +33,10 @@ bool is_netcdf(std::string_view start) {
 #include "base/element_types.h"
 #include "contract/file.h"
 #include "session/data/byte_source.h"
+#include "session/data/data_file.h"
 #include "session/data/element_format.h"
 #include "session/data/gzip_bytes.h"
+#include "session/data/isolated_arrays.h"
 #include "session/data/netcdf_classic.h"
 #include "session/data/unpacked_source.h"
 #include "session/values/elements.h"
@@ -416,10 +422,15 @@ DataArray VariableReader::read_variable(int group, int variable, const std::stri
     return array;
 }
 
+std::vector<DataArray> open_here(const std::string& file) {
+    return VariableReader(std::make_shared<const NetcdfFile>(file)).read();
+}
+
 }  // namespace
 
 std::vector<DataArray> open_netcdf(const std::string& file) {
-    return VariableReader(std::make_shared<const NetcdfFile>(file)).read();
+    const bool in_hdf5 = data_file_start(file).starts_with(kHdf5Magic);
+    return in_hdf5 ? open_isolated(open_here, file) : open_here(file);  // HDF5's library can crash over damaged files
 }
 
 }  // namespace zam::session
