@@ -99,7 +99,8 @@ struct Packer {
     }
     void operator()(const std::vector<float>& values) {
         (*this)(values.size());
-        message.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
+        if (!values.empty())
+            message.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
     }
 };
 
@@ -123,7 +124,7 @@ struct Unpacker {
         if (count > message.size()) throw DataError("the file is damaged");
         const char* first = take(count * sizeof(float));
         values.resize(count);
-        std::memcpy(values.data(), first, count * sizeof(float));
+        if (count > 0) std::memcpy(values.data(), first, count * sizeof(float));
     }
 
 private:
