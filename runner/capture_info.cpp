@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 
 #include "base/file_handle.h"
@@ -48,6 +49,14 @@ bool is_capture_file(std::string_view start) {
 }
 
 std::array<xp_long, 2> capture_dims(std::string_view start) { return {number_at(start, 0), number_at(start, kDigits)}; }
+
+bool is_whole_capture(const FileStart& file) {
+    constexpr xp_long kPixelBytes = 8;  // colours and depth
+    const auto dims = capture_dims(file.bytes);
+    std::error_code error;
+    const auto size = static_cast<xp_long>(std::filesystem::file_size(file.name, error));
+    return !error && size >= xp_long{2 * kDigits} + kPixelBytes * dims[0] * dims[1];
+}
 
 Description describe_capture(const FileStart& start, OMobj_id field) {
     const auto dims = capture_dims(start.bytes);

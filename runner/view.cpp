@@ -49,17 +49,6 @@ Json parameters(const FileKind& kind, FileStart file, const std::string& name) {
     return params;
 }
 
-/// Whether all of a capture's pixels are there.
-bool is_whole_capture(const FileStart& file) {
-    constexpr std::uintmax_t kHeaderBytes = 10;
-    constexpr std::uintmax_t kPixelBytes = 8;  // colours and depth
-    const auto dims = capture_dims(file.bytes);
-    const auto pixels = static_cast<std::uintmax_t>(dims[0]) * static_cast<std::uintmax_t>(dims[1]);
-    std::error_code error;
-    const std::uintmax_t size = fs::file_size(file.name, error);
-    return !error && size >= kHeaderBytes + kPixelBytes * pixels;
-}
-
 /// What the network for a data file is made with.
 struct Makers {
     const Definitions& definitions;

@@ -46,8 +46,7 @@ std::vector<std::size_t> choose_components(const FieldValue& field, const ViewSo
 }  // namespace
 
 Box box_of(const FieldValue& field) {
-    const bool implicit = field.grid_type == FLD_UNIFORM || field.grid_type == FLD_RECTILINEAR;
-    const NumberArray& positions = implicit ? field.points : field.coord;
+    const NumberArray& positions = is_on_axes(field) ? field.points : field.coord;
     Box box;
     const auto nspace = static_cast<std::size_t>(std::clamp(field.nspace, 0, 3));
     if (positions.count == 0) {
