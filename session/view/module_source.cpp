@@ -48,10 +48,12 @@ public:
         if (stepno_) OMget_name_int_val(instance_, OMstr_to_name("nsteps"), &steps_);
     }
 
-    Json modules() const override {
-        Json params = params_;
-        if (step_ > 0) params["stepno"] = step_ + 1;
-        return instance_of(reader_, params);
+    Json modules() const override { return instance_of(reader_, params_); }
+    Json events() const override {
+        Json events = Json::array();
+        // a reader begins a file with its first step, whatever its parameters say
+        if (step_ > 0) events.push_back({{"set", {{step_track().first, step_ + 1}}}});
+        return events;
     }
     Json value() const override { return {{"ref", std::string(kReader) + "." + reader_.output}}; }
     int steps() const override { return std::max(steps_, 1); }

@@ -356,7 +356,7 @@ void Planner::plan_scene() {
     const Json objects = Json::array({object});
     Json params = {{"objects", objects}, {"background", Json::array({1, 1, 1})}};
     if (shown_.parts > 0) {
-        measure(convert_);
+        if (distribution_.count() == 0) measure(convert_);  // else these are the lengths that plan() has measured
         params["datamaps"] = Json::array({{{"range", range()}, {"preset", preset()}}});
         if (distribution_.left_out() > 0) params["colors"] = Json::array({Json::array({0.8, 0.8, 0.8})});
     } else {
@@ -421,17 +421,18 @@ ViewPlan Planner::plan() {
     } else if (space == 3 && field_->dims.size() == 3 && is_on_axes(*field_) && shown_.parts > 0 && !cells) {
         plan_volume();
     } else {
-        distribution_ = {};
         plan_scene();
     }
     Json network = {{"modules", source_.modules()}};
     network["modules"].update(modules_);
+    Json events = source_.events();
     if (film_.is_null()) {
         network["write"] = write_;
     } else {
         film_["write"] = write_;
-        network["events"] = Json::array({film_});
+        events.push_back(film_);
     }
+    if (!events.empty()) network["events"] = events;
     plan_.network = network_text(network) + "\n";
     return std::move(plan_);
 }

@@ -30,6 +30,8 @@ public:
 
     /// The instances that the network needs to have the field, by name.
     virtual Json modules() const { return Json::object(); }
+    /// The events after which these have the field of the step.
+    virtual Json events() const { return Json::array(); }
     /// What a parameter is given to have the field: a reference, or the data file. Members may be added to it.
     virtual Json value() const = 0;
     /// Number of time steps.
@@ -37,7 +39,7 @@ public:
     /// What a frame event goes through to show all steps, relative to the parameter if it begins with a dot, and the
     /// number that stands for the first of them.
     virtual std::pair<std::string, int> step_track() const = 0;
-    /// Lets value(), modules() and field() be of that step, from 0.
+    /// Lets value(), events() and field() be of that step, from 0.
     virtual void go_to(int step) = 0;
     /// The field of the step.
     /// @throws ViewError

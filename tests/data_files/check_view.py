@@ -107,6 +107,20 @@ def check_flow():
     view("s.npy", "--plain", "--step", "4")
 
 
+def check_steps(random):
+    """A step of a field file, which its module reads, is the frame that the animation of all steps has there."""
+    steps = random.random((3, 8, 10)).astype("<f4")
+    steps.tofile("s.raw")
+    Path("s.fld").write_text("# AVS\nndim=2 dim1=10 dim2=8 nspace=2 veclen=1 data=float field=uniform nstep=3\n" + "".join(
+        f"time value={step}\nvariable 1 file=s.raw filetype=binary skip={320 * step}\nEOT\n" for step in range(3)))
+    expect("film", call("view", "s.fld", "--plain", "--range", "0,1", "-o", "s.webp").returncode == 0)
+    film = Image.open("s.webp")
+    for step in range(3):
+        film.seek(step)
+        view("s.fld", "--plain", "--range", "0,1", "--step", str(step))
+        expect(f"step {step}", (picture() == numpy.asarray(film.convert("RGB"))).all(), "another picture")
+
+
 def check_descending_axes(random):
     """Data whose positions go down along axes look as the same data the other way round."""
     for dims, veclen in (((40, 20), 2), ((40, 20), 1), ((12, 10, 8), 1)):
@@ -177,6 +191,7 @@ def main():
     check_plane(random)
     check_volume(random)
     check_flow()
+    check_steps(random)
     check_descending_axes(random)
     check_capture()
     check_same_bytes()
