@@ -46,7 +46,7 @@ Session::Session(const Network& network, const ModuleLibrary& library, Listener&
 }
 
 Session::~Session() {
-    for (std::size_t module = running_.size(); module-- > 0;) end_self(module);
+    end();
     for (const int id : plugged_) library_.simulate_joystick()(id, nullptr);
     host::set_recorder(nullptr);
     host::reset();
@@ -79,6 +79,7 @@ bool Session::has_entries() const {
 // --- Instances ---
 
 void Session::build() {
+    built_ = true;
     for (std::size_t module = 0; module < running_.size(); ++module) {
         running_[module].object = host::create(host::root(), instance(module).name, host::Kind::group);
         make_parameters(module);
@@ -506,6 +507,7 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
 }
 
 void Session::end() {
+    if (!std::exchange(built_, false)) return;
     for (std::size_t module = running_.size(); module-- > 0;) {
         end_self(module);
         const std::string& entry = instance(module).definition->delete_entry;

@@ -47,7 +47,8 @@ public:
     /// Keeps the host's timer running in real time, one unit per millisecond.
     void loop(double seconds);
     void write(const std::vector<Output>& outputs, const std::string& directory);
-    /// Calls the deletion entries, the last instance's first, and ends the instances.
+    /// Calls the deletion entries, the last instance's first, and ends the instances; so does the destructor if nobody
+    /// did before.
     void end();
 
 private:
@@ -109,6 +110,7 @@ private:
     std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
     std::set<int> plugged_;              // simulated joysticks
     std::optional<std::size_t> called_;  // the module that is running
+    bool built_ = false;                 // and not yet ended
     bool strict_ = false;
     std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
 };
