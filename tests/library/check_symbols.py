@@ -26,7 +26,7 @@ headers = "\n".join(path.read_text() for path in Path(contract).glob("*.h"))
 operations = set(re.findall(r"ZAM_HOST_API [^;]*?\b(\w+)\(", headers))
 assert len(operations) > 100, "the contract's operations were not found"
 
-versioned = re.compile(r"@+(GLIBC|GLIBCXX|CXXABI|GCC|TIRPC)_")  # the system's libraries version their symbols
+versioned = re.compile(r"@+(GLIBC|GLIBCXX|CXXABI|GCC|HWY|TIRPC)_")  # the system's libraries version their symbols
 optional = re.compile(r"_ITM_|__gmon_start__|__cxa_finalize|__(asan|ubsan|sanitizer|tsan)_")
 for symbol in symbols("--undefined-only"):
     if symbol.split("@")[0] not in operations and not versioned.search(symbol) and not optional.match(symbol):
