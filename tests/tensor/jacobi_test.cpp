@@ -5,6 +5,7 @@
 #include <limits>
 #include <random>
 
+#include "base/lanes_target.h"
 #include "modules/zam/flow/index_space.h"
 #include "modules/zam/lic_jacobi.h"
 #include "tests/plain/jacobi.h"
@@ -35,15 +36,18 @@ void expect_same_bits(const std::array<xp_long, N>& dims, float stretch) {
         }
     }
     const auto expected = plain_index_space<N>(dims, positions, vectors);
-    for (const Registers registers : {Registers::any, Registers::widest}) {
+    for (const std::int64_t target : lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        lanes_target().Update(target);
         std::vector<float> result(vectors.size(), kNan);
         // a host that finds no inverse: what has one must not come to it
-        to_index_space<N>(dims, positions, vectors, result, registers, [](float*, const float*) { return 0; });
+        to_index_space<N>(dims, positions, vectors, result, [](float*, const float*) { return 0; });
         std::size_t different = 0;
         for (std::size_t k = 0; k < result.size(); ++k)
             different += std::bit_cast<std::uint32_t>(result[k]) != std::bit_cast<std::uint32_t>(expected[k]) ? 1U : 0U;
         EXPECT_EQ(different, 0U) << "of " << result.size();
     }
+    lanes_target().DeInit();
 }
 
 TEST(IndexSpace, HasTheBitsOfTheDescriptionNodeByNode) {
@@ -74,18 +78,17 @@ TEST(IndexSpace, LeavesMatricesWithoutAnInverseToTheHost) {
 
     // a host that finds one
     static std::vector<float> matrix;
-    to_index_space<3>({2, 2, 2}, positions, std::vector<float>(24, 1.0F), result, Registers::any,
-                      [](float* inverse, const float* of) {
-                          matrix.assign(of, of + 16);
-                          std::fill_n(inverse, 16, 0.5F);
-                          return 1;
-                      });
+    to_index_space<3>({2, 2, 2}, positions, std::vector<float>(24, 1.0F), result, [](float* inverse, const float* of) {
+        matrix.assign(of, of + 16);
+        std::fill_n(inverse, 16, 0.5F);
+        return 1;
+    });
     EXPECT_EQ(result, std::vector<float>(24, 2.0F));
     EXPECT_EQ(matrix, (std::vector<float>{i[0], i[1], i[2], 0, j[0], j[1], j[2], 0, i[0] + j[0], i[1] + j[1],
                                           i[2] + j[2], 0, 0, 0, 0, 1}));
     result.resize(8);
     to_index_space<2>({2, 2}, std::vector<float>{0, kNan, 1, 0, 0, 1, 1, 1}, std::vector<float>{1, 2, 1, 2, 1, 2, 1, 2},
-                      result, Registers::any, [](float* inverse, const float*) {
+                      result, [](float* inverse, const float*) {
                           std::fill_n(inverse, 9, 0.5F);
                           return 1;
                       });

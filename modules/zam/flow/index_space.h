@@ -9,9 +9,6 @@
 
 namespace zam {
 
-/// Which registers the arithmetic uses.
-enum class Registers { any, widest };
-
 /// Inverts a square matrix, in place if the two are the same. @return not 1 if there is no inverse
 using MatrixInverse = int (*)(float* inverse, const float* matrix);
 
@@ -30,12 +27,11 @@ using MatrixInverse = int (*)(float* inverse, const float* matrix);
 /// @param positions  nodes x N, node after node
 /// @param vectors    nodes x N
 /// @param result     nodes x N, index steps per unit of time; does not overlap the inputs
-/// @param registers  any: what every processor has; the results are the same to the last bit
 /// @param inverse    of (N + 1) x (N + 1) floats, row-major: the host's
 /// @pre the three spans hold product(dims) * N floats
 template <int N>
 void to_index_space(const std::array<xp_long, N>& dims, std::span<const float> positions,
-                    std::span<const float> vectors, std::span<float> result, Registers registers = Registers::widest,
+                    std::span<const float> vectors, std::span<float> result,
                     MatrixInverse inverse = N == 2 ? MATmat3_inverse : MATmat4_inverse);
 
 }  // namespace zam
