@@ -2,10 +2,12 @@
 #include <Eigen/Eigenvalues>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <random>
 
+#include "base/lanes_target.h"
 #include "modules/zam/princStrVec.h"
 #include "modules/zam/tensor/principal_stress.h"
 #include "tests/plain/stress.h"
@@ -60,6 +62,7 @@ std::vector<float> hard_tensors() {
         add({a * a, b * b, c * c, a * b, b * c, c * a});
         add({a, 1e-4F * b, 1e-8F * c, 1e-2F * u(random), 1e-6F * u(random), 1e-4F * u(random)});
         add({a, a, a, b, b, b});
+        add({a, -0.0F, b, 0, 0, 0});
         add({1e-30F * a, 1e-30F * b, 1e30F * c, 1e-30F * u(random), u(random), u(random)});
     }
     return tensors;
@@ -91,13 +94,18 @@ TEST(PrincipalStress, IsAsAccurateAsFloatsAre) {
 
 TEST(PrincipalStress, EqualsThePlainFormOfEachTensor) {
     const auto tensors = hard_tensors();
-    const auto together = solve(tensors);
-    for (std::size_t n = 0; n < tensors.size() / 6; ++n) {
-        std::array<float, 12> alone;
-        plain_principal_stress(&tensors[6 * n], alone.data(), &alone[3]);
-        ASSERT_EQ(std::memcmp(&alone[0], &together.values[3 * n], 3 * sizeof(float)), 0) << n;
-        ASSERT_EQ(std::memcmp(&alone[3], &together.axes[9 * n], 9 * sizeof(float)), 0) << n;
+    for (const std::int64_t target : lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        lanes_target().Update(target);
+        const auto together = solve(tensors);
+        for (std::size_t n = 0; n < tensors.size() / 6; ++n) {
+            std::array<float, 12> alone;
+            plain_principal_stress(&tensors[6 * n], alone.data(), &alone[3]);
+            ASSERT_EQ(std::memcmp(&alone[0], &together.values[3 * n], 3 * sizeof(float)), 0) << n;
+            ASSERT_EQ(std::memcmp(&alone[3], &together.axes[9 * n], 9 * sizeof(float)), 0) << n;
+        }
     }
+    lanes_target().DeInit();
 }
 
 class Stress : public ModuleTest {

@@ -2,176 +2,245 @@
 #include "modules/zam/tensor/principal_stress.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
-#include <utility>
 
-#include "modules/support/lanes.h"
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "modules/zam/tensor/principal_stress.cpp"
+#include "base/lanes.h"
 
-namespace zam {
+HWY_BEFORE_NAMESPACE();
+namespace zam::HWY_NAMESPACE {
 namespace {
 
-using Pair = Lanes<double, 2>;
-using PairMask = MaskOf<Pair>;
+namespace hn = hwy::HWY_NAMESPACE;
 
-// Tensors processed together: several pairs, which hide each other's latency.
-constexpr std::size_t kPairs = 8;
-constexpr std::size_t kTensors = 2 * kPairs;
+constexpr hn::ScalableTag<double> kDoubles;
+constexpr hn::Rebind<float, hn::ScalableTag<double>> kFloats;
+constexpr std::size_t kLanes = hn::MaxLanes(kDoubles);
+using Doubles = hn::Vec<decltype(kDoubles)>;
+using Floats = hn::Vec<decltype(kFloats)>;
+using Mask = hn::Mask<decltype(kDoubles)>;
 
-constexpr int kMaxSweeps = 100;
-
-// Elements off the diagonal count as zero at 1e-6 of the step between neighbouring floats of the tensor's size: what is
-// stored as float cannot tell the difference.
-constexpr double kThreshold = 1e-6 * std::numeric_limits<float>::epsilon();
+// Tensors processed together: several vectors, which hide each other's latency.
+constexpr std::size_t kTensors = 32;
+constexpr std::size_t kVectors = kTensors / kLanes;
 
 /// One number per tensor.
 struct Numbers {
-    Pair pair[kPairs];
+    alignas(64) double of[kTensors];
 
-    void set(std::size_t tensor, double value) { pair[tensor / 2][tensor % 2] = value; }
-    double operator[](std::size_t tensor) const { return pair[tensor / 2][tensor % 2]; }
+    HWY_INLINE Doubles get(std::size_t vector) const { return hn::Load(kDoubles, of + vector * kLanes); }
+    HWY_INLINE void set(std::size_t vector, Doubles values) { hn::Store(values, kDoubles, of + vector * kLanes); }
 };
 
 /// Tensors on their way to being diagonal.
 struct Tensors {
-    std::array<std::array<Numbers, 3>, 3> element;  // upper triangle
-    std::array<std::array<Numbers, 3>, 3> axis;     // [column][component]: the rotations so far
-    Numbers limit;                                  // squared threshold of the elements off the diagonal
-    PairMask active[kPairs];                        // set until these are below it
+    Numbers element[3][3];  // upper triangle
+    Numbers axis[3][3];     // [column][component]: the rotations so far
+    Numbers limit;          // squared threshold of the elements off the diagonal
+    Numbers stressed;       // 1 or 0
 };
 
-bool has_stress(const float* tensor) {
-    for (int k = 0; k < 6; ++k) {
-        if (!std::isfinite(tensor[k])) return false;
-    }
-    // deliberate: the test is on the sum, so tensors whose components cancel count as zero
-    return tensor[0] + tensor[1] + tensor[2] + tensor[3] + tensor[4] + tensor[5] != 0.0F;
+// --- Rotations ---
+
+HWY_INLINE Doubles squared(Doubles values) { return hn::Mul(values, values); }
+
+/// Where the elements off the diagonal are above the threshold.
+HWY_INLINE Mask is_active(const Tensors& work, std::size_t vector) {
+    const auto xy = work.element[0][1].get(vector);
+    const auto xz = work.element[0][2].get(vector);
+    const auto yz = work.element[1][2].get(vector);
+    const auto rest = hn::Add(hn::Add(squared(xy), squared(xz)), squared(yz));
+    return hn::Gt(rest, work.limit.get(vector));
 }
 
-/// Places without stress hold zeros.
-void load(const float* tensors, std::size_t count, Tensors& work) {
-    constexpr std::array<std::pair<std::size_t, std::size_t>, 6> kPlaces{
-        {{0, 0}, {1, 1}, {2, 2}, {0, 1}, {1, 2}, {0, 2}}};
-    for (std::size_t n = 0; n < kTensors; ++n) {
-        const float* tensor = tensors + 6 * n;
-        const bool used = n < count && has_stress(tensor);
-        double squares = 0;
-        for (std::size_t k = 0; k < 6; ++k) {
-            const double value = used ? tensor[k] : 0.0;
-            work.element[kPlaces[k].first][kPlaces[k].second].set(n, value);
-            squares += (k < 3 ? 1.0 : 2.0) * value * value;
-        }
-        work.limit.set(n, kThreshold * kThreshold * squares);
-        for (std::size_t column = 0; column < 3; ++column) {
-            for (std::size_t k = 0; k < 3; ++k) work.axis[column][k].set(n, column == k ? 1.0 : 0.0);
-        }
-    }
+HWY_INLINE void turn(std::size_t vector, Doubles cosine, Doubles sine, Numbers& p, Numbers& q) {
+    const auto first = p.get(vector);
+    const auto second = q.get(vector);
+    p.set(vector, hn::Sub(hn::Mul(cosine, first), hn::Mul(sine, second)));
+    q.set(vector, hn::Add(hn::Mul(sine, first), hn::Mul(cosine, second)));
 }
 
-/// Marks the tensors that are not finished yet. @return whether there are any
-bool find_active(Tensors& work) {
-    const auto& [row0, row1, row2] = work.element;
-    PairMask any = {};
-    for (std::size_t n = 0; n < kPairs; ++n) {
-        const Pair xy = row0[1].pair[n];
-        const Pair xz = row0[2].pair[n];
-        const Pair yz = row1[2].pair[n];
-        work.active[n] = xy * xy + xz * xz + yz * yz > work.limit.pair[n];
-        any |= work.active[n];
-    }
-    return any_negative(any);
-}
-
-void turn(const Numbers& cosine, const Numbers& sine, Numbers& p, Numbers& q) {
-    for (std::size_t n = 0; n < kPairs; ++n) {
-        const Pair before = p.pair[n];
-        p.pair[n] = cosine.pair[n] * before - sine.pair[n] * q.pair[n];
-        q.pair[n] = sine.pair[n] * before + cosine.pair[n] * q.pair[n];
-    }
-}
-
-/// Turns axes p and q, p < q, by the smaller angle that makes their element 0.
+/// Turns axes p and q, p < q, of active tensors by the smaller angle that makes their element 0.
 template <std::size_t p, std::size_t q>
-void rotate(Tensors& work) {
+HWY_INLINE void rotate(Tensors& work, std::size_t vector, Mask active) {
     constexpr std::size_t kOther = 3 - p - q;
-    constexpr PairMask kSign = {INT64_MIN, INT64_MIN};
-    constexpr Pair kOnes = {1, 1};
-    Numbers& diagonal_p = work.element[p][p];
-    Numbers& diagonal_q = work.element[q][q];
-    Numbers& element = work.element[p][q];
-    Numbers cosine;
-    Numbers sine;
-    for (std::size_t n = 0; n < kPairs; ++n) {
-        const Pair beside = element.pair[n];
-        const Pair twice = 2 * beside * keep(work.active[n], kOnes);
-        const Pair gap = diagonal_q.pair[n] - diagonal_p.pair[n];
-        const PairMask sign = bits(gap) & kSign;
-        const Pair root = square_root(gap * gap + twice * twice);
-        // the smallest normal number only prevents 0 / 0
-        const Pair tangent =
-            from_bits<Pair>(bits(twice) ^ sign) / (keep(~kSign, gap) + root + std::numeric_limits<double>::min());
-        cosine.pair[n] = 1 / square_root(1 + tangent * tangent);
-        sine.pair[n] = tangent * cosine.pair[n];
-        diagonal_p.pair[n] -= tangent * beside;
-        diagonal_q.pair[n] += tangent * beside;
-        element.pair[n] = keep(~work.active[n], beside);
-    }
-    turn(cosine, sine, work.element[std::min(p, kOther)][std::max(p, kOther)],
+    const auto one = hn::Set(kDoubles, 1.0);
+    const auto diagonal_p = work.element[p][p].get(vector);
+    const auto diagonal_q = work.element[q][q].get(vector);
+    const auto element = work.element[p][q].get(vector);
+    const auto twice = hn::IfThenElseZero(active, hn::Add(element, element));
+    const auto gap = hn::Sub(diagonal_q, diagonal_p);
+    const auto root = hn::Sqrt(hn::Add(squared(gap), squared(twice)));
+    // the smallest normal number only prevents 0 / 0
+    const auto divisor = hn::Add(hn::Add(hn::Abs(gap), root), hn::Set(kDoubles, std::numeric_limits<double>::min()));
+    const auto tangent = hn::Div(hn::Xor(twice, hn::And(gap, hn::SignBit(kDoubles))), divisor);
+    const auto cosine = hn::Div(one, hn::Sqrt(hn::Add(one, squared(tangent))));
+    const auto sine = hn::Mul(tangent, cosine);
+    const auto shift = hn::Mul(tangent, element);
+    // what is finished is not to lose the sign of a zero
+    work.element[p][p].set(vector, hn::IfThenElse(active, hn::Sub(diagonal_p, shift), diagonal_p));
+    work.element[q][q].set(vector, hn::IfThenElse(active, hn::Add(diagonal_q, shift), diagonal_q));
+    work.element[p][q].set(vector, hn::IfThenZeroElse(active, element));
+    turn(vector, cosine, sine, work.element[std::min(p, kOther)][std::max(p, kOther)],
          work.element[std::min(q, kOther)][std::max(q, kOther)]);
-    for (std::size_t k = 0; k < 3; ++k) turn(cosine, sine, work.axis[p][k], work.axis[q][k]);
+    turn(vector, cosine, sine, work.axis[p][0], work.axis[q][0]);
+    turn(vector, cosine, sine, work.axis[p][1], work.axis[q][1]);
+    turn(vector, cosine, sine, work.axis[p][2], work.axis[q][2]);
 }
 
 void make_diagonal(Tensors& work) {
-    for (int sweep = 0; sweep < kMaxSweeps && find_active(work); ++sweep) {
-        rotate<0, 1>(work);
-        rotate<0, 2>(work);
-        rotate<1, 2>(work);
-    }
-}
-
-/// Columns in the order of a selection sort: the largest of the remaining values comes next, of equal ones the first.
-std::array<std::size_t, 3> descending(double first, double second, double third) {
-    const std::array<double, 3> values{first, second, third};
-    std::array<std::size_t, 3> order{0, 1, 2};
-    for (std::size_t place = 0; place < 2; ++place) {
-        std::size_t best = place;
-        for (std::size_t k = place + 1; k < 3; ++k) {
-            if (values[order[k]] > values[order[best]]) best = k;
+    constexpr int kMaxSweeps = 100;
+    struct {
+        std::size_t vector;
+        Mask tensors;
+    } active[kVectors];
+    for (int sweep = 0; sweep < kMaxSweeps; ++sweep) {
+        std::size_t count = 0;
+        for (std::size_t vector = 0; vector < kVectors; ++vector) {
+            const auto tensors = is_active(work, vector);
+            if (!hn::AllFalse(kDoubles, tensors)) active[count++] = {vector, tensors};
         }
-        std::swap(order[place], order[best]);
+        if (count == 0) return;
+        for (std::size_t k = 0; k < count; ++k) rotate<0, 1>(work, active[k].vector, active[k].tensors);
+        for (std::size_t k = 0; k < count; ++k) rotate<0, 2>(work, active[k].vector, active[k].tensors);
+        for (std::size_t k = 0; k < count; ++k) rotate<1, 2>(work, active[k].vector, active[k].tensors);
     }
-    return order;
 }
 
-void store(const Tensors& work, std::size_t n, bool stressed, float* values, float* axes) {
-    const auto& element = work.element;
-    const auto order = descending(element[0][0][n], element[1][1][n], element[2][2][n]);
-    for (std::size_t place = 0; place < 3; ++place) {
-        const std::size_t column = order[place];
-        values[place] = static_cast<float>(element[column][column][n]);
-        for (std::size_t k = 0; k < 3; ++k) {
-            axes[3 * place + k] = stressed ? static_cast<float>(work.axis[column][k][n]) : 0.0F;
+// --- Input ---
+
+/// Places without stress hold zeros.
+/// @param components  of each tensor in turn: xx yy zz xy yz zx
+HWY_INLINE void load(const float (&components)[6][kTensors], std::size_t vector, Tensors& work) {
+    // Elements off the diagonal count as zero at 1e-6 of the step between neighbouring floats of the tensor's size:
+    // what is stored as float cannot tell the difference.
+    constexpr double kThreshold = 1e-6 * std::numeric_limits<float>::epsilon();
+    const auto at = [&](std::size_t k) HWY_ATTR { return hn::Load(kFloats, components[k] + vector * kLanes); };
+    auto sum = at(0);
+    auto finite = hn::IsFinite(sum);
+    for (std::size_t k = 1; k < 6; ++k) {
+        sum = hn::Add(sum, at(k));
+        finite = hn::And(finite, hn::IsFinite(at(k)));
+    }
+    // deliberate: the test is on the sum, so tensors whose components cancel count as zero
+    const auto stressed = hn::And(finite, hn::Ne(sum, hn::Zero(kFloats)));
+    work.stressed.set(vector, hn::PromoteTo(kDoubles, hn::IfThenElseZero(stressed, hn::Set(kFloats, 1.0F))));
+
+    Numbers* const places[6] = {&work.element[0][0], &work.element[1][1], &work.element[2][2],
+                                &work.element[0][1], &work.element[1][2], &work.element[0][2]};
+    auto squares = hn::Zero(kDoubles);
+    for (std::size_t k = 0; k < 6; ++k) {
+        const auto value = hn::PromoteTo(kDoubles, hn::IfThenElseZero(stressed, at(k)));
+        places[k]->set(vector, value);
+        squares = hn::Add(squares, hn::Mul(k < 3 ? value : hn::Add(value, value), value));
+    }
+    work.limit.set(vector, hn::Mul(hn::Set(kDoubles, kThreshold * kThreshold), squares));
+    for (std::size_t column = 0; column < 3; ++column) {
+        for (std::size_t k = 0; k < 3; ++k)
+            work.axis[column][k].set(vector, hn::Set(kDoubles, column == k ? 1.0 : 0.0));
+    }
+}
+
+// --- Output ---
+
+/// To the nearest floats, infinite ones beyond their range.
+HWY_INLINE Floats to_floats(Doubles values) {
+#if HWY_TARGET == HWY_SCALAR
+    return hn::Set(kFloats, static_cast<float>(hn::GetLane(values)));  // DemoteTo knows no infinity there
+#else
+    return hn::DemoteTo(kFloats, values);
+#endif
+}
+
+/// How a selection sort swaps three values, the largest of the remaining ones first, of equal ones the one that it
+/// finds first.
+struct Order {
+    Mask second_first, third_first, last_two;
+};
+
+HWY_INLINE Order find_order(Doubles a, Doubles b, Doubles c) {
+    const auto second_first = hn::Gt(b, a);
+    const auto third_first = hn::Gt(c, hn::IfThenElse(second_first, b, a));
+    const auto second = hn::IfThenElse(hn::AndNot(third_first, second_first), a, b);
+    const auto third = hn::IfThenElse(third_first, a, c);
+    return {second_first, third_first, hn::Gt(third, second)};
+}
+
+HWY_INLINE void sort(const Order& order, Doubles& a, Doubles& b, Doubles& c) {
+    const auto first = hn::IfThenElse(order.third_first, c, hn::IfThenElse(order.second_first, b, a));
+    const auto second = hn::IfThenElse(hn::AndNot(order.third_first, order.second_first), a, b);
+    const auto third = hn::IfThenElse(order.third_first, a, c);
+    a = first;
+    b = hn::IfThenElse(order.last_two, third, second);
+    c = hn::IfThenElse(order.last_two, second, third);
+}
+
+/// @param values  3 per tensor
+/// @param axes    3 per tensor in each row
+HWY_INLINE void store(const Tensors& work, std::size_t vector, float* values, float (&axes)[3][3 * kTensors]) {
+    auto a = work.element[0][0].get(vector);
+    auto b = work.element[1][1].get(vector);
+    auto c = work.element[2][2].get(vector);
+    const auto order = find_order(a, b, c);
+    sort(order, a, b, c);
+    hn::StoreInterleaved3(to_floats(a), to_floats(b), to_floats(c), kFloats, values + 3 * kLanes * vector);
+
+    const auto stressed = hn::Gt(work.stressed.get(vector), hn::Zero(kDoubles));
+    Floats sorted[3][3];
+#pragma GCC unroll 3
+    for (std::size_t k = 0; k < 3; ++k) {
+        a = work.axis[0][k].get(vector);
+        b = work.axis[1][k].get(vector);
+        c = work.axis[2][k].get(vector);
+        sort(order, a, b, c);
+        sorted[0][k] = to_floats(hn::IfThenElseZero(stressed, a));
+        sorted[1][k] = to_floats(hn::IfThenElseZero(stressed, b));
+        sorted[2][k] = to_floats(hn::IfThenElseZero(stressed, c));
+    }
+#pragma GCC unroll 3
+    for (std::size_t place = 0; place < 3; ++place)
+        hn::StoreInterleaved3(sorted[place][0], sorted[place][1], sorted[place][2], kFloats,
+                              axes[place] + 3 * kLanes * vector);
+}
+
+void solve(const float* tensors, std::size_t nodes, float* values, float* axes) {
+    alignas(64) float components[6][kTensors] = {};
+    alignas(64) float sorted_values[3 * kTensors];
+    alignas(64) float sorted_axes[3][3 * kTensors];
+    Tensors work;
+    for (std::size_t first = 0; first < nodes; first += kTensors) {
+        const std::size_t count = std::min(kTensors, nodes - first);  // after the last: what was there before
+        for (std::size_t n = 0; n < count; ++n) {
+            for (std::size_t k = 0; k < 6; ++k) components[k][n] = tensors[6 * (first + n) + k];
+        }
+        for (std::size_t vector = 0; vector < kVectors; ++vector) load(components, vector, work);
+        make_diagonal(work);
+        for (std::size_t vector = 0; vector < kVectors; ++vector) store(work, vector, sorted_values, sorted_axes);
+        std::copy_n(sorted_values, 3 * count, values + 3 * first);
+        for (std::size_t n = 0; n < count; ++n) {
+            for (std::size_t place = 0; place < 3; ++place)
+                std::copy_n(sorted_axes[place] + 3 * n, 3, axes + 9 * (first + n) + 3 * place);
         }
     }
 }
 
 }  // namespace
+}  // namespace zam::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zam {
+namespace {
+
+HWY_EXPORT(solve);
+
+}  // namespace
 
 void principal_stresses(std::span<const float> tensors, std::span<float> values, std::span<float> axes) {
-    const std::size_t nodes = values.size() / 3;
-    Tensors work;
-    for (std::size_t first = 0; first < nodes; first += kTensors) {
-        const std::size_t count = std::min(kTensors, nodes - first);
-        const float* block = tensors.data() + 6 * first;
-        load(block, count, work);
-        make_diagonal(work);
-        for (std::size_t n = 0; n < count; ++n) {
-            store(work, n, has_stress(block + 6 * n), values.data() + 3 * (first + n), axes.data() + 9 * (first + n));
-        }
-    }
+    ZAM_DISPATCH(solve)(tensors.data(), values.size() / 3, values.data(), axes.data());
 }
 
 }  // namespace zam
+#endif
