@@ -1,8 +1,10 @@
 // Merging: known pixels from either source, and captures that are not what they say.
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <limits>
 
+#include "base/lanes_target.h"
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/capture/depth_merge.h"
 #include "tests/capture/capture_fixture.h"
@@ -64,17 +66,34 @@ protected:
 TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     constexpr float kInf = std::numeric_limits<float>::infinity();
-    const float above = std::nextafter(1e-6F, 1.0F);  // the smallest that is greater than 1e-6
+    const float above = std::nextafter(1e-6F, 1.0F);       // the smallest that is greater than 1e-6
+    const auto fourfold = [](std::vector<float> depths) {  // all lanes of every width, and a rest
+        for (std::size_t k = 0, rest = 3 * depths.size(); k < rest; ++k) depths.push_back(depths[k]);
+        return depths;
+    };
     const std::vector<DepthImage> captures{
-        one_color({255, 1, 2, 3}, {0.4F, 0.5F, 0, 1e-6F, above, kNan, 0.1F, kInf, -kInf, 0.5F}),
-        one_color({255, 4, 5, 6}, {0.7F, 0.5F, -1, 0, 0, -0.5F, kNan, 1, above, 0.5F}),
+        one_color({255, 1, 2, 3}, fourfold({0.4F, 0.5F, 0, 1e-6F, above, kNan, 0.1F, kInf, -kInf, 0.5F})),
+        one_color({255, 4, 5, 6}, fourfold({0.7F, 0.5F, -1, 0, 0, -0.5F, kNan, 1, above, 0.5F})),
     };
     const int winners[] = {2, 1, 0, 0, 1, 0, 1, 1, 2, 1};
     const Bytes colors[] = {{0, 255, 127, 0}, {0, 1, 2, 3}, {0, 4, 5, 6}};
     Bytes expected;
-    for (const int winner : winners) expected.insert(expected.end(), colors[winner].begin(), colors[winner].end());
+    for (int pixel = 0; pixel < 40; ++pixel) {
+        const Bytes& color = colors[winners[pixel % 10]];
+        expected.insert(expected.end(), color.begin(), color.end());
+    }
+    for (const std::int64_t target : lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        lanes_target().Update(target);
+        set_int("end_flag", 0);
+        give(1, 2, 20, captures);
+        update();
+        EXPECT_EQ(merged(), expected);
+    }
+    lanes_target().DeInit();
+    take_statuses();
     for (const int mode : {0, 1}) {
-        give(mode, 2, 5, captures);
+        give(mode, 2, 20, captures);
         set_int("end_flag", 0);
         update();
         EXPECT_EQ(merged(), expected);
@@ -82,8 +101,8 @@ TEST_F(Merge, KeepsTheLargestDepthAndTheFirstOfEquals) {
         EXPECT_EQ(take_statuses(), (Texts{"MergeImages 0", "MergeImages 0", "MergeImages 50", "<idle> 100"}));
     }
     EXPECT_EQ(reports, Texts());
-    expect_image(out(), 2, 5);
-    EXPECT_EQ(bytes(out(), DTYPE_BYTE).size(), 40U);
+    expect_image(out(), 2, 20);
+    EXPECT_EQ(bytes(out(), DTYPE_BYTE).size(), 160U);
 }
 
 TEST_F(Merge, GoesThroughBlocksAndGroups) {

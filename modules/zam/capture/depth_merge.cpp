@@ -5,30 +5,61 @@
 #include <cstddef>
 #include <cstring>
 
-#include "modules/support/lanes.h"
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "modules/zam/capture/depth_merge.cpp"
+#include "base/lanes.h"
 
+HWY_BEFORE_NAMESPACE();
+namespace zam::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_SCALAR
+/// Merges as many pixels as there are lanes.
+HWY_INLINE void merge_lanes(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors,
+                            const float* captured_depths) {
+    const hn::ScalableTag<float> lanes;
+    const hn::ScalableTag<std::uint32_t> words;  // the four bytes of each pixel
+    const hn::ScalableTag<std::uint8_t> bytes;
+    const auto color_bytes =
+        hn::Set(words, std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 255, 255, 255}));
+    const auto own = hn::BitCast(words, hn::LoadU(bytes, colors));
+    const auto other = hn::BitCast(words, hn::LoadU(bytes, captured_colors));
+    const auto nearest = hn::LoadU(lanes, depths);
+    const auto depth = hn::LoadU(lanes, captured_depths);
+    // deliberate: larger is nearer, and the first of equals stays
+    const auto nearer = hn::Gt(depth, nearest);
+    const auto merged = hn::IfThenElse(hn::RebindMask(words, nearer), hn::And(other, color_bytes), own);
+    hn::StoreU(hn::BitCast(bytes, merged), bytes, colors);
+    hn::StoreU(hn::IfThenElse(nearer, depth, nearest), lanes, depths);
+}
+#endif
+
+void merge(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors, const float* captured_depths,
+           std::size_t pixels) {
+    std::size_t pixel = 0;
+#if HWY_TARGET != HWY_SCALAR
+    constexpr std::size_t kPixels = hn::MaxLanes(hn::ScalableTag<float>());
+    for (; pixel + kPixels <= pixels; pixel += kPixels)
+        merge_lanes(colors + 4 * pixel, depths + pixel, captured_colors + 4 * pixel, captured_depths + pixel);
+#endif
+    for (; pixel < pixels; ++pixel) {
+        if (!(captured_depths[pixel] > depths[pixel])) continue;
+        depths[pixel] = captured_depths[pixel];
+        std::copy_n(captured_colors + 4 * pixel + 1, 3, colors + 4 * pixel + 1);
+    }
+}
+
+}  // namespace
+}  // namespace zam::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace zam {
 namespace {
 
-// Four pixels at once.
-constexpr int kPixels = 4;
-using Depths = Lanes<float, kPixels>;
-using Words = Lanes<std::uint32_t, kPixels>;  // the four bytes of each pixel
-
-constexpr auto kColorMask = std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{0, 255, 255, 255});
-
-/// Merges kPixels pixels.
-void merge_four(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors,
-                const float* captured_depths) {
-    const auto own = load<Words>(colors);
-    const auto other = load<Words>(captured_colors);
-    const auto nearest = load<Depths>(depths);
-    const auto depth = load<Depths>(captured_depths);
-    // deliberate: larger is nearer, and the first of equals stays
-    const MaskOf<Depths> nearer = depth > nearest;
-    store(select(nearer, other & kColorMask, own), colors);
-    store(select(nearer, depth, nearest), depths);
-}
+HWY_EXPORT(merge);
 
 }  // namespace
 
@@ -51,17 +82,9 @@ void clear_pixels(MergedPixels merged, Background background) {
 }
 
 void merge_pixels(MergedPixels merged, CapturedPixels captured) {
-    const std::size_t pixels = merged.depths.size();
-    const std::size_t whole = pixels - pixels % kPixels;
-    for (std::size_t pixel = 0; pixel < whole; pixel += kPixels) {
-        merge_four(&merged.colors[4 * pixel], &merged.depths[pixel], &captured.colors[4 * pixel],
-                   &captured.depths[pixel]);
-    }
-    for (std::size_t pixel = whole; pixel < pixels; ++pixel) {
-        if (!(captured.depths[pixel] > merged.depths[pixel])) continue;
-        merged.depths[pixel] = captured.depths[pixel];
-        std::copy_n(&captured.colors[4 * pixel + 1], 3, &merged.colors[4 * pixel + 1]);
-    }
+    ZAM_DISPATCH(merge)
+    (merged.colors.data(), merged.depths.data(), captured.colors.data(), captured.depths.data(), merged.depths.size());
 }
 
 }  // namespace zam
+#endif
