@@ -2,9 +2,6 @@
 // Reads div, offset, length, radius. Writes out: its nodes and the triangles of its first cell set.
 #include "modules/zam/cone.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
 #include <optional>
 #include <utility>
 
@@ -16,22 +13,6 @@
 #include "modules/support/report.h"
 
 namespace zam {
-
-// deliberate: not 2 pi, but twice 3.141592652589793
-constexpr double kFullTurn = 6.283185305179586;
-
-void cone_nodes(const Cone& cone, std::span<float> coord) {
-    const auto base = static_cast<float>(cone.offset);
-    const std::array<float, 6> axis{base, 0, 0, static_cast<float>(cone.offset + cone.length), 0, 0};
-    float* node = std::copy(axis.begin(), axis.end(), coord.data());
-    const double segment = kFullTurn / cone.div;
-    for (int k = 0; k < cone.div; ++k, node += 3) {
-        const double angle = k * segment;
-        node[0] = base;
-        node[1] = static_cast<float>(cone.radius * std::cos(angle));
-        node[2] = static_cast<float>(cone.radius * std::sin(angle));
-    }
-}
 
 void cone_triangles(int div, std::span<xp_long> connect) {
     constexpr xp_long kFirstOfRim = 2;

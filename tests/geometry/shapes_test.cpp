@@ -1,6 +1,11 @@
 // Cone, revolve and cylinder: known shapes, and what stops them.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <limits>
+#include <utility>
 
+#include "base/lanes_target.h"
 #include "modules/zam/cone.h"
 #include "modules/zam/revolve_c.h"
 #include "modules/zam/uni2cylinder.h"
@@ -40,6 +45,33 @@ TEST_F(Cones, SaysWhatIsWrong) {
         set({{"div", div}});
         EXPECT_EQ(refusal(DVConeUpdate), text) << div;
     }
+}
+
+TEST(ConeNodes, AreTheLibrarysSinesAndCosines) {
+    for (const std::int64_t target : lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        lanes_target().Update(target);
+        for (const auto& [div, radius] : {std::pair{3, 1.0},
+                                          {4, -1e30},
+                                          {8, 1e39},
+                                          {360, 1e-42},
+                                          {1000, kHuge},
+                                          {1001, HUGE_VAL},
+                                          {1'000'003, 0.7},
+                                          {2'000'000, 3.0}}) {
+            std::vector<float> coord(3 * static_cast<std::size_t>(div + 2));
+            cone_nodes({div, 1, 2, radius}, coord);
+            int different = 0;
+            for (int k = 0; k < div; ++k) {
+                const double angle = k * (6.283185305179586 / div);
+                const float node[] = {1, static_cast<float>(radius * std::cos(angle)),
+                                      static_cast<float>(radius * std::sin(angle))};
+                different += std::memcmp(node, &coord[3 * static_cast<std::size_t>(k + 2)], sizeof node) != 0 ? 1 : 0;
+            }
+            EXPECT_EQ(different, 0) << div << " " << radius;
+        }
+    }
+    lanes_target().DeInit();
 }
 
 class Revolve : public GeometryTest {};
