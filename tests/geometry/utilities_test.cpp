@@ -1,4 +1,9 @@
 // Crop and bind, threshold colour, convert colour map: results to the byte, and what stops them.
+#include <cstdint>
+#include <random>
+#include <utility>
+
+#include "base/lanes_target.h"
 #include "modules/zam/convert_color_map.h"
 #include "modules/zam/cropbind.h"
 #include "modules/zam/threshcolor.h"
@@ -86,6 +91,33 @@ TEST_F(ThreshColor, AppendsTheLuminance) {
     std::string appended(17, '?');
     append_luminance(std::as_bytes(std::span(colors)), 4, 3, 0, 255, std::as_writable_bytes(std::span(appended)));
     EXPECT_EQ(appended, (std::string{9, 10, 10, 10, 10, 9, 20, 30, 0, 23, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(ThreshColor, IsTheSameOnLanesOfAllWidths) {
+    std::mt19937 random(1);
+    std::vector<std::int8_t> colors(4 * 1003);
+    for (auto& byte : colors) byte = static_cast<std::int8_t>(random());
+    for (const std::int64_t target : lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        lanes_target().Update(target);
+        for (const auto& [min, max] : {std::pair{0, 255}, {-128, 127}, {-30, 50}}) {
+            for (const std::size_t nodes : {1003U, 17U, 8U, 1U}) {
+                std::vector<std::int8_t> expected;
+                for (std::size_t at = 0; at < 4 * nodes; at += 4) {
+                    const int r = colors[at + 1], g = colors[at + 2], b = colors[at + 3];
+                    const bool cut = (r <= min && g <= min && b <= min) || (r >= max && g >= max && b >= max);
+                    const double luminance = cut ? 0.0 : 0.586611 * g + 0.298912 * r + 0.114478 * b;
+                    expected.insert(expected.end(), &colors[at], &colors[at] + 4);
+                    expected.push_back(static_cast<std::int8_t>(luminance));
+                }
+                std::vector<std::int8_t> appended(5 * nodes, 99);
+                append_luminance(std::as_bytes(std::span(colors)).first(4 * nodes), 4, static_cast<xp_long>(nodes), min,
+                                 max, std::as_writable_bytes(std::span(appended)));
+                EXPECT_TRUE(appended == expected) << min << " " << nodes;
+            }
+        }
+    }
+    lanes_target().DeInit();
 }
 
 TEST_F(ThreshColor, KeepsTheShapeAndSaysWhatIsWrong) {
