@@ -11,15 +11,11 @@
 
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 #include <utility>
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 namespace zam {
 
@@ -46,7 +42,7 @@ constexpr int kLanesOf = static_cast<int>(sizeof(V) / sizeof(LaneOf<V>));
 template <class V>
 using MaskOf = decltype(std::declval<V>() < std::declval<V>());
 
-// --- Making, loading and storing ---
+// --- Making ---
 
 /// The values of at(kFirst), at(kFirst + 1), ..., one per lane. Spelled out: a loop over lanes goes through memory.
 template <class V, int kFirst = 0, class At>
@@ -61,34 +57,12 @@ template <class V>
     return gather<V>([=](int) { return value; });
 }
 
-/// Loads the lanes from values that need no alignment.
-template <class V>
-[[gnu::always_inline]] inline void load(const void* from, V& to) {
-    std::memcpy(&to, from, sizeof to);
-}
-template <class V>
-[[gnu::always_inline]] inline V load(const void* from) {
-    V values;
-    load(from, values);
-    return values;
-}
-
-template <class V>
-[[gnu::always_inline]] inline void store(const V& values, void* to) {
-    std::memcpy(to, &values, sizeof values);
-}
-
 // --- Masks and bits ---
 
-/// The bits of each lane as an integer, and back.
+/// The bits of each lane as an integer.
 template <class V>
 [[gnu::always_inline]] inline MaskOf<V> bits(V values) {
     return std::bit_cast<MaskOf<V>>(values);
-}
-
-template <class V>
-[[gnu::always_inline]] inline V from_bits(MaskOf<V> bits) {
-    return std::bit_cast<V>(bits);
 }
 
 /// The values where the mask is set, 0 elsewhere.
@@ -174,52 +148,6 @@ template <int kLane, class V>
         std::bit_cast<Shorts>(shuffle<0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23>(bytes, Bytes{}));
     const auto ints = std::bit_cast<Ints>(shuffle<0, 8, 1, 9, 2, 10, 3, 11>(shorts, Shorts{}));
     return convert<Lanes<float, 4>>(ints);
-}
-
-/// Loads four points of two or three coordinates: x of all, y of all, z of all.
-[[gnu::always_inline]] inline void load_interleaved(const float* points, Lanes<float, 4> (&to)[2]) {
-    const auto first = load<Lanes<float, 4>>(points);  // x0 y0 x1 y1
-    const auto second = load<Lanes<float, 4>>(points + 4);
-    to[0] = shuffle<0, 2, 4, 6>(first, second);
-    to[1] = shuffle<1, 3, 5, 7>(first, second);
-}
-[[gnu::always_inline]] inline void load_interleaved(const float* points, Lanes<float, 4> (&to)[3]) {
-    const auto first = load<Lanes<float, 4>>(points);       // x0 y0 z0 x1
-    const auto second = load<Lanes<float, 4>>(points + 4);  // y1 z1 x2 y2
-    const auto third = load<Lanes<float, 4>>(points + 8);   // z2 x3 y3 z3
-    const auto yz01 = shuffle<1, 2, 4, 5>(first, second);
-    const auto xy23 = shuffle<2, 3, 5, 6>(second, third);
-    to[0] = shuffle<0, 3, 4, 6>(first, xy23);
-    to[1] = shuffle<0, 2, 5, 7>(yz01, xy23);
-    to[2] = shuffle<1, 3, 4, 7>(yz01, third);
-}
-
-/// Stores such points one after another.
-[[gnu::always_inline]] inline void store_interleaved(const Lanes<float, 4> (&from)[2], float* points) {
-    const auto& [x, y] = from;
-    store(shuffle<0, 4, 1, 5>(x, y), points);
-    store(shuffle<2, 6, 3, 7>(x, y), points + 4);
-}
-[[gnu::always_inline]] inline void store_interleaved(const Lanes<float, 4> (&from)[3], float* points) {
-    const auto& [x, y, z] = from;
-    const auto xy01 = shuffle<0, 4, 1, 5>(x, y);
-    const auto xy23 = shuffle<2, 6, 3, 7>(x, y);
-    const auto zx = shuffle<0, 5, 2, 7>(z, x);
-    const auto yz = shuffle<1, 5, 3, 7>(y, z);
-    store(shuffle<0, 1, 4, 5>(xy01, zx), points);
-    store(shuffle<0, 1, 4, 5>(yz, xy23), points + 4);
-    store(shuffle<2, 3, 6, 7>(zx, yz), points + 8);
-}
-
-// --- Functions ---
-
-/// Square roots of values that are not negative.
-[[gnu::always_inline]] inline Lanes<double, 2> square_root(Lanes<double, 2> values) {
-#ifdef __SSE2__
-    return _mm_sqrt_pd(values);
-#else
-    return gather<Lanes<double, 2>>([&](int i) { return std::sqrt(values[i]); });
-#endif
 }
 
 }  // namespace zam
