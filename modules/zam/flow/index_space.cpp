@@ -49,7 +49,7 @@ constexpr hn::Rebind<float, hn::ScalableTag<double>> kFloats;
 using Doubles = hn::Vec<decltype(kDoubles)>;
 using Floats = hn::Vec<decltype(kFloats)>;
 
-// --- One step ---
+// --- One step. Its loops are unrolled, since GCC at -O2 would keep the matrices in memory ---
 
 /// A matrix per node: [row][column].
 template <int N>
@@ -166,6 +166,7 @@ HWY_INLINE void fill_differences(const float* here, xp_long back, xp_long ahead,
     const auto width = static_cast<xp_long>(hn::Lanes(all));
     xp_long m = 0;
     for (; m + width <= size; m += width) step(all, m);
+    if (m < size && m > 0) return step(all, size - width);  // some a second time
     const hn::CappedTag<float, 1> one;
     for (; m < size; ++m) step(one, m);
 }
@@ -208,7 +209,7 @@ HWY_INLINE void prefetch(const float* values, xp_long node, xp_long size) {
 }
 
 /// Expresses the vectors of `count` nodes, at most kNodes, from `first` on, and leaves the differences along each axis.
-/// @param differences  along each axis: room for kNodes nodes, all of it numbers
+/// @param differences  along each axis: room for kNodes nodes
 /// @return whether all results are finite
 template <int N>
 HWY_INLINE bool express_block(const Curvilinear<N>& grid, xp_long first, xp_long count, float* const* differences,
