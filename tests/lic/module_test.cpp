@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/lanes_target.h"
 #include "modules/zam/lic_texture.h"
 #include "tests/plain/lic.h"
 #include "tests/support/module_test.h"
@@ -101,7 +102,12 @@ TEST_F(Lic, DrawsThePlainPixels) {
         const LicScene scene = scene_of(one);
         const auto vectors = make_vectors(scene.nx, scene.ny, scene.veclen);
         set_field({scene.nx, scene.ny}, scene.veclen, vectors);
-        expect_plain_pixels(scene, vectors);
+        for (const std::int64_t target : lanes_targets()) {
+            SCOPED_TRACE(hwy::TargetName(target));
+            lanes_target().Update(target);
+            expect_plain_pixels(scene, vectors);
+        }
+        lanes_target().DeInit();
         const auto same = [](float a, float b) { return std::bit_cast<int>(a) == std::bit_cast<int>(b); };
         EXPECT_TRUE(std::ranges::equal(values(in, 0), vectors, same)) << "the input has changed";
     }

@@ -5,16 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <span>
-#include <vector>
 
-#include "modules/support/lanes.h"
 #include "modules/zam/flow/lic_kernel.h"
+#include "modules/zam/flow/lic_walk.h"
 
 namespace zam::lic {
-
-/// An x and a y side by side.
-using Pair = Lanes<double, 2>;
 
 struct Vector {
     float x, y;
@@ -64,24 +61,15 @@ public:
     /// @throws std::bad_alloc
     Flow(const VectorValues& vectors, std::span<const std::uint8_t> noise, int width, int height);
 
-    struct Slopes {
-        Pair value;  // vx / vy, vy / vx; 0 for a division by 0
-    };
     /// Memory that the walks over an image need: the number of pixels, frame included, and the bytes per pixel.
     static std::int64_t pixels(int width, int height) { return (std::int64_t{width} + 2) * (std::int64_t{height} + 2); }
-    static constexpr std::size_t kPixelBytes = sizeof(Slopes) + 1;
-    /// Columns and rows count from -1.
-    std::size_t pixel(std::int32_t column, std::int32_t row) const {
-        return static_cast<std::size_t>(row + 1) * stride_ + static_cast<std::size_t>(column + 1);
-    }
-    Pair slopes(std::size_t pixel) const { return slopes_[pixel].value; }
-    /// Signs of the vector and colour of the noise: which rules hold.
-    std::size_t kind(std::size_t pixel) const { return kinds_[pixel]; }
+    static constexpr std::size_t kPixelBytes = sizeof(Pixel);
+
+    Pixels pixels() const { return {pixels_.get(), stride_}; }
 
 private:
     std::size_t stride_;
-    std::vector<Slopes> slopes_;
-    std::vector<std::uint8_t> kinds_;
+    std::unique_ptr<Pixel[]> pixels_;  // NOLINT(modernize-avoid-c-arrays): a vector would fill it
 };
 
 /// The pixel from whose centre a streamline is followed.
@@ -95,9 +83,6 @@ struct Tally {
     double noise = 0;
     double weight = 0;
 };
-
-/// Streamlines walked in step. One alone would wait for its own arithmetic at every pixel.
-constexpr int kTogether = 8;
 
 /// Follows the streamline of each start, first with the vectors, then against them. It ends after its steps, where it
 /// would turn back, at a vector of length 0 and at the border; unless it goes round, also at the kernel's last weight.

@@ -69,36 +69,25 @@ RowPainter::RowPainter(const Flow& flow, int width, std::span<const float> magni
     : flow_(flow), width_(width), magnitudes_(magnitudes), range_(range), kernel_(kernel), shading_(shading) {}
 
 int RowPainter::steps_of(float magnitude) const {
-    double steps = shading_.half_length;
-    if (shading_.magnitude_to_length && range_.max > range_.min) {
-        const double step = (double{range_.max} - range_.min) / 5.0;
-        const double scale = (double{magnitude} - range_.min) / step + 1.0;
-        steps = std::min(steps, std::trunc(shading_.half_length / 5.0 * scale));
-    }
+    if (!shading_.magnitude_to_length || !(range_.max > range_.min)) return std::max(shading_.half_length, 1);
+    const double step = (double{range_.max} - range_.min) / 5.0;
+    const double scale = (double{magnitude} - range_.min) / step + 1.0;
+    const double steps = std::min<double>(shading_.half_length, std::trunc(shading_.half_length / 5.0 * scale));
     return static_cast<int>(std::clamp<double>(steps, 1, std::numeric_limits<int>::max()));
 }
 
 void RowPainter::color(float magnitude, const Tally& tally, std::uint8_t* pixel) const {
     const double grey = tally.noise / (shading_.by_kernel ? kernel_.full : tally.weight);
-    double red = grey;
-    double green = grey;
-    double blue = grey;
-    if (shading_.magnitude_to_color) {
-        const double step = (double{range_.max} - range_.min) * (1.0 / kColors);
-        const int index = step > 0 ? static_cast<int>((double{magnitude} - range_.min) / step) : 0;
-        if (index < kMiddleColor) {
-            blue += kMiddleColor - index;
-        } else {
-            red += index - kMiddleColor;
-        }
-        red /= 2;
-        green /= 2;
-        blue /= 2;
-    }
     pixel[0] = 0;
-    pixel[1] = to_byte(red);
-    pixel[2] = to_byte(green);
-    pixel[3] = to_byte(blue);
+    pixel[1] = pixel[2] = pixel[3] = to_byte(grey);
+    if (!shading_.magnitude_to_color) return;
+    const double step = (double{range_.max} - range_.min) * (1.0 / kColors);
+    const int index = step > 0 ? static_cast<int>((double{magnitude} - range_.min) / step) : 0;
+    const int blue = index < kMiddleColor ? kMiddleColor - index : 0;
+    const int red = index < kMiddleColor ? 0 : index - kMiddleColor;
+    pixel[1] = to_byte((grey + red) / 2);
+    pixel[2] = to_byte(grey / 2);
+    pixel[3] = to_byte((grey + blue) / 2);
 }
 
 void RowPainter::paint(int row, std::span<std::uint8_t> pixels) const {
