@@ -114,9 +114,7 @@ void skeleton(benchmark::State& state) {
     topology::Skeleton whole({saddle_list_head, saddle_list});
     for (auto _ : state) {
         find_and_classify(whole);
-        for (const CriticalPoint& point : whole.critical_points) {
-            if (point.kind == 0.0) topology::seed_separatrices(grid(), point, whole);
-        }
+        topology::trace_separatrices(grid(), whole);
         benchmark::DoNotOptimize(whole.streamlines.size());
     }
     auto check = plain();

@@ -162,12 +162,8 @@ bool make_skeleton(const VectorGrid& grid, Skeleton& skeleton) {
     skeleton.reset(grid);
     if (!find_critical_points(grid, skeleton)) return refuse("more than 200 critical points in the input field");
     classify_points(grid, skeleton);
-    for (const CriticalPoint& point : skeleton.classified_points()) {
-        if (static_cast<int>(point.kind) != TOPOLOGY_SADDLE) continue;
-        if (seed_separatrices(grid, point, skeleton)) continue;
-        if (skeleton.missing > 0) break;
+    if (!trace_separatrices(grid, skeleton) && skeleton.missing == 0)
         return refuse("too many steps along the separatrices");
-    }
     return skeleton.missing == 0 || refuse_size(skeleton);
 }
 

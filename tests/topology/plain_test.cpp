@@ -4,6 +4,7 @@
 #include <numbers>
 #include <random>
 
+#include "base/lanes_target.h"
 #include "modules/zam/flow/critical_points.h"
 #include "tests/plain/topology.h"
 #include "tests/topology/topology_fixture.h"
@@ -40,9 +41,17 @@ protected:
         SCOPED_TRACE(name);
         set_real("Interval", interval);
         set_real("Radius", radius);
-        ASSERT_EQ(run(field), 1);
         PlainTopology plain{field.vectors.data(), field.columns, field.rows, interval, radius, {}, {}, {}, {}};
         plain.run();
+        for (const std::int64_t target : lanes_targets()) {
+            SCOPED_TRACE(hwy::TargetName(target));
+            lanes_target().Update(target);
+            ASSERT_EQ(run(field), 1);
+            expect_same(plain);
+        }
+        lanes_target().DeInit();
+    }
+    void expect_same(const PlainTopology& plain) {
         ASSERT_EQ(static_cast<std::size_t>(critical_num), plain.points.size());
         ASSERT_EQ(static_cast<std::size_t>(origin_num), plain.directions.size());
         for (std::size_t i = 0; i < plain.points.size(); ++i) {
@@ -73,7 +82,9 @@ TEST_F(PlainTopologies, GivesTheSameSkeletons) {
     for (int round = 0; round < 40; ++round) {
         compare("noise", noise(random, 13, 9, 1.0), 20.0, 0.05);
         compare("small integers", few_values(random, 8, 11, {-2, -1, 0, 1, 3}), 10.0, 0.02);
+        compare("steps onto the border", few_values(random, 6, 7, {-1, 0, 1}), 2.0, 0.125);
     }
+    compare("markers", sines(14, 12, 3.3), 200.0, 0.02);
     compare("sines", sines(96, 64, 9.5), 5.0, 0.01);
     compare("fast sines", sines(60, 60, 5.0), 0.7, 0.2);
     compare("backward", sines(60, 60, 5.0), -3.0, 0.1);

@@ -4,20 +4,24 @@
 // Applications 11 (1991); integration by Euler's method.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "modules/zam/flow/skeleton.h"
 
 namespace zam::topology {
 
-/// Traces the four separatrices of a saddle, those whose start lies on the grid.
+/// Traces the four separatrices of every saddle, those whose start lies on the grid: in the order of the saddles, or as
+/// if so.
 /// @return false if the skeleton is exhausted; the last separatrix is then incomplete
-bool seed_separatrices(const VectorGrid& grid, const CriticalPoint& saddle, Skeleton& skeleton);
+bool trace_separatrices(const VectorGrid& grid, Skeleton& skeleton);
 
 /// Continues a separatrix from its last node until it leaves the grid, comes to rest or gets near a saddle or a marker.
 /// @param direction  1 with the flow, -1 against it
-/// @return as seed_separatrices
-bool trace_separatrix(const VectorGrid& grid, TopologyPoint& start, int direction, Skeleton& skeleton);
+/// @param steps      taken so far, at most as many as lead to a marker
+/// @return as trace_separatrices
+bool trace_separatrix(const VectorGrid& grid, TopologyPoint& start, int direction, Skeleton& skeleton,
+                      std::int64_t steps = 0);
 
 /// The position after another one, one step with or against the flow: the vector divided by `interval`. `nullopt` where
 /// the flow rests (below 1e-10) or the step leaves the grid.

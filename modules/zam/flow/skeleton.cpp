@@ -4,18 +4,11 @@
 
 namespace zam::topology {
 
-/// The far border of the last cell belongs to it.
-std::size_t Skeleton::bucket(double x, double y) {
-    const auto cell = [](double at) {
-        return std::min(static_cast<std::size_t>(at), std::size_t{TOPOLOGY_MAX_CELLS} - 1);
-    };
-    return cell(x) * TOPOLOGY_MAX_CELLS + cell(y);
-}
-
 void Skeleton::reset(const VectorGrid& grid) {
     end_streamlines();
     for (const std::size_t index : filled) buckets.first[index] = buckets.last[index] = nullptr;
     filled.clear();
+    has_entries.reset();
     entries.clear();
     comparisons = missing = 0;
     memory = MemoryBudget();
@@ -30,9 +23,7 @@ void Skeleton::end_streamlines() {
     streamlines.clear();
 }
 
-TopologyPoint* Skeleton::append_point(double x, double y) {
-    TopologyPoint* const added = missing == 0 ? points.append(x, y, memory) : nullptr;
-    if (added) return added;
+TopologyPoint* Skeleton::count_missing(double x, double y) {
     ++missing;
     beyond_ = {x, y, nullptr};
     return &beyond_;
@@ -47,6 +38,7 @@ void Skeleton::append_streamline(TopologyPoint* first) {
 void Skeleton::append_entry(double x, double y) {
     const std::size_t index = bucket(x, y);
     filled.push_back(index);
+    has_entries.set(index);
     TopologyPoint* entry = &entries.emplace_back(TopologyPoint{x, y, nullptr});
     (buckets.first[index] ? buckets.last[index]->next : buckets.first[index]) = entry;
     buckets.last[index] = entry;

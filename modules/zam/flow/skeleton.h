@@ -1,7 +1,9 @@
 // What a run of the topology module has found so far, and how much more of it there may be.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -25,6 +27,8 @@ struct BucketTables {
     TopologyPoint** last;
 };
 
+constexpr std::size_t kBuckets = std::size_t{TOPOLOGY_MAX_CELLS} * TOPOLOGY_MAX_CELLS;
+
 /// The state of a run. When it ends, it is published under the names of topology.h.
 struct Skeleton {
     explicit Skeleton(BucketTables tables) : buckets(tables) {}
@@ -43,6 +47,7 @@ struct Skeleton {
     std::deque<TopologyPoint> entries;   // of the buckets
     std::vector<std::size_t> filled;     // buckets with entries; some are named more than once
     BucketTables buckets;
+    std::bitset<kBuckets> has_entries;  // of each bucket: small enough to stay in the processor's cache
 
     std::int64_t comparisons = 0;  // with bucket entries
     MemoryBudget memory;           // for the points
@@ -70,16 +75,29 @@ struct Skeleton {
 
     /// Appends a node to the last separatrix. Once memory has no room for nodes, all further ones share one
     /// place, and what has been traced is of no use.
-    TopologyPoint* append_point(double x, double y);
+    TopologyPoint* append_point(double x, double y) {
+        TopologyPoint* const added = missing == 0 ? points.append(x, y, memory) : nullptr;
+        return added ? added : count_missing(x, y);
+    }
     /// Starts a separatrix with its first node, and links it to the one before.
     void append_streamline(TopologyPoint* first);
     /// Appends an entry to the bucket of a position's cell.
     void append_entry(double x, double y);
     /// The entries of a position's cell, linked; null if it has none.
-    const TopologyPoint* entries_at(double x, double y) const { return buckets.first[bucket(x, y)]; }
+    const TopologyPoint* entries_at(double x, double y) const {
+        const std::size_t index = bucket(x, y);
+        return has_entries[index] ? buckets.first[index] : nullptr;
+    }
 
 private:
-    static std::size_t bucket(double x, double y);
+    /// The far border of the last cell belongs to it.
+    static std::size_t bucket(double x, double y) {
+        const auto cell = [](double at) {
+            return static_cast<std::size_t>(std::min(static_cast<int>(at), TOPOLOGY_MAX_CELLS - 1));
+        };
+        return cell(x) * TOPOLOGY_MAX_CELLS + cell(y);
+    }
+    TopologyPoint* count_missing(double x, double y);
 
     TopologyPoint beyond_{};  // the last of the missing nodes
 };
