@@ -86,13 +86,15 @@ private:
 /// Where the walks start. They halt after their steps, or at the last weight; once their rounds have been counted,
 /// after the rest of a round.
 Walks start_walks(const Pixels& pixels, std::span<const Start> starts, std::size_t weights) {
-    Walks walks{};
-    for (std::size_t w = 0; w < starts.size(); ++w) {
-        const Start& start = starts[w];
+    Walks walks;
+    for (std::size_t w = 0; w < kTogether; ++w) {
+        const bool is_used = w < starts.size();
+        const Start start = is_used ? starts[w] : Start{};
+        walks.offset[w] = pixels.offset(start.column, start.row);
         walks.x[w] = start.column + 0.5;
         walks.y[w] = start.row + 0.5;
-        walks.offset[w] = pixels.offset(start.column, start.row);
-        walks.code[w] = kGoing;
+        walks.noise[w] = walks.weight[w] = 0;
+        walks.code[w] = is_used ? kGoing : 0;
         walks.end[w] = static_cast<double>(std::min(static_cast<std::size_t>(start.steps), weights));
     }
     return walks;

@@ -102,11 +102,15 @@ HWY_INLINE Neighbours<D> load_neighbours(D lanes, const std::byte* base, const s
 #endif
 }
 
+/// Added to a whole number, leaves that in the last bits.
+constexpr double kWhole = 0x1p52;
+
 /// What the walks of a way have in common.
 template <class D>
 struct Way {
     const std::byte* base;
-    hn::Vec<D> row_bytes, pixel_bytes, frame_bytes;
+    hn::Vec<D> row_bytes, pixel_bytes;
+    hn::Vec<D> origin;   // offset of column 0, row 0, and kWhole
     int along, against;  // shifts of the words
 };
 
@@ -114,10 +118,9 @@ struct Way {
 template <class D>
 HWY_INLINE Words<D> offsets(D lanes, const Way<D>& way, hn::Vec<D> x, hn::Vec<D> y) {
     const WordLanes<D> words;
-    const auto whole = hn::Set(lanes, 0x1p52);  // added to a whole number, leaves that in the last bits
-    const auto column = hn::Add(hn::Mul(hn::Floor(x), way.pixel_bytes), way.frame_bytes);
+    const auto column = hn::Add(hn::Mul(hn::Floor(x), way.pixel_bytes), way.origin);
     const auto offset = hn::Add(hn::Mul(hn::Floor(y), way.row_bytes), column);
-    return hn::Sub(hn::BitCast(words, hn::Add(offset, whole)), hn::BitCast(words, whole));
+    return hn::Sub(hn::BitCast(words, offset), hn::BitCast(words, hn::Set(lanes, kWhole)));
 }
 
 /// A step of some walks.
@@ -157,12 +160,9 @@ bool take_all_steps(const Pixels& pixels, int way_number, std::span<const double
     const WordLanes<D> words;
     constexpr double kPixel = sizeof(Pixel);
     const double row_bytes = kPixel * static_cast<double>(pixels.stride);
-    const Way<D> way{reinterpret_cast<const std::byte*>(pixels.first),
-                     hn::Set(lanes, row_bytes),
-                     hn::Set(lanes, kPixel),
-                     hn::Set(lanes, row_bytes + kPixel),
-                     kWordBits * way_number,
-                     kWordBits * (1 - way_number)};
+    const Way<D> way{
+        reinterpret_cast<const std::byte*>(pixels.first), hn::Set(lanes, row_bytes), hn::Set(lanes, kPixel),
+        hn::Set(lanes, row_bytes + kPixel + kWhole),      kWordBits * way_number,    kWordBits * (1 - way_number)};
     for (const double weight : weights) {
         ++taken;
         auto going = hn::Zero(words);
