@@ -8,6 +8,7 @@
 #include "modules/zam/lic_texture.h"
 
 namespace zam::lic {
+
 // --- The field ---
 
 float NodeFloats::read_end(std::int64_t node, int comp) const {

@@ -19,7 +19,7 @@ struct Pixel {
 };
 constexpr int kWordBits = 8;
 
-/// Pixels with these vectors; white ones where there is noise. Only zero vectors have no bits.
+/// Makes pixels of their vectors, one per vector; white where the noise is not 0.
 void make_pixels(std::span<const double> vx, std::span<const double> vy, std::span<const std::uint8_t> noise,
                  Pixel* pixels);
 

@@ -241,8 +241,8 @@ private:
     std::int64_t steps_to_marker_;
     std::size_t turn_ = 0;                            // the first separatrix that is not complete in the skeleton
     std::size_t started_ = 0;                         // separatrices that are, or have been, in lanes
-    std::size_t ahead_ = 0;                           // nodes
-    std::vector<std::vector<TopologyVector>> spare_;  // memory for such
+    std::size_t ahead_ = 0;                           // nodes that are, of all separatrices
+    std::vector<std::vector<TopologyVector>> spare_;  // memory for such nodes
     std::array<Line*, kTogether> in_lane_{};
     Run run_;
 };
