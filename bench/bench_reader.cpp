@@ -3,13 +3,16 @@
 // Files lie in the temporary directory and are read once before the clock runs, so that they come from the page cache.
 #include <benchmark/benchmark.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "contract/contract.h"
@@ -123,6 +126,21 @@ void ascii_floats(benchmark::State& state) {
     read_through_module(state, files().field("text", "float", "data.txt filetype=ascii", files().words), false, kBytes);
 }
 
+/// The yardstick of text: its numbers converted one after another, without any file.
+void from_chars_alone(benchmark::State& state) {
+    std::ostringstream stream;
+    stream << std::ifstream(files().path("data.txt"), std::ios::binary).rdbuf();
+    const std::string text = std::move(stream).str();
+    for (auto _ : state) {
+        for (const char *at = text.data(), *const end = at + text.size(); at != end; ++at) {
+            float value = 0.0F;
+            at = std::from_chars(at, end, value).ptr;
+            benchmark::DoNotOptimize(value);
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+
 }  // namespace
 
 BENCHMARK(block_read)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -133,3 +151,4 @@ BENCHMARK(strided_floats)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(xdr_floats)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(xdr_doubles)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ascii_floats)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(from_chars_alone)->Unit(benchmark::kMillisecond)->UseRealTime();

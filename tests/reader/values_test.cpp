@@ -1,10 +1,16 @@
 // Numbers in text and bytes into values, below the module.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
+#include <charconv>
 #include <cmath>
+#include <cstdio>
+#include <random>
 #include <sstream>
 
 #include "contract/types.h"
+#include "modules/support/common_decimal.h"
 #include "modules/zam/ld_rdfld/ascii_values.h"
 #include "modules/zam/ld_rdfld/crop.h"
 #include "modules/zam/ld_rdfld/value_reader.h"
@@ -44,6 +50,39 @@ TEST(AsciiNumbers, AreReadOrRefusedWhole) {
         const std::size_t blank = expected.find(' ');
         read_as(number, double{}, expected.substr(0, blank));
         read_as(number, std::int32_t{}, expected.substr(blank + 1));
+    }
+}
+
+/// Numbers with 1 to 19 digits, of all magnitudes and about half way between two floats.
+std::string random_number(std::mt19937_64& random) {
+    const auto bits = random();
+    auto real = std::bit_cast<double>(bits);
+    if (bits % 4 != 0) {
+        real = std::ldexp(static_cast<double>((random() >> 40) * 2 + 1), static_cast<int>(bits % 64) - 20);
+        for (auto steps = bits >> 32 & 7; steps > 2; --steps) real = std::nextafter(real, 0.0);
+    }
+    std::array<char, 400> text{};
+    const auto digits = static_cast<int>(bits >> 50 & 15) + static_cast<int>(bits >> 40 & 3);
+    std::snprintf(text.data(), text.size(), bits & 64 ? "%.*g" : "%.*e", digits, real);
+    return text.data();
+}
+
+template <class Real>
+void expect_as_from_chars(const std::string& text) {
+    Real value{};
+    const char* const end = read_common_decimal(text.data(), text.data() + text.size(), value);
+    if (end == nullptr) return;
+    Real expected{};
+    EXPECT_EQ(std::from_chars(text.data(), text.data() + text.size(), expected).ptr, end) << text;
+    EXPECT_EQ(value, expected) << text;
+}
+
+TEST(AsciiNumbers, CommonOnesHaveTheBitsOfFromChars) {
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 100000; ++i) {
+        const std::string text = random_number(random);
+        expect_as_from_chars<float>(text);
+        expect_as_from_chars<double>(text);
     }
 }
 

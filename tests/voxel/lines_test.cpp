@@ -65,6 +65,9 @@ TEST(VoxelNumbers, AreDecimalAndNarrowed) {
         float read = 0.0F;  // of an empty line too
         Fields<','>(field).next(read);
         EXPECT_EQ(read, number) << field;
+        float common = number;  // if it is not
+        read_common_line<','>(field + "\n", {&common, 1});
+        EXPECT_EQ(common, number) << field;
     }
     EXPECT_TRUE(std::isnan(to_number("nan")));
 }

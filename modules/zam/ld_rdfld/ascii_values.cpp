@@ -11,6 +11,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "modules/support/common_decimal.h"
+
 namespace zam::ldrf {
 namespace {
 
@@ -34,9 +36,11 @@ const char* parse_unusual_real(const char* first, const char* last, Real& value)
 
 template <class Real>
 const char* parse_real(const char* first, const char* last, Real& value) {
+    const auto fortran_exponent = [last](const char* end) { return end != last && (*end == 'D' || *end == 'd'); };
+    const char* const common = read_common_decimal(first, last, value);
+    if (common != nullptr && !fortran_exponent(common)) return common;
     const auto [end, error] = std::from_chars(first, last, value);
-    const bool fortran_exponent = end != last && (*end == 'D' || *end == 'd');
-    if (error == std::errc{} && !fortran_exponent) return end;
+    if (error == std::errc{} && !fortran_exponent(end)) return end;
     return error == std::errc::invalid_argument ? nullptr : parse_unusual_real(first, last, value);
 }
 
@@ -132,12 +136,25 @@ bool AsciiCursor::read(T& value) {
     return true;
 }
 
+template <class T>
+xp_long AsciiCursor::read_run(xp_long count, std::byte* to, xp_long spacing) {
+    T value{};
+    for (xp_long i = 0; i < count; ++i) {
+        if (!read(value)) return i;
+        std::memcpy(to + i * spacing * static_cast<xp_long>(sizeof value), &value, sizeof value);
+    }
+    return count;
+}
+
 template const char* parse_number(const char*, const char*, float&);
 template bool AsciiCursor::read(std::uint8_t&);
-template bool AsciiCursor::read(std::int16_t&);
 template bool AsciiCursor::read(std::int32_t&);
-template bool AsciiCursor::read(xp_long&);
-template bool AsciiCursor::read(float&);
 template bool AsciiCursor::read(double&);
+template xp_long AsciiCursor::read_run<std::uint8_t>(xp_long, std::byte*, xp_long);
+template xp_long AsciiCursor::read_run<std::int16_t>(xp_long, std::byte*, xp_long);
+template xp_long AsciiCursor::read_run<std::int32_t>(xp_long, std::byte*, xp_long);
+template xp_long AsciiCursor::read_run<xp_long>(xp_long, std::byte*, xp_long);
+template xp_long AsciiCursor::read_run<float>(xp_long, std::byte*, xp_long);
+template xp_long AsciiCursor::read_run<double>(xp_long, std::byte*, xp_long);
 
 }  // namespace zam::ldrf

@@ -29,6 +29,11 @@ public:
     template <class T>
     bool read(T& value);
 
+    /// Reads as many words, each into the next place of `to`, places being `spacing` values apart.
+    /// @return how many there were before one that read() refuses
+    template <class T>
+    xp_long read_run(xp_long count, std::byte* to, xp_long spacing);
+
     /// Position in the file after the last word.
     xp_long position() const { return bytes_.position() + static_cast<xp_long>(at_ - bytes_.window().data()); }
 

@@ -153,17 +153,16 @@ std::optional<Fault> ValueReader::read_row(const KeptAxis& row, std::byte* to, x
 
 std::optional<Fault> ValueReader::read_words(const KeptAxis& row, std::byte* to, xp_long spacing) {
     const xp_long first = (value_ - placement_.offset) / placement_.stride;  // node
-    return with_type(encoding_.type, [&]<class T>(T value) -> Result {
-        const bool thinned = row.factor > 1.0;
-        for (xp_long i = 0; i < row.count; ++i) {
+    const bool thinned = row.factor > 1.0;
+    const xp_long run = thinned || placement_.stride > 1 ? 1 : row.count;  // nodes whose words follow each other
+    const xp_long step = spacing * static_cast<xp_long>(type_size(encoding_.type));
+    return with_type(encoding_.type, [&]<class T>(T /*value*/) -> Result {
+        for (xp_long i = 0; i < row.count; i += run) {
             const xp_long node = first + (thinned ? row.node(i) - row.min : i);
-            const bool next = i > 0 && !thinned && placement_.stride == 1;
-            if (!next) {
-                if (const Result fault = go_to_node(node)) return fault;
-            }
-            if (!words_->read(value)) return Fault{.kind = Fault::no_number, .node = node};
-            ++value_;
-            std::memcpy(to + i * spacing * static_cast<xp_long>(sizeof value), &value, sizeof value);
+            if (const Result fault = go_to_node(node)) return fault;
+            const xp_long read = words_->read_run<T>(run, to + i * step, spacing);
+            if (read < run) return Fault{.kind = Fault::no_number, .node = node + read};
+            value_ += run;
         }
         return std::nullopt;
     });

@@ -1,6 +1,7 @@
 // Lines of a voxel text file: read in blocks, cut at the length of a line buffer, reduced to their contents.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <optional>
@@ -28,6 +29,11 @@ public:
         return next_across_blocks();
     }
 
+    /// What of the next lines is at hand, up to what a line has within its first_columns() whatever its tabs.
+    std::string_view at_hand() const { return {at_, std::min(static_cast<std::size_t>(end_ - at_), kMaxLine / 2)}; }
+    /// Passes over as much of it.
+    void skip(std::size_t size) { at_ += size; }
+
     /// Goes back to the first line. @return false for what cannot be rewound, such as a pipe
     bool rewind();
 
@@ -50,12 +56,16 @@ private:
 /// even one.
 std::string_view first_columns(std::string_view line);
 
+constexpr bool is_trailing_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+/// Whether contents() has anything.
+inline bool has_contents(std::string_view line) { return !std::ranges::all_of(line, is_trailing_blank); }
+
 /// What fields are taken from: a line without trailing tabs, line ends and blanks and without leading blanks, and of
 /// that the first_columns(). Tabs count as blanks.
 /// @return empty for a line without contents
 inline std::string_view contents(std::string_view line) {
-    const auto is_trailing = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-    while (!line.empty() && is_trailing(line.back())) line.remove_suffix(1);
+    while (!line.empty() && is_trailing_blank(line.back())) line.remove_suffix(1);
     while (!line.empty() && line.front() == ' ') line.remove_prefix(1);
     return line.size() <= kMaxLine / 2 ? line : first_columns(line);
 }

@@ -3,8 +3,11 @@
 
 #include <charconv>
 #include <cstddef>
+#include <span>
 #include <string_view>
 #include <system_error>
+
+#include "modules/support/common_decimal.h"
 
 namespace zam::voxel {
 
@@ -61,6 +64,34 @@ private:
     const char* end_;
     bool only_numbers_ = true;
 };
+
+/// Reads a line as most are: as many numbers of the common kind, perhaps with a plus sign, as `row` has places, between
+/// them the separator and blanks, after them only blanks and the line end.
+/// @param text  from the line's first character on to anywhere after it
+/// @return length of the line with its line end; 0 for any other line, for which `row` is of no use
+template <char kSeparator>
+std::size_t read_common_line(std::string_view text, std::span<float> row) {
+    const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+    const char* at = text.data();
+    const char* const last = at + text.size();
+    for (float& number : row) {
+        if (kSeparator == ',' && &number != row.data()) {
+            if (at == last || *at != ',') return 0;
+            ++at;
+        }
+        const char* const end_before = at;
+        while (at != last && is_blank(*at)) ++at;
+        if (kSeparator == ' ' && &number != row.data() && at == end_before) return 0;
+        if (at != last && *at == '+') {
+            ++at;
+            if (at != last && *at == '-') return 0;
+        }
+        at = read_common_decimal(at, last, number);
+        if (at == nullptr) return 0;
+    }
+    while (at != last && (is_blank(*at) || *at == '\r')) ++at;
+    return at != last && *at == '\n' ? static_cast<std::size_t>(at + 1 - text.data()) : 0;
+}
 
 /// Comma if the line has one, else blank.
 char separator_of(std::string_view line);

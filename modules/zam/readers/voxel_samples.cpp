@@ -44,8 +44,8 @@ void read_header(LineSource& source, const ReadOptions& options, std::string& ti
 Layout survey(LineSource& source) {
     Layout layout;
     while (const auto line = source.next()) {
+        if (!has_contents(*line) || layout.lines++ > 0) continue;
         const std::string_view text = contents(*line);
-        if (text.empty() || layout.lines++ > 0) continue;
         layout.separator = separator_of(text);
         layout.columns = count_fields(text, layout.separator);
     }
@@ -112,10 +112,16 @@ template <char kSeparator>
 bool read_lines(LineSource& source, const Layout& layout, float null_value, Samples& samples) {
     std::vector<float> row(static_cast<std::size_t>(layout.columns));
     const auto room = static_cast<std::size_t>(layout.lines);
-    while (const auto line = samples.count < room ? source.next() : std::nullopt) {
-        const Line read = read_line<kSeparator>(*line, null_value, row);
-        if (read == Line::faulty) return false;
-        if (read == Line::none) continue;
+    while (samples.count < room) {
+        if (const std::size_t length = read_common_line<kSeparator>(source.at_hand(), row)) {
+            source.skip(length);
+        } else {
+            const auto line = source.next();
+            if (!line) break;
+            const Line read = read_line<kSeparator>(*line, null_value, row);
+            if (read == Line::faulty) return false;
+            if (read == Line::none) continue;
+        }
         const std::size_t sample = samples.count++;
         for (std::size_t axis = 0; axis < kPositions; ++axis) samples.positions[axis][sample] = row[axis];
         for (std::size_t i = 0; i < samples.values.size(); ++i) samples.values[i][sample] = row[kPositions + i];
