@@ -28,3 +28,5 @@
 // in this order
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+// what kernels share
+#include "base/lane_values.h"

@@ -16,6 +16,7 @@ namespace zam::session::HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
+using zam::HWY_NAMESPACE::load_neighbours;
 
 /// Calls `step(lanes, i)` for i = 0, as many as there are lanes of doubles, and so on; with one lane for each value
 /// left.
@@ -229,30 +230,6 @@ HWY_INLINE hn::Vec<D> mix(D lanes, hn::Vec<D> from, hn::Vec<D> to, hn::Vec<D> sh
     return hn::IfThenElse(hn::Eq(shares, hn::Zero(lanes)), from, mixed);
 }
 
-/// The values at two or four places, and those after them.
-template <class D>
-struct Neighbours {
-    hn::Vec<D> values, next;
-};
-
-template <class D>
-HWY_INLINE Neighbours<D> load_neighbours(D lanes, const double* from, const xp_long* low) {
-#if HWY_TARGET == HWY_SCALAR
-    return {hn::LoadU(lanes, from + low[0]), hn::LoadU(lanes, from + low[0] + 1)};
-#else
-    const hn::CappedTag<double, 2> pair;
-    const auto a = hn::LoadU(pair, from + low[0]);
-    const auto b = hn::LoadU(pair, from + low[1]);
-    if constexpr (hn::MaxLanes(D()) == 2) {
-        return {hn::InterleaveLower(lanes, a, b), hn::InterleaveUpper(lanes, a, b)};
-    } else {
-        const auto ac = hn::Combine(lanes, hn::LoadU(pair, from + low[2]), a);
-        const auto bd = hn::Combine(lanes, hn::LoadU(pair, from + low[3]), b);
-        return {hn::InterleaveLower(lanes, ac, bd), hn::InterleaveUpper(lanes, ac, bd)};
-    }
-#endif
-}
-
 void interpolate_all(const double* from, xp_long veclen, const xp_long* low, const double* weight, xp_long count,
                      double* to) {
     const hn::CappedTag<double, 4> some;
@@ -260,7 +237,8 @@ void interpolate_all(const double* from, xp_long veclen, const xp_long* low, con
     const auto width = static_cast<xp_long>(hn::Lanes(some));
     xp_long i = 0;
     for (; veclen == 1 && i + width <= count; i += width) {
-        const auto [values, next] = load_neighbours(some, from, low + i);
+        const auto [values, next] =
+            load_neighbours(some, [=](std::size_t at) HWY_ATTR { return from + low[i + static_cast<xp_long>(at)]; });
         hn::StoreU(mix(some, values, next, hn::LoadU(some, weight + i)), some, to + i);
     }
     for (; i < count; ++i) {

@@ -68,15 +68,6 @@ HWY_INLINE void store_nodes(const Floats (&from)[3], float* to) {
     hn::StoreInterleaved3(from[0], from[1], from[2], kFloats, to);
 }
 
-/// To the nearest floats, infinite ones beyond their range.
-HWY_INLINE Floats to_floats(Doubles values) {
-#if HWY_TARGET == HWY_SCALAR
-    return hn::Set(kFloats, static_cast<float>(hn::GetLane(values)));  // DemoteTo knows no infinity there
-#else
-    return hn::DemoteTo(kFloats, values);
-#endif
-}
-
 /// a b - c d
 HWY_INLINE Doubles cross(Doubles a, Doubles b, Doubles c, Doubles d) { return hn::Sub(hn::Mul(a, b), hn::Mul(c, d)); }
 
@@ -141,7 +132,7 @@ HWY_INLINE void express(const float* const (&differences)[N], const float* vecto
     for (int c = 0; c < N; ++c) {
 #pragma GCC unroll 3
         for (int r = 0; r < N; ++r) {
-            const auto product = hn::Mul(in[r], to_floats(hn::Mul(adjugate.at[r][c], factor)));
+            const auto product = hn::Mul(in[r], to_floats(kFloats, hn::Mul(adjugate.at[r][c], factor)));
             out[c] = r == 0 ? product : hn::Add(out[c], product);
         }
         out[c] = hn::Add(out[c], hn::Zero(kFloats));                     // the translation of the matrix

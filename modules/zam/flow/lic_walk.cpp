@@ -9,6 +9,7 @@ namespace zam::lic::HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
+using zam::HWY_NAMESPACE::load_neighbours;
 
 constexpr double kNudge = 1e-4;  // pixels; what lies to the left of or below a grid line is the next pixel
 
@@ -70,38 +71,6 @@ HWY_INLINE StepLanes<D> step(D lanes, const Stand<D>& at) {
             hn::IfThenElseZero(hn::RebindMask(words, moves), code)};
 }
 
-/// Two neighbours in memory per lane.
-template <class D>
-struct Neighbours {
-    hn::Vec<D> first, second;
-};
-
-#if HWY_TARGET != HWY_SCALAR
-/// Neighbours at every second offset.
-template <class D>
-HWY_INLINE hn::Vec<D> load_pairs(D lanes, const std::byte* base, const std::uint64_t* offsets) {
-    if constexpr (hn::MaxLanes(D()) == 2) {
-        return hn::LoadU(lanes, reinterpret_cast<const double*>(base + offsets[0]));
-    } else {
-        const hn::Half<D> half;
-        return hn::Combine(lanes, load_pairs(half, base, offsets + hn::MaxLanes(half)),
-                           load_pairs(half, base, offsets));
-    }
-}
-#endif
-
-template <class D>
-HWY_INLINE Neighbours<D> load_neighbours(D lanes, const std::byte* base, const std::uint64_t* offsets) {
-#if HWY_TARGET == HWY_SCALAR
-    const auto* const pair = reinterpret_cast<const double*>(base + offsets[0]);
-    return {hn::LoadU(lanes, pair), hn::LoadU(lanes, pair + 1)};
-#else
-    const auto even = load_pairs(lanes, base, offsets);
-    const auto odd = load_pairs(lanes, base, offsets + 1);
-    return {hn::InterleaveLower(lanes, even, odd), hn::InterleaveUpper(lanes, even, odd)};
-#endif
-}
-
 /// Added to a whole number, leaves that in the last bits.
 constexpr double kWhole = 0x1p52;
 
@@ -130,8 +99,11 @@ HWY_INLINE Words<D> walk(D lanes, const Way<D>& way, hn::Vec<D> weight, hn::Vec<
     const WordLanes<D> words;
     const auto x = hn::Load(lanes, walks.x + w);
     const auto y = hn::Load(lanes, walks.y + w);
-    const auto [slope_x, bits] = load_neighbours(lanes, way.base, walks.offset + w);
-    const auto slope_y = load_neighbours(lanes, way.base + offsetof(Pixel, words), walks.offset + w).second;
+    const auto from = [&](std::size_t member) HWY_ATTR {
+        return load_neighbours(lanes, [&](std::size_t i) HWY_ATTR { return way.base + walks.offset[w + i] + member; });
+    };
+    const auto [slope_x, bits] = from(0);
+    const auto slope_y = from(offsetof(Pixel, words)).second;
     const auto along = hn::ShiftRightSame(hn::BitCast(words, bits), way.along);
     const auto against = hn::ShiftRightSame(hn::BitCast(words, bits), way.against);
     const auto stepped = step(lanes, Stand<D>{x, y, hn::Floor(x), hn::Floor(y), slope_x, slope_y, along, against,

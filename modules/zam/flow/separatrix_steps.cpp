@@ -12,6 +12,8 @@ namespace zam::topology::HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
+using zam::HWY_NAMESPACE::load_neighbours;
+using zam::HWY_NAMESPACE::Neighbours;
 
 /// Lanes of doubles D, and of words beside them: vectors, u below v.
 template <class D>
@@ -21,9 +23,7 @@ using Words = hn::Vec<WordLanes<D>>;
 
 /// The vectors of two nodes of a row.
 template <class D>
-struct NodePair {
-    Words<D> left, right;
-};
+using NodePair = Neighbours<WordLanes<D>>;
 
 /// The field, as the lanes need it.
 template <class D>
@@ -43,8 +43,8 @@ template <class D>
 HWY_INLINE hn::Vec<D> blend(D lanes, const NodePair<D>& near, const NodePair<D>& far, hn::Vec<D> fx, hn::Vec<D> fy) {
     const auto one = hn::Set(lanes, 1.0);
     const auto along_row = [=](const NodePair<D>& row) HWY_ATTR {
-        return hn::Add(hn::Mul(first_float(lanes, row.left), hn::Sub(one, fx)),
-                       hn::Mul(first_float(lanes, row.right), fx));
+        return hn::Add(hn::Mul(first_float(lanes, row.first), hn::Sub(one, fx)),
+                       hn::Mul(first_float(lanes, row.second), fx));
     };
     return hn::Add(hn::Mul(along_row(near), hn::Sub(one, fy)), hn::Mul(along_row(far), fy));
 }
@@ -52,7 +52,7 @@ HWY_INLINE hn::Vec<D> blend(D lanes, const NodePair<D>& near, const NodePair<D>&
 /// The v of vectors in place of their u.
 template <class D>
 HWY_INLINE NodePair<D> second_floats(const NodePair<D>& nodes) {
-    return {hn::ShiftRight<32>(nodes.left), hn::ShiftRight<32>(nodes.right)};
+    return {hn::ShiftRight<32>(nodes.first), hn::ShiftRight<32>(nodes.second)};
 }
 
 /// A step of some separatrices.
@@ -110,32 +110,9 @@ void take_all_steps(const VectorGrid& grid, Run& run) {
 
 // --- Loading ---
 
-#if HWY_TARGET != HWY_SCALAR
-/// Two nodes at every second offset.
-template <class W>
-HWY_INLINE hn::Vec<W> load_pairs(W words, const std::byte* row, const std::uint64_t* offsets) {
-    if constexpr (hn::MaxLanes(W()) == 2) {
-        const hn::Repartition<float, W> floats;
-        return hn::BitCast(words, hn::LoadU(floats, reinterpret_cast<const float*>(row + offsets[0])));
-    } else {
-        const hn::Half<W> half;
-        return hn::Combine(words, load_pairs(half, row, offsets + hn::MaxLanes(half)), load_pairs(half, row, offsets));
-    }
-}
-#endif
-
 template <class D>
 HWY_INLINE NodePair<D> load_nodes(D /*lanes*/, const std::byte* row, const std::uint64_t* offsets) {
-    const WordLanes<D> words;
-#if HWY_TARGET == HWY_SCALAR
-    std::uint64_t pair[2];
-    hwy::CopyBytes<sizeof pair>(row + offsets[0], pair);
-    return {hn::Set(words, pair[0]), hn::Set(words, pair[1])};
-#else
-    const auto even = load_pairs(words, row, offsets);
-    const auto odd = load_pairs(words, row, offsets + 1);
-    return {hn::InterleaveLower(words, even, odd), hn::InterleaveUpper(words, even, odd)};
-#endif
+    return load_neighbours(WordLanes<D>(), [=](std::size_t i) HWY_ATTR { return row + offsets[i]; });
 }
 
 template <class D>

@@ -66,19 +66,10 @@ HWY_INLINE void fill_cosine_and_sine(Doubles angle, Doubles& cosine, Doubles& si
     cosine = hn::Xor(hn::IfThenElse(swapped, sine_x, cosine_x), sign(hn::Add(count, hn::Set(kBits, 1))));
 }
 
-/// To the nearest floats, infinite ones beyond their range.
-HWY_INLINE Floats to_floats(Doubles values) {
-#if HWY_TARGET == HWY_SCALAR
-    return hn::Set(kFloats, static_cast<float>(hn::GetLane(values)));  // DemoteTo knows no infinity there
-#else
-    return hn::DemoteTo(kFloats, values);
-#endif
-}
-
 /// Rounds values that may be off by 2^-44 of their size. @return whether that makes no difference
 HWY_INLINE bool round_surely(Doubles values, Floats& rounded) {
-    rounded = to_floats(hn::Mul(values, hn::Set(kDoubles, 1 - 0x1p-44)));
-    const auto above = to_floats(hn::Mul(values, hn::Set(kDoubles, 1 + 0x1p-44)));
+    rounded = to_floats(kFloats, hn::Mul(values, hn::Set(kDoubles, 1 - 0x1p-44)));
+    const auto above = to_floats(kFloats, hn::Mul(values, hn::Set(kDoubles, 1 + 0x1p-44)));
     return hn::AllTrue(kFloatBits, hn::Eq(hn::BitCast(kFloatBits, rounded), hn::BitCast(kFloatBits, above)));
 }
 

@@ -145,15 +145,6 @@ HWY_INLINE void load(const float (&components)[6][kTensors], std::size_t vector,
 
 // --- Output ---
 
-/// To the nearest floats, infinite ones beyond their range.
-HWY_INLINE Floats to_floats(Doubles values) {
-#if HWY_TARGET == HWY_SCALAR
-    return hn::Set(kFloats, static_cast<float>(hn::GetLane(values)));  // DemoteTo knows no infinity there
-#else
-    return hn::DemoteTo(kFloats, values);
-#endif
-}
-
 /// How a selection sort swaps three values, the largest of the remaining ones first, of equal ones the one that it
 /// finds first.
 struct Order {
@@ -185,7 +176,8 @@ HWY_INLINE void store(const Tensors& work, std::size_t vector, float* values, fl
     auto c = work.element[2][2].get(vector);
     const auto order = find_order(a, b, c);
     sort(order, a, b, c);
-    hn::StoreInterleaved3(to_floats(a), to_floats(b), to_floats(c), kFloats, values + 3 * kLanes * vector);
+    hn::StoreInterleaved3(to_floats(kFloats, a), to_floats(kFloats, b), to_floats(kFloats, c), kFloats,
+                          values + 3 * kLanes * vector);
 
     const auto stressed = hn::Gt(work.stressed.get(vector), hn::Zero(kDoubles));
     Floats sorted[3][3];
@@ -195,9 +187,9 @@ HWY_INLINE void store(const Tensors& work, std::size_t vector, float* values, fl
         b = work.axis[1][k].get(vector);
         c = work.axis[2][k].get(vector);
         sort(order, a, b, c);
-        sorted[0][k] = to_floats(hn::IfThenElseZero(stressed, a));
-        sorted[1][k] = to_floats(hn::IfThenElseZero(stressed, b));
-        sorted[2][k] = to_floats(hn::IfThenElseZero(stressed, c));
+        sorted[0][k] = to_floats(kFloats, hn::IfThenElseZero(stressed, a));
+        sorted[1][k] = to_floats(kFloats, hn::IfThenElseZero(stressed, b));
+        sorted[2][k] = to_floats(kFloats, hn::IfThenElseZero(stressed, c));
     }
 #pragma GCC unroll 3
     for (std::size_t place = 0; place < 3; ++place)
