@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -11,9 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/lanes_target.h"
 #include "modules/zam/tracer.h"
-#include "modules/zam/volume/ray_march.h"
-#include "modules/zam/volume/ray_view.h"
+#include "modules/zam/volume/ray_bands.h"
 #include "tests/plain/tracer.h"
 
 namespace {
@@ -89,21 +90,6 @@ struct RandomScene {
     plain::Scene scene{};
 };
 
-/// The rays of an image row, the last column first.
-struct RowRays {
-    zam::tracer::View::Row row;
-    std::uint8_t* pixels;
-    int columns_left;
-
-    bool next(zam::tracer::Ray& ray, std::uint8_t*& pixel) {
-        if (columns_left == 0) return false;
-        --columns_left;
-        ray = row.ray(columns_left);
-        pixel = pixels + std::ptrdiff_t{4} * columns_left;
-        return true;
-    }
-};
-
 /// Renders through the exported band renderers, in two bands.
 void render_bands(const plain::Scene& s, int first_rows, std::uint8_t* image) {
     const auto render = s.interpolate ? interp_loop : inner_loop;
@@ -129,42 +115,79 @@ void render_lone(const plain::Scene& s, std::uint8_t* image) {
 }
 
 /// Renders with the 64-bit node numbers that only a volume of more than 2^32 nodes needs.
-template <class Voxels>
-void render_wide(const plain::Scene& s, const Voxels& voxels, std::uint8_t* image) {
-    const zam::tracer::Grid grid{{s.n[0], s.n[1], s.n[2]}};
-    const zam::tracer::View view(s.inverse, grid, s.width, s.height, std::max({s.n[0], s.n[1], s.n[2]}), s.fptr);
-    for (int row = 0; row < s.height; ++row) {
-        RowRays rays{{view, row}, image + std::ptrdiff_t{4} * row * s.width, s.width};
-        if (s.interpolate)
-            zam::tracer::march_faces<std::int64_t>(rays, grid, voxels, s.a_scale);
-        else
-            zam::tracer::march_cells<std::int64_t>(rays, grid, voxels, s.a_scale);
+void render_wide(const plain::Scene& s, std::uint8_t* image) {
+    const double largest = std::max({s.n[0], s.n[1], s.n[2]});
+    zam::tracer::render_image(image, s.width, s.height,
+                              {s.inverse,
+                               s.nodes,
+                               {{s.n[0], s.n[1], s.n[2]}},
+                               largest,
+                               s.fptr,
+                               reinterpret_cast<const TracerColor*>(s.table),
+                               s.veclen,
+                               s.a_scale,
+                               s.interpolate,
+                               true});
+}
+
+/// Expects these pixels of the band renderers for every processor.
+void expect_bands(const plain::Scene& s, int first_rows, const std::vector<std::uint8_t>& expected) {
+    for (const std::int64_t target : zam::lanes_targets()) {
+        SCOPED_TRACE(hwy::TargetName(target));
+        zam::lanes_target().Update(target);
+        std::vector<std::uint8_t> image(expected.size(), 77), wide = image;
+        render_bands(s, first_rows, image.data());
+        ASSERT_EQ(image, expected);
+        render_wide(s, wide.data());
+        ASSERT_EQ(wide, expected);
     }
+    zam::lanes_target().DeInit();
 }
 
 TEST(TracerPixels, AreThePlainTracers) {
     init_pow_table();
     int drawn = 0;
     for (unsigned seed = 0; seed < 3000; ++seed) {
+        SCOPED_TRACE(seed);
         RandomScene random(seed);
         const plain::Scene& s = random.scene;
-        std::vector<std::uint8_t> expected(plain::image_size(s), 77), image = expected, wide = expected,
-                                                                      lone = expected;
+        std::vector<std::uint8_t> expected(plain::image_size(s)), lone = expected;
         plain::render(s, expected.data());
-        render_bands(s, random.random.integer(0, s.height), image.data());
-        ASSERT_EQ(image, expected) << "seed " << seed;
+        ASSERT_NO_FATAL_FAILURE(expect_bands(s, random.random.integer(0, s.height), expected));
         render_lone(s, lone.data());
-        ASSERT_EQ(lone, expected) << "seed " << seed;
-
-        const auto* table = reinterpret_cast<const TracerColor*>(s.table);
-        if (s.veclen == 4)
-            render_wide(s, zam::tracer::RgbaVoxels(s.nodes), wide.data());
-        else
-            render_wide(s, zam::tracer::TableVoxels(s.nodes, table), wide.data());
-        ASSERT_EQ(wide, expected) << "seed " << seed;
-        drawn += std::any_of(image.begin(), image.end(), [](int byte) { return byte != 0; });
+        ASSERT_EQ(lone, expected);
+        drawn += std::any_of(expected.begin(), expected.end(), [](int byte) { return byte != 0; });
     }
     EXPECT_GT(drawn, 700);
+}
+
+TEST(TracerPixels, ShowTheOnlyVisibleNodeWhereverItIs) {
+    struct Case {
+        int node[3];
+        const char* where;
+    };
+    constexpr Case kCases[] = {
+        {{0, 0, 0}, "the first of all"},        {{40, 32, 26}, "the last of all"},
+        {{7, 8, 9}, "at the end of a block"},   {{16, 15, 14}, "at the start of a block"},
+        {{17, 22, 18}, "one into a block"},     {{30, 25, 6}, "before the last of a block"},
+        {{40, 12, 0}, "alone in a last block"}, {{11, 20, 12}, "in the midst of a block"},
+    };
+    for (const Case& c : kCases)
+        for (const float turn : {-0.8F, 0.1F, 0.9F, 2.5F, 4.0F})
+            for (const bool interpolate : {false, true}) {
+                SCOPED_TRACE(c.where);
+                const float cosine = 1.8F * std::cos(turn), sine = 1.8F * std::sin(turn);
+                const float inverse[16] = {cosine, 0, sine, 0, 0.2F, 1.8F, 0.1F, 0, -sine, 0.3F, cosine, 0, 0, 0, 0, 1};
+                plain::Scene s{nullptr, {41, 33, 27}, 4, nullptr, nullptr, 1, 0.4, inverse, 96, 96, interpolate};
+                std::vector<std::uint8_t> nodes(plain::volume_size(s));
+                const std::ptrdiff_t node = (c.node[2] * 33 + c.node[1]) * 41 + c.node[0];
+                std::fill_n(nodes.begin() + 4 * node, 4, std::uint8_t{200});
+                s.nodes = nodes.data();
+                std::vector<std::uint8_t> expected(plain::image_size(s));
+                plain::render(s, expected.data());
+                ASSERT_TRUE(std::any_of(expected.begin(), expected.end(), [](int byte) { return byte != 0; }));
+                ASSERT_NO_FATAL_FAILURE(expect_bands(s, s.height, expected));
+            }
 }
 
 }  // namespace

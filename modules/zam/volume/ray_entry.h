@@ -46,6 +46,8 @@ struct AxisWalk {
     float speed;              // |direction|
     std::int32_t steps_left;  // steps that stay within the grid
     std::int64_t stride;      // of a step, in nodes; 0 along an axis that the ray does not move along
+    std::int32_t cell;        // index of the first cell
+    std::int32_t step;        // of that index: 1, -1 or 0
 };
 
 struct GridEntry {
@@ -125,7 +127,9 @@ inline std::optional<GridEntry> enter_grid(const Ray& ray, const Grid& grid, Cel
         walk.speed = std::fabs(ray.direction[a]);
         walk.steps_left = slab[a].count - 1 - passed;
         walk.stride = slab[a].step * grid.stride(a);
-        entry.node += (slab[a].first + passed * slab[a].step) * grid.stride(a);
+        walk.step = slab[a].step;
+        walk.cell = slab[a].first + passed * slab[a].step;
+        entry.node += walk.cell * grid.stride(a);
     }
     return entry;
 }

@@ -1,15 +1,40 @@
-// A ray on its own, for callers that pick or probe: the same walks and sums as in ray_march.h, one lane wide and
+// A ray on its own, for callers that pick or probe: the same walks and sums as in ray_march.cpp, one lane wide and
 // without tables of its own, so that a short ray costs little more than its way through the grid.
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
 #include "modules/zam/volume/ray_entry.h"
-#include "modules/zam/volume/ray_voxels.h"
+#include "modules/zam/volume/tracer_tables.h"
 
 namespace zam::tracer {
+
+/// Opacity (0 to 1), red, green, blue (0 to 255).
+using Color = std::array<float, 4>;
+
+/// Four bytes per node: opacity, red, green, blue.
+class RgbaVoxels {
+public:
+    explicit RgbaVoxels(const std::uint8_t* bytes) : bytes_(bytes) {}
+
+    bool visible(std::size_t node) const { return bytes_[4 * node] != 0; }
+    double opacity(std::size_t node) const { return bytes_[4 * node] / 255.0; }
+    Color color(std::size_t node) const {
+        const std::uint8_t* const from = bytes_ + 4 * node;
+        return {static_cast<float>(opacity(node)), static_cast<float>(from[1]), static_cast<float>(from[2]),
+                static_cast<float>(from[3])};
+    }
+    /// Adds a node's weighted colour (not its opacity) to a sum.
+    void add(std::size_t node, float weight, Color& sum) const {
+        for (std::size_t c = 1; c < 4; ++c) sum[c] += static_cast<float>(bytes_[4 * node + c]) * weight;
+    }
+
+private:
+    const std::uint8_t* bytes_;
+};
 
 /// One byte per node, looked up in the caller's colour table.
 class LookedUpVoxels {
@@ -61,7 +86,7 @@ inline bool advance(GridEntry& walk) {
     return (x.steps_left | y.steps_left | z.steps_left) >= 0;
 }
 
-/// The nodes of the face just crossed with their weights, as FaceWalkQuad::get_face() has them.
+/// The nodes of the face just crossed with their weights, as FaceRays::read_face() has them.
 struct Face {
     std::size_t node[4];
     float weight[4];
@@ -89,8 +114,12 @@ struct Face {
     }
     template <class Voxels>
     Color sample(const Voxels& voxels) const {
-        Color sum = weight[0] * voxels.color(node[0]);
-        for (int i = 1; i < 4; ++i) sum += weight[i] * voxels.color(node[i]);
+        Color sum = voxels.color(node[0]);
+        for (float& channel : sum) channel *= weight[0];
+        for (int i = 1; i < 4; ++i) {
+            const Color color = voxels.color(node[i]);
+            for (std::size_t c = 0; c < 4; ++c) sum[c] += weight[i] * color[c];
+        }
         return sum;
     }
 };
@@ -146,7 +175,7 @@ Color march_lone_faces(GridEntry walk, const Voxels& voxels, double scale) {
         const float limited = (previous[0] + sample[0]) * ((walk.t - entered) * 0.5F);
         const float added = opacity + limited > 1 ? 1 - opacity : limited;
         const auto scaled = static_cast<float>(static_cast<double>(added) * scale);
-        sum += (previous + sample) * scaled * 0.5F;
+        for (std::size_t c = 1; c < 4; ++c) sum[c] += (previous[c] + sample[c]) * scaled * 0.5F;
         sum[0] = opacity + scaled;
     }
     return sum;

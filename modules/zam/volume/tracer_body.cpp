@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "contract/mat.h"
-#include "modules/support/status_range.h"
 #include "modules/zam/tracer.h"
+#include "modules/zam/volume/ray_bands.h"
 #include "modules/zam/volume/ray_entry.h"
 
 namespace {
@@ -69,15 +69,15 @@ int tracer_body(const TracerVolume* volume, const float* matrix, const TracerCol
     const double perspective = fptr ? static_cast<double>(*fptr) : 1.0;
     const double opacity_scale = a_scale ? static_cast<double>(*a_scale) : 1.0;
 
-    const auto render = interpolate ? interp_loop : inner_loop;
-    const int quarter = height / 4;
-    for (int band = 0; band < 4; ++band) {
-        const zam::StatusRange progress(25 * band, 25 * band + 25);
-        const int first_row = band * quarter;
-        progress.done(0);
-        render(image->pixels, first_row, band < 3 ? quarter : height - first_row, width, height, view.inverse,
-               volume->data, nx, ny, nz, largest, perspective, color_table, volume->veclen, opacity_scale);
-        progress.done(100);
-    }
+    zam::tracer::render_image(image->pixels, width, height,
+                              {.inverse = view.inverse,
+                               .data = volume->data,
+                               .grid = *grid,
+                               .largest = largest,
+                               .perspective = perspective,
+                               .table = color_table,
+                               .veclen = volume->veclen,
+                               .opacity_scale = opacity_scale,
+                               .interpolated = interpolate != 0});
     return 1;
 }
