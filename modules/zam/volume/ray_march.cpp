@@ -247,16 +247,11 @@ struct Colors {
 struct TableVoxels {
     static constexpr bool kInDoubles = true;  // colours of cells are added in double precision, as by get_rgb()
 
-    /// Reads nodes. @return  not 0 if one of them is visible
     template <class Node>
-    HWY_INLINE static unsigned read(const Volume& volume, const Node* nodes, std::uint32_t* values) {
-        unsigned any = 0;
-        for (int i = 0; i < kLanes; ++i) {
-            values[i] = volume.bytes[nodes[i]];
-            any |= volume.visible[values[i]];
-        }
-        return any;
+    HWY_INLINE static std::uint32_t read(const Volume& volume, Node node) {
+        return volume.bytes[node];
     }
+    HWY_INLINE static unsigned visible(const Volume& volume, std::uint32_t value) { return volume.visible[value]; }
 
     HWY_INLINE static Colors colors(const Volume& volume, const std::uint32_t* values) {
 #if HWY_TARGET == HWY_SCALAR
@@ -301,15 +296,11 @@ struct RgbaVoxels {
     static constexpr bool kInDoubles = false;
 
     template <class Node>
-    HWY_INLINE static unsigned read(const Volume& volume, const Node* nodes, std::uint32_t* values) {
-        unsigned any = 0;
-        for (int i = 0; i < kLanes; ++i) {
-            const std::uint8_t* const from = volume.bytes + std::size_t{4} * static_cast<std::size_t>(nodes[i]);
-            any |= from[0];
-            values[i] = from[0] | from[1] << 8 | from[2] << 16 | static_cast<std::uint32_t>(from[3]) << 24;
-        }
-        return any;
+    HWY_INLINE static std::uint32_t read(const Volume& volume, Node node) {
+        const std::uint8_t* const from = volume.bytes + std::size_t{4} * static_cast<std::size_t>(node);
+        return from[0] | from[1] << 8 | from[2] << 16 | static_cast<std::uint32_t>(from[3]) << 24;
     }
+    HWY_INLINE static unsigned visible(const Volume& /*volume*/, std::uint32_t value) { return value & 255; }
 
     HWY_INLINE static Colors colors(const Volume& /*volume*/, const std::uint32_t* values) {
         const hn::Rebind<std::uint32_t, F> bits;
@@ -328,6 +319,23 @@ struct RgbaVoxels {
         return wide;
     }
 };
+
+/// The values of nodes, one per lane. One after the other: gathers are no faster, and would read beyond the last byte.
+template <class Voxels, class Node>
+HWY_INLINE void read_nodes(const Volume& volume, const Node* nodes, std::uint32_t* values) {
+#pragma GCC unroll 16
+    for (int i = 0; i < kLanes; ++i) values[i] = Voxels::read(volume, nodes[i]);
+}
+
+/// Whether one of the values is visible.
+template <class Voxels>
+HWY_INLINE bool any_visible(const Volume& volume, const std::uint32_t* values) {
+    unsigned any = 0;
+#pragma GCC unroll 16
+    for (int i = 0; i < kLanes; ++i) any |= Voxels::visible(volume, values[i]);
+    return any != 0;
+}
+HWY_INLINE Mask visible(const Colors& colors) { return hn::Ne(colors.channel[0], hn::Zero(F())); }
 
 // --- Rays that collect ---
 
@@ -379,7 +387,9 @@ public:
         const Floats entered = walk.t;
         walk.step();
         Mask ended = hn::Not(walk.is_inside());
-        if (Voxels::read(volume, node, values) != 0)
+        read_nodes<Voxels>(volume, node, values);
+        // what is visible mostly goes on, so that a look is not worth it
+        if (visible_ || any_visible<Voxels>(volume, values))
             ended = hn::Or(ended, add(hn::Sub(walk.t, entered), values, volume));
         ends.end(ended, sum_, nodes_);
     }
@@ -390,6 +400,7 @@ private:
     /// Adds voxels. @return  the lanes whose rays are saturated
     HWY_INLINE Mask add(Floats length, const std::uint32_t* values, const Volume& volume) {
         const Colors voxels = Voxels::colors(volume, values);
+        visible_ = !hn::AllFalse(F(), visible(voxels));
         const auto scale = hn::Set(D(), volume.opacity_scale);
         const Floats one = hn::Set(F(), 1), opacity = sum_.channel[0];
         const Floats added =
@@ -414,6 +425,7 @@ private:
 
     Nodes<Node> nodes_;
     Colors sum_;
+    bool visible_ = false;  // whether one of the voxels just left is
 };
 
 /// Rays that collect values interpolated on cell faces.
@@ -433,23 +445,22 @@ public:
 
     /// Looks at the faces just crossed, after steps without a look.
     HWY_INLINE void resume(const Volume& volume) {
-        now_ = 0;
-        visible_ = read_face(volume);
+        read_face(volume);
+        visible_ = any_visible(volume);
         sampled_ = false;
     }
 
     /// Moves on to the next faces, and adds the segments between these and the last ones.
     HWY_INLINE void step(const Volume& volume) {
-        const unsigned was_visible = visible_;
         const Floats entered = walk.t;
         walk.step();
         now_ = 1 - now_;
-        visible_ = read_face(volume);
+        read_face(volume);
         Mask ended = hn::Not(walk.is_inside());
-        if (visible_ != 0 || was_visible != 0 || !volume.is_finite) {
+        if (visible_ || any_visible(volume) || !volume.is_finite) {
             if (!sampled_) sample_ = sample(volume, face_[1 - now_]);
-            sampled_ = true;
             ended = hn::Or(ended, add(hn::Sub(walk.t, entered), sample(volume, face_[now_]), volume.opacity_scale));
+            sampled_ = true;
         } else {
             sampled_ = false;
         }
@@ -465,7 +476,7 @@ private:
         Floats weight[4];
     };
 
-    HWY_INLINE unsigned read_face(const Volume& volume) {
+    HWY_INLINE void read_face(const Volume& volume) {
         Faces& face = face_[now_];
         alignas(64) Node nodes[4][kLanes];
         nodes_.of_faces(walk, nodes);
@@ -477,20 +488,27 @@ private:
         face.weight[1] = hn::Mul(first, hn::Sub(one, second));
         face.weight[2] = hn::Mul(hn::Sub(one, first), second);
         face.weight[3] = hn::Mul(first, second);
-        unsigned any = 0;
-        for (int n = 0; n < 4; ++n) any |= Voxels::read(volume, nodes[n], face.values[n]);
+        for (int n = 0; n < 4; ++n) read_nodes<Voxels>(volume, nodes[n], face.values[n]);
+    }
+
+    HWY_INLINE bool any_visible(const Volume& volume) const {
+        bool any = false;
+        for (const auto& values : face_[now_].values) any |= HWY_NAMESPACE::any_visible<Voxels>(volume, values);
         return any;
     }
 
-    /// Bilinear interpolation.
-    HWY_INLINE static Colors sample(const Volume& volume, const Faces& face) {
+    /// Bilinear interpolation. Finds what is visible, too.
+    HWY_INLINE Colors sample(const Volume& volume, const Faces& face) {
         Colors sum = Voxels::colors(volume, face.values[0]);
+        Mask any = visible(sum);
         for (int c = 0; c < 4; ++c) sum.channel[c] = hn::Mul(face.weight[0], sum.channel[c]);
         for (int n = 1; n < 4; ++n) {
             const Colors node = Voxels::colors(volume, face.values[n]);
+            any = hn::Or(any, visible(node));
             for (int c = 0; c < 4; ++c)
                 sum.channel[c] = hn::Add(sum.channel[c], hn::Mul(face.weight[n], node.channel[c]));
         }
+        visible_ = !hn::AllFalse(F(), any);
         return sum;
     }
 
@@ -516,7 +534,7 @@ private:
     Floats speed_[3];       // |direction|
     Faces face_[2];         // just crossed, and before that
     int now_ = 0;           // index of the one just crossed
-    unsigned visible_ = 0;  // not 0 if a node of the faces just crossed is visible
+    bool visible_ = false;  // whether a node of the faces just crossed is
     Colors sum_;
     Colors sample_;  // at the faces before, if these have been sampled
     bool sampled_ = false;
