@@ -3,6 +3,7 @@
 #include "modules/zam/volume/ray_march.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -291,6 +292,29 @@ private:
 #endif
 };
 
+/// The 255th part of bytes, rounded as by a division: the factor has two parts, the first so short that its product
+/// with a byte is exact.
+template <class T>
+struct Share {
+    using Bits = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+    static constexpr T kFirst = std::bit_cast<T>(std::bit_cast<Bits>(T{1} / 255) & ~Bits{255});
+    static constexpr auto kSecond = static_cast<T>(1 / 255.0L - kFirst);
+
+    static constexpr bool is_exact() {
+        for (int i = 0; i < 256; ++i) {
+            const auto byte = static_cast<T>(i);
+            if (byte * kFirst + byte * kSecond != static_cast<T>(i / 255.0)) return false;
+        }
+        return true;
+    }
+
+    template <class Lanes>
+    HWY_INLINE static hn::Vec<Lanes> of(Lanes lanes, hn::Vec<Lanes> bytes) {
+        static_assert(is_exact());
+        return hn::Add(hn::Mul(bytes, hn::Set(lanes, kFirst)), hn::Mul(bytes, hn::Set(lanes, kSecond)));
+    }
+};
+
 /// Four bytes per node: opacity, red, green, blue.
 struct RgbaVoxels {
     static constexpr bool kInDoubles = false;
@@ -307,7 +331,7 @@ struct RgbaVoxels {
         const auto all = hn::Load(bits, values);
         const auto byte = hn::Set(bits, 255);
         const auto level = [](auto from) HWY_ATTR { return hn::ConvertTo(F(), hn::BitCast(I(), from)); };
-        return {{hn::Div(level(hn::And(all, byte)), hn::Set(F(), 255)), level(hn::And(hn::ShiftRight<8>(all), byte)),
+        return {{Share<float>::of(F(), level(hn::And(all, byte))), level(hn::And(hn::ShiftRight<8>(all), byte)),
                  level(hn::And(hn::ShiftRight<16>(all), byte)), level(hn::ShiftRight<24>(all))}};
     }
 
@@ -315,7 +339,7 @@ struct RgbaVoxels {
         const hn::Rebind<std::uint32_t, F> bits;
         const auto byte = hn::And(hn::Load(bits, values), hn::Set(bits, 255));
         Doubles wide = widen(hn::ConvertTo(F(), hn::BitCast(I(), byte)));
-        for (auto& part : wide.part) part = hn::Div(part, hn::Set(D(), 255));
+        for (auto& part : wide.part) part = Share<double>::of(D(), part);
         return wide;
     }
 };
