@@ -4,13 +4,61 @@
 #include <cstring>
 #include <new>
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "modules/zam/volume/ray_blocks.cpp"
+#include "base/lanes.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace zam::tracer::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// Which nodes of one byte are visible, a byte for each: 0 for those that are not. Whether any is.
+bool see_bytes(const std::uint8_t* bytes, const std::uint8_t* visible, [[maybe_unused]] const VisibleBits& bits,
+               int count, std::uint8_t* seen) {
+    int x = 0;
+    bool any = false;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<std::uint8_t> lanes;
+    const hn::Repartition<std::uint16_t, decltype(lanes)> pairs;
+    const auto first = hn::LoadDup128(lanes, bits.first), second = hn::LoadDup128(lanes, bits.second);
+    const auto masks = hn::LoadDup128(lanes, bits.mask), half = hn::Set(lanes, std::uint8_t{15});
+    auto all = hn::Zero(lanes);
+    for (const int width = static_cast<int>(hn::Lanes(lanes)); x + width <= count; x += width) {
+        const auto values = hn::LoadU(lanes, bytes + x);
+        const auto low = hn::And(values, half);
+        const auto high = hn::And(hn::BitCast(lanes, hn::ShiftRight<4>(hn::BitCast(pairs, values))), half);
+        const auto is_first = hn::Lt(values, hn::Set(lanes, std::uint8_t{128}));
+        const auto of_low =
+            hn::IfThenElse(is_first, hn::TableLookupBytes(first, low), hn::TableLookupBytes(second, low));
+        const auto is_seen = hn::And(of_low, hn::TableLookupBytes(masks, high));
+        hn::StoreU(is_seen, lanes, seen + x);
+        all = hn::Or(all, is_seen);
+    }
+    any = !hn::AllTrue(lanes, hn::Eq(all, hn::Zero(lanes)));
+#endif
+    for (; x < count; ++x) any |= (seen[x] = visible[bytes[x]]) != 0;
+    return any;
+}
+
+}  // namespace
+}  // namespace zam::tracer::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace zam::tracer {
+
+HWY_EXPORT(see_bytes);
+
 namespace {
 
 constexpr std::int32_t kFar = 1 << 28;
 
-/// Which nodes of a row are visible, a byte for each; whether any is.
-bool see(const std::uint8_t* bytes, int veclen, const std::uint8_t* visible, int count, std::uint8_t* seen) {
+/// As see_bytes(), for nodes of any size, the first bytes of which decide.
+bool see(const std::uint8_t* bytes, int veclen, const std::uint8_t* visible, const VisibleBits& bits, int count,
+         std::uint8_t* seen) {
+    if (veclen == 1) return ZAM_DISPATCH(see_bytes)(bytes, visible, bits, count, seen);
     unsigned any = 0;
     for (int x = 0; x < count; ++x) {
         seen[x] = visible[bytes[static_cast<std::ptrdiff_t>(x) * veclen]];
@@ -40,10 +88,11 @@ Blocks::Blocks(const std::uint8_t* bytes, int veclen, const std::uint8_t* visibl
         steps_.reset();
         return;
     }
+    const VisibleBits bits(visible);
     for (int z = 0; z < grid.nodes[2]; ++z) {
         for (int y = 0; y < grid.nodes[1]; ++y) {
             const std::int64_t first = z * grid.stride(2) + y * grid.stride(1);
-            if (!see(bytes + first * veclen, veclen, visible, grid.nodes[0], &seen[kSize])) continue;
+            if (!see(bytes + first * veclen, veclen, visible, bits, grid.nodes[0], &seen[kSize])) continue;
             for (std::size_t block = 0; block < blocks; ++block) {
                 const std::uint8_t* const from = &seen[(block + 1) * kSize];
                 row[block] = (load_eight(from - reach) | load_eight(from + reach)) != 0;
@@ -109,3 +158,4 @@ void Blocks::spread(int axis, std::int32_t* scratch) {
 }
 
 }  // namespace zam::tracer
+#endif

@@ -10,6 +10,20 @@
 
 namespace zam::tracer {
 
+/// Which bytes are visible, a bit for each: the lower half of a byte chooses eight bits of the first or, from 128 on,
+/// the second table, its upper half one of these.
+struct VisibleBits {
+    alignas(16) std::uint8_t first[16] = {}, second[16] = {}, mask[16];
+
+    explicit VisibleBits(const std::uint8_t* visible) {
+        for (unsigned i = 0; i < 16; ++i) mask[i] = static_cast<std::uint8_t>(1U << (i & 7));
+        for (unsigned i = 0; i < 256; ++i) {
+            std::uint8_t& to = (i < 128 ? first : second)[i & 15];
+            if (visible[i] != 0) to = static_cast<std::uint8_t>(to | mask[i >> 4]);
+        }
+    }
+};
+
 /// How many steps a ray is away from what is visible, for blocks of 8 x 8 x 8 cells. 0 for a block with a visible node
 /// in it or within `reach` nodes of it; else whatever the direction, no such block is reached in fewer steps.
 class Blocks {
