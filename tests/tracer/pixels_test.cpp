@@ -167,21 +167,26 @@ TEST(TracerPixels, ShowTheOnlyVisibleNodeWhereverItIs) {
         const char* where;
     };
     constexpr Case kCases[] = {
-        {{0, 0, 0}, "the first of all"},        {{40, 32, 26}, "the last of all"},
+        {{0, 0, 0}, "the first of all"},        {{70, 32, 26}, "the last of all"},
         {{7, 8, 9}, "at the end of a block"},   {{16, 15, 14}, "at the start of a block"},
-        {{17, 22, 18}, "one into a block"},     {{30, 25, 6}, "before the last of a block"},
-        {{40, 12, 0}, "alone in a last block"}, {{11, 20, 12}, "in the midst of a block"},
+        {{17, 22, 18}, "one into a block"},     {{62, 25, 6}, "before the last of a block"},
+        {{64, 12, 0}, "alone in a last block"}, {{11, 20, 12}, "in the midst of a block"},
     };
+    float table[256][4] = {};
+    for (float& channel : table[200]) channel = 200;
     for (const Case& c : kCases)
         for (const float turn : {-0.8F, 0.1F, 0.9F, 2.5F, 4.0F})
             for (const bool interpolate : {false, true}) {
                 SCOPED_TRACE(c.where);
                 const float cosine = 1.8F * std::cos(turn), sine = 1.8F * std::sin(turn);
                 const float inverse[16] = {cosine, 0, sine, 0, 0.2F, 1.8F, 0.1F, 0, -sine, 0.3F, cosine, 0, 0, 0, 0, 1};
-                plain::Scene s{nullptr, {41, 33, 27}, 4, nullptr, nullptr, 1, 0.4, inverse, 96, 96, interpolate};
+                const int veclen = turn < 1 ? 1 : 4;  // where only one byte of all is visible, and where all but 0 are
+                plain::Scene s{nullptr, {71, 33, 27}, veclen, table, nullptr, 1, 0.4, inverse, 150, 150, interpolate};
                 std::vector<std::uint8_t> nodes(plain::volume_size(s));
-                const std::ptrdiff_t node = (c.node[2] * 33 + c.node[1]) * 41 + c.node[0];
-                std::fill_n(nodes.begin() + 4 * node, 4, std::uint8_t{200});
+                if (veclen == 1)
+                    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = static_cast<std::uint8_t>(i % 200);
+                const std::ptrdiff_t node = (c.node[2] * 33 + c.node[1]) * 71 + c.node[0];
+                std::fill_n(nodes.begin() + veclen * node, veclen, std::uint8_t{200});
                 s.nodes = nodes.data();
                 std::vector<std::uint8_t> expected(plain::image_size(s));
                 plain::render(s, expected.data());
