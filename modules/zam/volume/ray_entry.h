@@ -1,4 +1,4 @@
-// Rays, and where a ray enters a grid: one ray at a time. From there on ray_lanes.h walks rays side by side.
+// Rays, and where a ray enters a grid: one ray at a time. From there on ray_march.cpp walks rays side by side.
 //
 // Everything is in index space: a ray is start + t * direction with a direction of unit length, so t measures voxels.
 // The walk goes from crossing to crossing, which gives the exact length of the ray in every cell.

@@ -322,7 +322,8 @@ struct RgbaVoxels {
     template <class Node>
     HWY_INLINE static std::uint32_t read(const Volume& volume, Node node) {
         const std::uint8_t* const from = volume.bytes + std::size_t{4} * static_cast<std::size_t>(node);
-        return from[0] | from[1] << 8 | from[2] << 16 | static_cast<std::uint32_t>(from[3]) << 24;
+        return std::uint32_t{from[0]} | std::uint32_t{from[1]} << 8 | std::uint32_t{from[2]} << 16 |
+               std::uint32_t{from[3]} << 24;
     }
     HWY_INLINE static unsigned visible(const Volume& /*volume*/, std::uint32_t value) { return value & 255; }
 
