@@ -437,12 +437,14 @@ private:
         const Floats weight = hn::IfThenElse(saturates, hn::Sub(one, opacity), hn::IfThenElseZero(adds, added));
         for (int c = 1; c < 4; ++c) {
             Floats& sum = sum_.channel[c];
+            Floats added_color = voxels.channel[c];
+            if (!volume.is_finite) added_color = hn::IfThenElseZero(adds, added_color);
             if constexpr (Voxels::kInDoubles)
                 sum = in_doubles([](auto so_far, auto color, auto part)
                                      HWY_ATTR { return hn::Add(so_far, hn::Mul(color, part)); },
-                                 widen(sum), widen(voxels.channel[c]), widen(weight));
+                                 widen(sum), widen(added_color), widen(weight));
             else
-                sum = hn::Add(sum, hn::Mul(voxels.channel[c], weight));
+                sum = hn::Add(sum, hn::Mul(added_color, weight));
         }
         sum_.channel[0] = hn::IfThenElse(saturates, one, hn::Add(opacity, weight));
         return saturates;
