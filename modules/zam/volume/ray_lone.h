@@ -1,5 +1,5 @@
-// A ray on its own, for callers that pick or probe: the same walks and sums as in ray_march.cpp, one lane wide and
-// without tables of its own, so that a short ray costs little more than its way through the grid.
+// A ray on its own, for callers that pick or probe: the same walks and sums as in lanes/, one lane wide and without
+// tables of its own, so that a short ray costs little more than its way through the grid.
 #pragma once
 
 #include <array>
@@ -86,7 +86,7 @@ inline bool advance(GridEntry& walk) {
     return (x.steps_left | y.steps_left | z.steps_left) >= 0;
 }
 
-/// The nodes of the face just crossed with their weights, as FaceRays::read_face() has them.
+/// The nodes of the face just crossed with their weights, as in lanes/faces.h.
 struct Face {
     std::size_t node[4];
     float weight[4];
@@ -126,7 +126,7 @@ struct Face {
 
 }  // namespace detail
 
-/// As CellRays.
+/// As in lanes/cell_rays.h.
 template <class Voxels>
 Color march_lone_cells(GridEntry walk, const Voxels& voxels, double scale) {
     const bool always = !std::isfinite(scale);
@@ -149,7 +149,7 @@ Color march_lone_cells(GridEntry walk, const Voxels& voxels, double scale) {
     return sum;
 }
 
-/// As FaceRays.
+/// As in lanes/face_rays.h.
 template <class Voxels>
 Color march_lone_faces(GridEntry walk, const Voxels& voxels, double scale) {
     const bool always = !std::isfinite(scale);
