@@ -15,9 +15,9 @@ namespace {  // only ray_march.cpp includes this
 
 /// Vectors of doubles per vector of floats.
 #if HWY_TARGET == HWY_SCALAR
-constexpr int kParts = 1;
+inline constexpr int kParts = 1;
 #else
-constexpr int kParts = 2;
+inline constexpr int kParts = 2;
 #endif
 using D = hn::CappedTag<double, kLanes / kParts>;
 

@@ -23,7 +23,7 @@ using I = hn::Rebind<std::int32_t, F>;
 using Floats = hn::Vec<F>;
 using Ints = hn::Vec<I>;
 using Mask = hn::Mask<F>;
-constexpr int kLanes = static_cast<int>(hn::MaxLanes(F()));
+inline constexpr int kLanes = static_cast<int>(hn::MaxLanes(F()));
 
 /// The axis across which each lane's ray steps: in every lane one of the masks is set.
 struct Crossed {
