@@ -104,7 +104,7 @@ TEST_F(ThreshColor, IsTheSameOnLanesOfAllWidths) {
             for (const std::size_t nodes : {1003U, 17U, 8U, 1U}) {
                 std::vector<std::int8_t> expected;
                 for (std::size_t at = 0; at < 4 * nodes; at += 4) {
-                    const int r = colors[at + 1], g = colors[at + 2], b = colors[at + 3];
+                    const double r = colors[at + 1], g = colors[at + 2], b = colors[at + 3];
                     const bool cut = (r <= min && g <= min && b <= min) || (r >= max && g >= max && b >= max);
                     const double luminance = cut ? 0.0 : 0.586611 * g + 0.298912 * r + 0.114478 * b;
                     expected.insert(expected.end(), &colors[at], &colors[at] + 4);
