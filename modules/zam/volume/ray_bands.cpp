@@ -106,9 +106,9 @@ void render_rows(const Band& band, const Scene& scene, const Volume& volume) {
 
 /// Whether a look at every node costs less than the rays of so many pixels can save by it.
 bool pays(double pixels, const Scene& scene) {
-    constexpr double kNodesPerStep = 3;  // that are looked at in the time of a step
+    const double nodes_per_step = scene.veclen == 1 ? 16 : 3;  // that are looked at in the time of a step
     const double steps = pixels * *std::max_element(scene.grid.nodes, scene.grid.nodes + 3);
-    return kNodesPerStep * steps >= static_cast<double>(scene.grid.node_count());
+    return nodes_per_step * steps >= static_cast<double>(scene.grid.node_count());
 }
 
 /// Renders bands of an image one after the other, the n-th as what `around(n, ...)` calls. Nothing is rendered of what
