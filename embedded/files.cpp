@@ -116,7 +116,10 @@ FILE* FILEfopen(const char* name, const char* mode) {
             errno = ESPIPE;  // opening one waits for the other end, and readers go back and forth in files
             return nullptr;
         }
-        return std::fopen(file.c_str(), mode);
+        std::string bytes_as_they_are = mode;  // "t" would take carriage returns away on Windows, and only there
+        std::erase(bytes_as_they_are, 't');
+        if (bytes_as_they_are.find('b') == std::string::npos) bytes_as_they_are += 'b';
+        return std::fopen(file.c_str(), bytes_as_they_are.c_str());
     });
 }
 

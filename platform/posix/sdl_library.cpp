@@ -32,11 +32,7 @@ std::optional<SdlLibrary> load() {
         find(sdl.close, "SDL_JoystickClose") && find(sdl.attached, "SDL_JoystickGetAttached") &&
         find(sdl.axis_count, "SDL_JoystickNumAxes") && find(sdl.axis, "SDL_JoystickGetAxis") &&
         find(sdl.hat_count, "SDL_JoystickNumHats") && find(sdl.hat, "SDL_JoystickGetHat") &&
-        find(sdl.button_count, "SDL_JoystickNumButtons") && find(sdl.button, "SDL_JoystickGetButton") &&
-        find(sdl.attach_virtual, "SDL_JoystickAttachVirtual") &&
-        find(sdl.detach_virtual, "SDL_JoystickDetachVirtual") &&
-        find(sdl.set_virtual_axis, "SDL_JoystickSetVirtualAxis") &&
-        find(sdl.set_virtual_button, "SDL_JoystickSetVirtualButton");
+        find(sdl.button_count, "SDL_JoystickNumButtons") && find(sdl.button, "SDL_JoystickGetButton");
     return complete ? std::optional(sdl) : std::nullopt;
 }
 

@@ -7,7 +7,7 @@ namespace zam::session {
 using Json = nlohmann::ordered_json;
 
 bool CallLog::open(const std::string& file) {
-    file_.reset(std::fopen(file.c_str(), "w"));
+    file_.reset(std::fopen(file.c_str(), "wb"));
     return file_ != nullptr;
 }
 

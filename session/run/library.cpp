@@ -16,15 +16,19 @@ namespace fs = std::filesystem;
 
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "zam_modules.dll";
+constexpr const char* kLibraryDirectory = "bin";
 
 fs::path program_file() {
-    char name[MAX_PATH] = "";
-    GetModuleFileNameA(nullptr, name, MAX_PATH);
-    return name;
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
+        if (length < name.size()) return name.substr(0, length);
+        name.resize(2 * name.size());
+    }
 }
 
 void* open_library(const std::string& file, std::string& error) {
-    auto* handle = reinterpret_cast<void*>(LoadLibraryA(file.c_str()));
+    auto* handle = reinterpret_cast<void*>(LoadLibraryW(fs::path(file).c_str()));
     if (!handle) error = file + ": system error " + std::to_string(GetLastError());
     return handle;
 }
@@ -38,6 +42,7 @@ void* find_own_symbol(const char* name) {
 }
 #else
 constexpr const char* kLibraryName = "libzam_modules.so";
+constexpr const char* kLibraryDirectory = "lib";
 
 fs::path program_file() {
     std::error_code error;
@@ -62,7 +67,7 @@ Installation find_installation() {
         return {(fs::path(path) / kLibraryName).string(), path};
     }
     const fs::path base = program_file().parent_path().parent_path();
-    return {(base / "lib" / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
+    return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
 }
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::load(const std::string& file, std::string& error) {
