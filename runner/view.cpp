@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/file_path.h"
 #include "runner/capture_info.h"
 #include "runner/commands.h"
 #include "runner/console.h"
@@ -29,10 +30,10 @@ int wrong(const std::string& what) {
 
 /// The name of a file in a network that lies in another directory.
 std::string name_from(const std::string& directory, const std::string& file) {
-    if (directory.empty() || fs::path(file).is_absolute()) return file;
+    if (directory.empty() || file_path(file).is_absolute()) return file;
     std::error_code error;
-    const fs::path name = fs::relative(file, directory, error);
-    return error || name.empty() ? fs::absolute(file).string() : name.string();
+    const fs::path name = fs::relative(file_path(file), file_path(directory), error);
+    return error || name.empty() ? fs::absolute(file_path(file)).string() : name.string();
 }
 
 Json to_json(const Value& value) {
@@ -199,7 +200,7 @@ int view_data(const ViewCommand& command, const FileStart& file, const FileKind&
     if (!library) return kWrong;
     ViewConsole console;
     ViewPlan made;
-    const std::string directory = fs::path(command.save_network).parent_path().string();
+    const std::string directory = file_path(command.save_network).parent_path().string();
     try {
         const SilentOutput silent;
         made = plan(file, kind, directory, command.options, {definitions, *library, console});
@@ -224,7 +225,7 @@ int view_file(ViewCommand command) {
     const auto file = read_file_start(command.file);
     if (!file) return wrong("cannot open " + command.file);
     std::string& output = command.options.output;
-    if (output.empty()) output = fs::path(command.file).stem().string() + ".png";
+    if (output.empty()) output = file_path(command.file).stem().string() + ".png";
     const std::string_view ending = file_ending(output);
     if (std::find(std::begin(kEndings), std::end(kEndings), ending) == std::end(kEndings))
         return wrong("pictures are written as .png, .svg or .webp, not as \"" + std::string(ending) + "\"");

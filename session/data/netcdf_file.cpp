@@ -31,6 +31,7 @@ bool is_netcdf(std::string_view start) {
 #include "base/available_memory.h"
 #include "base/checked_product.h"
 #include "base/element_types.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "session/data/byte_source.h"
 #include "session/data/data_file.h"
@@ -63,7 +64,7 @@ public:
         FILEmap_variables(name.c_str(), expanded.data(), static_cast<int>(expanded.size()));
         // relative names could look like addresses of a network
         std::error_code none;
-        const auto path = std::filesystem::absolute(expanded.data(), none);
+        const auto path = std::filesystem::absolute(file_path(expanded.data()), none);
         const int status = nc_open(path.c_str(), NC_NOWRITE, &handle_.id);
         if (status != NC_NOERR) throw DataError(std::string("the file cannot be read: ") + nc_strerror(status));
         std::error_code error;

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "base/file_path.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -28,7 +30,7 @@ fs::path program_file() {
 }
 
 void* open_library(const std::string& file, std::string& error) {
-    auto* handle = reinterpret_cast<void*>(LoadLibraryW(fs::path(file).c_str()));
+    auto* handle = reinterpret_cast<void*>(LoadLibraryW(file_path(file).c_str()));
     if (!handle) error = file + ": system error " + std::to_string(GetLastError());
     return handle;
 }
@@ -64,7 +66,7 @@ void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 
 Installation find_installation() {
     if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) {
-        return {(fs::path(path) / kLibraryName).string(), path};
+        return {(file_path(path) / kLibraryName).string(), path};
     }
     const fs::path base = program_file().parent_path().parent_path();
     return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "base/file_handle.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "session/convert/convert_field.h"
 #include "session/data/data_error.h"
@@ -338,7 +339,7 @@ std::string file_name_for_modules(std::string name) {
 #if defined(_WIN32)
     std::error_code error;
     const bool named = !name.empty() && name.front() != '$' && FILEis_path_absolute(name.c_str()) != 1;
-    const auto absolute = named ? std::filesystem::absolute(name, error) : std::filesystem::path();
+    const auto absolute = named ? std::filesystem::absolute(file_path(name), error) : std::filesystem::path();
     if (named && !error) return absolute.string();
 #endif
     return name;
