@@ -1,4 +1,5 @@
-// XDR as far as fields need it: words lent by a memory stream. The system's library; where there is none, the same of ours.
+// XDR as far as fields need it: words lent by a memory stream. The system's library; where there is none, the same of
+// ours.
 #pragma once
 
 #if !defined(_WIN32)

@@ -64,8 +64,7 @@ bool Joysticks::start() {
 }
 
 bool Joysticks::is_known(SDL_JoystickID instance) const {
-    return std::any_of(places_.begin(), places_.end(),
-                       [&](const Place& place) { return place.device == instance; });
+    return std::any_of(places_.begin(), places_.end(), [&](const Place& place) { return place.device == instance; });
 }
 
 void Joysticks::drop_unplugged() {
@@ -85,8 +84,7 @@ Place& Joysticks::refresh(unsigned id) {
     const int devices = sdl.count();
     for (int i = 0; i < devices; ++i) {
         if (is_known(sdl.device_instance(i))) continue;
-        const auto free =
-            std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.is_empty(); });
+        const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.is_empty(); });
         if (free == places_.end()) break;
         if (SDL_Joystick* joystick = sdl.open(i)) free->device = sdl.instance(joystick);
     }

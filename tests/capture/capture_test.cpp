@@ -39,7 +39,9 @@ protected:
         fill_image(element("in", 1), 1, 3, kSecond);
     }
     void update(int seq = 7) const { EXPECT_EQ(ZBufCaptureUpdate(instance, 0, seq), 1); }
-    std::string set_name(int seq = 7) const { return "ada" + std::to_string(platform::process_id()) + "." + std::to_string(seq); }
+    std::string set_name(int seq = 7) const {
+        return "ada" + std::to_string(platform::process_id()) + "." + std::to_string(seq);
+    }
     fs::path set_file(const char* name) const { return directory / set_name() / name; }
     /// Lets captures go to the test's directory.
     void continue_set() const { set_text("currDir", scratch.path()); }

@@ -75,7 +75,7 @@ TEST_F(Clear, GoesByTheFilesThatAreThere) {
 }
 
 TEST_F(Clear, DoesWithoutWhatIsMissing) {
-#if !defined(_WIN32)  // which has no such files
+#if !defined(_WIN32)                                            // which has no such files
     mkfifo(scratch.file("set/pceimg00001.img").c_str(), 0600);  // opening it would wait forever
     clear();
     EXPECT_EQ(names(), Texts{"set"});

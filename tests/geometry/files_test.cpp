@@ -1,4 +1,8 @@
 // Listing files: patterns, what a directory holds, and the module's two passes.
+#if defined(_WIN32)
+#include <io.h>
+#endif
+
 #include <filesystem>
 
 #include "modules/zam/get_files.h"
@@ -88,6 +92,24 @@ TEST_F(GetFiles, ListsNamesInTheOrderOfTheirBytes) {
 #endif
     EXPECT_TRUE(found[4].name == "inner.txt" && found[4].attributes == platform::kDirectory);
 }
+
+#if defined(_WIN32)
+TEST_F(GetFiles, AgreesWithTheSystem) {
+    // not: what Wine does otherwise than Windows, "*." and "?" before a dot or at the end
+    for (const std::string pattern : {"*", "*.*", "*.txt", "a*", "b*.*", "*.t*", "*txt", "README.", "README.*", "*.TXT",
+                                      "inner.*", "none*", ".hidden.txt", "?.txt"}) {
+        std::vector<std::string> names, expected;
+        for (const auto& file : platform::find_files(folder.string() + "/" + pattern)) names.push_back(file.name);
+        _finddata64i32_t record{};
+        const intptr_t listing = _findfirst64i32((folder.string() + "/" + pattern).c_str(), &record);
+        for (bool more = listing != -1; more; more = _findnext64i32(listing, &record) == 0)
+            expected.emplace_back(record.name);
+        if (listing != -1) _findclose(listing);
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(names, expected) << pattern;
+    }
+}
+#endif
 
 TEST_F(GetFiles, ClearsWhatThereIsAndStopsQuietly) {
     set_text("dir", folder.string());

@@ -156,7 +156,8 @@ TEST_F(JoystickParams, SavesWithItsOddities) {
     for (const char* system : {"posix", "windows"}) {  // each reads what the other has written
         set_int("interval", 1);
         set_real("threshold", 1);
-        set_text("load_file", scratch.write(system + "_saved.ini"s, load_file(ZAM_TEST_DATA "/saved_"s + system + ".ini")));
+        set_text("load_file",
+                 scratch.write(system + "_saved.ini"s, load_file(ZAM_TEST_DATA "/saved_"s + system + ".ini")));
         set_text("save_file", scratch.file(system));
         EXPECT_EQ(load() + save(), 2);
         EXPECT_EQ(scratch.read(system), saved);
@@ -169,8 +170,9 @@ TEST_F(JoystickParams, SavesWithItsOddities) {
     EXPECT_EQ(save(), 1);
     EXPECT_EQ(OMpop_ctx(), 0);
     const std::string mixed = packed(scratch.read("old.ini"));
-    EXPECT_TRUE(mixed.starts_with(";mine\n[other]\njoystick=9\n[Joy]\nJOYSTICK=0\ntrans_scale=3\n"
-                                  "btn_offset=4\nunknown\nthreshold=0.100000\n"))
+    EXPECT_TRUE(
+        mixed.starts_with(";mine\n[other]\njoystick=9\n[Joy]\nJOYSTICK=0\ntrans_scale=3\n"
+                          "btn_offset=4\nunknown\nthreshold=0.100000\n"))
         << mixed;
     EXPECT_TRUE(mixed.ends_with("btn_8_mode=-7\n[last]\n")) << mixed;
     set_int("joystick", 4194305);  // a double whose lower half is not 0

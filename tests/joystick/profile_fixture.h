@@ -24,7 +24,8 @@ protected:
         return WritePrivateProfileStringA(section, "k", value, file.c_str());
     }
     std::ptrdiff_t files() const {
-        return std::distance(std::filesystem::directory_iterator(scratch.path()), std::filesystem::directory_iterator());
+        return std::distance(std::filesystem::directory_iterator(scratch.path()),
+                             std::filesystem::directory_iterator());
     }
     ScratchDirectory scratch;
 };

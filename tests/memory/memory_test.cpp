@@ -1,6 +1,6 @@
 // Modules that need more than there is: each array alone would fit, all together do not.
-#include "base/available_memory.h"
 #include "base/memory.h"
+#include "base/available_memory.h"
 #include "embedded/view/view.h"
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/cone.h"

@@ -1,5 +1,5 @@
-// What the tests of the runner share: scratch directories, files, runs of the program. Variables of the environment name
-// another program and its test modules, which cannot run the shell's commands itself.
+// What the tests of the runner share: scratch directories, files, runs of the program. Variables of the environment
+// name another program and its test modules, which cannot run the shell's commands itself.
 #pragma once
 
 #if !defined(_WIN32)
@@ -34,8 +34,8 @@ public:
     /// @param modules  directory of the module library; empty: the project's own
     Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err",
             const std::string& modules = test_modules()) const {
-        const std::string command = "cd '" + path() + "' && export ZAM_MODULE_PATH='" + modules +
-                                    "' ZAM='" + program() + "' && \"$ZAM\" </dev/null " + arguments + " " + streams;
+        const std::string command = "cd '" + path() + "' && export ZAM_MODULE_PATH='" + modules + "' ZAM='" +
+                                    program() + "' && \"$ZAM\" </dev/null " + arguments + " " + streams;
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(".out"), read(".err")};
     }
