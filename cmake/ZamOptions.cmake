@@ -45,9 +45,12 @@ endif()
 target_include_directories(zam_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 # zam_link_optional(TARGET NAME modules...): links what pkg-config knows by these names, and defines ZAM_WITH_NAME, if all of
-# them are there. Without them the target builds too, and its program says what it cannot do.
+# them are there. Without them, or without pkg-config (on Windows), the target builds too, and its program says what it cannot do.
 function(zam_link_optional target name)
-  find_package(PkgConfig REQUIRED)
+  find_package(PkgConfig QUIET)
+  if(NOT PkgConfig_FOUND)
+    return()
+  endif()
   pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
   if(${name}_FOUND)
     target_link_libraries(${target} PRIVATE PkgConfig::${name})

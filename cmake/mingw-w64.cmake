@@ -9,7 +9,7 @@ set(CMAKE_RC_COMPILER ${prefix}-windres)
 
 set(ZAM_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../build/sysroot)
 set(CMAKE_FIND_ROOT_PATH ${ZAM_SYSROOT} /usr/${prefix})
-set(ENV{PKG_CONFIG_LIBDIR} ${ZAM_SYSROOT}/lib/pkgconfig)
+set(CMAKE_DISABLE_FIND_PACKAGE_PkgConfig ON)  # on Windows there is none
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 foreach(kind LIBRARY INCLUDE PACKAGE)
   set(CMAKE_FIND_ROOT_PATH_MODE_${kind} ONLY)
