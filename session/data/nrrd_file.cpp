@@ -22,6 +22,7 @@ bool is_nrrd(std::string_view start) { return start.starts_with("NRRD000"); }
 
 #include "base/checked_product.h"
 #include "base/file_path.h"
+#include "base/part.h"
 #include "session/data/byte_source.h"
 #include "session/data/element_format.h"
 #include "session/data/gzip_bytes.h"
@@ -264,15 +265,20 @@ std::vector<DataArray> open_nrrd(const std::string& file) {
     array.values = find_values(find_data(file, bytes, text), *header.state, format, count);
     return {array};
 }
+ZAM_PART_EXPORT(open_nrrd)
 
 }  // namespace zam::session
 
 #else
 
+#include "base/part.h"
+
 namespace zam::session {
 
-std::vector<DataArray> open_nrrd(const std::string& /*file*/) {
-    throw DataError("this build reads no NRRD files: it was made without teem");
+std::vector<DataArray> open_nrrd(const std::string& file) {
+    static const auto open = part_function<decltype(open_nrrd)>("zam_teem", "open_nrrd");
+    if (!open) throw DataError("this build reads no NRRD files: it was made without teem");
+    return open(file);
 }
 
 }  // namespace zam::session
