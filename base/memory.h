@@ -1,6 +1,7 @@
 // How much memory there is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -14,6 +15,10 @@ std::int64_t physical_memory();
 /// takes some system calls, so ask once per update. On Windows, where nothing is lent that is not there, it is the rest
 /// of the commit limit and of the address space.
 std::int64_t available_memory();
+
+/// Asks the system for large pages under memory that has not been used yet, unless it is small: a gigabyte is then
+/// filled in a third of the time. Systems without them keep to small ones.
+void prefer_large_pages(void* memory, std::size_t bytes);
 
 /// For tests: what available_memory() returns from now on; `nullopt` restores the true value.
 void pretend_available_memory(std::optional<std::int64_t> bytes);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/available_memory.h"
+#include "base/memory.h"
 #include "contract/arr.h"
 #include "embedded/host_state.h"
 
@@ -38,6 +39,7 @@ std::shared_ptr<Block> Block::make(std::size_t bytes) {
     // an empty array has an address of its own too
     void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
     if (!data) return nullptr;
+    prefer_large_pages(data, bytes);
     try {
         return std::make_shared<Block>(data, bytes, true);
     } catch (...) {

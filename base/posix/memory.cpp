@@ -1,5 +1,6 @@
 #include "base/memory.h"
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -60,6 +61,18 @@ std::int64_t available_memory() {
     } catch (const std::bad_alloc&) {
         return 0;  // not even for the names of the files
     }
+}
+
+void prefer_large_pages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+    constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
+    constexpr std::size_t kLeastBytes = std::size_t{32} << 20;  // below, the allocator may give memory of old
+    if (bytes < kLeastBytes) return;
+    const auto first = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t begin = (first + kLargePage - 1) / kLargePage * kLargePage;
+    const std::uintptr_t end = (first + bytes) / kLargePage * kLargePage;  // whole pages only: nothing is used besides
+    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);   // a wish, so that failing does not matter
+#endif
 }
 
 void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }

@@ -32,6 +32,8 @@ std::int64_t available_memory() {
     return status ? static_cast<std::int64_t>(std::min(status->ullAvailPageFile, status->ullAvailVirtual)) : kUnknown;
 }
 
+void prefer_large_pages(void* /*memory*/, std::size_t /*bytes*/) {}
+
 void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }
 
 }  // namespace zam
