@@ -16,9 +16,13 @@ std::int64_t physical_memory();
 /// of the commit limit and of the address space.
 std::int64_t available_memory();
 
-/// Asks the system for large pages under memory that has not been used yet, unless it is small: a gigabyte is then
-/// filled in a third of the time. Systems without them keep to small ones.
-void prefer_large_pages(void* memory, std::size_t bytes);
+/// Zeroed memory for an array, not yet in use where the system lends it only when it is written to. Large arrays begin
+/// with a page, and lie on large pages if the system has them: both make filling them and writing them to files faster.
+/// Empty ones have an address of their own too.
+/// @return null if it is refused
+void* allocate_zeroed(std::size_t bytes);
+/// Gives it back. @param bytes  as it was allocated
+void free_zeroed(void* memory, std::size_t bytes);
 
 /// For tests: what available_memory() returns from now on; `nullopt` restores the true value.
 void pretend_available_memory(std::optional<std::int64_t> bytes);

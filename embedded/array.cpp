@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "base/available_memory.h"
@@ -36,14 +35,12 @@ std::optional<std::size_t> array_bytes(int type, xp_long count) {
 std::shared_ptr<Block> Block::make(std::size_t bytes) {
     // zeroed memory is not yet in use: a system that overcommits grants any amount
     if (!AvailableMemory().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
-    // an empty array has an address of its own too
-    void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
+    void* data = allocate_zeroed(bytes);
     if (!data) return nullptr;
-    prefer_large_pages(data, bytes);
     try {
         return std::make_shared<Block>(data, bytes, true);
     } catch (...) {
-        std::free(data);
+        free_zeroed(data, bytes);
         throw;
     }
 }
@@ -53,7 +50,7 @@ std::shared_ptr<Block> Block::borrow(void* data, std::size_t bytes) {
 }
 
 Block::~Block() {
-    if (owned_) std::free(data_);
+    if (owned_) free_zeroed(data_, bytes_);
 }
 
 Array make_array(int type, xp_long count) {

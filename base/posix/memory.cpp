@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -13,6 +14,8 @@
 
 namespace zam {
 namespace {
+
+constexpr std::size_t kLargeArray = std::size_t{32} << 20;  // bytes
 
 std::optional<std::int64_t> pretended;
 
@@ -63,16 +66,18 @@ std::int64_t available_memory() {
     }
 }
 
-void prefer_large_pages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+void* allocate_zeroed(std::size_t bytes) {
+    if (bytes < kLargeArray) return std::calloc(std::max<std::size_t>(bytes, 1), 1);
+    void* const memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return nullptr;
 #if defined(MADV_HUGEPAGE)
-    constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
-    constexpr std::size_t kLeastBytes = std::size_t{32} << 20;  // below, the allocator may give memory of old
-    if (bytes < kLeastBytes) return;
-    const auto first = reinterpret_cast<std::uintptr_t>(memory);
-    const std::uintptr_t begin = (first + kLargePage - 1) / kLargePage * kLargePage;
-    const std::uintptr_t end = (first + bytes) / kLargePage * kLargePage;  // whole pages only: nothing is used besides
-    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);   // a wish, so that failing does not matter
+    madvise(memory, bytes, MADV_HUGEPAGE);  // a wish, so that failing does not matter
 #endif
+    return memory;
+}
+
+void free_zeroed(void* memory, std::size_t bytes) {
+    bytes < kLargeArray ? std::free(memory) : static_cast<void>(munmap(memory, bytes));
 }
 
 void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }
