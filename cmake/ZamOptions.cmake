@@ -44,15 +44,20 @@ if(ZAM_SANITIZE)
 endif()
 target_include_directories(zam_options INTERFACE ${PROJECT_SOURCE_DIR})
 
-# zam_link_optional(TARGET NAME modules...): links what pkg-config knows by these names, and defines ZAM_WITH_NAME, if all of
-# them are there. Without them, or without pkg-config (on Windows), the target builds too, and its program says what it cannot do.
-function(zam_link_optional target name)
+# zam_find_optional(NAME modules...): makes PkgConfig::NAME of what pkg-config knows by these names, if all of them are there;
+# on Windows there is no pkg-config.
+function(zam_find_optional name)
   find_package(PkgConfig QUIET)
-  if(NOT PkgConfig_FOUND)
-    return()
+  if(PkgConfig_FOUND)
+    pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
   endif()
-  pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
-  if(${name}_FOUND)
+endfunction()
+
+# zam_link_optional(TARGET NAME modules...): links these, and defines ZAM_WITH_NAME, if they are there. Without them the target
+# builds too, and its program says what it cannot do.
+function(zam_link_optional target name)
+  zam_find_optional(${name} ${ARGN})
+  if(TARGET PkgConfig::${name})
     target_link_libraries(${target} PRIVATE PkgConfig::${name})
     target_compile_definitions(${target} PRIVATE ZAM_WITH_${name})
   endif()
