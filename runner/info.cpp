@@ -174,7 +174,7 @@ int show_info(const std::string& name) {
     {
         const SilentOutput silent;
         session.build();
-        session.run_all();
+        session.run_changed();
     }
     const OMobj_id instance = host::find(host::root(), definition->module);
     const bool was_read = !console.failed() && !read_shape(host::find(instance, kind->output)).dims.empty();

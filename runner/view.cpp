@@ -146,7 +146,7 @@ int run(const Network& network, const ModuleLibrary& library, ViewConsole& conso
         Session session(network, library, console, log);
         if (!session.has_entries()) return kWrong;
         session.build();
-        session.run_all();
+        session.run_changed();
         session.play_events({});
         session.write(network.outputs, {});
         session.end();

@@ -24,6 +24,14 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
 Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
                      const Definitions& definitions, Problems& problems);
 
+/// Reads a value for "MODULE.PARAM" of a network. `nullopt` after a problem.
+std::optional<Assignment> read_assignment(Network& network, const Document& value, const std::string& target,
+                                          const Definitions& definitions, Environment& environment);
+
+/// Reads an output as it stands beside a file name in "write". `nullopt` after a problem.
+std::optional<Output> read_output(Network& network, const Document& output, const std::string& file,
+                                  const Definitions& definitions, Environment& environment);
+
 /// Reads a network from a document and applies the options, without checking how the parts fit each other.
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,
                      Environment& environment);
