@@ -390,6 +390,31 @@ private:
 
 // --- Sessions ---
 
+/// What a person asks of a view; left out: by the data.
+struct ViewOptions {
+    std::string output = "view.png";       // the file that the network writes: .png, .svg or .webp
+    std::string variable = {};             // array or component to show
+    int component = -1;                    // the same by its number, from 0
+    std::vector<std::string> vector = {};  // arrays or components that are the parts of a vector
+    int step = -1;                         // from 0
+    std::optional<std::array<double, 2>> range = {};
+    std::string preset = {};   // of colours
+    std::string opacity = {};  // a curve as network files have it
+    std::optional<std::array<double, 3>> turn = {};  // degrees about x, y and z
+    double zoom = 1.0;
+    std::optional<std::array<int, 2>> size = {};  // of the picture in pixels
+    std::optional<double> perspective = {};
+    bool plain = false;  // without legend and axes
+};
+
+/// A network that shows something.
+struct View {
+    Network network;
+    std::string text;  // of the network, for a file; empty where it shows a field at hand
+    std::vector<std::pair<std::string, std::string>> facts;  // for people: "range" and "0 to 1"
+    std::vector<std::string> notes;                          // what is worth knowing
+};
+
 /// The account of arrays.
 struct Account {
     std::int64_t held = 0;                 // results that somebody keeps
@@ -421,6 +446,15 @@ public:
     /// @param directory  where its relative file names start; empty: the current directory
     Network load(const std::string& file, const std::vector<std::string>& set = {});
     Network parse(const std::string& text, const std::string& directory = {}, const std::vector<std::string>& set = {});
+
+    /// Reads a data file, or through its module a field file, Fortran grid or voxel text.
+    /// @param options  of data files, as network files write them: `{"variable": "u10", "step": 3}`; empty: none
+    Field read(const std::string& file, const Json& options = {});
+
+    /// The network that shows a data file, as the program's view makes it. It has not run yet; its only output is the picture.
+    View view(const std::string& file, const ViewOptions& options = {});
+    /// The same for a field at hand.
+    View view(const Field& field, const ViewOptions& options = {});
 
     Account account() const;
 

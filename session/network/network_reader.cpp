@@ -567,7 +567,7 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
 
 Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
                      const Definitions& definitions, Problems& problems) {
-    Environment environment{problems, directory};
+    Environment environment{problems, directory, options.lent};
     Network network = read_network(document, definitions, options, environment);
     check_network(network, problems, !options.without_data);
     return network;

@@ -1,6 +1,7 @@
 // Reads network files and the options that change them.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,8 @@ namespace zam::session {
 struct NetworkOptions {
     std::vector<std::string> set;
     std::vector<std::string> write;
-    bool without_data = false;  // input files need not exist
+    bool without_data = false;               // input files need not exist
+    std::span<const NumberArray> lent = {};  // as in Environment
 };
 
 /// Reads and checks a network file with the options that change it. All problems are listed.

@@ -150,11 +150,27 @@ FieldPointer read_data_file(const Cursor& cursor) {
     }
 }
 
+/// A field written in place. One whose arrays a program lends may be converted: it is not the writer who made it.
+FieldPointer read_written_field(const Cursor& cursor, const Cursor& written) {
+    constexpr std::string_view kKeys[] = {"field", "convert"};
+    const bool lent = !cursor.environment().lent.empty();
+    cursor.expect_keys(std::span(kKeys).first(lent ? 2 : 1));
+    const auto convert_place = lent ? cursor.find("convert") : std::nullopt;
+    const auto conversion = convert_place ? read_conversion(*convert_place) : Conversion{};
+    const FieldPointer field = read_field(written);
+    if (!field || !conversion) return nullptr;
+    try {
+        return convert_place ? convert(field, *conversion) : field;
+    } catch (const DataError& error) {
+        convert_place->problem(error.what());
+        return nullptr;
+    }
+}
+
 std::optional<Value> read_field_form(const Cursor& cursor) {
     FieldPointer field;
     if (const auto written = cursor.find("field")) {
-        expect_only(cursor, "field");
-        field = read_field(*written);
+        field = read_written_field(cursor, *written);
     } else if (const auto file = cursor.find("field_file")) {
         expect_only(cursor, "field_file");
         field = read_field_file(*file);

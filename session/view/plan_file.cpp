@@ -33,7 +33,19 @@ Json parameters(const ModuleFile& kind, FileStart file, const std::string& name)
     return params;
 }
 
+/// @param name  as the network names the file
+std::unique_ptr<ViewSource> open_module_file(const FileStart& file, const ModuleFile& reader, const std::string& name,
+                                             const Makers& makers) {
+    const FileReader module{std::string(reader.entry), parameters(reader, file, file.name), std::string(reader.output)};
+    return open_module_source(module, parameters(reader, file, name), makers.definitions, makers.library,
+                              makers.listener);
+}
+
 }  // namespace
+
+std::unique_ptr<ViewSource> open_module_file(const FileStart& file, const ModuleFile& reader, const Makers& makers) {
+    return open_module_file(file, reader, file.name, makers);
+}
 
 ViewPlan plan_file(const FileStart& file, const ModuleFile* reader, const std::string& directory,
                    const ViewOptions& options, const Makers& makers) {
@@ -43,10 +55,7 @@ ViewPlan plan_file(const FileStart& file, const ModuleFile* reader, const std::s
         return plan_capture(name, capture_dims(file.bytes), options);
     }
     if (!reader) return plan_view(*open_data_source(file.name, name, options.data), options);
-    const FileReader module{std::string(reader->entry), parameters(*reader, file, file.name),
-                            std::string(reader->output)};
-    const auto source = open_module_source(module, parameters(*reader, file, name), makers.definitions, makers.library,
-                                           makers.listener);
+    const auto source = open_module_file(file, *reader, name, makers);
     return plan_view(*source, options);
 }
 

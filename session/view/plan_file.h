@@ -1,6 +1,7 @@
 // Which network shows a file, whatever kind of data it holds.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "session/view/file_readers.h"
@@ -22,6 +23,10 @@ struct Makers {
 /// @throws ViewError
 ViewPlan plan_file(const FileStart& file, const ModuleFile* reader, const std::string& directory,
                    const ViewOptions& options, const Makers& makers);
+
+/// The field that a module reads of a file.
+/// @throws ViewError
+std::unique_ptr<ViewSource> open_module_file(const FileStart& file, const ModuleFile& reader, const Makers& makers);
 
 /// What is wrong with the options' values; empty: nothing.
 std::string fault_of(const ViewOptions& options);

@@ -353,5 +353,36 @@ TEST_F(SessionTest, OutputsAreWrittenAsTheFileSays) {
     EXPECT_NE(outcome.errors(), "");
 }
 
+TEST_F(SessionTest, FilesAreReadAndShownAsTheProgramDoes) {
+    const test::ScratchDirectory directory;
+    const auto view_of = [](View view) {
+        EXPECT_TRUE(view.network.run());
+        EXPECT_FALSE(view.facts.empty());
+        return view.network.image(view.network.modules().back().first + ".out").pixels;
+    };
+    const std::vector<float> plane{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 8, 7};
+    const Field field = uniform_field({4, 3}, Array::lend<float>(plane));
+    Network network = session->network();
+    network.add("it", "host_view");
+    network.set("it.objects", Value::List{field});
+    const Outcome dumped = network.write(directory.file("plane.json"), Json{"\"it.objects[0]\""});
+    ASSERT_TRUE(dumped) << dumped.errors();
+    const std::string text =
+        "# AVS field file\nndim=2\ndim1=4\ndim2=3\nnspace=2\nveclen=1\ndata=float\nfield=uniform\n"
+        "variable 1 file=values.bin filetype=binary\n";
+    directory.write("values.bin", {reinterpret_cast<const char*>(plane.data()), 4 * plane.size()});
+    const std::string file = directory.write("plane.fld", text);
+    EXPECT_TRUE(std::ranges::equal(session->read(directory.file("plane.json")).data.at(0).values.as<float>(), plane));
+    EXPECT_TRUE(std::ranges::equal(session->read(file).data.at(0).values.as<float>(), plane));
+    const auto shown = view_of(session->view(field, {.size = {{64, 48}}}));
+    EXPECT_EQ(view_of(session->view(directory.file("plane.json"), {.size = {{64, 48}}})), shown);
+    EXPECT_EQ(view_of(session->view(file, {.size = {{64, 48}}})), shown);
+    EXPECT_NE(thrown([&] { session->view(field, {.preset = "bona"}); }).find("did you mean \"bone\"?"),
+              std::string::npos);
+    EXPECT_NE(thrown([&] { session->read(file, Json{R"({"step": 1})"}); }).find("only a step"), std::string::npos);
+    EXPECT_NE(thrown([&] { session->read(directory.file("values.bin")); }), "");
+    EXPECT_NE(thrown([&] { session->read(directory.write("bad.fld", "# AVS\nndim=9\n")); }), "");
+}
+
 }  // namespace
 }  // namespace zam
