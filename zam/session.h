@@ -196,9 +196,8 @@ struct Json {
 
 /// What a parameter is given, and what an object holds.
 struct Value {
-    struct Member;
     using List = std::vector<Value>;
-    using Group = std::vector<Member>;  // in order
+    using Group = std::vector<std::pair<std::string, Value>>;  // in order
 
     Value() = default;  // none: the object does not exist
     Value(bool flag) : form(std::int64_t{flag}) {}
@@ -215,7 +214,7 @@ struct Value {
     Value(Array array) : form(std::move(array)) {}
     Value(Field field) : form(std::move(field)) {}
     Value(List list) : form(std::move(list)) {}
-    Value(Group group);
+    Value(Group group) : form(std::move(group)) {}
 
     template <class T>
     const T* get() const {
@@ -225,11 +224,6 @@ struct Value {
     std::variant<std::monostate, std::int64_t, double, std::string, std::vector<std::string>, Json, Array, Field, List, Group>
         form;
 };
-struct Value::Member {
-    std::string name;
-    Value value;
-};
-inline Value::Value(Group group) : form(std::move(group)) {}
 
 // --- What happens ---
 

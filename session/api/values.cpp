@@ -111,7 +111,7 @@ Value read_children(OMobj_id object, bool named, int depth) {
     for (const OMobj_id child : host::children(object)) {
         Value value = read_nested(child, depth + 1);
         if (named)
-            group.push_back({host::name(child), std::move(value)});
+            group.emplace_back(host::name(child), std::move(value));
         else
             list.push_back(std::move(value));
     }
@@ -202,7 +202,7 @@ void WrittenValue::write(const Value& value) {
     }
     if (const auto* group = value.get<Value::Group>()) {
         begin('{');
-        for (const auto& member : *group) key(member.name), write(member.value);
+        for (const auto& [name, member] : *group) key(name), write(member);
         return end('}');
     }
     if (value.get<std::monostate>()) return item("null");

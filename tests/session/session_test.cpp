@@ -136,8 +136,8 @@ TEST_F(SessionTest, ResultsOutliveNetworkAndSession) {
     EXPECT_NE(thrown([&] { network->run(); }).find("has ended"), std::string::npos);
     network.reset();
     EXPECT_EQ(bytes_of(field.data.at(0).values), pixels);
-    EXPECT_EQ(table.get<Value::Group>()->at(1).name, "red");
-    EXPECT_EQ(table.get<Value::Group>()->at(1).value.get<Array>()->as<std::uint8_t>()[7], 7);
+    EXPECT_EQ(table.get<Value::Group>()->at(1).first, "red");
+    EXPECT_EQ(table.get<Value::Group>()->at(1).second.get<Array>()->as<std::uint8_t>()[7], 7);
     EXPECT_GT(account().held, 0);
     session = std::make_unique<Session>();  // the next one
     EXPECT_TRUE(renderer().run());
