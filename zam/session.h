@@ -341,7 +341,7 @@ public:
     /// Runs the modules that have not run, or that a change since then affects, each after those it refers to.
     /// @throws Cancelled
     Outcome run();
-    /// Plays the events of the network's file, after a run.
+    /// Plays the events of the network's file, after a run; once more from the first one if that was cancelled.
     /// @param directory  where relative names of outputs go; empty: the current directory
     /// @throws Cancelled
     Outcome play(const std::string& directory = {});
@@ -458,7 +458,7 @@ private:
     std::shared_ptr<State> state_;
 };
 
-/// The account, with or without a session: what is held outlives it.
+/// The account, with or without a session: what is held outlives it. Not while a call runs.
 ZAM_SESSION_API Account account();
 
 }  // namespace zam

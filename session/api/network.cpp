@@ -94,7 +94,9 @@ Outcome perform(Network::State& state, Body&& body) {
         state.cancelled = false;
         thrown();
         throw Cancelled(end.what());
-    } catch (const session::RunError& error) {
+    } catch (const Error&) {
+        throw;
+    } catch (const std::exception& error) {
         throw Error(error.what());
     }
     thrown();
