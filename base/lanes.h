@@ -13,7 +13,7 @@
 //
 //     #if HWY_ONCE
 //     namespace zam::session {
-//     HWY_EXPORT(add);
+//     ZAM_EXPORT(add);
 //     void add(const float* values, ...) { ZAM_DISPATCH(add)(values, ...); }
 //     }
 //     #endif

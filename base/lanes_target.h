@@ -12,10 +12,15 @@
 #define HWY_DISABLE_BMI2_FMA
 #include <hwy/targets.h>
 
-/// The kernel, exported with HWY_EXPORT, of the target in use.
+/// ZAM_EXPORT(KERNEL) makes the table of a kernel's targets; ZAM_DISPATCH(KERNEL) is that of the target in use. Not
+/// HWY_EXPORT: its tables begin with a function that needs Highway's library (base/lanes_target.cpp says why not).
 #if (HWY_TARGETS & (HWY_TARGETS - 1)) == 0
+#define ZAM_EXPORT(KERNEL) static_assert(true)
 #define ZAM_DISPATCH(KERNEL) HWY_STATIC_DISPATCH(KERNEL)
 #else
+#define ZAM_EXPORT(KERNEL)                                                                   \
+    static constexpr decltype(&HWY_STATIC_DISPATCH(KERNEL)) HWY_DISPATCH_TABLE(KERNEL)[] = { \
+        nullptr, HWY_CHOOSE_TARGET_LIST(KERNEL), HWY_CHOOSE_FALLBACK(KERNEL)}
 #define ZAM_DISPATCH(KERNEL) (*(HWY_DISPATCH_TABLE(KERNEL)[zam::lanes_target().GetIndex()]))
 #endif
 

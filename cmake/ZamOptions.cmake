@@ -44,13 +44,44 @@ if(ZAM_SANITIZE)
 endif()
 target_include_directories(zam_options INTERFACE ${PROJECT_SOURCE_DIR})
 
-# zam_link_optional(TARGET NAME modules...): links what pkg-config knows by these names, and defines ZAM_WITH_NAME, if all of
-# them are there. Without them the target builds too, and its program says what it cannot do.
+# zam_find_optional(NAME modules...): makes PkgConfig::NAME of what pkg-config knows by these names, if all of them are there;
+# on Windows there is no pkg-config.
+function(zam_find_optional name)
+  find_package(PkgConfig QUIET)
+  if(PkgConfig_FOUND)
+    pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
+  endif()
+endfunction()
+
+# zam_link_optional(TARGET NAME modules...): links these, and defines ZAM_WITH_NAME, if they are there. Without them the target
+# builds too, and its program says what it cannot do.
 function(zam_link_optional target name)
-  find_package(PkgConfig REQUIRED)
-  pkg_check_modules(${name} IMPORTED_TARGET ${ARGN})
-  if(${name}_FOUND)
+  zam_find_optional(${name} ${ARGN})
+  if(TARGET PkgConfig::${name})
     target_link_libraries(${target} PRIVATE PkgConfig::${name})
     target_compile_definitions(${target} PRIVATE ZAM_WITH_${name})
   endif()
+endfunction()
+
+# zam_part(TARGET NAME SOURCE LIBRARY): SOURCE of TARGET uses LIBRARY, which may not be there. It becomes the shared library
+# zam_name, compiled with ZAM_WITH_NAME, which TARGET loads when it first calls it (base/part.h); on Windows it stays in TARGET.
+add_custom_target(zam_parts)
+function(zam_part target name source library)
+  if(NOT TARGET ${library})
+    return()
+  endif()
+  if(WIN32)
+    target_link_libraries(${target} PRIVATE ${library})
+    target_compile_definitions(${target} PRIVATE ZAM_WITH_${name})
+    return()
+  endif()
+  string(TOLOWER zam_${name} part)
+  add_library(${part} MODULE ${source})
+  target_link_libraries(${part} PRIVATE ${target} ${library})
+  target_compile_definitions(${part} PRIVATE ZAM_WITH_${name} ZAM_IS_PART)
+  set(exports ${PROJECT_SOURCE_DIR}/cmake/part_exports.map)
+  target_link_options(${part} PRIVATE -Wl,--version-script=${exports})
+  set_target_properties(${part} PROPERTIES LINK_DEPENDS ${exports} INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${part} LIBRARY DESTINATION lib)
+  add_dependencies(zam_parts ${part})
 endfunction()

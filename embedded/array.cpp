@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "base/available_memory.h"
+#include "base/memory.h"
 #include "contract/arr.h"
 #include "embedded/host_state.h"
 
@@ -48,13 +48,12 @@ std::optional<std::size_t> array_bytes(int type, xp_long count) {
 std::shared_ptr<Block> Block::make(std::size_t bytes) {
     // zeroed memory is not yet in use: a system that overcommits grants any amount
     if (!AvailableMemory().take(static_cast<std::int64_t>(bytes), 1)) return nullptr;
-    // an empty array has an address of its own too
-    void* data = std::calloc(bytes > 0 ? bytes : 1, 1);
+    void* data = allocate_zeroed(bytes);
     if (!data) return nullptr;
     try {
         return std::make_shared<Block>(data, bytes, true);
     } catch (...) {
-        std::free(data);
+        free_zeroed(data, bytes);
         throw;
     }
 }
@@ -68,7 +67,7 @@ std::shared_ptr<Block> Block::lend(const void* data, std::size_t bytes, std::sha
 }
 
 Block::~Block() {
-    if (owned_) std::free(data_);
+    if (owned_) free_zeroed(data_, bytes_);
 }
 
 Array make_array(int type, xp_long count) {

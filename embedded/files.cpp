@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "embedded/operation.h"
 
@@ -86,7 +87,7 @@ std::size_t root_length(std::string_view name) {
 std::string system_name(const char* name) {
     std::string file = expand(name, kMaxNameLength);
     std::error_code ignored;
-    if (file.find('\\') == std::string::npos || std::filesystem::exists(file, ignored)) return file;
+    if (file.find('\\') == std::string::npos || std::filesystem::exists(zam::file_path(file), ignored)) return file;
     for (char& c : file) c = c == '\\' ? '/' : c;
     return file;
 }
@@ -107,7 +108,7 @@ FILE* FILEfopen(const char* name, const char* mode) {
             return nullptr;
         }
         std::error_code ignored;
-        const auto found = std::filesystem::status(file, ignored);
+        const auto found = std::filesystem::status(zam::file_path(file), ignored);
         if (std::filesystem::is_directory(found)) {
             errno = EISDIR;
             return nullptr;
@@ -116,7 +117,10 @@ FILE* FILEfopen(const char* name, const char* mode) {
             errno = ESPIPE;  // opening one waits for the other end, and readers go back and forth in files
             return nullptr;
         }
-        return std::fopen(file.c_str(), mode);
+        std::string bytes_as_they_are = mode;  // "t" would take carriage returns away on Windows, and only there
+        std::erase(bytes_as_they_are, 't');
+        if (bytes_as_they_are.find('b') == std::string::npos) bytes_as_they_are += 'b';
+        return std::fopen(file.c_str(), bytes_as_they_are.c_str());
     });
 }
 

@@ -28,11 +28,11 @@ void check_model(const HeaderModel& model) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     // a header's stray characters are printed
-    return std::freopen("/dev/null", "w", stdout) != nullptr ? 0 : 1;
+    return std::freopen(zam::fuzz::kNowhere, "w", stdout) != nullptr ? 0 : 1;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::FILE* file = fmemopen(const_cast<std::uint8_t*>(data), size, "rb");
+    std::FILE* file = zam::fuzz::memory_file(data, size);
     if (file == nullptr) return 0;
     zam::fuzz::Instance reader;
     const int steps = count_steps(file);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -16,6 +17,25 @@ inline void require(bool held) {
 
 inline std::string text_of(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
+}
+
+#if defined(_WIN32)
+constexpr const char* kNowhere = "NUL";
+#else
+constexpr const char* kNowhere = "/dev/null";
+#endif
+
+/// A file of these bytes to read, null if there can be none.
+inline std::FILE* memory_file(const std::uint8_t* data, std::size_t size) {
+#if defined(_WIN32)
+    std::FILE* file = std::tmpfile();
+    if (file == nullptr) return nullptr;
+    std::fwrite(data, 1, size, file);
+    std::rewind(file);
+    return file;
+#else
+    return fmemopen(const_cast<std::uint8_t*>(data), size, "rb");
+#endif
 }
 
 /// Requires that everything lent or allocated was given back.

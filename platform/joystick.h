@@ -87,7 +87,12 @@ struct JoystickState {
 };
 
 /// Puts a simulated joystick in the place of joystick `id`, 0 or 1, whether or not a device has that number, and moves
-/// it; null takes it away. Other numbers, and systems without simulated joysticks, give false.
+/// it; null takes it away, and its capture with it. Other numbers give false.
 bool simulate_joystick(unsigned id, const JoystickState* state);
+
+/// joySetCapture without messages, joyReleaseCapture and joyGetPosEx for simulated joysticks too.
+MMRESULT capture_joystick(HWND window, unsigned id);
+MMRESULT release_joystick(unsigned id);
+MMRESULT read_joystick(unsigned id, JOYINFOEX& info);
 
 }  // namespace zam::platform

@@ -219,6 +219,7 @@ int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& s
 int run_program(int argc, const char* const* argv) {
     CLI::App app("Runs networks of visualisation modules: field files in, pictures and fields out.", "zam");
     app.set_version_flag("-V,--version", "zam " ZAM_VERSION);
+    app.allow_windows_style_options(false);  // paths may begin with a slash
     app.require_subcommand(1);
     app.footer(kFooter);
     RunOptions run_options;

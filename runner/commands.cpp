@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/file_path.h"
 #include "embedded/host.h"
 #include "runner/console.h"
 #include "runner/file_kinds.h"
@@ -73,7 +74,7 @@ std::optional<Network> read_network_file(const std::string& name, const NetworkO
     Network network = load_network(name, changes, definitions, problems);
     if (!problems.any()) return network;
     // a pipe gives its contents only once
-    const bool may_be_data = network.instances.empty() && std::filesystem::is_regular_file(name);
+    const bool may_be_data = network.instances.empty() && std::filesystem::is_regular_file(file_path(name));
     const auto file = may_be_data ? read_file_start(name) : std::nullopt;
     if (const FileKind* kind = file ? find_file_kind(*file) : nullptr) {
         problems = {};

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "base/file_path.h"
 #include "runner/console.h"
 #include "session/convert/value_range.h"
 #include "session/data/data_error.h"
@@ -89,7 +90,7 @@ bool is_field_dump(std::string_view start) {
 
 Description describe_field_dump(const FileStart& file, OMobj_id field) {
     Problems problems;
-    Environment environment{problems, std::filesystem::path(file.name).parent_path().string()};
+    Environment environment{problems, file_path(file.name).parent_path().string()};
     const auto document = load_document(file.name, problems);
     const FieldPointer value = document ? read_field(Cursor(*document, environment)) : nullptr;
     if (problems.any()) return {.fault = "cannot be read: " + problems.lines().front()};

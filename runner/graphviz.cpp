@@ -1,5 +1,6 @@
 #include "runner/graphviz.h"
 
+#include "base/part.h"
 #include "session/objects/run_error.h"
 
 #if defined(ZAM_WITH_GRAPHVIZ)
@@ -8,7 +9,7 @@
 #include <memory>
 #endif
 
-#if defined(ZAM_WITH_GRAPHVIZ) && defined(__SANITIZE_ADDRESS__)
+#if !defined(ZAM_IS_PART) && defined(__SANITIZE_ADDRESS__)
 // Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libgvc\nleak:libfontconfig\n"; }
 extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
@@ -40,12 +41,25 @@ std::string graph_as_svg(const std::string& graph) {
     session::require(drawn, "the graph cannot be drawn");
     return result;
 }
+ZAM_PART_EXPORT(graph_as_svg)
 
 #else
 
-bool can_lay_out_graphs() { return false; }
+namespace {
 
-std::string graph_as_svg(const std::string& /*graph*/) { throw session::RunError("there is no Graphviz"); }
+auto graph_as_svg_of_part() {
+    static const auto function = part_function<decltype(graph_as_svg)>("zam_graphviz", "graph_as_svg");
+    return function;
+}
+
+}  // namespace
+
+bool can_lay_out_graphs() { return graph_as_svg_of_part() != nullptr; }
+
+std::string graph_as_svg(const std::string& graph) {
+    session::require(can_lay_out_graphs(), "there is no Graphviz");
+    return graph_as_svg_of_part()(graph);
+}
 
 #endif
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/file_path.h"
 #include "runner/commands.h"
 #include "runner/console.h"
 #include "runner/file_kinds.h"
@@ -134,7 +135,7 @@ int view_data(const ViewCommand& command, const FileStart& file, const FileKind&
     if (!library) return kWrong;
     ViewConsole console;
     ViewPlan made;
-    const std::string directory = fs::path(command.save_network).parent_path().string();
+    const std::string directory = file_path(command.save_network).parent_path().string();
     try {
         const SilentOutput silent;
         made = plan_file(file, kind.reader, directory, command.options, {definitions, *library, console});
@@ -159,7 +160,7 @@ int view_file(ViewCommand command) {
     const auto file = read_file_start(command.file);
     if (!file) return wrong("cannot open " + command.file);
     std::string& output = command.options.output;
-    if (output.empty()) output = fs::path(command.file).stem().string() + ".png";
+    if (output.empty()) output = file_path(command.file).stem().string() + ".png";
     const std::string_view ending = file_ending(output);
     if (std::find(std::begin(kEndings), std::end(kEndings), ending) == std::end(kEndings))
         return wrong("pictures are written as .png, .svg or .webp, not as \"" + std::string(ending) + "\"");

@@ -1,10 +1,12 @@
 #include "base/memory.h"
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -12,6 +14,8 @@
 
 namespace zam {
 namespace {
+
+constexpr std::size_t kLargeArray = std::size_t{32} << 20;  // bytes
 
 std::optional<std::int64_t> pretended;
 
@@ -60,6 +64,20 @@ std::int64_t available_memory() {
     } catch (const std::bad_alloc&) {
         return 0;  // not even for the names of the files
     }
+}
+
+void* allocate_zeroed(std::size_t bytes) {
+    if (bytes < kLargeArray) return std::calloc(std::max<std::size_t>(bytes, 1), 1);
+    void* const memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return nullptr;
+#if defined(MADV_HUGEPAGE)
+    madvise(memory, bytes, MADV_HUGEPAGE);  // a wish, so that failing does not matter
+#endif
+    return memory;
+}
+
+void free_zeroed(void* memory, std::size_t bytes) {
+    bytes < kLargeArray ? std::free(memory) : static_cast<void>(munmap(memory, bytes));
 }
 
 void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }

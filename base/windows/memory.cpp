@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 
 namespace zam {
@@ -31,6 +32,10 @@ std::int64_t available_memory() {
     const auto status = memory_status();
     return status ? static_cast<std::int64_t>(std::min(status->ullAvailPageFile, status->ullAvailVirtual)) : kUnknown;
 }
+
+void* allocate_zeroed(std::size_t bytes) { return std::calloc(std::max<std::size_t>(bytes, 1), 1); }
+
+void free_zeroed(void* memory, std::size_t /*bytes*/) { std::free(memory); }
 
 void pretend_available_memory(std::optional<std::int64_t> bytes) { pretended = bytes; }
 

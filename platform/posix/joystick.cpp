@@ -1,10 +1,9 @@
-// Joysticks over SDL 2. A simulated joystick is one of SDL's virtual devices, so it is read like any other.
+// Joysticks over SDL 2.
 #include "platform/joystick.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <utility>
 
 #include "platform/posix/sdl_library.h"
 
@@ -13,21 +12,17 @@ namespace {
 
 constexpr int kAxes = 6;
 constexpr int kButtons = 32;
-// SDL's hats know eight directions, a simulated one may point anywhere: its angle is one more axis.
-constexpr int kAngleAxis = kAxes;
 constexpr int kAxisOffset = 32768;  // SDL's axes are -32768 to 32767
-constexpr std::uint32_t kAxisMax = 65535;
 
 constexpr SDL_JoystickID kNone = -1;
 
-/// The devices of one number. SDL never gives an instance's number again; its pointers end when anybody in the process
+/// The device of one number. SDL never gives an instance's number again; its pointers end when anybody in the process
 /// ends SDL.
 struct Place {
     SDL_JoystickID device = kNone;
-    SDL_JoystickID simulated = kNone;  // comes before the device
     bool captured = false;
 
-    bool is_empty() const { return device == kNone && simulated == kNone; }
+    bool is_empty() const { return device == kNone; }
 };
 
 class Joysticks {
@@ -38,9 +33,6 @@ public:
     static constexpr unsigned kCount = 2;
     /// Place `id`, below kCount, after looking what was plugged in or out and how everything stands.
     Place& refresh(unsigned id);
-    /// The simulated joystick of a number, made if needed; null when SDL refuses.
-    SDL_Joystick* simulated(unsigned id);
-    void take_away(unsigned id);
 
     const SdlLibrary& sdl;
 
@@ -72,20 +64,16 @@ bool Joysticks::start() {
 }
 
 bool Joysticks::is_known(SDL_JoystickID instance) const {
-    return std::any_of(places_.begin(), places_.end(),
-                       [&](const Place& place) { return place.device == instance || place.simulated == instance; });
+    return std::any_of(places_.begin(), places_.end(), [&](const Place& place) { return place.device == instance; });
 }
 
 void Joysticks::drop_unplugged() {
     for (Place& place : places_) {
-        for (SDL_JoystickID* instance : {&place.device, &place.simulated}) {
-            if (*instance == kNone) continue;
-            SDL_Joystick* joystick = sdl.from_instance(*instance);
-            if (joystick && sdl.attached(joystick) == SDL_TRUE) continue;
-            if (joystick) sdl.close(joystick);
-            *instance = kNone;
-            place.captured = false;
-        }
+        if (place.is_empty()) continue;
+        SDL_Joystick* joystick = sdl.from_instance(place.device);
+        if (joystick && sdl.attached(joystick) == SDL_TRUE) continue;
+        if (joystick) sdl.close(joystick);
+        place = {};
     }
 }
 
@@ -96,37 +84,11 @@ Place& Joysticks::refresh(unsigned id) {
     const int devices = sdl.count();
     for (int i = 0; i < devices; ++i) {
         if (is_known(sdl.device_instance(i))) continue;
-        const auto free =
-            std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.device == kNone; });
+        const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.is_empty(); });
         if (free == places_.end()) break;
         if (SDL_Joystick* joystick = sdl.open(i)) free->device = sdl.instance(joystick);
     }
     return places_[id];
-}
-
-SDL_Joystick* Joysticks::simulated(unsigned id) {
-    Place& place = refresh(id);
-    if (place.simulated != kNone) return sdl.from_instance(place.simulated);
-    const int device = sdl.attach_virtual(SDL_JOYSTICK_TYPE_UNKNOWN, kAxes + 1, kButtons, 0);
-    if (device < 0) return nullptr;
-    SDL_Joystick* joystick = sdl.open(device);
-    if (joystick) {
-        place.simulated = sdl.instance(joystick);
-    } else {
-        sdl.detach_virtual(device);
-    }
-    return joystick;
-}
-
-void Joysticks::take_away(unsigned id) {
-    Place& place = refresh(id);
-    const SDL_JoystickID instance = std::exchange(place.simulated, kNone);
-    if (instance == kNone) return;
-    place.captured = false;
-    sdl.close(sdl.from_instance(instance));
-    for (int i = 0; i < sdl.count(); ++i) {
-        if (sdl.device_instance(i) == instance) sdl.detach_virtual(i);
-    }
 }
 
 // --- Reading ---
@@ -158,15 +120,13 @@ std::uint32_t button_mask(const SdlLibrary& sdl, SDL_Joystick* joystick) {
 }
 
 void read(const SdlLibrary& sdl, const Place& place, JOYINFOEX& info) {
-    const bool simulated = place.simulated != kNone;
-    SDL_Joystick* joystick = sdl.from_instance(simulated ? place.simulated : place.device);
+    SDL_Joystick* joystick = sdl.from_instance(place.device);
     std::uint32_t* const axes[kAxes] = {&info.dwXpos, &info.dwYpos, &info.dwZpos,
                                         &info.dwRpos, &info.dwUpos, &info.dwVpos};
     for (int axis = 0; axis < kAxes; ++axis) {
         if ((info.dwFlags & (JOY_RETURNX << axis)) != 0) *axes[axis] = axis_position(sdl, joystick, axis);
     }
-    if ((info.dwFlags & JOY_RETURNPOV) != 0)
-        info.dwPOV = simulated ? axis_position(sdl, joystick, kAngleAxis) : hat_angle(sdl, joystick);
+    if ((info.dwFlags & JOY_RETURNPOV) != 0) info.dwPOV = hat_angle(sdl, joystick);
     if ((info.dwFlags & JOY_RETURNBUTTONS) != 0) {
         info.dwButtons = button_mask(sdl, joystick);
         info.dwButtonNumber = static_cast<std::uint32_t>(std::popcount(info.dwButtons));
@@ -174,27 +134,6 @@ void read(const SdlLibrary& sdl, const Place& place, JOYINFOEX& info) {
 }
 
 }  // namespace
-
-bool simulate_joystick(unsigned id, const JoystickState* state) {
-    Joysticks* joysticks = id < Joysticks::kCount ? Joysticks::get() : nullptr;
-    if (!joysticks) return false;
-    if (!state) {
-        joysticks->take_away(id);
-        return true;
-    }
-    SDL_Joystick* joystick = joysticks->simulated(id);
-    if (!joystick) return false;
-    const SdlLibrary& sdl = joysticks->sdl;
-    const std::uint32_t axes[kAxes + 1] = {state->x, state->y, state->z, state->r, state->u, state->v, state->pov};
-    for (int axis = 0; axis <= kAxes; ++axis) {
-        const int position = static_cast<int>(std::min(axes[axis], kAxisMax)) - kAxisOffset;
-        sdl.set_virtual_axis(joystick, axis, static_cast<Sint16>(position));
-    }
-    for (int i = 0; i < kButtons; ++i) {
-        sdl.set_virtual_button(joystick, i, static_cast<Uint8>((state->buttons >> i) & 1U));
-    }
-    return true;
-}
 
 }  // namespace zam::platform
 

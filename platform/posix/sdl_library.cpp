@@ -23,20 +23,16 @@ std::optional<SdlLibrary> load() {
         function = reinterpret_cast<Function*>(dlsym(library, name));
         return function != nullptr;
     };
-    const bool complete =
-        find(sdl.init_subsystem, "SDL_InitSubSystem") && find(sdl.was_init, "SDL_WasInit") &&
-        find(sdl.set_hint, "SDL_SetHint") && find(sdl.event_state, "SDL_JoystickEventState") &&
-        find(sdl.update, "SDL_JoystickUpdate") && find(sdl.count, "SDL_NumJoysticks") &&
-        find(sdl.device_instance, "SDL_JoystickGetDeviceInstanceID") && find(sdl.instance, "SDL_JoystickInstanceID") &&
-        find(sdl.from_instance, "SDL_JoystickFromInstanceID") && find(sdl.open, "SDL_JoystickOpen") &&
-        find(sdl.close, "SDL_JoystickClose") && find(sdl.attached, "SDL_JoystickGetAttached") &&
-        find(sdl.axis_count, "SDL_JoystickNumAxes") && find(sdl.axis, "SDL_JoystickGetAxis") &&
-        find(sdl.hat_count, "SDL_JoystickNumHats") && find(sdl.hat, "SDL_JoystickGetHat") &&
-        find(sdl.button_count, "SDL_JoystickNumButtons") && find(sdl.button, "SDL_JoystickGetButton") &&
-        find(sdl.attach_virtual, "SDL_JoystickAttachVirtual") &&
-        find(sdl.detach_virtual, "SDL_JoystickDetachVirtual") &&
-        find(sdl.set_virtual_axis, "SDL_JoystickSetVirtualAxis") &&
-        find(sdl.set_virtual_button, "SDL_JoystickSetVirtualButton");
+    const bool complete = find(sdl.init_subsystem, "SDL_InitSubSystem") && find(sdl.was_init, "SDL_WasInit") &&
+                          find(sdl.set_hint, "SDL_SetHint") && find(sdl.event_state, "SDL_JoystickEventState") &&
+                          find(sdl.update, "SDL_JoystickUpdate") && find(sdl.count, "SDL_NumJoysticks") &&
+                          find(sdl.device_instance, "SDL_JoystickGetDeviceInstanceID") &&
+                          find(sdl.instance, "SDL_JoystickInstanceID") &&
+                          find(sdl.from_instance, "SDL_JoystickFromInstanceID") && find(sdl.open, "SDL_JoystickOpen") &&
+                          find(sdl.close, "SDL_JoystickClose") && find(sdl.attached, "SDL_JoystickGetAttached") &&
+                          find(sdl.axis_count, "SDL_JoystickNumAxes") && find(sdl.axis, "SDL_JoystickGetAxis") &&
+                          find(sdl.hat_count, "SDL_JoystickNumHats") && find(sdl.hat, "SDL_JoystickGetHat") &&
+                          find(sdl.button_count, "SDL_JoystickNumButtons") && find(sdl.button, "SDL_JoystickGetButton");
     return complete ? std::optional(sdl) : std::nullopt;
 }
 

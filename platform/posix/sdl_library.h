@@ -25,10 +25,6 @@ struct SdlLibrary {
     decltype(&SDL_JoystickGetHat) hat;
     decltype(&SDL_JoystickNumButtons) button_count;
     decltype(&SDL_JoystickGetButton) button;
-    decltype(&SDL_JoystickAttachVirtual) attach_virtual;
-    decltype(&SDL_JoystickDetachVirtual) detach_virtual;
-    decltype(&SDL_JoystickSetVirtualAxis) set_virtual_axis;
-    decltype(&SDL_JoystickSetVirtualButton) set_virtual_button;
 };
 
 /// The library, loaded at the first call; null if there is none, or one too old to have all of the functions.

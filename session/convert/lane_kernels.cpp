@@ -284,11 +284,11 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::session {
 
-HWY_EXPORT(scale_all);
-HWY_EXPORT(widen_all);
-HWY_EXPORT(load_all);
-HWY_EXPORT(interpolate_all);
-HWY_EXPORT(blend_all);
+ZAM_EXPORT(scale_all);
+ZAM_EXPORT(widen_all);
+ZAM_EXPORT(load_all);
+ZAM_EXPORT(interpolate_all);
+ZAM_EXPORT(blend_all);
 
 void scale_values(int from_type, const std::byte* from, xp_long count, const std::byte* null_value,
                   const LinearScale& scale, int to_type, std::byte* to) {

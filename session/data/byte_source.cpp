@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "base/file_handle.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "platform/large_file.h"
 #include "session/data/data_error.h"
@@ -37,10 +38,11 @@ private:
 ByteSourcePointer open_file(const std::string& name, xp_long start) {
     std::array<char, FILE_NAME_SIZE> expanded{};
     FILEmap_variables(name.c_str(), expanded.data(), static_cast<int>(expanded.size()));
+    const auto path = file_path(expanded.data());
     std::error_code error;
-    if (!std::filesystem::exists(expanded.data(), error)) throw DataError("the file does not exist");
-    if (!std::filesystem::is_regular_file(expanded.data(), error)) throw DataError("this is not a regular file");
-    const auto size = static_cast<xp_long>(std::filesystem::file_size(expanded.data(), error));
+    if (!std::filesystem::exists(path, error)) throw DataError("the file does not exist");
+    if (!std::filesystem::is_regular_file(path, error)) throw DataError("this is not a regular file");
+    const auto size = static_cast<xp_long>(std::filesystem::file_size(path, error));
     if (error) throw DataError("cannot read the file: " + error.message());
     return std::make_shared<FileBytes>(name, start, std::max<xp_long>(size - start, 0));
 }

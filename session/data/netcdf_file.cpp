@@ -31,6 +31,8 @@ bool is_netcdf(std::string_view start) {
 #include "base/available_memory.h"
 #include "base/checked_product.h"
 #include "base/element_types.h"
+#include "base/file_path.h"
+#include "base/part.h"
 #include "contract/file.h"
 #include "session/data/byte_source.h"
 #include "session/data/data_file.h"
@@ -63,7 +65,7 @@ public:
         FILEmap_variables(name.c_str(), expanded.data(), static_cast<int>(expanded.size()));
         // relative names could look like addresses of a network
         std::error_code none;
-        const auto path = std::filesystem::absolute(expanded.data(), none);
+        const auto path = std::filesystem::absolute(file_path(expanded.data()), none);
         const int status = nc_open(path.c_str(), NC_NOWRITE, &handle_.id);
         if (status != NC_NOERR) throw DataError(std::string("the file cannot be read: ") + nc_strerror(status));
         std::error_code error;
@@ -432,15 +434,20 @@ std::vector<DataArray> open_netcdf(const std::string& file) {
     const bool in_hdf5 = data_file_start(file).starts_with(kHdf5Magic);
     return in_hdf5 ? open_isolated(open_here, file) : open_here(file);  // HDF5's library can crash over damaged files
 }
+ZAM_PART_EXPORT(open_netcdf)
 
 }  // namespace zam::session
 
 #else
 
+#include "base/part.h"
+
 namespace zam::session {
 
-std::vector<DataArray> open_netcdf(const std::string& /*file*/) {
-    throw DataError("this build reads no NetCDF files: it was made without libnetcdf");
+std::vector<DataArray> open_netcdf(const std::string& file) {
+    static const auto open = part_function<decltype(open_netcdf)>("zam_netcdf", "open_netcdf");
+    if (!open) throw DataError("this build reads no NetCDF files: it was made without libnetcdf");
+    return open(file);
 }
 
 }  // namespace zam::session

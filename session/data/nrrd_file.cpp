@@ -21,6 +21,8 @@ bool is_nrrd(std::string_view start) { return start.starts_with("NRRD000"); }
 #include <memory>
 
 #include "base/checked_product.h"
+#include "base/file_path.h"
+#include "base/part.h"
 #include "session/data/byte_source.h"
 #include "session/data/element_format.h"
 #include "session/data/gzip_bytes.h"
@@ -145,7 +147,7 @@ Data find_data(const std::string& file, const ByteSourcePointer& bytes, const He
     if (header.data_file.empty()) return {bytes, header.data_start};
     if (header.data_file.starts_with("LIST") || header.data_file.find('%') != std::string::npos)
         throw DataError("values in several files are not read");
-    const auto name = (std::filesystem::path(file).parent_path() / header.data_file).string();
+    const auto name = (file_path(file).parent_path() / file_path(header.data_file)).string();
     try {
         return {open_file(name), 0};
     } catch (const DataError& error) {
@@ -263,15 +265,20 @@ std::vector<DataArray> open_nrrd(const std::string& file) {
     array.values = find_values(find_data(file, bytes, text), *header.state, format, count);
     return {array};
 }
+ZAM_PART_EXPORT(open_nrrd)
 
 }  // namespace zam::session
 
 #else
 
+#include "base/part.h"
+
 namespace zam::session {
 
-std::vector<DataArray> open_nrrd(const std::string& /*file*/) {
-    throw DataError("this build reads no NRRD files: it was made without teem");
+std::vector<DataArray> open_nrrd(const std::string& file) {
+    static const auto open = part_function<decltype(open_nrrd)>("zam_teem", "open_nrrd");
+    if (!open) throw DataError("this build reads no NRRD files: it was made without teem");
+    return open(file);
 }
 
 }  // namespace zam::session

@@ -1,5 +1,6 @@
 #include "session/data/zip_archive.h"
 
+#include "base/part.h"
 #include "session/data/data_error.h"
 #include "session/data/gzip_bytes.h"
 
@@ -97,6 +98,7 @@ std::vector<std::string> zip_members(const std::string& file) {
     }
     return names;
 }
+ZAM_PART_EXPORT(zip_members)
 
 ByteSourcePointer open_zip_member(const std::string& file, const std::string& member) {
     const Archive archive = open_archive(file);
@@ -112,6 +114,7 @@ ByteSourcePointer open_zip_member(const std::string& file, const std::string& me
         throw DataError("the archive's member " + member + " is too short for what it claims to hold");
     return std::make_shared<ZipMember>(file, static_cast<zip_uint64_t>(index), size);
 }
+ZAM_PART_EXPORT(open_zip_member)
 
 }  // namespace zam::session
 
@@ -121,9 +124,16 @@ namespace zam::session {
 
 constexpr const char* kMissing = "this build reads no .npz files: it was made without libzip";
 
-std::vector<std::string> zip_members(const std::string& /*file*/) { throw DataError(kMissing); }
-ByteSourcePointer open_zip_member(const std::string& /*file*/, const std::string& /*member*/) {
-    throw DataError(kMissing);
+std::vector<std::string> zip_members(const std::string& file) {
+    static const auto members = part_function<decltype(zip_members)>("zam_zip", "zip_members");
+    if (!members) throw DataError(kMissing);
+    return members(file);
+}
+
+ByteSourcePointer open_zip_member(const std::string& file, const std::string& member) {
+    static const auto open = part_function<decltype(open_zip_member)>("zam_zip", "open_zip_member");
+    if (!open) throw DataError(kMissing);
+    return open(file, member);
 }
 
 }  // namespace zam::session

@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "base/element_types.h"
+#include "base/file_path.h"
 #include "embedded/view/entries.h"
 #include "session/document/suggestion.h"
 #include "session/values/number_array.h"
@@ -347,7 +348,7 @@ void Definitions::add(const Document& document, std::unique_ptr<Definition> defi
     constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
     constexpr std::string_view kClassKeys[] = {"module", "class", "summary", "update", "methods", "parameters"};
     const std::size_t problems_before = problems.count();
-    Environment environment{problems, fs::path(definition->file).parent_path().string()};
+    Environment environment{problems, file_path(definition->file).parent_path().string()};
     const Cursor cursor(document, environment);
     if (!cursor.object()) return;
     definition->is_class = cursor.find("class").has_value();
@@ -368,7 +369,7 @@ Definitions Definitions::load(const std::string& directory, Problems& problems) 
     Definitions definitions;
     std::vector<std::string> files;
     std::error_code error;
-    for (auto entry = fs::directory_iterator(directory, error); !error && entry != fs::directory_iterator();
+    for (auto entry = fs::directory_iterator(file_path(directory), error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         if (entry->path().extension() == ".json") files.push_back(entry->path().string());
     }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/file_path.h"
+
 namespace zam::session {
 namespace {
 
@@ -136,7 +138,7 @@ void Checker::check_input_file(const Assignment& assignment) {
     if (!with_data_ || !name || !assignment.parameter->shape.input_file || name->empty() || name->front() == '$')
         return;
     std::error_code error;
-    if (!std::filesystem::exists(*name, error)) {
+    if (!std::filesystem::exists(file_path(*name), error)) {
         problems_.add(assignment.place, "the file " + *name + " does not exist");
     }
 }

@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "base/file_path.h"
 #include "session/document/suggestion.h"
 #include "session/network/frames.h"
 #include "session/network/network_check.h"
@@ -562,7 +563,7 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
                      Problems& problems) {
     const auto document = file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
     if (!document) return {};
-    return network_from(*document, fs::path(file).parent_path().string(), options, definitions, problems);
+    return network_from(*document, file_path(file).parent_path().string(), options, definitions, problems);
 }
 
 Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,

@@ -52,16 +52,19 @@ Image::Image(OMobj_id field, std::string_view ending) {
 
 void Image::row(std::uint32_t y, const ImageStyle& style, std::vector<std::uint8_t>& to) const {
     const std::size_t row = style.origin == ImageOrigin::upper ? y : height_ - 1 - y;
-    const std::byte* pixel = pixels_.values.data() + row * width_ * veclen_;
-    to.clear();
-    for (std::uint32_t x = 0; x < width_; ++x, pixel += veclen_) {
-        const auto opacity = static_cast<std::uint8_t>(pixel[0]);
-        for (std::size_t i = 0; i < 3; ++i) {
-            const auto color = static_cast<std::uint8_t>(pixel[1 + i]);
-            to.push_back(style.background ? over(color, opacity, (*style.background)[i]) : color);
+    const auto* const pixels = reinterpret_cast<const std::uint8_t*>(pixels_.values.data()) + row * width_ * veclen_;
+    to.resize(width_ * (style.alpha ? std::size_t{4} : std::size_t{3}));
+    std::uint8_t* out = to.data();
+    const auto each = [&, veclen = veclen_, end = pixels + width_ * veclen_, alpha = style.alpha](const auto& color) {
+        for (const std::uint8_t* pixel = pixels; pixel != end; pixel += veclen) {
+            for (std::size_t i = 0; i < 3; ++i) *out++ = color(pixel, i);
+            if (alpha) *out++ = pixel[0];
         }
-        if (style.alpha) to.push_back(opacity);
-    }
+    };
+    if (!style.background) return each([](const std::uint8_t* pixel, std::size_t i) { return pixel[1 + i]; });
+    each([background = *style.background](const std::uint8_t* pixel, std::size_t i) {
+        return over(pixel[1 + i], pixel[0], background[i]);
+    });
 }
 
 }  // namespace zam::session

@@ -16,6 +16,7 @@
 #endif
 
 #include "base/element_types.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "session/objects/run_error.h"
 
@@ -68,11 +69,12 @@ OutputFile::OutputFile(const std::string& directory, const std::string& name) {
     path_ = name;
     std::error_code error;
     if (FILEis_path_absolute(name.c_str()) != 1) {
-        path_ = (fs::path(directory) / name).string();
-        if (fs::path(path_).has_parent_path()) fs::create_directories(fs::path(path_).parent_path(), error);
+        path_ = (file_path(directory) / file_path(name)).string();
+        const fs::path folder = file_path(path_).parent_path();
+        if (!folder.empty()) fs::create_directories(folder, error);
         if (error) throw RunError("cannot make the directory of " + path_ + ": " + error.message());
     }
-    const auto status = fs::status(path_, error);
+    const auto status = fs::status(file_path(path_), error);
     if (!fs::exists(status) || fs::is_regular_file(status)) aside_ = path_ + ".part";
     open();
 }
@@ -131,7 +133,7 @@ void OutputFile::commit() {
     if (!flushed || (file_ && std::fclose(file_.release()) != 0)) fail("cannot write");
     if (aside_.empty()) return;
     std::error_code error;
-    fs::rename(aside_, path_, error);
+    fs::rename(file_path(aside_), file_path(path_), error);
     if (error) throw RunError("cannot write " + path_ + ": " + error.message());
     forget_part(aside_);
     aside_.clear();

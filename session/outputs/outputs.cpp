@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "base/element_types.h"
+#include "base/file_path.h"
 #include "contract/om.h"
 #include "embedded/host.h"
 #include "session/objects/field_access.h"
@@ -94,7 +95,7 @@ void write_picture(const Output& output, const Picture& picture, OutputFile& fil
 
 std::string bytes_text(const std::string& path) {
     std::error_code error;
-    const auto bytes = std::filesystem::file_size(path, error);  // devices have none
+    const auto bytes = std::filesystem::file_size(file_path(path), error);  // devices have none
     return error ? "" : std::to_string(bytes) + " bytes";
 }
 

@@ -1,10 +1,10 @@
-// Pages as pixels. The only place that knows the library that draws letters.
+// Pages as pixels.
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "session/outputs/page.h"
+#include "session/outputs/page_strip.h"
 
 namespace zam::session {
 
@@ -27,14 +27,8 @@ public:
     }
 
 private:
-    struct Strip {
-        int x = 0, y = 0, width = 0, height = 0;
-        std::vector<std::uint32_t> pixels;  // red, green, blue from the third lowest byte down
-    };
-
-    static void draw(const Page& page, Strip& strip);
     template <class Put>
-    static void each(const Strip& strip, int y, Put put) {
+    static void each(const PageStrip& strip, int y, Put put) {
         const auto* pixel = strip.pixels.data() + static_cast<std::ptrdiff_t>(y - strip.y) * strip.width;
         for (int i = 0; i < strip.width; ++i, ++pixel) {
             put(static_cast<std::uint8_t>(*pixel >> 16), static_cast<std::uint8_t>(*pixel >> 8),
@@ -42,8 +36,8 @@ private:
         }
     }
 
-    int top_, bottom_;  // of the picture
-    Strip strips_[4];   // above, below, left and right of it
+    int top_, bottom_;     // of the picture
+    PageStrip strips_[4];  // above, below, left and right of it
 };
 
 }  // namespace zam::session

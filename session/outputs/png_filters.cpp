@@ -87,7 +87,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::session {
 
-HWY_EXPORT(filter_row);
+ZAM_EXPORT(filter_row);
 
 std::uint64_t filter_row(PngFilter filter, const PngRow& row, const PngRow& above, std::size_t pixel, PngRow& to) {
     return ZAM_DISPATCH(filter_row)(filter, row, above, pixel, to);

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "base/file_path.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -17,15 +19,19 @@ namespace fs = std::filesystem;
 
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "zam_modules.dll";
+constexpr const char* kLibraryDirectory = "bin";
 
 fs::path program_file() {
-    char name[MAX_PATH] = "";
-    GetModuleFileNameA(nullptr, name, MAX_PATH);
-    return name;
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
+        if (length < name.size()) return name.substr(0, length);
+        name.resize(2 * name.size());
+    }
 }
 
 void* open_library(const std::string& file, std::string& error) {
-    auto* handle = reinterpret_cast<void*>(LoadLibraryA(file.c_str()));
+    auto* handle = reinterpret_cast<void*>(LoadLibraryW(file_path(file).c_str()));
     if (!handle) error = file + ": system error " + std::to_string(GetLastError());
     return handle;
 }
@@ -39,6 +45,7 @@ void* find_own_symbol(const char* name) {
 }
 #else
 constexpr const char* kLibraryName = "libzam_modules.so";
+constexpr const char* kLibraryDirectory = "lib";
 
 /// The program or library that this code is part of.
 fs::path program_file() {
@@ -76,11 +83,11 @@ void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 Installation find_installation() {
     if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) return installation_in(path);
     const fs::path base = program_file().parent_path().parent_path();
-    return {(base / "lib" / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
+    return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
 }
 
 Installation installation_in(const std::string& directory) {
-    return {(fs::path(directory) / kLibraryName).string(), directory};
+    return {(file_path(directory) / kLibraryName).string(), directory};
 }
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::load(const std::string& file, std::string& error) {

@@ -13,6 +13,7 @@
 
 #include "base/element_types.h"
 #include "base/file_handle.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "platform/large_file.h"
 #include "session/data/data_error.h"
@@ -86,13 +87,14 @@ std::optional<NumberArray> read_written(const Cursor& cursor, const Numbers& num
 std::optional<xp_long> file_length(const Cursor& cursor, const std::string& file) {
     std::array<char, FILE_NAME_SIZE> expanded{};
     FILEmap_variables(file.c_str(), expanded.data(), static_cast<int>(expanded.size()));
+    const fs::path path = file_path(expanded.data());
     std::error_code error;
-    if (!fs::exists(expanded.data(), error)) {
+    if (!fs::exists(path, error)) {
         cursor.problem("the file " + file + " does not exist");
         return std::nullopt;
     }
-    const auto length = fs::is_regular_file(expanded.data(), error) ? fs::file_size(expanded.data(), error) : 0;
-    if (error || !fs::is_regular_file(expanded.data(), error)) {
+    const auto length = fs::is_regular_file(path, error) ? fs::file_size(path, error) : 0;
+    if (error || !fs::is_regular_file(path, error)) {
         cursor.problem(file + " is not a file of values");
         return std::nullopt;
     }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <filesystem>
 #include <limits>
 #include <span>
 
 #include "base/file_handle.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "session/convert/convert_field.h"
 #include "session/data/data_error.h"
@@ -347,13 +349,25 @@ std::optional<Value> read_integer(const Cursor& cursor) {
     return value ? std::optional(Value{static_cast<std::int32_t>(*value)}) : std::nullopt;
 }
 
+/// A file's name as modules are given it: on Windows absolute, since its profile calls look for others in its own
+/// directory.
+std::string file_name_for_modules(std::string name) {
+#if defined(_WIN32)
+    std::error_code error;
+    const bool named = !name.empty() && name.front() != '$' && FILEis_path_absolute(name.c_str()) != 1;
+    const auto absolute = named ? std::filesystem::absolute(file_path(name), error) : std::filesystem::path();
+    if (named && !error) return absolute.string();
+#endif
+    return name;
+}
+
 std::optional<Value> read_text(const Cursor& cursor, bool file_name) {
     auto text = cursor.text();
     if (text && text->find('\0') != std::string::npos) {
         cursor.problem("texts hold no zero characters");
         return std::nullopt;
     }
-    if (text && file_name) text = input_file(cursor.environment().directory, *text);
+    if (text && file_name) text = file_name_for_modules(input_file(cursor.environment().directory, *text));
     return as_value(std::move(text));
 }
 

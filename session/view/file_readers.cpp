@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "base/file_handle.h"
+#include "base/file_path.h"
 #include "contract/file.h"
 #include "session/document/parser.h"
 
@@ -108,7 +109,7 @@ bool is_whole_capture(const FileStart& file) {
     constexpr xp_long kPixelBytes = 8;  // colours and depth
     const auto dims = capture_dims(file.bytes);
     std::error_code error;
-    const auto size = static_cast<xp_long>(std::filesystem::file_size(file.name, error));
+    const auto size = static_cast<xp_long>(std::filesystem::file_size(file_path(file.name), error));
     return !error && size >= xp_long{2 * kDigits} + kPixelBytes * dims[0] * dims[1];
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/file_path.h"
 #include "session/document/suggestion.h"
 #include "session/values/color_tables.h"
 
@@ -13,10 +14,10 @@ namespace fs = std::filesystem;
 
 /// The name of a file in a network that lies in another directory.
 std::string name_from(const std::string& directory, const std::string& file) {
-    if (directory.empty() || fs::path(file).is_absolute()) return file;
+    if (directory.empty() || file_path(file).is_absolute()) return file;
     std::error_code error;
-    const fs::path name = fs::relative(file, directory, error);
-    return error || name.empty() ? fs::absolute(file).string() : name.string();
+    const fs::path name = fs::relative(file_path(file), file_path(directory), error);
+    return error || name.empty() ? fs::absolute(file_path(file)).string() : name.string();
 }
 
 Json to_json(const Value& value) {

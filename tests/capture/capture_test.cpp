@@ -1,11 +1,14 @@
 // Captures on disk and in memory: what they leave, how failures are reported, and what stays then.
+#if !defined(_WIN32)
 #include <sys/stat.h>
-#include <unistd.h>
+#endif
 
 #include <functional>
 
 #include "modules/zam/ZBufCapture.h"
+#include "platform/directory.h"
 #include "tests/capture/capture_fixture.h"
+#include "tests/support/environment.h"
 
 namespace zam::test {
 namespace {
@@ -19,7 +22,7 @@ class Capture : public CaptureTest {
 protected:
     void SetUp() override {
         CaptureTest::SetUp();
-        setenv("USERNAME", "ada", 1);
+        set_variable("USERNAME", "ada");
         make_instance();
     }
     void make_instance() {
@@ -36,7 +39,9 @@ protected:
         fill_image(element("in", 1), 1, 3, kSecond);
     }
     void update(int seq = 7) const { EXPECT_EQ(ZBufCaptureUpdate(instance, 0, seq), 1); }
-    std::string set_name(int seq = 7) const { return "ada" + std::to_string(getpid()) + "." + std::to_string(seq); }
+    std::string set_name(int seq = 7) const {
+        return "ada" + std::to_string(platform::process_id()) + "." + std::to_string(seq);
+    }
     fs::path set_file(const char* name) const { return directory / set_name() / name; }
     /// Lets captures go to the test's directory.
     void continue_set() const { set_text("currDir", scratch.path()); }
@@ -60,11 +65,11 @@ TEST_F(Capture, AppendsFilesToTheSet) {
 }
 
 TEST_F(Capture, DoesWithoutAUserNameAndTakesTheLargestSize) {
-    unsetenv("USERNAME");
+    unset_variable("USERNAME");
     const DepthImage wide = one_color({1, 2, 3, 4}, std::vector<float>(99999, 1));
     fill_image(element("in", 0), 99999, 1, wide);
     update(3);
-    const std::string name = std::to_string(getpid()) + ".3";
+    const std::string name = std::to_string(platform::process_id()) + ".3";
     EXPECT_EQ(text("currDir"), scratch.path() + "\\" + name);
     EXPECT_EQ(scratch.read(directory / name / "pceimg00000.img"), file_bytes("9999900001", wide));
 }
@@ -168,16 +173,18 @@ TEST_F(Capture, SaysWhyThereIsNoDirectory) {
 
 TEST_F(Capture, ReportsFilesThatCannotBeWritten) {
     const fs::path image = directory / "pceimg00000.img";
-    const auto full_disk = [&] { fs::create_symlink("/dev/full", image); };
+    [[maybe_unused]] const auto full_disk = [&] { fs::create_symlink("/dev/full", image); };
     const std::pair<const char*, std::function<void()>> cases[] = {
+        {"a directory of that name", [&] { fs::create_directory(image); }},
+#if !defined(_WIN32)  // which has no files that are pipes or always full
+        {"a pipe", [&] { mkfifo(image.c_str(), 0600); }},
         {"a full disk, which closing finds", full_disk},
         {"a full disk, which writing finds",
          [&] {
              full_disk();
              fill_image(element("in", 0), 100, 100, one_color({1, 2, 3, 4}, std::vector<float>(10000, 1)));
          }},
-        {"a directory of that name", [&] { fs::create_directory(image); }},
-        {"a pipe", [&] { mkfifo(image.c_str(), 0600); }},
+#endif
         {"no directory", [&] { set_text("currDir", scratch.file("vanished")); }},
         {"no number", [&] { set_int("currCount", -1); }},
     };

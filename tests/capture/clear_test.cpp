@@ -1,5 +1,7 @@
 // Clearing, which deletes what captures wrote and nothing else, and the check of a set.
+#if !defined(_WIN32)
 #include <sys/stat.h>
+#endif
 
 #include <climits>
 #include <sstream>
@@ -39,9 +41,10 @@ TEST_F(Clear, EndsTheSet) {
 }
 
 TEST_F(Clear, DeletesNothingElse) {
-    const Texts others{"PCEIMG00001.img",      "pceimg-0001.img", "pceimg.img",       "pceimg00001.IMG",
-                       "pceimg00001.img.x",    "pceimg00003.img", "pceimg000001.img", "pceimg0001.img",
+    const Texts others{"PCEIMG00004.img",      "pceimg-0001.img", "pceimg.img",       "pceimg00005.IMG",
+                       "pceimg00001.img.x",    "pceimg00006.img", "pceimg000001.img", "pceimg0001.img",
                        "pceimg4294967297.img", "pceimgx0001.img"};
+    set_int("currCount", 6);
     for (const auto& name : others) scratch.write("set/" + name, "x");
     fs::create_directory(directory / "set" / "pceimg00001.img");
     const std::string before = text("currDir");
@@ -72,9 +75,11 @@ TEST_F(Clear, GoesByTheFilesThatAreThere) {
 }
 
 TEST_F(Clear, DoesWithoutWhatIsMissing) {
+#if !defined(_WIN32)                                            // which has no such files
     mkfifo(scratch.file("set/pceimg00001.img").c_str(), 0600);  // opening it would wait forever
     clear();
     EXPECT_EQ(names(), Texts{"set"});
+#endif
     set_text("currDir", scratch.file("none"));
     clear();
     EXPECT_EQ(text("currDir"), scratch.file("none"));

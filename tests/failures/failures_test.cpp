@@ -45,9 +45,11 @@ private:
 
 class Failures : public ::testing::TestWithParam<TextCase> {
 protected:
+    ~Failures() override { std::filesystem::current_path(ZAM_TEST_DATA); }  // a directory in use may not be removed
     void SetUp() override {
         std::filesystem::current_path(scratch_.path());
-        std::filesystem::copy(ZAM_TEST_DATA "/inputs", ".");
+        for (const auto& input : std::filesystem::directory_iterator(ZAM_TEST_DATA "/inputs"))
+            std::filesystem::copy(input, input.path().filename());
         std::filesystem::copy(ZAM_TEST_GRIDS "/m4_little_i4_solid.dat", "grid.dat");
         Problems problems;
         definitions_ = Definitions::load(ZAM_TEST_MODULES, problems);

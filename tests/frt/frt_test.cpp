@@ -1,5 +1,10 @@
 // Grids in Fortran records: files that Fortran programs wrote, files that end anywhere or lie about themselves.
+
+#if defined(_WIN32)
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cstring>
@@ -242,7 +247,13 @@ struct OpenGrid {
         records.detect_layout();
         shape = frt::read_shape(records);
     }
-    void shrink(std::size_t size) const { ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0); }
+    void shrink(std::size_t size) const {
+#if defined(_WIN32)
+        ASSERT_EQ(_chsize(_fileno(stream.get()), static_cast<long>(size)), 0);
+#else
+        ASSERT_EQ(ftruncate(fileno(stream.get()), static_cast<off_t>(size)), 0);
+#endif
+    }
 
     const FileHandle stream{std::tmpfile()};
     const std::size_t file_size;  // written before the records are looked at

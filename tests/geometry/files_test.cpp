@@ -1,9 +1,14 @@
 // Listing files: patterns, what a directory holds, and the module's two passes.
+#if defined(_WIN32)
+#include <io.h>
+#endif
+
 #include <filesystem>
 
 #include "modules/zam/get_files.h"
 #include "platform/find_files.h"
 #include "tests/geometry/geometry_fixture.h"
+#include "tests/support/environment.h"
 #include "tests/support/scratch_directory.h"
 #include "tests/support/text_cases.h"
 
@@ -38,7 +43,7 @@ protected:
     void SetUp() override {
         GeometryTest::SetUp();
         for (const char* name : {"inner.txt", "empty"}) fs::create_directory(folder / name);
-        for (const char* name : {"b.txt", "B.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) scratch.write(name, "");
+        for (const char* name : {"b.txt", "D.TXT", "a.txt", "README", ".hidden.txt", "c.dat"}) scratch.write(name, "");
         set_int("nFiles", 0);
         files = host::create(instance, "files", host::Kind::texts);
     }
@@ -57,11 +62,11 @@ protected:
 };
 
 TEST_F(GetFiles, ListsNamesInTheOrderOfTheirBytes) {
-    setenv("ZAM_TEST_FILES", folder.c_str(), 1);
+    set_variable("ZAM_TEST_FILES", folder.string().c_str());
     std::string backslashes = folder.string();
     std::replace(backslashes.begin(), backslashes.end(), '/', '\\');
-    const Names every{".hidden.txt", "B.TXT", "README", "a.txt", "b.txt", "c.dat"};
-    const Names texts{".hidden.txt", "B.TXT", "a.txt", "b.txt"};
+    const Names every{".hidden.txt", "D.TXT", "README", "a.txt", "b.txt", "c.dat"};
+    const Names texts{".hidden.txt", "D.TXT", "a.txt", "b.txt"};
     const std::tuple<std::string, const char*, Names> cases[] = {
         {folder.string(), "*", every},           {backslashes + "\\", "*", every},
         {folder.string() + "/", "txt", texts},   {"$ZAM_TEST_FILES", "TxT", texts},
@@ -82,9 +87,29 @@ TEST_F(GetFiles, ListsNamesInTheOrderOfTheirBytes) {
     EXPECT_EQ(reports, Names());
     const auto found = platform::find_files(folder.string() + "\\*.txt");
     ASSERT_EQ(found.size(), 5U);
+#if !defined(_WIN32)  // where files are hidden by an attribute, and have one that tells what was backed up
     EXPECT_TRUE(found[0].attributes == platform::kHidden && found[1].attributes == 0);
+#endif
     EXPECT_TRUE(found[4].name == "inner.txt" && found[4].attributes == platform::kDirectory);
 }
+
+#if defined(_WIN32)
+TEST_F(GetFiles, AgreesWithTheSystem) {
+    // not: what Wine does otherwise than Windows, "*." and "?" before a dot or at the end
+    for (const std::string pattern : {"*", "*.*", "*.txt", "a*", "b*.*", "*.t*", "*txt", "README.", "README.*", "*.TXT",
+                                      "inner.*", "none*", ".hidden.txt", "?.txt"}) {
+        std::vector<std::string> names, expected;
+        for (const auto& file : platform::find_files(folder.string() + "/" + pattern)) names.push_back(file.name);
+        _finddata64i32_t record{};
+        const intptr_t listing = _findfirst64i32((folder.string() + "/" + pattern).c_str(), &record);
+        for (bool more = listing != -1; more; more = _findnext64i32(listing, &record) == 0)
+            expected.emplace_back(record.name);
+        if (listing != -1) _findclose(listing);
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(names, expected) << pattern;
+    }
+}
+#endif
 
 TEST_F(GetFiles, ClearsWhatThereIsAndStopsQuietly) {
     set_text("dir", folder.string());

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "tests/host/host_test.h"
+#include "tests/support/environment.h"
 #include "tests/support/scratch_directory.h"
 #include "tests/support/text_cases.h"
 
@@ -13,9 +14,9 @@ namespace {
 
 struct Files : testing::Test {
     void SetUp() override {
-        setenv("ZAM_TEST_DIR", "/data", 1);
-        setenv("XP_PATH", " /first  /second ", 1);
-        unsetenv("ZAM_TEST_NONE");
+        test::set_variable("ZAM_TEST_DIR", "/data");
+        test::set_variable("XP_PATH", " /first  /second ");
+        test::unset_variable("ZAM_TEST_NONE");
     }
     static std::string mapped(const char* name, int size = 200) {
         std::string buffer(200, '#');
@@ -52,7 +53,7 @@ TEST_F(Files, OnlyFilesAreOpened) {
     const test::ScratchDirectory directory;
     std::filesystem::create_directory(directory.file("inner"));
     directory.write("inner/file", "x");
-    setenv("ZAM_TEST_DIR", directory.path().c_str(), 1);
+    test::set_variable("ZAM_TEST_DIR", directory.path().c_str());
     const std::tuple<const char*, const char*, int> kCases[] = {
         {"$ZAM_TEST_DIR/inner/file", "rb", 0},  {"$ZAM_TEST_DIR\\inner\\file", "rb", 0},
         {"$ZAM_TEST_DIR\\inner\\new", "wb", 0}, {"$ZAM_TEST_DIR/inner", "rb", EISDIR},
@@ -67,7 +68,7 @@ TEST_F(Files, OnlyFilesAreOpened) {
     }
     EXPECT_TRUE(directory.has("inner/new"));
     // a value that repeats without end takes no memory
-    setenv("ZAM_TEST_DIR", std::string(60000, 'x').c_str(), 1);
+    test::set_variable("ZAM_TEST_DIR", std::string(60000, 'x').c_str());
     std::string many;
     for (int k = 0; k < 100000; ++k) many += "$ZAM_TEST_DIR";
     EXPECT_EQ(FILEfopen(many.c_str(), "rb"), nullptr);

@@ -20,11 +20,11 @@ TEST_F(JoystickCapture, CapturesOncePerProcess) {
     EXPECT_EQ(get("joy2_captured"), 0);
     EXPECT_EQ(get("event_on"), 1);
     // that the second joystick was not there has ended the capture of the first
-    EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), 0U);
+    EXPECT_EQ(platform::capture_joystick(nullptr, 0), 0U);
     move(2, kRest);
     ZAM_LIB_QELjoyCapture_update_init(self, 0, 0);
     EXPECT_EQ(get("joy2_captured"), 1);
-    EXPECT_EQ(joySetCapture(nullptr, 0, 0, 0), MMRESULT{JOYERR_NOCANDO});
+    EXPECT_EQ(platform::capture_joystick(nullptr, 0), MMRESULT{JOYERR_NOCANDO});
     // captures outlive the instance, and the joysticks
     end();
     for (const int id : {1, 2}) zam_simulate_joystick(id, nullptr);

@@ -44,7 +44,7 @@ constexpr Position kUnread{99999};
 Position position(unsigned id) {
     JOYINFOEX info = asking_for(JOY_RETURNALL);
     info.dwZpos = 7;  // whatever was there
-    if (joyGetPosEx(id, &info) != 0) return kUnread;
+    if (platform::read_joystick(id, info) != 0) return kUnread;
     return {info.dwXpos, info.dwYpos, info.dwZpos, info.dwRpos, info.dwUpos, info.dwVpos, info.dwPOV, info.dwButtons};
 }
 

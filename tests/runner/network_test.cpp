@@ -21,10 +21,10 @@ TEST_P(Networks, WriteWhatIsExpected) {
     const auto& [name, expected_status] = GetParam();
     const auto folder = std::filesystem::path(ZAM_TEST_NETWORKS) / name;
     const Scratch scratch;
-    const std::string command = "cd '" + folder.string() +
-                                "' && unset ZAM_MODULE_PATH && '" ZAM_PROGRAM "' run network.json --output-dir '" +
-                                scratch.file("") + "' --log '" + scratch.file("log") + "' >'" + scratch.file("stdout") +
-                                "' 2>'" + scratch.file("stderr") + "' </dev/null";
+    const std::string command = "cd '" + folder.string() + "' && unset ZAM_MODULE_PATH && '" + program() +
+                                "' run network.json --output-dir '" + scratch.file("") + "' --log '" +
+                                scratch.file("log") + "' >'" + scratch.file("stdout") + "' 2>'" +
+                                scratch.file("stderr") + "' </dev/null";
     const int status = std::system(command.c_str());
     EXPECT_EQ(WEXITSTATUS(status), expected_status);
     for (const auto& entry : std::filesystem::directory_iterator(folder / "expected")) {

@@ -8,6 +8,7 @@
 
 #include "tests/runner/read_back.h"
 #include "tests/runner/support.h"
+#include "tests/support/environment.h"
 #include "tests/support/text_cases.h"
 
 namespace zam::test {
@@ -102,7 +103,7 @@ void expect_file(const TextCase& one, const Scratch& scratch, const std::string&
 /// and of their files lie one directory deeper.
 Scratch::Run run(const TextCase& one, const Scratch& scratch) {
     std::filesystem::copy(ZAM_TEST_DATA "/inputs", scratch.path(), std::filesystem::copy_options::recursive);
-    setenv("DATA", ZAM_TEST_NETWORKS "/..", 1);
+    set_variable("DATA", ZAM_TEST_NETWORKS "/..");
     const std::string file = one.form == "value" ? "DIR/n.json" : "n.json";
     scratch.write(one.form == "info" ? "f" : file, network(one));
     const auto options = one.list('$');

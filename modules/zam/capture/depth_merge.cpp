@@ -59,7 +59,7 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
-HWY_EXPORT(merge);
+ZAM_EXPORT(merge);
 
 }  // namespace
 

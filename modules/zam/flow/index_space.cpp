@@ -243,8 +243,8 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
-HWY_EXPORT(express_2d);
-HWY_EXPORT(express_3d);
+ZAM_EXPORT(express_2d);
+ZAM_EXPORT(express_3d);
 
 /// Expresses the vectors whose results are not finite once more, with the host's inverses of their matrices.
 /// @param differences  along each axis, of `count` nodes

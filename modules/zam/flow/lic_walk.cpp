@@ -204,9 +204,9 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::lic {
 
-HWY_EXPORT(make_all_pixels);
-HWY_EXPORT(take_all_steps);
-HWY_EXPORT(take_one_step);
+ZAM_EXPORT(make_all_pixels);
+ZAM_EXPORT(take_all_steps);
+ZAM_EXPORT(take_one_step);
 
 void make_pixels(std::span<const double> vx, std::span<const double> vy, std::span<const std::uint8_t> noise,
                  Pixel* pixels) {

@@ -128,7 +128,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::topology {
 
-HWY_EXPORT(take_all_steps);
+ZAM_EXPORT(take_all_steps);
 
 void take_run(const VectorGrid& grid, Run& run) { ZAM_DISPATCH(take_all_steps)(grid, run); }
 

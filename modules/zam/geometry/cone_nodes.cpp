@@ -105,7 +105,7 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
-HWY_EXPORT(fill_rim);
+ZAM_EXPORT(fill_rim);
 
 }  // namespace
 

@@ -82,7 +82,7 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
-HWY_EXPORT(append_to_lanes);
+ZAM_EXPORT(append_to_lanes);
 
 /// @param color  opacity or whatever else, red, green, blue
 std::byte luminance_of(const std::byte* color, int min, int max) {

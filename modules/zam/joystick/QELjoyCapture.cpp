@@ -25,9 +25,9 @@ int second_captured = 0;
 /// Captures a joystick unless the process has it. @return whether it has it now
 bool capture(HWND window, unsigned id, int& process_flag, OMXint member) {
     if (process_flag != 1) {
-        process_flag = joySetCapture(window, id, 0, 0) == JOYERR_NOERROR ? 1 : 0;
+        process_flag = zam::platform::capture_joystick(window, id) == JOYERR_NOERROR ? 1 : 0;
         // deliberate: also when the second joystick could not be captured, the first one's capture ends.
-        if (process_flag == 0) joyReleaseCapture(kFirst);
+        if (process_flag == 0) zam::platform::release_joystick(kFirst);
     }
     member = process_flag;
     return process_flag == 1;
@@ -35,7 +35,7 @@ bool capture(HWND window, unsigned id, int& process_flag, OMXint member) {
 
 bool read_position(unsigned id, JOYINFOEX& record) {
     record.dwFlags = JOY_RETURNALL;
-    return joyGetPosEx(id, &record) == JOYERR_NOERROR;
+    return zam::platform::read_joystick(id, record) == JOYERR_NOERROR;
 }
 
 /// The threshold in units of an axis, in single precision first, then truncated. No position is beyond a threshold that

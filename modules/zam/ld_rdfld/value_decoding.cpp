@@ -1,12 +1,11 @@
 #include "modules/zam/ld_rdfld/value_decoding.h"
 
-#include <rpc/xdr.h>
-
 #include <cstdint>
 #include <cstring>
 
 #include "base/byte_order.h"
 #include "modules/support/host_array.h"
+#include "platform/xdr.h"
 
 namespace zam::ldrf {
 namespace {
@@ -14,8 +13,8 @@ namespace {
 /// Decodes the words that the XDR memory stream lends: the same values as from its functions, several times faster.
 bool decode_xdr(std::byte* wire, xp_long bytes, int type, std::byte* to, xp_long count) {
     XDR xdr;
-    xdrmem_create(&xdr, reinterpret_cast<char*>(wire), static_cast<u_int>(bytes), XDR_DECODE);
-    const std::int32_t* word = XDR_INLINE(&xdr, static_cast<u_int>(bytes));
+    xdrmem_create(&xdr, reinterpret_cast<char*>(wire), static_cast<unsigned>(bytes), XDR_DECODE);
+    const std::int32_t* word = XDR_INLINE(&xdr, static_cast<unsigned>(bytes));
     if (word == nullptr) return false;
     const auto store = [&](xp_long i, auto value) {
         std::memcpy(to + i * static_cast<xp_long>(sizeof value), &value, sizeof value);

@@ -11,9 +11,7 @@
 
 namespace zam::voxel {
 
-/// The number that a field begins with, as atof reads it in the "C" locale, whatever the program's locale is: white
-/// space, a sign, decimal digits with a point and an exponent, "inf" or "nan". What follows is ignored; 0 where there
-/// is no number. There are no hexadecimal numbers: "0x10" is 0. Read as double and then narrowed to float.
+/// What read_decimal() makes of a field, narrowed to float.
 float to_number(std::string_view field);
 
 /// Takes the contents of a line apart. Runs of blanks and tabs count as one separator; a comma always separates, and

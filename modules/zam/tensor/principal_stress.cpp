@@ -226,7 +226,7 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
-HWY_EXPORT(solve);
+ZAM_EXPORT(solve);
 
 }  // namespace
 

@@ -49,7 +49,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::tracer {
 
-HWY_EXPORT(see_bytes);
+ZAM_EXPORT(see_bytes);
 
 namespace {
 

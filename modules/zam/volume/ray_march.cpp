@@ -103,10 +103,10 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zam::tracer {
 
-HWY_EXPORT(march_narrow_cells);
-HWY_EXPORT(march_wide_cells);
-HWY_EXPORT(march_narrow_faces);
-HWY_EXPORT(march_wide_faces);
+ZAM_EXPORT(march_narrow_cells);
+ZAM_EXPORT(march_wide_cells);
+ZAM_EXPORT(march_narrow_faces);
+ZAM_EXPORT(march_wide_faces);
 
 void march_cells(Packet<std::uint32_t>& rays, const Volume& volume) { ZAM_DISPATCH(march_narrow_cells)(rays, volume); }
 void march_cells(Packet<std::int64_t>& rays, const Volume& volume) { ZAM_DISPATCH(march_wide_cells)(rays, volume); }
