@@ -33,6 +33,7 @@ RUNS = 16
 CELL = 16
 TOLERANCE = 1e-5
 IMAGE = re.compile(rb"data:image/png;base64,([^\"]*)")
+ABSOLUTE = re.compile(rb'"[A-Z]:\\\\[^"]*\\\\')  # the directory of a file's name on Windows, where modules are given it
 NUMBER = re.compile(rb"-?\d+(?:\.\d+)?(?:e[-+]?\d+)?")
 KINDS = {".png": "picture", ".svg": "text"}  # of new files; others are exact
 VTK_TYPES = {"Float32": "f", "Float64": "d"}
@@ -136,6 +137,7 @@ def outputs(folder, stored):
     """(name, kind, words, small picture) of every output; the kind is the one stored, if any."""
     for file in sorted(path for path in folder.rglob("*") if path.is_file()):
         name, data = file.relative_to(folder).as_posix(), file.read_bytes()
+        data = ABSOLUTE.sub(b'"', data) if file.suffix == ".json" else data
         if file.suffix == ".png":
             picture = read_png(data)
             yield name, "picture", [str(size) for size in picture[:2]], shrink(*picture)
