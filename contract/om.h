@@ -124,7 +124,8 @@ ZAM_HOST_API int OMpop_status_range(void);
 /// Reports progress.
 /// @param percent    0 to 100 within the current stretch
 /// @param text       what is being done, or null
-/// @param interrupt  set to 1 when the user asked to stop, else 0; or null
+/// @param interrupt  set to 1 when the user asked to stop, else 0; or null. A host that ends a call of a module for its
+///                   user may throw from here unless it is null: C++ modules own what they hold, C modules give null
 ZAM_HOST_API int OMstatus_check(int percent, const char* text, int* interrupt);
 
 #ifdef __cplusplus

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "base/available_memory.h"
@@ -18,8 +19,20 @@ constexpr std::uint64_t kMaxBytes = std::uint64_t{1} << 39;
 // Faults repeat in loops; the first ones say what is wrong.
 constexpr std::size_t kMaxFaults = 1000;
 
+std::atomic<std::int64_t> held_arrays = 0;
+
 std::string place(const char* file, int line) {
     return std::string(file ? file : "unknown file") + ":" + std::to_string(line);
+}
+
+/// Replaces contents by a copy of them; false if memory is exhausted.
+bool make_own(Array& array) {
+    Array copy = make_array(array.type, array.count);
+    if (!copy) return false;
+    if (array.count > 0) std::memcpy(copy.data(), array.data(), copy.block->bytes());
+    copy.block->follow(*array.block);
+    array = std::move(copy);
+    return true;
 }
 
 }  // namespace
@@ -49,6 +62,10 @@ std::shared_ptr<Block> Block::borrow(void* data, std::size_t bytes) {
     return std::make_shared<Block>(data, bytes, false);
 }
 
+std::shared_ptr<Block> Block::lend(const void* data, std::size_t bytes, std::shared_ptr<const void> owner) {
+    return std::make_shared<Block>(const_cast<void*>(data), bytes, false, std::move(owner));
+}
+
 Block::~Block() {
     if (owned_) free_zeroed(data_, bytes_);
 }
@@ -65,7 +82,7 @@ void* Ledger::allocate(int type, xp_long count, const char* file, int line) {
     if (allocations_until_failure_ > 0 && --allocations_until_failure_ == 0) return nullptr;
     const Array array = make_array(type, count);
     if (!array) return nullptr;
-    entries_.insert_or_assign(array.data(), Entry{array.block, place(file, line), {}});
+    entries_.insert_or_assign(array.data(), Entry{array.block, {}, place(file, line), {}});
     return array.data();
 }
 
@@ -86,7 +103,7 @@ std::optional<OMobj_id> Ledger::release(void* data, const char* file, int line) 
             fault("an array was freed that the host refers to", data, place(file, line));
         entry.allocated.reset();
     }
-    if (!entry.allocated && entry.loans.empty()) entries_.erase(found);
+    if (entry.is_over()) entries_.erase(found);
     return changed;
 }
 
@@ -104,6 +121,8 @@ Array Ledger::take(const char* operation, void* data, int type, xp_long count, i
     if (!data) return *bytes == 0 ? make_array(type, 0) : Array{};
 
     const auto found = entries_.find(data);
+    const BlockPtr offered = found != entries_.end() ? found->second.offered : nullptr;
+    if (offered && mode == ARR_CALLER_OWNS && *bytes <= offered->bytes()) return {offered, type, count};
     const bool callers = found != entries_.end() && found->second.allocated;
     if (callers && *bytes > found->second.allocated->bytes()) {
         fault("an array was given as longer than it is", data, operation);
@@ -116,12 +135,13 @@ Array Ledger::take(const char* operation, void* data, int type, xp_long count, i
     }
     Array taken{std::move(found->second.allocated), type, count};
     found->second.allocated.reset();
-    if (found->second.loans.empty()) entries_.erase(found);
+    if (found->second.is_over()) entries_.erase(found);
     return taken;
 }
 
-void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id owner) {
+void* Ledger::lend(const char* operation, Array& array, int mode, OMobj_id owner) {
     const bool writes = mode != ARR_READ;
+    if (writes && array.block->is_fixed() && !make_own(array)) return nullptr;
     Loan loan{array.block, owner, writes, operation, module_};
     if (const auto found = entries_.find(array.data()); found != entries_.end()) {
         found->second.loans.push_back(std::move(loan));
@@ -134,8 +154,32 @@ void* Ledger::lend(const char* operation, const Array& array, int mode, OMobj_id
     return array.data();
 }
 
+void Ledger::offer(const void* data, std::size_t bytes, std::shared_ptr<const void> owner) {
+    entries_[data].offered = Block::lend(data, bytes, std::move(owner));
+}
+
+void Ledger::withdraw(const void* data) {
+    const auto found = entries_.find(data);
+    if (found == entries_.end()) return;
+    found->second.offered.reset();
+    if (found->second.is_over()) entries_.erase(found);
+}
+
+std::shared_ptr<const void> Ledger::hold(const void* lent) const {
+    const auto found = entries_.find(lent);
+    if (found == entries_.end() || found->second.loans.empty()) return nullptr;
+    const BlockPtr block = found->second.loans.back().block;
+    block->begin_hold();
+    ++held_arrays;
+    return {lent, [block](const void* /*data*/) {
+                block->end_hold();
+                --held_arrays;
+            }};
+}
+
 Account Ledger::account() const {
     Account account;
+    account.held_arrays = held_arrays;
     account.allocations = allocations_;
     account.faults = faults_;
     for (const auto& [data, entry] : entries_) {

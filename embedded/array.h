@@ -1,6 +1,7 @@
 // Arrays that objects hold, and the account of what the host has lent and allocated.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -27,8 +28,11 @@ public:
     /// modules see to it that all arrays of an update fit together.
     static std::shared_ptr<Block> make(std::size_t bytes);
     static std::shared_ptr<Block> borrow(void* data, std::size_t bytes);
+    /// Memory that is kept by its owner and that nobody writes to.
+    static std::shared_ptr<Block> lend(const void* data, std::size_t bytes, std::shared_ptr<const void> owner);
 
-    Block(void* data, std::size_t bytes, bool owned) : data_(data), bytes_(bytes), owned_(owned) {}
+    Block(void* data, std::size_t bytes, bool owned, std::shared_ptr<const void> owner = {})
+        : data_(data), bytes_(bytes), owned_(owned), owner_(std::move(owner)) {}
     ~Block();
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
@@ -45,12 +49,22 @@ public:
     bool being_written() const { return writers_ > 0; }
     std::uint64_t writes() const { return writes_; }
 
+    /// Counts those outside the host that keep the contents as they are; they may let go on any thread.
+    void begin_hold() { ++holders_; }
+    void end_hold() { --holders_; }
+    /// Whether whoever is about to write has to do so in a copy.
+    bool is_fixed() const { return owner_ || holders_ > 0; }
+    /// Counts writes from where another block is, which this one replaces.
+    void follow(const Block& other) { writes_ = other.writes_; }
+
 private:
     void* data_;
     std::size_t bytes_;
     bool owned_;
+    std::shared_ptr<const void> owner_;  // of memory that is lent
     int writers_ = 0;
     std::uint64_t writes_ = 0;
+    std::atomic<int> holders_ = 0;
 };
 
 using BlockPtr = std::shared_ptr<Block>;
@@ -105,9 +119,17 @@ public:
     /// caller's. Call it last, once nothing else in the operation can fail.
     Array take(const char* operation, void* data, int type, xp_long count, int mode);
 
-    /// Opens an access to `array`, which `owner` holds.
+    /// Opens an access to `array`, which `owner` holds. Contents that are kept as they are get a copy that is written
+    /// to.
     /// @param operation  the getter, a text that stays
-    void* lend(const char* operation, const Array& array, int mode, OMobj_id owner);
+    /// @return null if there is no memory for the copy
+    void* lend(const char* operation, Array& array, int mode, OMobj_id owner);
+
+    /// Lets take() recognise memory that is lent, until it is withdrawn.
+    void offer(const void* data, std::size_t bytes, std::shared_ptr<const void> owner);
+    void withdraw(const void* data);
+    /// As host::hold().
+    std::shared_ptr<const void> hold(const void* lent) const;
 
     Account account() const;
     void fail_allocation(std::int64_t n) { allocations_until_failure_ = n; }
@@ -128,8 +150,11 @@ private:
     };
     struct Entry {
         BlockPtr allocated;  // set as long as the array is the caller's
+        BlockPtr offered;    // memory that is lent
         std::string where;   // of the call of ARRalloc_f
         std::vector<Loan> loans;
+
+        bool is_over() const { return !allocated && !offered && loans.empty(); }
     };
 
     std::optional<OMobj_id> end_loan(Entry& entry);

@@ -100,7 +100,9 @@ int lend_list(const char* operation, OMobj_id handle, Array CellSet::*list,
             if (!array) return false;
             state().store.touch(*place.object);
         }
-        *data = static_cast<xp_long*>(state().ledger.lend(operation, array, mode, place.object->id));
+        auto* lent = static_cast<xp_long*>(state().ledger.lend(operation, array, mode, place.object->id));
+        if (!lent) return false;
+        *data = lent;
         *size = array.count;
         return true;
     });

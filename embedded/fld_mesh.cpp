@@ -142,9 +142,11 @@ bool lend_positions(const char* operation, const FieldPart& part, Array Mesh::*p
         set(part, std::move(made));
         state().store.touch(*part.object);
     }
-    const Array& array = part.mesh->*positions;
+    Array& array = part.mesh->*positions;
+    auto* lent = static_cast<float*>(state().ledger.lend(operation, array, mode, part.object->id));
+    if (!lent) return false;
     if (mode != ARR_READ) part.mesh->extent.reset();
-    *data = static_cast<float*>(state().ledger.lend(operation, array, mode, part.object->id));
+    *data = lent;
     *size = array.count;
     return true;
 }
@@ -187,7 +189,7 @@ int FLDget_dims(OMobj_id field, xp_long** dims, int* ndim) {
     return status(__func__, [&] {
         const FieldPart part = field_part(field);
         if (!part || part.field->shape.ndim < 1 || !dims || !ndim) return false;
-        const Shape& shape = part.field->shape;
+        Shape& shape = part.field->shape;
         *dims = static_cast<xp_long*>(state().ledger.lend("FLDget_dims", shape.dims, ARR_READ, part.object->id));
         *ndim = shape.ndim;
         return true;

@@ -217,10 +217,12 @@ int FLDget_node_data(OMobj_id field, int comp, int* type, void** data, xp_long* 
         if (!place || !type || !data || !size || !is_access_mode(mode)) return false;
         Component& component = *place.component;
         if (!component.values && (mode == ARR_READ || !make_values(place))) return false;
+        void* lent = state().ledger.lend("FLDget_node_data", component.values, mode, place.part.object->id);
+        if (!lent) return false;
         if (mode != ARR_READ) component.limits.reset(), component.scaled_from.reset();
         *type = component.values.type;
         *size = component.values.count;
-        *data = state().ledger.lend("FLDget_node_data", component.values, mode, place.part.object->id);
+        *data = lent;
         return true;
     });
 }

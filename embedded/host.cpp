@@ -24,6 +24,13 @@ void reset() {
 
 OMobj_id root() { return state().store.root().id; }
 
+OMobj_id add_root() {
+    state().store.add_root();
+    return root();
+}
+
+void set_root(OMobj_id root) { state().store.set_root(root); }
+
 OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_kind) {
     Store& store = state().store;
     Object* above = store.resolve(parent);
@@ -41,7 +48,7 @@ OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_
 bool renew(OMobj_id object, Kind kind) {
     Object* found = state().store.find(object);
     auto value = make_value(kind, Kind::none);
-    if (!found || found == &state().store.root() || is_part(*found) || !value) return false;
+    if (!found || state().store.is_root(*found) || is_part(*found) || !value) return false;
     state().store.replace(*found, std::move(*value));
     return true;
 }
@@ -103,13 +110,21 @@ bool set_values(OMobj_id object, int type, const void* values, xp_long count) {
 }
 
 const void* open_values(OMobj_id object, int* type, xp_long* count) {
-    const Object* found = state().store.resolve(object);
-    const Array* array = found ? std::get_if<Array>(&found->value) : nullptr;
+    Object* found = state().store.resolve(object);
+    Array* array = found ? found->get<Array>() : nullptr;
     if (!array || !*array) return nullptr;
     *type = array->type;
     *count = array->count;
     return state().ledger.lend("open_values", *array, ARR_READ, found->id);
 }
+
+std::shared_ptr<const void> hold(const void* lent) { return state().ledger.hold(lent); }
+
+void offer(const void* data, std::size_t bytes, std::shared_ptr<const void> owner) {
+    state().ledger.offer(data, bytes, std::move(owner));
+}
+
+void withdraw(const void* data) { state().ledger.withdraw(data); }
 
 // --- Fields ---
 
@@ -183,6 +198,8 @@ void set_current_module(std::string_view name) {
 }
 
 void set_interrupt(bool requested) { state().reports.set_interrupt(requested); }
+
+void cancel_call() { state().reports.cancel(); }
 
 Account account() { return state().ledger.account(); }
 

@@ -1,12 +1,14 @@
 // The embedded host as its owner sees it: what the runner, the tests and the benchmarks do with it beyond the contract.
 //
-// There is one host per process; all calls are made from one thread. Contract operations and the functions here may be
-// mixed freely. Objects form a tree below root(); a network's module instances are groups directly below it.
+// There is one host per process; all calls are made from one thread at a time. Contract operations and the functions
+// here may be mixed freely. Objects form a tree below root(); a network's module instances are groups directly below
+// it. Several networks have a root each, one of which root() gives.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -41,6 +43,10 @@ enum class Kind {
 ZAM_HOST_CXX_API void reset();
 
 ZAM_HOST_CXX_API OMobj_id root();
+/// Makes another root, which is that of root() from now on.
+ZAM_HOST_CXX_API OMobj_id add_root();
+/// Chooses the root that root() gives.
+ZAM_HOST_CXX_API void set_root(OMobj_id root);
 
 /// Makes an object below `parent`; an object of that name there is replaced in place (its handle stays valid, so
 /// references to it go on working). `element_kind` is for Kind::objects.
@@ -49,7 +55,7 @@ ZAM_HOST_CXX_API OMobj_id create(OMobj_id parent, std::string_view name, Kind ki
 /// Makes an object anew in place: without contents, of a kind that create() makes. Its handle stays valid. False if the
 /// object does not exist or has no such kind.
 ZAM_HOST_CXX_API bool renew(OMobj_id object, Kind kind);
-/// Ends an object and everything below it. References to it then refer to nothing.
+/// Ends an object and everything below it. References to it then refer to nothing. The root of root() stays.
 ZAM_HOST_CXX_API void destroy(OMobj_id object);
 
 /// Kind of the object itself; a reference has the kind of what it finally refers to, none if that is nothing.
@@ -74,6 +80,17 @@ ZAM_HOST_CXX_API bool set_values(OMobj_id object, int type, const void* values, 
 /// Opens an array for reading; the caller ends the access with ARRfree_f. Null for objects of other kinds and for
 /// arrays without contents.
 ZAM_HOST_CXX_API const void* open_values(OMobj_id object, int* type, xp_long* count);
+
+// --- Arrays that others outside keep ---
+
+/// Keeps what a getter lent as it is now, whatever becomes of its object: who writes to that later does so in a copy.
+/// May be let go on any thread and at any time, also after reset(). Null if nothing is lent there.
+ZAM_HOST_CXX_API std::shared_ptr<const void> hold(const void* lent);
+
+/// Until it is withdrawn, a setter with ARR_CALLER_OWNS that is given `data` keeps its owner, and who writes to the
+/// array later does so in a copy: the host never writes there.
+ZAM_HOST_CXX_API void offer(const void* data, std::size_t bytes, std::shared_ptr<const void> owner);
+ZAM_HOST_CXX_API void withdraw(const void* data);
 
 // --- Fields, beyond the contract ---
 
@@ -123,12 +140,18 @@ ZAM_HOST_CXX_API void set_current_module(std::string_view name);
 /// Sets what OMstatus_check tells modules of the user's interrupt request.
 ZAM_HOST_CXX_API void set_interrupt(bool requested);
 
+/// Ends the call of a module that runs now at its next OMstatus_check that asks for an interrupt request: this is
+/// thrown from there, through the module. It is no std::exception, which modules catch as lack of memory.
+struct ZAM_HOST_CXX_API CallCancelled {};
+ZAM_HOST_CXX_API void cancel_call();
+
 // --- Account of arrays, and failures on demand ---
 
 struct Account {
     std::int64_t allocations = 0;          // calls of ARRalloc_f
     std::int64_t outstanding_arrays = 0;   // allocated, neither freed nor handed over
     std::int64_t open_accesses = 0;        // lent by a getter, not released
+    std::int64_t held_arrays = 0;          // by hold(), not yet let go
     std::vector<std::string> faults;       // released twice, never lent, handed over twice: with file and line
     std::vector<std::string> outstanding;  // where each outstanding array or access was made
 };

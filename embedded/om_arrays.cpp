@@ -83,11 +83,12 @@ void* OMret_name_array_ptr(OMobj_id object, OMobj_name name, int mode, xp_long* 
     return answer(__func__, static_cast<void*>(nullptr), true, [&]() -> void* {
         const Object* child = state().store.child(object, name);
         Object* target = child ? state().store.resolve(child->id) : nullptr;
-        const Array* array = target ? target->get<Array>() : nullptr;
+        Array* array = target ? target->get<Array>() : nullptr;
         if (!array || !*array || (mode != ARR_READ && mode != ARR_READ_WRITE)) return nullptr;
-        if (count) *count = array->count;
-        if (type) *type = array->type;
-        return state().ledger.lend("OMret_name_array_ptr", *array, mode, target->id);
+        void* lent = state().ledger.lend("OMret_name_array_ptr", *array, mode, target->id);
+        if (lent && count) *count = array->count;
+        if (lent && type) *type = array->type;
+        return lent;
     });
 }
 

@@ -50,7 +50,7 @@ int OMset_obj_ref(OMobj_id object, OMobj_id referred) {
     return status(__func__, [&] {
         Store& store = state().store;
         Object* holder = store.find(object);
-        return holder && holder != &store.root() && store.refer(*holder, store.find(referred));
+        return holder && !store.is_root(*holder) && store.refer(*holder, store.find(referred));
     });
 }
 

@@ -34,6 +34,7 @@ std::string format_text(const char* format, va_list arguments) {
 void Reports::set_module(std::string_view name) {
     module_ = name;
     ranges_.clear();
+    cancelled_ = false;
 }
 
 void Reports::report(const char* call, const char* label, int flags, std::string text) const {
@@ -95,9 +96,12 @@ int OMpop_status_range(void) {
 }
 
 int OMstatus_check(int percent, const char* text, int* interrupt) {
-    return status(__func__, [&] {
+    const int result = status(__func__, [&] {
         state().reports.progress(percent, text);
         if (interrupt) *interrupt = state().reports.interrupt() ? 1 : 0;
         return true;
     });
+    // where no interrupt is asked for may be a destructor
+    if (interrupt && state().reports.is_cancelled()) throw CallCancelled();
+    return result;
 }

@@ -17,6 +17,8 @@ public:
     void set_module(std::string_view name);
     void set_interrupt(bool requested) { interrupt_ = requested; }
     bool interrupt() const { return interrupt_; }
+    void cancel() { cancelled_ = true; }
+    bool is_cancelled() const { return cancelled_; }
 
     void report(const char* call, const char* label, int flags, std::string text) const;
     void progress(int percent, const char* text) const;
@@ -35,6 +37,7 @@ private:
     std::string module_;
     std::vector<Range> ranges_;
     bool interrupt_ = false;
+    bool cancelled_ = false;  // the call that runs now
 };
 
 }  // namespace zam::host

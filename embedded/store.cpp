@@ -91,7 +91,12 @@ const std::string& Names::text(OMobj_name token) const {
 
 // --- Finding ---
 
-Store::Store() { root_ = &add(nullptr, names.token(""), Group{}, false); }
+Store::Store() { add_root(); }
+
+void Store::set_root(OMobj_id root) {
+    Object* found = find(root);
+    if (found && is_root(*found)) root_ = found;
+}
 
 Object* Store::find(OMobj_id handle) const {
     const std::uintptr_t place = handle.word[0];
@@ -231,7 +236,7 @@ void Store::abandon(Object& holder, std::vector<OMobj_id>& abandoned) {
     if (!holder.refers_to) return;
     Object* target = find(*std::exchange(holder.refers_to, std::nullopt));
     if (!target || --target->referrers > 0 || is_within(&holder, *target)) return;
-    const bool held = target->parent || target == root_;
+    const bool held = target->parent || is_root(*target);
     if (!is_part(*target) && (holder.owns_target || !held)) abandoned.push_back(target->id);
 }
 
@@ -266,7 +271,7 @@ void Store::reset() {
     free_slots_.clear();
     for (std::size_t place = slots_.size(); place > 0; --place) free_slots_.push_back(place - 1);
     end_all_groups();
-    root_ = &add(nullptr, names.token(""), Group{}, false);
+    add_root();
 }
 
 void for_each_below(Object& object, const std::function<void(Object&)>& visit) {

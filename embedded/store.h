@@ -93,6 +93,10 @@ public:
     /// The object that a handle finally leads to, references followed, or null.
     Object* resolve(OMobj_id handle) const;
     Object& root() { return *root_; }
+    /// Makes a root, which root() gives from now on.
+    void add_root() { root_ = &add(nullptr, names.token(""), Group{}, false); }
+    void set_root(OMobj_id root);
+    bool is_root(const Object& object) const { return names.text(object.name).empty(); }
 
     /// The child of that name, references of `parent` followed, or null.
     Object* child(OMobj_id parent, OMobj_name name) const;

@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Session session(*network, library(), console, log);
         if (!session.has_entries()) return 0;
         session.build();
-        session.run_all();
+        session.run_changed();
         session.play_events(scratch.path());
         session.write(network->outputs, scratch.path());
         session.end();

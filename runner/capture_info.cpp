@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 
 #include "base/file_handle.h"
-#include "base/file_path.h"
 #include "contract/file.h"
 #include "contract/fld.h"
 
@@ -16,10 +14,7 @@ using namespace session;
 
 namespace {
 
-constexpr std::size_t kDigits = 5;
 constexpr std::int64_t kBlockBytes = 1 << 18;
-
-xp_long number_at(std::string_view start, std::size_t at) { return std::stoi(std::string(start.substr(at, kDigits))); }
 
 /// Reads `count` values of the file in blocks, for their range. False if the file is shorter.
 template <class T>
@@ -43,22 +38,6 @@ bool add_range(std::FILE* file, std::int64_t count, int type, OMobj_id field, in
 
 }  // namespace
 
-bool is_capture_file(std::string_view start) {
-    const std::string_view text = start.substr(0, 2 * kDigits);
-    if (text.size() < 2 * kDigits || text.find_first_not_of("0123456789") != std::string_view::npos) return false;
-    return number_at(text, 0) > 0 && number_at(text, kDigits) > 0;
-}
-
-std::array<xp_long, 2> capture_dims(std::string_view start) { return {number_at(start, 0), number_at(start, kDigits)}; }
-
-bool is_whole_capture(const FileStart& file) {
-    constexpr xp_long kPixelBytes = 8;  // colours and depth
-    const auto dims = capture_dims(file.bytes);
-    std::error_code error;
-    const auto size = static_cast<xp_long>(std::filesystem::file_size(file_path(file.name), error));
-    return !error && size >= xp_long{2 * kDigits} + kPixelBytes * dims[0] * dims[1];
-}
-
 Description describe_capture(const FileStart& start, OMobj_id field) {
     const auto dims = capture_dims(start.bytes);
     const xp_long pixels = dims[0] * dims[1];
@@ -69,7 +48,7 @@ Description describe_capture(const FileStart& start, OMobj_id field) {
     FLDset_node_data_comp(field, 0, 4, "opacity, red, green, blue", nullptr);
     FLDset_node_data_comp(field, 1, 1, "depth", nullptr);
     const FileHandle file(FILEfopen(start.name.c_str(), "rb"));
-    std::string text(2 * kDigits, '\0');
+    std::string text(kCaptureHeader, '\0');
     const bool whole = file && std::fread(text.data(), 1, text.size(), file.get()) == text.size() &&
                        add_range<std::uint8_t>(file.get(), 4 * pixels, DTYPE_BYTE, field, 0) &&
                        add_range<float>(file.get(), pixels, DTYPE_FLOAT, field, 1);

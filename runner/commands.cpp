@@ -46,7 +46,7 @@ bool uses_standard_output(const Network& network) {
 void run_session(Session& session, const Network& network, const RunOptions& options) {
     session.build();
     host::fail_allocation(options.fail_allocation);
-    session.run_all();
+    session.run_changed();
     session.play_events(options.output_directory);
     if (options.loop_seconds > 0.0) session.loop(options.loop_seconds);
     session.write(network.outputs, options.output_directory);

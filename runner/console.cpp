@@ -199,12 +199,10 @@ void Console::show_progress(const host::Record& record) {
     if (!progress_) return;
     const auto elapsed = std::chrono::steady_clock::now() - start_;
     if (elapsed < kQuietTime) return;
-    const int width = record.range_high - record.range_low;
-    const int percent = record.range_low + width * std::clamp(record.percent, 0, 100) / 100;
     std::string text = record.text.substr(0, kMaxProgressText);
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    const std::string line = record.module + ": " + std::to_string(percent) + " %, " +
+    const std::string line = record.module + ": " + std::to_string(session::percent_of_call(record)) + " %, " +
                              std::to_string(std::chrono::duration_cast<std::chrono::seconds>(elapsed).count()) + " s" +
                              (text.empty() ? "" : ", " + text);
     if (line == line_) return;  // modules call far more often than a person can see

@@ -80,7 +80,7 @@ void print_cells(OMobj_id field) {
 
 /// The time of the current step as JSON; empty when the file has none.
 std::string time_text(OMobj_id instance, const FileKind& kind) {
-    const OMobj_id object = host::find(instance, kind.time);
+    const OMobj_id object = host::find(instance, kind.reader->time);
     std::string result;
     if (double value = 0.0; host::kind(object) == host::Kind::real && OMget_real_val(object, &value) == 1)
         append_number(result, DTYPE_DOUBLE, &value);
@@ -108,7 +108,7 @@ void print_steps(Session& session, const FileKind& kind, const Definition& defin
 }
 
 void print_contents(Session& session, const FileKind& kind, const Definition& definition, OMobj_id instance) {
-    const OMobj_id out = host::find(instance, kind.output);
+    const OMobj_id out = host::find(instance, kind.reader->output);
     print_mesh(out);
     print_components(out);
     print_steps(session, kind, definition, instance);
@@ -118,7 +118,7 @@ void print_contents(Session& session, const FileKind& kind, const Definition& de
 Network reading_network(const FileKind& kind, const FileStart& file, const Definition& definition) {
     Network network;
     network.add({definition.module, &definition, {}, {}});
-    for (auto& [name, value] : kind.parameters(file))
+    for (auto& [name, value] : kind.reader->parameters(file))
         network.instances[0].given.push_back({0, definition.find_parameter(name), std::move(value), {}});
     return network;
 }
@@ -163,7 +163,7 @@ int show_info(const std::string& name) {
     Console console(true, name);
     if (kind->describe) return describe(*kind, *file, console);
     const auto definitions = load_definitions();
-    const auto* definition = definitions ? definitions->by_entry(kind->entry) : nullptr;
+    const auto* definition = definitions ? definitions->by_entry(kind->reader->entry) : nullptr;
     const auto library = definition ? load_library() : nullptr;
     if (!library) return kWrong;
 
@@ -174,10 +174,10 @@ int show_info(const std::string& name) {
     {
         const SilentOutput silent;
         session.build();
-        session.run_all();
+        session.run_changed();
     }
     const OMobj_id instance = host::find(host::root(), definition->module);
-    const bool was_read = !console.failed() && !read_shape(host::find(instance, kind->output)).dims.empty();
+    const bool was_read = !console.failed() && !read_shape(host::find(instance, kind->reader->output)).dims.empty();
     if (!was_read && !console.failed()) {
         console.error("cannot be read as " + std::string(kind->name));
     } else if (was_read) {

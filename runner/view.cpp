@@ -3,16 +3,13 @@
 #include <filesystem>
 
 #include "base/file_path.h"
-#include "runner/capture_info.h"
 #include "runner/commands.h"
 #include "runner/console.h"
 #include "runner/file_kinds.h"
-#include "session/document/suggestion.h"
 #include "session/objects/run_error.h"
 #include "session/outputs/output_file.h"
 #include "session/run/session.h"
-#include "session/values/color_tables.h"
-#include "session/view/view.h"
+#include "session/view/plan_file.h"
 
 namespace zam::runner {
 
@@ -26,52 +23,6 @@ constexpr std::string_view kEndings[] = {"png", "svg", "webp"};
 int wrong(const std::string& what) {
     print_error(what);
     return kWrong;
-}
-
-/// The name of a file in a network that lies in another directory.
-std::string name_from(const std::string& directory, const std::string& file) {
-    if (directory.empty() || file_path(file).is_absolute()) return file;
-    std::error_code error;
-    const fs::path name = fs::relative(file_path(file), file_path(directory), error);
-    return error || name.empty() ? fs::absolute(file_path(file)).string() : name.string();
-}
-
-Json to_json(const Value& value) {
-    if (const auto* text = std::get_if<std::string>(&value.form)) return *text;
-    if (const auto* number = std::get_if<std::int32_t>(&value.form)) return *number;
-    return nullptr;
-}
-
-/// What a kind's module is given.
-Json parameters(const FileKind& kind, FileStart file, const std::string& name) {
-    file.name = name;
-    Json params = Json::object();
-    for (const auto& [parameter, value] : kind.parameters(file)) params[std::string(parameter)] = to_json(value);
-    return params;
-}
-
-/// What the network for a data file is made with.
-struct Makers {
-    const Definitions& definitions;
-    const ModuleLibrary& library;
-    Listener& listener;
-};
-
-/// The network for a data file.
-/// @param directory  from which it names files
-/// @throws ViewError
-ViewPlan plan(const FileStart& file, const FileKind& kind, const std::string& directory, const ViewOptions& options,
-              const Makers& makers) {
-    const std::string name = name_from(directory, file.name);
-    if (is_capture_file(file.bytes)) {
-        if (!is_whole_capture(file)) throw ViewError("the file is shorter than the size at its beginning says");
-        return plan_capture(name, capture_dims(file.bytes), options);
-    }
-    if (kind.entry.empty()) return plan_view(*open_data_source(file.name, name, options.data), options);
-    const FileReader reader{std::string(kind.entry), parameters(kind, file, file.name), std::string(kind.output)};
-    const auto source =
-        open_module_source(reader, parameters(kind, file, name), makers.definitions, makers.library, makers.listener);
-    return plan_view(*source, options);
 }
 
 // --- Networks ---
@@ -110,22 +61,6 @@ bool keep_first_image(Network& network, const std::string& file) {
 
 // --- The command ---
 
-/// What is wrong with the options' values; empty: nothing.
-std::string fault_of(const ViewOptions& options) {
-    constexpr int kMostPixels = 32767;  // per side
-    if (options.size && !std::all_of(options.size->begin(), options.size->end(),
-                                     [](int side) { return side >= 1 && side <= kMostPixels; }))
-        return "--size: a picture has 1 to 32767 pixels per side";
-    if (!options.preset.empty() && !preset_table(options.preset))
-        return list_known("unknown preset " + options.preset + "; there are", options.preset, preset_names());
-    if (options.opacity.empty()) return {};
-    Problems problems;
-    Environment environment{problems, {}};
-    const auto document = Document::from_option("--opacity", options.opacity);
-    read_curve(Cursor(*document, environment));
-    return problems.any() ? problems.lines().front() : "";
-}
-
 /// Tells what is written on the standard output, whatever that is.
 class ViewConsole final : public Console {
 public:
@@ -147,7 +82,7 @@ int run(const Network& network, const ModuleLibrary& library, ViewConsole& conso
         Session session(network, library, console, log);
         if (!session.has_entries()) return kWrong;
         session.build();
-        session.run_all();
+        session.run_changed();
         session.play_events({});
         session.write(network.outputs, {});
         session.end();
@@ -203,7 +138,7 @@ int view_data(const ViewCommand& command, const FileStart& file, const FileKind&
     const std::string directory = file_path(command.save_network).parent_path().string();
     try {
         const SilentOutput silent;
-        made = plan(file, kind, directory, command.options, {definitions, *library, console});
+        made = plan_file(file, kind.reader, directory, command.options, {definitions, *library, console});
     } catch (const ViewError& error) {
         if (*error.what() != '\0') print_error(one_line(file.name + ": " + error.what()));
         return kFailed;

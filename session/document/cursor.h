@@ -12,10 +12,13 @@
 
 namespace zam::session {
 
+struct NumberArray;
+
 /// What reading a document needs besides its text.
 struct Environment {
     Problems& problems;
-    std::string directory;  // relative file names start here; empty: the current directory
+    std::string directory;                   // relative file names start here; empty: the current directory
+    std::span<const NumberArray> lent = {};  // arrays at hand, which {"lent": n} stands for; of programs, not of files
 };
 
 /// The name of an input file: relative names are taken relative to `directory`.

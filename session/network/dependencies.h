@@ -12,6 +12,9 @@ class Dependencies {
 public:
     explicit Dependencies(std::size_t modules) : upstream_(modules) {}
 
+    /// Makes room for modules that have been added.
+    void grow(std::size_t modules) { upstream_.resize(modules); }
+
     /// Replaces the modules that parameter `parameter` of `module` refers to. References of a module to itself do not
     /// count.
     void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);

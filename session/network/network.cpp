@@ -23,6 +23,20 @@ void Network::add(Instance instance) {
     instances.push_back(std::move(instance));
 }
 
+void Network::drop_last() {
+    numbers_.erase(instances.back().name);
+    instances.pop_back();
+}
+
+std::optional<Assignment> Network::give(Assignment assignment) {
+    auto& given = instances[assignment.module].given;
+    const auto found = std::find_if(given.begin(), given.end(),
+                                    [&](const auto& one) { return one.parameter == assignment.parameter; });
+    if (found != given.end()) return std::exchange(*found, std::move(assignment));
+    given.push_back(std::move(assignment));
+    return std::nullopt;
+}
+
 std::optional<std::size_t> Network::find(std::string_view module) const {
     const auto found = numbers_.find(module);
     return found == numbers_.end() ? std::nullopt : std::optional(found->second);

@@ -109,6 +109,11 @@ struct Event {
 struct Network {
     /// Adds an instance. @pre  no other has its name
     void add(Instance instance);
+    /// Takes the latest instance away.
+    void drop_last();
+    /// Gives a parameter a value in place of what it was given.
+    /// @return what it was given
+    std::optional<Assignment> give(Assignment assignment);
     std::optional<std::size_t> find(std::string_view module) const;
     /// What is said of a name that no instance has.
     std::string no_module(std::string_view name) const;

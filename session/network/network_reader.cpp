@@ -517,9 +517,7 @@ void apply_set(Network& network, NetworkReader& reader, const std::string& optio
     const auto& document = *documents.emplace_back(Document::from_option("--set " + option, sides->second));
     auto assignment = reader.read_assignment(Cursor(document, environment), sides->first);
     if (!assignment) return;
-    auto& given = network.instances[assignment->module].given;
-    std::erase_if(given, [&](const auto& other) { return other.parameter == assignment->parameter; });
-    given.push_back(std::move(*assignment));
+    network.give(std::move(*assignment));
 }
 
 void apply_write(Network& network, NetworkReader& reader, const std::string& option, Environment& environment) {
@@ -546,6 +544,21 @@ Network read_network(const Document& document, const Definitions& definitions, c
     return network;
 }
 
+std::optional<Assignment> read_assignment(Network& network, const Document& value, const std::string& target,
+                                          const Definitions& definitions, Environment& environment) {
+    const Cursor cursor(value, environment);
+    if (!split_reference(target).rest.empty()) {  // what was written before is not at hand
+        cursor.problem("values are given to whole parameters, as MODULE.PARAM");
+        return std::nullopt;
+    }
+    return NetworkReader(network, definitions).read_assignment(cursor, target);
+}
+
+std::optional<Output> read_output(Network& network, const Document& output, const std::string& file,
+                                  const Definitions& definitions, Environment& environment) {
+    return NetworkReader(network, definitions).read_output(Cursor(output, environment), file);
+}
+
 Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
                      Problems& problems) {
     const auto document = file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
@@ -555,7 +568,7 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
 
 Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
                      const Definitions& definitions, Problems& problems) {
-    Environment environment{problems, directory};
+    Environment environment{problems, directory, options.lent};
     Network network = read_network(document, definitions, options, environment);
     check_network(network, problems, !options.without_data);
     return network;

@@ -1,6 +1,7 @@
 // Reads network files and the options that change them.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,8 @@ namespace zam::session {
 struct NetworkOptions {
     std::vector<std::string> set;
     std::vector<std::string> write;
-    bool without_data = false;  // input files need not exist
+    bool without_data = false;               // input files need not exist
+    std::span<const NumberArray> lent = {};  // as in Environment
 };
 
 /// Reads and checks a network file with the options that change it. All problems are listed.
@@ -23,6 +25,14 @@ Network load_network(const std::string& file, const NetworkOptions& options, con
 /// As above from a document. @param directory  where its relative file names start
 Network network_from(const Document& document, const std::string& directory, const NetworkOptions& options,
                      const Definitions& definitions, Problems& problems);
+
+/// Reads a value for "MODULE.PARAM" of a network. `nullopt` after a problem.
+std::optional<Assignment> read_assignment(Network& network, const Document& value, const std::string& target,
+                                          const Definitions& definitions, Environment& environment);
+
+/// Reads an output as it stands beside a file name in "write". `nullopt` after a problem.
+std::optional<Output> read_output(Network& network, const Document& output, const std::string& file,
+                                  const Definitions& definitions, Environment& environment);
 
 /// Reads a network from a document and applies the options, without checking how the parts fit each other.
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,

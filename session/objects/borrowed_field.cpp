@@ -13,34 +13,35 @@
 namespace zam::session {
 namespace {
 
-/// An array as long as it is lent.
-template <class T>
-class LentSource final : public ValueSource {
+/// An array that is held.
+class HeldSource final : public ValueSource {
 public:
-    LentSource(LentArray<T> values, std::size_t size) : values_(std::move(values)), size_(static_cast<xp_long>(size)) {}
+    HeldSource(std::shared_ptr<const void> values, int type)
+        : values_(std::move(values)), size_(static_cast<xp_long>(type_size(type))) {}
 
     std::string read(xp_long first, xp_long count, std::byte* destination) const override {
         std::memcpy(destination, in_memory() + first * size_, static_cast<std::size_t>(count * size_));
         return {};
     }
-    const std::byte* in_memory() const override { return reinterpret_cast<const std::byte*>(values_.data()); }
+    const std::byte* in_memory() const override { return static_cast<const std::byte*>(values_.get()); }
+    std::shared_ptr<const void> owner() const override { return values_; }
 
 private:
-    LentArray<T> values_;
+    std::shared_ptr<const void> values_;
     xp_long size_;
 };
 
 template <class T>
-NumberArray borrow(int type, LentArray<T> values) {
+NumberArray borrow(int type, const LentArray<T>& values) {
     NumberArray array{.type = type, .count = values.count(), .values = {}, .source = {}};
-    if (array.count > 0) array.source = std::make_shared<LentSource<T>>(std::move(values), type_size(type));
+    if (array.count > 0) array.source = std::make_shared<HeldSource>(host::hold(values.data()), type);
     return array;
 }
 
 NumberArray borrow_list(OMobj_id cells, int (*get)(OMobj_id, xp_long**, xp_long*, int)) {
     LentArray<xp_long> list;
     get(cells, list.receive(), list.receive_count(), ARR_READ);
-    return borrow(DTYPE_LONG, std::move(list));
+    return borrow(DTYPE_LONG, list);
 }
 
 NumberArray one_number(int type, const std::byte* value) {
@@ -63,7 +64,7 @@ ComponentValue borrow_component(OMobj_id node_data, int comp) {
     if (const auto range = host::scaled_from(node_data, comp)) {
         component.scaled_from = std::make_shared<const ValueRange>(*range);
     }
-    component.values = borrow(component.type, std::move(values.values));
+    component.values = borrow(component.type, values.values);
     return component;
 }
 
@@ -109,6 +110,11 @@ void borrow_mesh(OMobj_id field, FieldValue& value) {
 }
 
 }  // namespace
+
+NumberArray borrow_array(OMobj_id object) {
+    const LentValues array = read_array(object);
+    return borrow(array.type, array.values);
+}
 
 FieldPointer borrow_field(OMobj_id field) {
     auto value = std::make_shared<FieldValue>();

@@ -5,7 +5,9 @@
 #include <span>
 #include <utility>
 
+#include "base/element_types.h"
 #include "contract/arr.h"
+#include "embedded/host.h"
 #include "session/objects/run_error.h"
 #include "session/values/number_array.h"
 
@@ -41,11 +43,18 @@ private:
     xp_long count_ = 0;
 };
 
-/// Values on their way to the host: allocated by it, filled, handed over or freed again.
+/// Values on their way to the host: lent to it, or else allocated by it, filled, handed over or freed again.
 class HandedArray {
 public:
-    explicit HandedArray(const NumberArray& values)
-        : data_(ARRalloc_f(nullptr, values.type, values.count, 0, __FILE__, __LINE__)) {
+    explicit HandedArray(const NumberArray& values) {
+        auto owner = values.source && values.count > 0 ? values.source->owner() : nullptr;
+        if (owner) {
+            lent_ = values.source->in_memory();
+            const auto bytes = static_cast<std::size_t>(values.count) * type_size(values.type);
+            host::offer(lent_, bytes, std::move(owner));
+            return;
+        }
+        data_ = ARRalloc_f(nullptr, values.type, values.count, 0, __FILE__, __LINE__);
         require(data_ != nullptr, "memory is exhausted");
         const std::string error = copy_values(values, data_);
         if (error.empty()) return;
@@ -56,17 +65,21 @@ public:
     HandedArray& operator=(const HandedArray&) = delete;
     ~HandedArray() {
         if (data_) ARRfree_f(data_, __FILE__, __LINE__);
+        if (lent_) host::withdraw(lent_);
     }
 
-    /// Hands the array over with `set(data)`, a setter call with ARR_HOST_OWNS.
+    /// Hands the array over with `set(data, mode)`, a setter call.
     template <class T, class Set>
     void hand_over(const char* what, Set set) {
-        require(set(static_cast<T*>(data_)) == OM_STAT_SUCCESS, what);
+        void* const data = lent_ ? const_cast<std::byte*>(lent_) : data_;
+        const int mode = lent_ ? ARR_CALLER_OWNS : ARR_HOST_OWNS;
+        require(set(static_cast<T*>(data), mode) == OM_STAT_SUCCESS, what);
         data_ = nullptr;
     }
 
 private:
-    void* data_;
+    void* data_ = nullptr;             // of the host
+    const std::byte* lent_ = nullptr;  // of another owner, which the host does not write to
 };
 
 }  // namespace zam::session

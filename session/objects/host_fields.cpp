@@ -15,7 +15,7 @@ void fill_positions(OMobj_id mesh, const NumberArray& values, int (*set)(OMobj_i
     if (values.count == 0) return;
     HandedArray array(values);
     array.hand_over<float>("the positions cannot be set",
-                           [&](float* data) { return set(mesh, data, values.count, ARR_HOST_OWNS); });
+                           [&](float* data, int mode) { return set(mesh, data, values.count, mode); });
 }
 
 /// One number of a component's type.
@@ -49,8 +49,8 @@ void fill_component(OMobj_id node_data, int comp, const ComponentValue& value) {
     }
     if (value.values.count > 0) {
         HandedArray array(value.values);
-        array.hand_over<void>("node data cannot be set", [&](void* data) {
-            return FLDset_node_data(node_data, comp, data, value.type, value.values.count, ARR_HOST_OWNS);
+        array.hand_over<void>("node data cannot be set", [&](void* data, int mode) {
+            return FLDset_node_data(node_data, comp, data, value.type, value.values.count, mode);
         });
     }
     fill_limits(node_data, comp, value);
@@ -95,7 +95,7 @@ void fill_list(OMobj_id cells, const NumberArray& values, int (*set)(OMobj_id, x
     if (values.count == 0) return;
     HandedArray array(values);
     array.hand_over<xp_long>("the node list cannot be set",
-                             [&](xp_long* data) { return set(cells, data, values.count, ARR_HOST_OWNS); });
+                             [&](xp_long* data, int mode) { return set(cells, data, values.count, mode); });
 }
 
 void fill_cell_sets(OMobj_id field, const FieldValue& value) {

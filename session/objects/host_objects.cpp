@@ -30,8 +30,8 @@ void set_texts(OMobj_id object, const std::vector<std::string>& texts) {
 
 void set_array(OMobj_id object, const NumberArray& values) {
     HandedArray array(values);
-    array.hand_over<void>("the array cannot be set", [&](void* data) {
-        return OMset_array(object, values.type, data, values.count, ARR_HOST_OWNS);
+    array.hand_over<void>("the array cannot be set", [&](void* data, int mode) {
+        return OMset_array(object, values.type, data, values.count, mode);
     });
 }
 

@@ -106,6 +106,10 @@ void OutputFile::fail(const char* what) const {
 }
 
 void OutputFile::write(const void* bytes, std::size_t count) {
+    if (text_) {
+        text_->append(static_cast<const char*>(bytes), count);
+        return;
+    }
     if (count > 0 && std::fwrite(bytes, 1, count, stream_) != count) fail("cannot write");
 }
 

@@ -25,6 +25,8 @@ class OutputFile {
 public:
     /// @param directory  where a relative name goes; directories on the way are made. Empty: the current directory
     OutputFile(const std::string& directory, const std::string& name);
+    /// Appends to a text in place of a file. @param text  borrowed
+    explicit OutputFile(std::string& text) : text_(&text) {}
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
     /// Removes what was written unless it was committed.
@@ -51,6 +53,7 @@ private:
     std::string aside_;  // empty: the file is written as it is
     FileHandle file_;
     std::FILE* stream_ = nullptr;
+    std::string* text_ = nullptr;
 };
 
 }  // namespace zam::session

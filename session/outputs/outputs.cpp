@@ -132,10 +132,14 @@ std::string write_output(const Output& output, const Network& network, const std
     return file.path().empty() ? "" : file.path() + " " + (dims.empty() ? bytes_text(file.path()) : dims_text(dims));
 }
 
+void use_picture(const Output& output, const Network& network, std::vector<std::string>& notes,
+                 const std::function<void(const Picture&)>& use) {
+    with_picture(output, resolve(output.from), network, notes, use);
+}
+
 void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames,
                std::vector<std::string>& notes) {
-    with_picture(output, resolve(output.from), network, notes,
-                 [&](const Picture& picture) { frames.add(picture, milliseconds); });
+    use_picture(output, network, notes, [&](const Picture& picture) { frames.add(picture, milliseconds); });
 }
 
 std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {

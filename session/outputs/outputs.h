@@ -2,6 +2,7 @@
 // written; then no file of that name is made or changed.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,11 @@ namespace zam::session {
 /// @return what was written, for people: "out/orbital.png 640 × 640"; empty for the standard output
 std::string write_output(const Output& output, const Network& network, const std::string& directory,
                          std::vector<std::string>& notes);
+
+/// Calls `use` with the picture that an output makes of an image field.
+/// @param notes  receives what was asked for and left out
+void use_picture(const Output& output, const Network& network, std::vector<std::string>& notes,
+                 const std::function<void(const Picture&)>& use);
 
 /// Adds what an output names at this moment to the frames of its animation.
 /// @param milliseconds  when it is to be shown

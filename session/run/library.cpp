@@ -9,6 +9,7 @@
 #include <windows.h>
 #else
 #include <dlfcn.h>
+#include <link.h>
 #endif
 
 namespace zam::session {
@@ -46,12 +47,27 @@ void* find_own_symbol(const char* name) {
 constexpr const char* kLibraryName = "libzam_modules.so";
 constexpr const char* kLibraryDirectory = "lib";
 
+/// The program or library that this code is part of.
 fs::path program_file() {
     std::error_code error;
+    Dl_info info{};
+    void* found = nullptr;
+    const bool known = dladdr1(reinterpret_cast<void*>(&program_file), &info, &found, RTLD_DL_LINKMAP) != 0;
+    const auto* library = static_cast<const link_map*>(found);
+    if (known && library && library->l_name && *library->l_name) return fs::canonical(library->l_name, error);
     return fs::read_symlink("/proc/self/exe", error);
 }
 
+/// Lets libraries that are loaded from now on find the host's operations, also where a program has loaded the host for
+/// itself alone.
+void share_host() {
+    Dl_info info{};
+    void* const operation = dlsym(RTLD_DEFAULT, "ARRalloc_f");
+    if (operation && dladdr(operation, &info) != 0) dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
+}
+
 void* open_library(const std::string& file, std::string& error) {
+    share_host();
     void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle) error = dlerror();
     return handle;
@@ -65,11 +81,13 @@ void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 }  // namespace
 
 Installation find_installation() {
-    if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) {
-        return {(file_path(path) / kLibraryName).string(), path};
-    }
+    if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) return installation_in(path);
     const fs::path base = program_file().parent_path().parent_path();
     return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
+}
+
+Installation installation_in(const std::string& directory) {
+    return {(file_path(directory) / kLibraryName).string(), directory};
 }
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::load(const std::string& file, std::string& error) {

@@ -21,13 +21,15 @@ using MethodEntry = int (*)(void* self, unsigned, int);
 /// unplugs it. Gives 1, or 0 if that cannot be done.
 using SimulateJoystick = int (*)(int id, const std::uint32_t* state);
 
-/// Where the module library and its definition files lie: the directory that ZAM_MODULE_PATH names, else beside this
-/// program, in a build tree as when installed.
+/// Where the module library and its definition files lie: the directory that ZAM_MODULE_PATH names, else beside the
+/// program or library that this is part of, in a build tree as when installed.
 struct Installation {
     std::string library;
     std::string definitions;
 };
 Installation find_installation();
+/// The same for a directory that holds both.
+Installation installation_in(const std::string& directory);
 
 class ModuleLibrary {
 public:

@@ -25,31 +25,45 @@ constexpr std::uint32_t kHatReleased = 65535;
 constexpr std::array<std::uint32_t, 8> kJoystickAtRest{kAxisAtRest, kAxisAtRest, kAxisAtRest,  kAxisAtRest,
                                                        kAxisAtRest, kAxisAtRest, kHatReleased, 0};
 
+// Those that are in the host now. The first one finds it empty, the last one leaves it so.
+int sessions = 0;
+OMobj_id empty_root{};
+
 }  // namespace
 
 Session::Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log)
-    : network_(network),
-      library_(library),
-      listener_(listener),
-      log_(log),
-      dependencies_(network.instances.size()),
-      running_(network.instances.size()) {
+    : network_(network), library_(library), listener_(listener), log_(log), dependencies_(0) {
     joysticks_.fill(kJoystickAtRest);
-    host::reset();
-    host::set_recorder([this](const host::Record& record) {
-        log_.record(record);
-        // what follows from another module's failure is not said again
-        const bool report = called_ && record.what == host::Record::What::report;
-        const bool of_its_own = !report || (is_warning(record) ? !failed_upstream(*called_) : fail(*called_));
-        if (of_its_own) listener_.record(record);
-    });
+    if (sessions++ == 0) {
+        host::reset();
+        empty_root = host::root();
+    }
+    root_ = host::add_root();
+    enter();
 }
 
 Session::~Session() {
     end();
     for (const int id : plugged_) library_.simulate_joystick()(id, nullptr);
     host::set_recorder(nullptr);
-    host::reset();
+    host::set_root(empty_root);
+    host::destroy(root_);
+    if (--sessions == 0) host::reset();
+}
+
+void Session::enter() {
+    host::set_root(root_);
+    host::set_recorder([this](const host::Record& record) { hear(record); });
+}
+
+void Session::hear(const host::Record& record) {
+    log_.record(record);
+    // what follows from another module's failure is not said again
+    const bool report = called_ && record.what == host::Record::What::report;
+    const bool of_its_own = !report || (is_warning(record) ? !failed_upstream(*called_) : fail(*called_));
+    if (of_its_own) listener_.record(record);
+    const bool progress = called_ && record.what == host::Record::What::status;
+    if (progress && !ending_ && !listener_.goes_on()) host::cancel_call();
 }
 
 bool Session::has_entries() const {
@@ -79,12 +93,15 @@ bool Session::has_entries() const {
 // --- Instances ---
 
 void Session::build() {
-    built_ = true;
-    for (std::size_t module = 0; module < running_.size(); ++module) {
+    enter();
+    const std::size_t first = running_.size();
+    running_.resize(network_.instances.size());
+    dependencies_.grow(running_.size());
+    for (std::size_t module = first; module < running_.size(); ++module) {
         running_[module].object = host::create(host::root(), instance(module).name, host::Kind::group);
         make_parameters(module);
     }
-    for (std::size_t module = 0; module < running_.size(); ++module) follow_links(module, false);
+    for (std::size_t module = first; module < running_.size(); ++module) follow_links(module, false);
 }
 
 void Session::make_parameters(std::size_t module) {
@@ -223,6 +240,7 @@ bool Session::begin_run(std::size_t module) {
 // --- Calls ---
 
 /// Calls a function of a module, with all that is recorded and shown around it.
+/// @throws RunCancelled
 template <class Body>
 void Session::logged(std::size_t module, const std::string& entry, Body&& body) {
     const std::string& name = instance(module).name;
@@ -230,8 +248,11 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     host::set_current_module(name);
     called_ = module;
     int result = 0;
+    bool cancelled = false;
     try {
         result = body();
+    } catch (const host::CallCancelled&) {
+        cancelled = true;
     } catch (const std::exception& error) {  // scratch memory could not be allocated
         module_error(module, error.what());
     }
@@ -241,6 +262,7 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     std::cout.flush();
     std::fflush(stdout);
     log_.result(name, entry, result);
+    if (cancelled) throw RunCancelled();
 }
 
 /// Calls an entry of a module, or a method of a class.
@@ -312,6 +334,8 @@ void Session::end_self(std::size_t module) {
 /// Runs a module, its parameter entry first when one of the parameters it looks after was set.
 void Session::run(std::size_t module) {
     const Definition& definition = *instance(module).definition;
+    if (!listener_.run_begins(instance(module).name)) throw RunCancelled();
+    if (definition.is_class && !std::exchange(running_[module].begun, true)) make_self(module);
     if (definition.is_class) return run_methods(module);
     const auto& newly_set = running_[module].newly_set;
     const auto& on = definition.set_params_on;
@@ -321,11 +345,10 @@ void Session::run(std::size_t module) {
     update(module);
 }
 
-void Session::run_all() {
-    for (const std::size_t module : dependencies_.order()) {
-        if (instance(module).definition->is_class) make_self(module);
-        run(module);
-    }
+void Session::run_changed() {
+    enter();
+    run_affected(settled_, Cause::network);
+    if (!listener_.goes_on()) throw RunCancelled();
 }
 
 /// Latest change of what a reference leads to. The host does not see what a pointer leads to; it may have changed with
@@ -354,13 +377,19 @@ void Session::run_affected(int since, Cause cause) {
         const int changed = std::max(own, stamp_of_links(module));
         if (changed > std::max(since, running_[module].sequence)) run(module);
     }
+    settled_ = host::now();
+}
+
+void Session::give(const std::vector<Assignment>& assignments) {
+    enter();
+    OMbegin_op();
+    for (const auto& assignment : assignments) give(assignment);
+    OMend_op();
 }
 
 void Session::set(const std::vector<Assignment>& assignments) {
     const int before = host::now();
-    OMbegin_op();
-    for (const auto& assignment : assignments) give(assignment);
-    OMend_op();
+    give(assignments);
     run_affected(before, Cause::network);
 }
 
@@ -371,6 +400,7 @@ void Session::advance(std::int64_t units) {
 }
 
 void Session::loop(double seconds) {
+    enter();
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
     const auto start = Clock::now();
@@ -424,6 +454,7 @@ struct Session::Play {
 };
 
 void Session::play_events(const std::string& output_directory) {
+    enter();
     for (const auto& event : network_.events) std::visit(Play{*this, output_directory}, event.what);
 }
 
@@ -501,19 +532,22 @@ void Session::say_once(const std::vector<std::string>& notes) {
 }
 
 void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
+    enter();
     for (const auto& output : outputs) {
         writing(output, output.file, [&] { write_one(output, directory); });
     }
 }
 
 void Session::end() {
-    if (!std::exchange(built_, false)) return;
+    enter();
+    ending_ = true;
     for (std::size_t module = running_.size(); module-- > 0;) {
         end_self(module);
         const std::string& entry = instance(module).definition->delete_entry;
         if (!entry.empty()) call(module, entry);
     }
     for (const auto& running : running_) host::destroy(running.object);
+    running_.clear();
 }
 
 }  // namespace zam::session

@@ -1,4 +1,6 @@
-// One run of a network in the host: instances made, modules run, events played, outputs written, instances ended.
+// A network in the host: instances made, modules run, events played, outputs written, instances ended.
+//
+// Several networks may be in the host at the same time; one of them is at work at a time.
 #pragma once
 
 #include <array>
@@ -21,7 +23,8 @@ namespace zam::session {
 
 class Session {
 public:
-    /// Everything is borrowed and outlives the session. The network has no problems.
+    /// Everything is borrowed and outlives the session. The network has no problems. It may gain instances and outputs
+    /// later.
     Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log);
     /// Ends what is left of the instances.
     ~Session();
@@ -35,15 +38,23 @@ public:
     /// Whether the library has every entry that the network needs; if not, the listener has been told.
     bool has_entries() const;
 
-    /// Makes the instances and gives them their parameters.
+    /// Makes the instances that are not there yet and gives them their parameters.
     void build();
-    /// Runs every module, each after those it refers to.
-    void run_all();
+    /// Runs the modules, each after those it refers to, that have not run or that a change since then affects.
+    /// @throws RunCancelled  if the listener ends it. The next run goes on with the module that was running
+    void run_changed();
     /// Plays the network's events in order.
     /// @param output_directory  where their outputs go
+    /// @throws RunCancelled
     void play_events(const std::string& output_directory);
-    /// Sets parameters as one change, then runs every module that it affects.
+    /// Sets parameters as one change. The next run has what it affects.
+    void give(const std::vector<Assignment>& assignments);
+    /// As above, then runs every module that it affects.
+    /// @throws RunCancelled
     void set(const std::vector<Assignment>& assignments);
+    /// Lets this network's objects be those of the host's root, and its listener hear of them, until another network
+    /// does something. Every function does that.
+    void enter();
     /// Keeps the host's timer running in real time, one unit per millisecond.
     void loop(double seconds);
     void write(const std::vector<Output>& outputs, const std::string& directory);
@@ -56,6 +67,7 @@ private:
     struct Running {
         OMobj_id object{};
         void* self = nullptr;                            // the module's side of a class instance
+        bool begun = false;                              // it was asked for
         int sequence = 0;                                // moment at which its latest update ended; 0 before the first
         std::map<std::string, std::vector<Link>> links;  // by parameter
         std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
@@ -81,6 +93,7 @@ private:
     void call(std::size_t module, const std::string& entry);
     template <class Body>
     void logged(std::size_t module, const std::string& entry, Body&& body);
+    void hear(const host::Record& record);
     void make_self(std::size_t module);
     bool wants(std::size_t module, const Method& method) const;
     void run_methods(std::size_t module);
@@ -110,7 +123,9 @@ private:
     std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
     std::set<int> plugged_;              // simulated joysticks
     std::optional<std::size_t> called_;  // the module that is running
-    bool built_ = false;                 // and not yet ended
+    OMobj_id root_{};                    // of the instances
+    int settled_ = 0;                    // moment after which no change has been seen to
+    bool ending_ = false;                // what ends modules is not cancelled
     bool strict_ = false;
     std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
 };

@@ -250,7 +250,24 @@ std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional
     return array;
 }
 
+bool is_lent(const Cursor& cursor) { return !cursor.environment().lent.empty() && cursor.find("lent"); }
+
+/// An array that a program lends: its own values, or conversions of them where another type is asked for.
+std::optional<NumberArray> take_lent(const Cursor& cursor, std::optional<int> type) {
+    const auto& lent = cursor.environment().lent;
+    const auto number = cursor.find("lent")->integer(0, static_cast<std::int64_t>(lent.size()) - 1);
+    if (!number) return std::nullopt;
+    NumberArray array = lent[static_cast<std::size_t>(*number)];
+    if (type && *type != array.type && array.source) {
+        array.source = std::make_shared<ConvertedValues>(array.source, "the array", array.type, *type);
+    }
+    array.type = type.value_or(array.type);
+    return array;
+}
+
 }  // namespace
+
+bool is_array_elsewhere(const Cursor& cursor) { return cursor.find("values_file") || is_lent(cursor); }
 
 std::optional<int> read_type(const Cursor& object, int otherwise) {
     const auto place = object.find("type");
@@ -276,6 +293,7 @@ std::optional<NumberArray> read_number_array(const Cursor& cursor, std::optional
                                              std::optional<xp_long> wanted) {
     if (const auto* numbers = cursor.get<Numbers>()) return read_written(cursor, *numbers, type);
     if (cursor.find("values_file")) return read_file_stretch(cursor, type, wanted);
+    if (is_lent(cursor)) return take_lent(cursor, type);
     const auto* elements = cursor.get<Elements>();
     if (!elements) {
         cursor.expected("an array of numbers");

@@ -20,9 +20,13 @@ struct NumberArray {
     ValueSourcePointer source;
 };
 
+/// Whether a value names an array that lies elsewhere: a `{"values_file": ...}`, or a `{"lent": n}` where a program
+/// lends arrays.
+bool is_array_elsewhere(const Cursor& cursor);
+
 /// Reads an array of numbers, each of which has to fit the element type, or a `{"values_file": ...}`, whose file has to
-/// hold what is asked for. An .npy file gives its own type and count. A note tells when a file holds more than is
-/// taken.
+/// hold what is asked for, or takes the array of a `{"lent": n}`. An .npy file gives its own type and count. A note
+/// tells when a file holds more than is taken.
 /// @param type  element type; `nullopt`: the file's, or int, long or double by the numbers
 /// @param wanted  how many of a longer file's values are taken unless it says so; `nullopt`: all
 /// @return `nullopt` after a problem

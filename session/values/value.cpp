@@ -152,11 +152,27 @@ FieldPointer read_data_file(const Cursor& cursor) {
     }
 }
 
+/// A field written in place. One whose arrays a program lends may be converted: it is not the writer who made it.
+FieldPointer read_written_field(const Cursor& cursor, const Cursor& written) {
+    constexpr std::string_view kKeys[] = {"field", "convert"};
+    const bool lent = !cursor.environment().lent.empty();
+    cursor.expect_keys(std::span(kKeys).first(lent ? 2 : 1));
+    const auto convert_place = lent ? cursor.find("convert") : std::nullopt;
+    const auto conversion = convert_place ? read_conversion(*convert_place) : Conversion{};
+    const FieldPointer field = read_field(written);
+    if (!field || !conversion) return nullptr;
+    try {
+        return convert_place ? convert(field, *conversion) : field;
+    } catch (const DataError& error) {
+        convert_place->problem(error.what());
+        return nullptr;
+    }
+}
+
 std::optional<Value> read_field_form(const Cursor& cursor) {
     FieldPointer field;
     if (const auto written = cursor.find("field")) {
-        expect_only(cursor, "field");
-        field = read_field(*written);
+        field = read_written_field(cursor, *written);
     } else if (const auto file = cursor.find("field_file")) {
         expect_only(cursor, "field_file");
         field = read_field_file(*file);
@@ -210,7 +226,7 @@ std::optional<ColorTable> read_preset(const Cursor& cursor) {
 /// A colour's array: a curve, a file of values, or `otherwise`.
 std::optional<NumberArray> read_color(const Cursor& cursor, std::string_view color, const Curve& otherwise) {
     const auto place = cursor.find(color);
-    if (place && place->find("values_file")) return read_exactly(*place, DTYPE_BYTE, kTableSize);
+    if (place && is_array_elsewhere(*place)) return read_exactly(*place, DTYPE_BYTE, kTableSize);
     const auto curve = place ? read_curve(*place) : otherwise;
     if (!curve) return std::nullopt;
     return array_of<std::uint8_t>(DTYPE_BYTE, *curve);
@@ -259,7 +275,7 @@ std::optional<Value> read_datamap(const Cursor& cursor) {
 
 /// Colours [red, green, blue], one after another in one array; null stands for white.
 std::optional<Value> read_color_list(const Cursor& cursor) {
-    if (cursor.find("values_file")) return as_value(read_number_array(cursor, DTYPE_FLOAT));
+    if (is_array_elsewhere(cursor)) return as_value(read_number_array(cursor, DTYPE_FLOAT));
     if (!cursor.is_array() || (cursor.get<Numbers>() && cursor.array_size() > 0)) {
         cursor.expected("an array of colours [red, green, blue]");
         return std::nullopt;
@@ -309,7 +325,7 @@ Kind apparent_kind(const Cursor& cursor) {
         return whole && *whole >= INT_MIN && *whole <= INT_MAX ? Kind::integer : Kind::real;
     }
     if (cursor.get<std::string>()) return Kind::text;
-    if (cursor.get<Numbers>() || has_any(cursor, {"values_file"})) return Kind::array;
+    if (cursor.get<Numbers>() || is_array_elsewhere(cursor)) return Kind::array;
     if (cursor.get<Elements>()) {
         const auto& first = cursor.get<Elements>()->front().value;
         return std::holds_alternative<std::string>(first) ? Kind::texts : Kind::fields;

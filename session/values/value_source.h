@@ -22,6 +22,9 @@ public:
 
     /// Where the values lie if all of them lie in memory, as long as the source does; else null.
     virtual const std::byte* in_memory() const { return nullptr; }
+
+    /// Keeps in_memory() as it is for whoever goes on using it in place of a copy; null: others copy the values.
+    virtual std::shared_ptr<const void> owner() const { return nullptr; }
 };
 
 using ValueSourcePointer = std::shared_ptr<const ValueSource>;

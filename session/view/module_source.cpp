@@ -42,7 +42,7 @@ public:
           session_(network_, library, listener, log_) {
         if (!session_.has_entries()) throw ViewError("the module library has no " + reader_.use);
         session_.build();
-        session_.run_all();
+        session_.run_changed();
         instance_ = host::find(host::root(), kReader);
         stepno_ = network_.instances[0].definition->find_parameter("stepno");
         if (stepno_) OMget_name_int_val(instance_, OMstr_to_name("nsteps"), &steps_);

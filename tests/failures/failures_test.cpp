@@ -93,7 +93,7 @@ protected:
         std::filesystem::remove_all("sets");  // of captures
         std::filesystem::create_directory("sets");
         session.build();
-        if (!definition().is_class || network_->instances.size() > 1) session.run_all();
+        if (!definition().is_class || network_->instances.size() > 1) session.run_changed();
         EXPECT_FALSE(console.failed());
         object_ = host::find(host::root(), "it");
         for (const auto& entry : GetParam().list('-')) library_->find(entry)(object_, 0, 0);

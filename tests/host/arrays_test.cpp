@@ -115,5 +115,40 @@ TEST_F(Arrays, ArraysAreSharedNotCopied) {
         EXPECT_EQ(OMret_name_array_ptr(module, token("array"), mode, nullptr, nullptr), nullptr) << mode;
 }
 
+TEST_F(Arrays, WhatIsHeldOrLentOutsideIsNeverWrittenTo) {
+    const OMobj_id target = add("target", Kind::array);
+    const int lent[] = {1, 2, 3};
+    int released = 0;
+    offer(lent, sizeof lent, std::shared_ptr<const void>(lent, [&](const void*) { ++released; }));
+    ASSERT_EQ(OMset_array(target, DTYPE_INT, const_cast<int*>(lent), 3, ARR_CALLER_OWNS), 1);
+    withdraw(lent);
+    const auto open = [&](int mode) {
+        return static_cast<int*>(OMret_name_array_ptr(module, token("target"), mode, nullptr, nullptr));
+    };
+    int* read = open(ARR_READ);
+    EXPECT_EQ(read, lent);  // not copied
+    std::shared_ptr<const void> held = hold(read);
+    end_access(read);
+    for (int turn = 0; turn < 2; ++turn) {  // first what is lent is copied, then what is held
+        int* const written = open(ARR_READ_WRITE);
+        ASSERT_NE(written, held.get());
+        EXPECT_EQ(written[2], 3 + turn);
+        ++written[2];
+        end_access(written);
+        const int was = *(static_cast<const int*>(held.get()) + 2);
+        EXPECT_EQ(was, 3 + turn);
+        EXPECT_EQ(account().held_arrays, 1);
+        int* const now = open(ARR_READ);
+        held = hold(now);
+        end_access(now);
+        EXPECT_EQ(released, 1);
+    }
+    reset();
+    EXPECT_EQ(*(static_cast<const int*>(held.get()) + 2), 5);  // outlives its object
+    held.reset();
+    EXPECT_EQ(account().held_arrays, 0);
+    EXPECT_EQ(hold(lent), nullptr);
+}
+
 }  // namespace
 }  // namespace zam::host

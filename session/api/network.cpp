@@ -1,0 +1,330 @@
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "contract/om.h"
+#include "embedded/host.h"
+#include "session/api/state.h"
+#include "session/api/values.h"
+#include "session/network/network_check.h"
+#include "session/network/network_reader.h"
+#include "session/objects/run_error.h"
+#include "session/outputs/json_writer.h"
+#include "session/outputs/outputs.h"
+
+namespace zam {
+
+using session::json_text;
+
+// --- What happens ---
+
+template <class Call>
+void Network::State::call_back(Call&& call) noexcept {
+    try {
+        call();
+    } catch (...) {
+        if (!thrown) thrown = std::current_exception();
+    }
+}
+
+void Network::State::tell(Report report) {
+    if (report.text.ends_with('\n')) report.text.pop_back();
+    reports.push_back(report);
+    if (callbacks.report) call_back([&] { callbacks.report(reports.back()); });
+}
+
+void Network::State::record(const host::Record& record) {
+    if (record.what == host::Record::What::report) {
+        const bool warning = session::is_warning(record);
+        return tell({warning ? Report::Severity::Warning : Report::Severity::Error, record.module, record.text});
+    }
+    if (!ask({record.module, session::percent_of_call(record), record.text})) cancelled = true;
+}
+
+void Network::State::error(std::string_view text) { module_error("", text); }
+
+void Network::State::module_error(std::string_view module, std::string_view text) {
+    tell({Report::Severity::Error, std::string(module), std::string(text)});
+}
+
+void Network::State::note(std::string_view text) { tell({Report::Severity::Note, "", std::string(text)}); }
+
+void Network::State::not_written(std::string_view file, std::string_view failed_module) {
+    error(std::string(file) + ": not written: " + std::string(failed_module) + " failed");
+}
+
+void Network::State::wrote(std::string_view output) {
+    if (callbacks.written) call_back([&] { callbacks.written(output); });
+}
+
+bool Network::State::run_begins(std::string_view module) {
+    if (!ask({module, 0, {}})) cancelled = true;
+    return goes_on();
+}
+
+bool Network::State::ask(const Progress& progress) {
+    bool go_on = true;
+    if (callbacks.progress) call_back([&] { go_on = callbacks.progress(progress); });
+    return go_on;
+}
+
+void Network::State::build() {
+    if (!run) run.emplace(network, *session->library, *this, log);
+    for (const auto& text : std::exchange(notes, {})) note(text);
+    if (std::exchange(checked, network.instances.size()) < network.instances.size() && !run->has_entries()) {
+        checked = 0;
+        throw Error(reports.back().text);
+    }
+    run->build();
+}
+
+namespace {
+
+/// Does something with a network in the host. What it reports is its outcome.
+template <class Body>
+Outcome perform(Network::State& state, Body&& body) {
+    const Turn turn(*state.session);
+    const auto thrown = [&] {
+        if (auto kept = std::exchange(state.thrown, nullptr)) std::rethrow_exception(kept);
+    };
+    try {
+        state.build();
+        body();
+    } catch (const session::RunCancelled& end) {
+        state.cancelled = false;
+        thrown();
+        throw Cancelled(end.what());
+    } catch (const Error&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw Error(error.what());
+    }
+    thrown();
+    return {std::exchange(state.reports, {})};
+}
+
+/// Changes a network and takes that back where its parts do not fit each other then.
+template <class Change, class Undo>
+void changed(session::Network& network, Change&& change, Undo&& undo) {
+    session::Problems problems;
+    change();
+    check_network(network, problems, false);
+    if (problems.any()) undo();
+    throw_problems(problems);
+}
+
+/// Gives a parameter what a text says.
+void assign(Network::State& state, const std::string& target, const WrittenValue& written) {
+    session::Problems problems;
+    session::Environment environment{problems, {}, written.arrays()};
+    session::Document document(target, written.text());
+    if (!document.parse(problems)) throw_problems(problems);
+    const auto value = session::Document::from_option(target, written.text());  // whose places have no lines
+    auto read = read_assignment(state.network, *value, target, state.session->definitions, environment);
+    throw_problems(problems);
+    const session::Assignment assignment = std::move(*read);
+    auto& given = state.network.instances[assignment.module].given;
+    std::optional<session::Assignment> before;
+    changed(
+        state.network, [&] { before = state.network.give(assignment); },
+        [&] { before ? static_cast<void>(state.network.give(std::move(*before))) : given.pop_back(); });
+    if (state.run && assignment.module < state.checked) state.run->give(std::vector{assignment});
+}
+
+/// An output of a network as its file would have it.
+session::Output read_output(Network::State& state, const std::string& file, const std::string& text) {
+    session::Problems problems;
+    session::Environment environment{problems, {}};
+    const auto document = session::Document::from_option(file, text);
+    auto output = session::read_output(state.network, *document, file, state.session->definitions, environment);
+    throw_problems(problems);
+    auto& outputs = state.network.outputs;
+    changed(
+        state.network, [&] { outputs.push_back(*output); }, [&] { outputs.pop_back(); });
+    outputs.pop_back();
+    return std::move(*output);
+}
+
+/// What a reference names at this moment. @throws Error with the nearest name
+OMobj_id find_object(Network::State& state, const std::string& reference) {
+    read_output(state, "object.json", json_text(reference));
+    const OMobj_id found = host::find(host::root(), reference);
+    OMobj_id object = OMnull_obj();
+    if (OMvalid_obj(found) == 1) OMget_obj_val(found, &object);
+    if (OMvalid_obj(object) != 1) throw Error(reference + " leads to nothing");
+    return object;
+}
+
+/// Reads something of a network. What is reported comes with the next outcome.
+template <class Read>
+auto reading(Network::State& state, Read&& read) {
+    return guarded([&] {
+        const Turn turn(*state.session);
+        state.build();
+        return read();
+    });
+}
+
+session::Output picture_output(Network::State& state, const std::string& reference, const ImageOptions& options) {
+    session::Output output = read_output(state, "picture.png", json_text(reference));
+    output.legend = options.legend;
+    output.axes = options.axes;
+    output.alpha = options.alpha;
+    output.background = options.background;
+    if (options.first_row_is_lowest) {
+        output.origin = *options.first_row_is_lowest ? session::ImageOrigin::lower : session::ImageOrigin::upper;
+    }
+    return output;
+}
+
+template <class Use>
+void use_picture(Network::State& state, const std::string& reference, const ImageOptions& options, Use use) {
+    reading(state, [&] {
+        std::vector<std::string> notes;
+        session::use_picture(picture_output(state, reference, options), state.network, notes, use);
+        for (const auto& note : notes) state.note(note);
+    });
+}
+
+}  // namespace
+
+// --- Networks ---
+
+Network::Network(std::shared_ptr<State> state) : state_(std::move(state)) {}
+Network::Network(Network&& other) noexcept = default;
+
+Network& Network::operator=(Network&& other) noexcept {
+    std::swap(state_, other.state_);
+    return *this;
+}
+
+Network::~Network() {
+    if (!state_) return;
+    state_->dropped = true;
+    ++state_->session->dropped;
+    state_->session->tidy();
+}
+
+void Network::listen(Callbacks callbacks) {
+    const Turn turn(*state_->session);
+    state_->callbacks = std::move(callbacks);
+}
+
+void Network::add(const std::string& name, const std::string& module) {
+    const Turn turn(*state_->session);
+    guarded([&] {
+        if (state_->network.find(name)) throw Error("there is a module " + name + " already");
+        session::Problems problems;
+        session::Environment environment{problems, {}};
+        const auto document = session::Document::from_option(
+            "add", "{\"modules\":{" + json_text(name) + ":{\"use\":" + json_text(module) + "}}}");
+        auto read = read_network(*document, state_->session->definitions, {}, environment);
+        throw_problems(problems);
+        state_->network.add(std::move(read.instances.front()));
+    });
+}
+
+void Network::set(const std::string& target, const Value& value) {
+    const Turn turn(*state_->session);
+    guarded([&] { assign(*state_, target, WrittenValue(value)); });
+}
+
+void Network::connect(const std::string& target, const std::string& source, const std::string& convert) {
+    const std::string conversion = convert.empty() ? "" : ",\"convert\":" + convert + "\n";
+    set(target, Json{"{\"ref\":" + json_text(source) + conversion + "}"});
+}
+
+Outcome Network::run() {
+    return perform(*state_, [&] { state_->run->run_changed(); });
+}
+
+Outcome Network::play(const std::string& directory) {
+    return perform(*state_, [&] { state_->run->play_events(directory); });
+}
+
+Outcome Network::write(const std::string& directory) {
+    return perform(*state_, [&] { state_->run->write(state_->network.outputs, directory); });
+}
+
+Outcome Network::write(const std::string& file, const Json& output) {
+    return perform(*state_, [&] { state_->run->write({read_output(*state_, file, output.text)}, {}); });
+}
+
+void Network::cancel() noexcept { state_->cancelled = true; }
+
+Value Network::get(const std::string& reference) {
+    return reading(*state_, [&] {
+        const OMobj_id object = find_object(*state_, reference);
+        Value value = read_object(object);
+        const auto holder = session::holder_of(object, state_->network);
+        auto* field = std::get_if<Field>(&value.form);
+        if (field && holder.parameter) {
+            field->first_row_is_lowest = holder.parameter->origin == session::ImageOrigin::lower;
+        }
+        return value;
+    });
+}
+
+namespace {
+
+template <class T>
+T of_kind(Value value, const std::string& reference, const char* kind) {
+    if (auto* held = std::get_if<T>(&value.form)) return std::move(*held);
+    throw Error(reference + " holds no " + kind);
+}
+
+}  // namespace
+
+Field Network::field(const std::string& reference) { return of_kind<Field>(get(reference), reference, "field"); }
+
+Array Network::array(const std::string& reference) { return of_kind<Array>(get(reference), reference, "array"); }
+
+double Network::number(const std::string& reference) {
+    Value value = get(reference);
+    if (const auto* whole = value.get<std::int64_t>()) return static_cast<double>(*whole);
+    return of_kind<double>(std::move(value), reference, "number");
+}
+
+std::string Network::text(const std::string& reference) {
+    return of_kind<std::string>(get(reference), reference, "text");
+}
+
+std::string Network::json(const std::string& reference) {
+    return reading(*state_, [&] {
+        std::string text;
+        session::OutputFile file(text);
+        write_json(find_object(*state_, reference), file);
+        return text;
+    });
+}
+
+Image Network::image(const std::string& reference, const ImageOptions& options) {
+    Image image;
+    use_picture(*state_, reference, options, [&](const session::Picture& picture) {
+        image.width = picture.width();
+        image.height = picture.height();
+        image.channels = picture.has_alpha() ? 4 : 3;
+        std::vector<std::uint8_t> row;
+        for (std::uint32_t y = 0; y < picture.height(); ++y) {
+            picture.row(y, row);
+            image.pixels.insert(image.pixels.end(), row.begin(), row.end());
+        }
+    });
+    return image;
+}
+
+std::string Network::png(const std::string& reference, const ImageOptions& options) {
+    std::string bytes;
+    use_picture(*state_, reference, options, [&](const session::Picture& picture) { bytes = encode_png(picture); });
+    return bytes;
+}
+
+std::vector<std::pair<std::string, std::string>> Network::modules() const {
+    const Turn turn(*state_->session);
+    std::vector<std::pair<std::string, std::string>> modules;
+    for (const auto& instance : state_->network.instances)
+        modules.emplace_back(instance.name, instance.definition->module);
+    return modules;
+}
+
+}  // namespace zam

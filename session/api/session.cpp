@@ -1,0 +1,147 @@
+#include <algorithm>
+
+#include "embedded/host.h"
+#include "session/api/state.h"
+#include "session/api/values.h"
+#include "session/network/network_check.h"
+#include "session/network/network_reader.h"
+#include "session/outputs/json_writer.h"
+
+namespace zam {
+namespace {
+
+std::atomic<bool> is_open = false;  // of the one session that the process may have
+
+}  // namespace
+
+void throw_problems(const session::Problems& problems) {
+    if (!problems.any()) return;
+    std::string text;
+    for (const auto& line : problems.lines()) text += (text.empty() ? "" : "\n") + line;
+    throw Error(text);
+}
+
+// --- Turns ---
+
+Turn::Turn(Session::State& session) : session_(session) {
+    if (session.busy.exchange(true))
+        throw Error("another call is at work: networks are used by one call at a time, and not from callbacks");
+    if (!session.closed) return;
+    session.end_turn();
+    throw Error("the session of this network has ended");
+}
+
+void Session::State::end_what_is_over() {
+    dropped = 0;  // those that are counted from now on may be looked at too early, but not too late
+    const auto is_over = [&](const auto& network) {
+        if (!closed && !network->dropped) return false;
+        network->callbacks = {};  // what these refer to may be gone
+        network->run.reset();
+        return true;
+    };
+    std::erase_if(networks, is_over);
+    if (closed && library) {
+        library.reset();
+        is_open = false;
+    }
+}
+
+void Session::State::end_turn() {
+    do {
+        end_what_is_over();
+        busy = false;
+        // one that was dropped meanwhile found that somebody had his turn
+    } while ((dropped > 0 || (closed && library)) && !busy.exchange(true));
+}
+
+void Session::State::tidy() {
+    if (!busy.exchange(true)) end_turn();
+}
+
+// --- Sessions ---
+
+Session::Session(const std::string& modules) : state_(std::make_shared<State>()) {
+    if (is_open.exchange(true)) throw Error("a session is open already: a process has one at a time");
+    try {
+        guarded([&] {
+            const auto installation =
+                modules.empty() ? session::find_installation() : session::installation_in(modules);
+            session::Problems problems;
+            state_->definitions = session::Definitions::load(installation.definitions, problems);
+            state_->definitions.add_host_entries(problems);
+            throw_problems(problems);
+            std::string error;
+            state_->library = session::ModuleLibrary::load(installation.library, error);
+            if (!state_->library) throw Error("the module library cannot be loaded: " + error);
+            for (const auto& definition : state_->definitions.all()) state_->modules.push_back(describe(*definition));
+        });
+    } catch (...) {
+        is_open = false;
+        throw;
+    }
+}
+
+Session::~Session() {
+    state_->closed = true;
+    state_->tidy();
+}
+
+const std::vector<Module>& Session::modules() const { return state_->modules; }
+
+const Module& Session::module(const std::string& name) const {
+    const auto found = std::find_if(state_->modules.begin(), state_->modules.end(),
+                                    [&](const Module& module) { return module.name == name || module.entry == name; });
+    if (found != state_->modules.end()) return *found;
+    throw Error("there is no module " + name + state_->definitions.nearest_to(name));
+}
+
+Network Session::network() {
+    const Turn turn(*state_);
+    auto network = std::make_shared<Network::State>(state_);
+    state_->networks.push_back(network);
+    return Network(std::move(network));
+}
+
+namespace {
+
+/// Reads a network of a session.
+template <class Read>
+void read_into(Network::State& state, const std::vector<std::string>& set, Read read) {
+    session::Problems problems;
+    session::NetworkOptions options;
+    options.set = set;
+    guarded([&] { state.network = read(options, problems); });
+    throw_problems(problems);
+    state.notes = problems.notes();
+}
+
+}  // namespace
+
+Network Session::load(const std::string& file, const std::vector<std::string>& set) {
+    Network network = this->network();
+    const Turn turn(*state_);
+    read_into(*network.state_, set, [&](const auto& options, auto& problems) {
+        return session::load_network(file, options, state_->definitions, problems);
+    });
+    return network;
+}
+
+Network Session::parse(const std::string& text, const std::string& directory, const std::vector<std::string>& set) {
+    Network network = this->network();
+    const Turn turn(*state_);
+    read_into(*network.state_, set, [&](const auto& options, auto& problems) {
+        session::Document document("network", text);
+        if (!document.parse(problems)) return session::Network();
+        return session::network_from(document, directory, options, state_->definitions, problems);
+    });
+    return network;
+}
+
+Account Session::account() const { return zam::account(); }
+
+Account account() {
+    const host::Account account = host::account();
+    return {account.held_arrays, account.outstanding_arrays + account.open_accesses, account.faults};
+}
+
+}  // namespace zam
