@@ -4,12 +4,12 @@
 #include <filesystem>
 
 #include "base/file_path.h"
+#include "base/own_file.h"
 
 #if defined(_WIN32)
 #include <windows.h>
 #else
 #include <dlfcn.h>
-#include <link.h>
 #endif
 
 namespace zam::session {
@@ -20,15 +20,6 @@ namespace fs = std::filesystem;
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "zam_modules.dll";
 constexpr const char* kLibraryDirectory = "bin";
-
-fs::path program_file() {
-    std::wstring name(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
-        if (length < name.size()) return name.substr(0, length);
-        name.resize(2 * name.size());
-    }
-}
 
 void* open_library(const std::string& file, std::string& error) {
     auto* handle = reinterpret_cast<void*>(LoadLibraryW(file_path(file).c_str()));
@@ -46,17 +37,6 @@ void* find_own_symbol(const char* name) {
 #else
 constexpr const char* kLibraryName = "libzam_modules.so";
 constexpr const char* kLibraryDirectory = "lib";
-
-/// The program or library that this code is part of.
-fs::path program_file() {
-    std::error_code error;
-    Dl_info info{};
-    void* found = nullptr;
-    const bool known = dladdr1(reinterpret_cast<void*>(&program_file), &info, &found, RTLD_DL_LINKMAP) != 0;
-    const auto* library = static_cast<const link_map*>(found);
-    if (known && library && library->l_name && *library->l_name) return fs::canonical(library->l_name, error);
-    return fs::read_symlink("/proc/self/exe", error);
-}
 
 /// Lets libraries that are loaded from now on find the host's operations, also where a program has loaded the host for
 /// itself alone.
@@ -82,7 +62,7 @@ void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 
 Installation find_installation() {
     if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) return installation_in(path);
-    const fs::path base = program_file().parent_path().parent_path();
+    const fs::path base = own_file().parent_path().parent_path();
     return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
 }
 

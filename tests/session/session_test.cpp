@@ -10,6 +10,12 @@
 
 #include "tests/support/scratch_directory.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+// fontconfig keeps its fonts until the program ends
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
+#endif
+
 namespace zam {
 namespace {
 
