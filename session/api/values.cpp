@@ -40,11 +40,12 @@ private:
 
 session::NumberArray to_session(const Array& array) {
     const int type = static_cast<int>(array.type());
-    if (!is_type(type)) throw Error("an array has an element type that does not exist");
+    const std::size_t element_bytes = type_size(type);
+    if (element_bytes == 0) throw Error("an array has an element type that does not exist");
     session::NumberArray result{.type = type, .count = static_cast<xp_long>(array.size()), .values = {}, .source = {}};
     if (array.empty()) return result;
     if (!array.data()) throw Error("an array has a size and no values");
-    if (reinterpret_cast<std::uintptr_t>(array.data()) % type_size(type) != 0)
+    if (reinterpret_cast<std::uintptr_t>(array.data()) % element_bytes != 0)
         throw Error("the values of an array are not aligned as its type needs");
     result.source = std::make_shared<LentValues>(array);
     return result;
@@ -57,8 +58,10 @@ Array to_public(const session::NumberArray& array) {
     if (count == 0) return {type, nullptr, 0, nullptr};
     auto owner = array.source ? array.source->owner() : nullptr;
     if (owner) return {type, array.source->in_memory(), count, std::move(owner)};
-    AvailableMemory().require(array.count, size_of(type));
-    std::shared_ptr<void> values(std::malloc(count * size_of(type)), std::free);
+    const std::size_t element_bytes = size_of(type);
+    if (element_bytes == 0) throw Error("an array has an element type that does not exist");
+    AvailableMemory().require(array.count, element_bytes);
+    std::shared_ptr<void> values(std::malloc(count * element_bytes), std::free);
     if (!values) throw std::bad_alloc();
     const std::string error = copy_values(array, values.get());
     if (!error.empty()) throw Error(error);
