@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <thread>
@@ -43,7 +44,10 @@ Session::Session(const Network& network, const ModuleLibrary& library, Listener&
 }
 
 Session::~Session() {
-    end();
+    try {
+        end();
+    } catch (...) {  // a listener's, and nobody is there to hear of it
+    }
     for (const int id : plugged_) library_.simulate_joystick()(id, nullptr);
     host::set_recorder(nullptr);
     host::set_root(empty_root);
@@ -541,13 +545,19 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
 void Session::end() {
     enter();
     ending_ = true;
+    std::exception_ptr thrown;  // by a listener, the first time; everything ends all the same
     for (std::size_t module = running_.size(); module-- > 0;) {
-        end_self(module);
-        const std::string& entry = instance(module).definition->delete_entry;
-        if (!entry.empty()) call(module, entry);
+        try {
+            end_self(module);
+            const std::string& entry = instance(module).definition->delete_entry;
+            if (!entry.empty()) call(module, entry);
+        } catch (...) {
+            if (!thrown) thrown = std::current_exception();
+        }
     }
     for (const auto& running : running_) host::destroy(running.object);
     running_.clear();
+    if (thrown) std::rethrow_exception(thrown);
 }
 
 }  // namespace zam::session
