@@ -38,10 +38,15 @@ private:
     std::shared_ptr<const void> owner_;
 };
 
+std::size_t checked_size(int type) {
+    const std::size_t bytes = type_size(type);
+    if (bytes == 0) throw Error("an array has an element type that does not exist");
+    return bytes;
+}
+
 session::NumberArray to_session(const Array& array) {
     const int type = static_cast<int>(array.type());
-    const std::size_t element_bytes = type_size(type);
-    if (element_bytes == 0) throw Error("an array has an element type that does not exist");
+    const std::size_t element_bytes = checked_size(type);
     session::NumberArray result{.type = type, .count = static_cast<xp_long>(array.size()), .values = {}, .source = {}};
     if (array.empty()) return result;
     if (!array.data()) throw Error("an array has a size and no values");
@@ -58,8 +63,7 @@ Array to_public(const session::NumberArray& array) {
     if (count == 0) return {type, nullptr, 0, nullptr};
     auto owner = array.source ? array.source->owner() : nullptr;
     if (owner) return {type, array.source->in_memory(), count, std::move(owner)};
-    const std::size_t element_bytes = size_of(type);
-    if (element_bytes == 0) throw Error("an array has an element type that does not exist");
+    const std::size_t element_bytes = checked_size(array.type);
     AvailableMemory().require(array.count, element_bytes);
     std::shared_ptr<void> values(std::malloc(count * element_bytes), std::free);
     if (!values) throw std::bad_alloc();
