@@ -4,6 +4,10 @@
 #include <stddef.h>  // NOLINT(modernize-deprecated-headers): C programs read this too
 #include <stdint.h>  // NOLINT(modernize-deprecated-headers)
 
+/// Number of the contract. It changes when modules have to be compiled anew: an operation, a structure or a constant is
+/// no longer what it was. The definitions of plug-ins say which one their library was made for.
+#define ZAM_CONTRACT_ABI 1
+
 #if defined(_WIN32)
 #define ZAM_CONTRACT_EXPORT __declspec(dllexport)
 #define ZAM_CONTRACT_IMPORT __declspec(dllimport)

@@ -27,8 +27,7 @@ constexpr std::int64_t kMaxAllocations = 1'000'000'000'000;
 constexpr const char* kFooter =
     "Exit status: 0 all well; 1 a module reported an error or an output could not be\n"
     "written; 2 the command line or the network file is wrong, and nothing was run.\n"
-    "ZAM_MODULE_PATH names a directory with the module library and its definition files\n"
-    "to be used instead of those beside the program.";
+    "ZAM_MODULE_PATH lists directories of plug-ins, whose modules are added to its own.";
 
 void add_run(CLI::App& app, RunOptions& options, int& status) {
     auto* run = app.add_subcommand("run", "Run every module of a network, play its events, write its outputs");

@@ -57,8 +57,10 @@ void run_session(Session& session, const Network& network, const RunOptions& opt
 
 std::optional<Definitions> load_definitions() {
     Problems problems;
-    auto definitions = Definitions::load(find_installation().definitions, problems);
-    definitions.add_host_entries(problems);
+    std::vector<std::string> left_out;
+    auto definitions = session::load_definitions(find_installation(), problems, left_out);
+    Console console(false);
+    for (const auto& line : left_out) console.warning("left out: " + line);
     return print_problems(problems) ? std::nullopt : std::optional(std::move(definitions));
 }
 

@@ -71,6 +71,7 @@ void print_all(const Definitions& definitions) {
 
 void print_one(const Definition& definition) {
     print(definition.module + ": " + definition.summary + "\nuse: " + definition.entry + "\n");
+    if (!definition.library.empty()) print("library: " + definition.library + "\n");
     if (definition.is_class) {
         std::string methods = "methods:";
         for (const auto& method : definition.methods) methods += " " + method.name;

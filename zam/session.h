@@ -419,10 +419,10 @@ struct Account {
 /// The host with its modules. One at a time in a process.
 class ZAM_SESSION_API Session {
 public:
-    /// @param modules  directory of the module library and its definitions; empty: that of ZAM_MODULE_PATH, else where they
-    ///                 were installed with this library
+    /// The modules that were installed with this library, and those of plug-ins.
+    /// @param plugins  directories of plug-ins, with ":" between them; empty: those of ZAM_MODULE_PATH
     /// @throws Error  if there is a session already, or the modules cannot be loaded
-    explicit Session(const std::string& modules = {});
+    explicit Session(const std::string& plugins = {});
     /// Ends its networks. Not from a callback.
     ~Session();
     Session(const Session&) = delete;
@@ -432,6 +432,8 @@ public:
     const std::vector<Module>& modules() const;
     /// A module by its name or entry. @throws Error with the nearest name
     const Module& module(const std::string& name) const;
+    /// What of plug-ins is no good and was left out, a line each.
+    const std::vector<std::string>& left_out() const;
 
     /// A network without modules.
     Network network();

@@ -31,8 +31,8 @@ ZAM_C_API const char* zam_error(void);
 
 /* --- Sessions: one at a time --- */
 
-/* modules: directory of the module library and its definitions; null: where they were installed */
-ZAM_C_API zam_session* zam_open(const char* modules);
+/* plugins: directories of plug-ins, with ":" between them; null: those of ZAM_MODULE_PATH. What is no good there is left out. */
+ZAM_C_API zam_session* zam_open(const char* plugins);
 /* Its networks end; their handles are still given to zam_end(). Null does nothing, here and below. */
 ZAM_C_API void zam_close(zam_session* session);
 

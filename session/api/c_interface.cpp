@@ -116,8 +116,8 @@ const char* zam_error(void) { return error_text.c_str(); }
 
 // --- Sessions ---
 
-zam_session* zam_open(const char* modules) {
-    return answer<zam_session*>(nullptr, [&] { return new zam_session{zam::Session(or_empty(modules))}; });
+zam_session* zam_open(const char* plugins) {
+    return answer<zam_session*>(nullptr, [&] { return new zam_session{zam::Session(or_empty(plugins))}; });
 }
 
 void zam_close(zam_session* session) { delete session; }

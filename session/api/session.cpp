@@ -60,15 +60,13 @@ void Session::State::tidy() {
 
 // --- Sessions ---
 
-Session::Session(const std::string& modules) : state_(std::make_shared<State>()) {
+Session::Session(const std::string& plugins) : state_(std::make_shared<State>()) {
     if (is_open.exchange(true)) throw Error("a session is open already: a process has one at a time");
     try {
         guarded([&] {
-            const auto installation =
-                modules.empty() ? session::find_installation() : session::installation_in(modules);
+            const auto installation = session::find_installation(plugins);
             session::Problems problems;
-            state_->definitions = session::Definitions::load(installation.definitions, problems);
-            state_->definitions.add_host_entries(problems);
+            state_->definitions = session::load_definitions(installation, problems, state_->left_out);
             throw_problems(problems);
             std::string error;
             state_->library = session::ModuleLibrary::load(installation.library, error);
@@ -87,6 +85,8 @@ Session::~Session() {
 }
 
 const std::vector<Module>& Session::modules() const { return state_->modules; }
+
+const std::vector<std::string>& Session::left_out() const { return state_->left_out; }
 
 const Module& Session::module(const std::string& name) const {
     const auto found = std::find_if(state_->modules.begin(), state_->modules.end(),

@@ -22,6 +22,7 @@ struct Session::State {
     session::Definitions definitions;
     std::unique_ptr<session::ModuleLibrary> library;
     std::vector<Module> modules;
+    std::vector<std::string> left_out;                      // what of plug-ins, a line each
     std::vector<std::shared_ptr<Network::State>> networks;  // those that somebody holds
 
     std::atomic<bool> busy = false;    // somebody has his turn

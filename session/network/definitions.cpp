@@ -9,6 +9,7 @@
 #include "base/file_path.h"
 #include "embedded/view/entries.h"
 #include "session/document/suggestion.h"
+#include "session/network/library_file.h"
 #include "session/values/number_array.h"
 
 namespace zam::session {
@@ -291,6 +292,48 @@ void read_class(const Cursor& cursor, Definition& definition) {
     if (!definition.find_method(definition.update_method)) cursor.problem("\"update\" names no method");
 }
 
+// --- Plug-ins ---
+
+/// Whether the library of a definition was made for this contract.
+bool is_for_this_contract(const Cursor& cursor) {
+    constexpr int kMaxAbi = 1'000'000;
+    const auto place = cursor.find("abi");
+    if (!place) {
+        cursor.problem("\"abi\" is missing");
+        return false;
+    }
+    const std::int64_t abi = place->integer(0, kMaxAbi).value_or(-1);
+    if (abi >= 0 && abi != ZAM_CONTRACT_ABI)
+        place->problem("the library was made for contract " + std::to_string(abi) + ", this host has contract " +
+                       std::to_string(ZAM_CONTRACT_ABI));
+    return abi == ZAM_CONTRACT_ABI;
+}
+
+/// The library of a definition, which lies in the same directory.
+std::string read_library(const Cursor& cursor, const std::string& definition_file) {
+    const std::string name = required_text(cursor, "library");
+    const auto place = cursor.find("library");
+    if (!place || !is_for_this_contract(cursor)) return {};
+    if (name.empty() || name.find_first_of("/\\:") != std::string::npos) {
+        place->problem("a library lies beside its definition, and is named without a directory");
+        return {};
+    }
+    const auto file = find_library_file(file_path(definition_file).parent_path().string(), name);
+    if (!file) place->problem("there is no library " + name + " beside this file");
+    return file.value_or("");
+}
+
+/// The .json files of a directory, in alphabetical order.
+std::vector<std::string> definition_files(const std::string& directory, std::error_code& error) {
+    std::vector<std::string> files;
+    for (auto entry = fs::directory_iterator(file_path(directory), error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (entry->path().extension() == ".json") files.push_back(entry->path().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 }  // namespace
 
 std::optional<ImageOrigin> read_image_origin(const Cursor& cursor) {
@@ -326,12 +369,12 @@ std::string Definition::no_method(std::string_view name) const {
            did_you_mean(name, methods, [](const auto& method) -> std::string_view { return method.name; });
 }
 
-void Definitions::add(const std::string& file, Problems& problems) {
+void Definitions::add(const std::string& file, Problems& problems, Origin origin) {
     const auto document = load_document(file, problems);
     if (!document) return;
     auto definition = std::make_unique<Definition>();
     definition->file = file;
-    add(*document, std::move(definition), problems);
+    add(*document, std::move(definition), problems, origin);
 }
 
 void Definitions::add_host_entries(Problems& problems) {
@@ -340,17 +383,21 @@ void Definitions::add_host_entries(Problems& problems) {
         definition->file = entry.name;
         definition->text = entry.text;
         Document document(entry.name, entry.text);
-        if (document.parse(problems)) add(document, std::move(definition), problems);
+        if (document.parse(problems)) add(document, std::move(definition), problems, Origin::built_in);
     }
 }
 
-void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems) {
-    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters"};
-    constexpr std::string_view kClassKeys[] = {"module", "class", "summary", "update", "methods", "parameters"};
+void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems,
+                      Origin origin) {
+    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters", "library", "abi"};
+    constexpr std::string_view kClassKeys[] = {"module",  "class",      "summary", "update",
+                                               "methods", "parameters", "library", "abi"};
     const std::size_t problems_before = problems.count();
     Environment environment{problems, file_path(definition->file).parent_path().string()};
     const Cursor cursor(document, environment);
     if (!cursor.object()) return;
+    if (origin == Origin::plugin) definition->library = read_library(cursor, definition->file);
+    if (problems.count() > problems_before) return;  // one for another contract may have all sorts of keys
     definition->is_class = cursor.find("class").has_value();
     definition->is_class ? cursor.expect_keys(kClassKeys) : cursor.expect_keys(kKeys);
     definition->module = required_text(cursor, "module");
@@ -359,6 +406,8 @@ void Definitions::add(const Document& document, std::unique_ptr<Definition> defi
     read_parameters(cursor, *definition);
     definition->is_class ? read_class(cursor, *definition) : read_entries(cursor, *definition);
     if (by_entry(definition->entry)) cursor.problem("another file defines " + definition->entry);
+    if (origin == Origin::plugin && by_any_name(definition->module))
+        cursor.problem("there is another module " + definition->module);
     if (problems.count() > problems_before) return;
     const auto behind = std::upper_bound(definitions_.begin(), definitions_.end(), definition,
                                          [](const auto& a, const auto& b) { return a->module < b->module; });
@@ -367,16 +416,28 @@ void Definitions::add(const Document& document, std::unique_ptr<Definition> defi
 
 Definitions Definitions::load(const std::string& directory, Problems& problems) {
     Definitions definitions;
-    std::vector<std::string> files;
     std::error_code error;
-    for (auto entry = fs::directory_iterator(file_path(directory), error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        if (entry->path().extension() == ".json") files.push_back(entry->path().string());
-    }
+    const auto files = definition_files(directory, error);
     if (error) problems.add({directory, 0, 0, {}}, "no definition files can be read here: " + error.message());
-    std::sort(files.begin(), files.end());
     for (const auto& file : files) definitions.add(file, problems);
     return definitions;
+}
+
+void Definitions::add_plugins(const std::string& directory, std::vector<std::string>& left_out) {
+    std::error_code error;
+    const auto files = definition_files(directory, error);
+    if (error) left_out.push_back(directory + ": no plug-ins can be read here: " + error.message());
+    for (const auto& file : files) {
+        Problems problems;
+        if (!fs::is_regular_file(file_path(file), error)) {
+            problems.add({file, 0, 0, {}}, "this is no file");  // it may be a pipe, which would not end
+        } else {
+            add(file, problems, Origin::plugin);
+        }
+        if (!problems.any()) continue;
+        const std::string more = problems.count() > 1 ? " (and " + std::to_string(problems.count() - 1) + " more)" : "";
+        left_out.push_back(problems.lines().front() + more);
+    }
 }
 
 const Definition* Definitions::by_entry(std::string_view entry) const {

@@ -67,8 +67,9 @@ struct Method {
 };
 
 struct Definition {
-    std::string file;  // or the name of another source
-    std::string text;  // of a definition that was not read from a file
+    std::string file;     // or the name of another source
+    std::string text;     // of a definition that was not read from a file
+    std::string library;  // file of the library that has the module; empty: the built-in one, or the host itself
     std::string module;
     std::string entry;  // of a class its name
     std::string summary;
@@ -101,11 +102,19 @@ std::string_view direction_name(Direction direction);
 /// All modules of a library, by their names in alphabetical order.
 class Definitions {
 public:
+    /// Whose modules a file defines. Plug-ins name their library and the contract that it was made for.
+    enum class Origin { built_in, plugin };
+
     /// Reads every .json file of a directory. What is wrong with them is reported as problems.
     static Definitions load(const std::string& directory, Problems& problems);
 
+    /// Adds the modules of plug-ins: what the .json files of a directory define, of libraries that lie there too. What
+    /// is wrong with a file leaves its module out.
+    /// @param left_out  receives one line for each such file, and for a directory that cannot be read
+    void add_plugins(const std::string& directory, std::vector<std::string>& left_out);
+
     /// Reads one definition. Nothing is added after a problem.
-    void add(const std::string& file, Problems& problems);
+    void add(const std::string& file, Problems& problems, Origin origin = Origin::built_in);
     /// Adds the entries that the host has itself.
     void add_host_entries(Problems& problems);
 
@@ -120,7 +129,7 @@ public:
     bool has_entry(std::string_view entry) const;
 
 private:
-    void add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems);
+    void add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems, Origin origin);
 
     std::vector<std::unique_ptr<const Definition>> definitions_;
 };

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 #include "base/file_path.h"
 #include "base/own_file.h"
@@ -20,9 +21,12 @@ namespace fs = std::filesystem;
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "zam_modules.dll";
 constexpr const char* kLibraryDirectory = "bin";
+constexpr char kListSeparator = ';';
 
 void* open_library(const std::string& file, std::string& error) {
-    auto* handle = reinterpret_cast<void*>(LoadLibraryW(file_path(file).c_str()));
+    // what lies beside a plug-in is found too
+    const auto path = fs::absolute(file_path(file));
+    auto* handle = reinterpret_cast<void*>(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     if (!handle) error = file + ": system error " + std::to_string(GetLastError());
     return handle;
 }
@@ -37,6 +41,7 @@ void* find_own_symbol(const char* name) {
 #else
 constexpr const char* kLibraryName = "libzam_modules.so";
 constexpr const char* kLibraryDirectory = "lib";
+constexpr char kListSeparator = ':';
 
 /// Lets libraries that are loaded from now on find the host's operations, also where a program has loaded the host for
 /// itself alone.
@@ -48,7 +53,7 @@ void share_host() {
 
 void* open_library(const std::string& file, std::string& error) {
     share_host();
-    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* handle = dlopen(fs::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);  // others would be searched for
     if (!handle) error = dlerror();
     return handle;
 }
@@ -58,16 +63,31 @@ void* find_symbol(void* handle, const char* name) { return dlsym(handle, name); 
 void* find_own_symbol(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 #endif
 
-}  // namespace
-
-Installation find_installation() {
-    if (const char* path = std::getenv("ZAM_MODULE_PATH"); path && *path) return installation_in(path);
-    const fs::path base = own_file().parent_path().parent_path();
-    return {(base / kLibraryDirectory / kLibraryName).string(), (base / "share" / "zam" / "modules").string()};
+/// The directories that a list names; empty names are none.
+std::vector<std::string> split_list(const std::string& list) {
+    std::vector<std::string> directories;
+    std::istringstream rest(list);
+    for (std::string directory; std::getline(rest, directory, kListSeparator);) {
+        if (!directory.empty()) directories.push_back(directory);
+    }
+    return directories;
 }
 
-Installation installation_in(const std::string& directory) {
-    return {(file_path(directory) / kLibraryName).string(), directory};
+}  // namespace
+
+Installation find_installation(const std::string& plugins) {
+    const fs::path base = own_file().parent_path().parent_path();
+    const char* const path = std::getenv("ZAM_MODULE_PATH");
+    return {.library = (base / kLibraryDirectory / kLibraryName).string(),
+            .definitions = (base / "share" / "zam" / "modules").string(),
+            .plugins = split_list(plugins.empty() && path ? path : plugins)};
+}
+
+Definitions load_definitions(const Installation& installation, Problems& problems, std::vector<std::string>& left_out) {
+    auto definitions = Definitions::load(installation.definitions, problems);
+    definitions.add_host_entries(problems);
+    for (const auto& directory : installation.plugins) definitions.add_plugins(directory, left_out);
+    return definitions;
 }
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::load(const std::string& file, std::string& error) {

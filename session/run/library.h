@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "contract/types.h"
+#include "session/network/definitions.h"
 
 namespace zam::session {
 
@@ -21,15 +23,20 @@ using MethodEntry = int (*)(void* self, unsigned, int);
 /// unplugs it. Gives 1, or 0 if that cannot be done.
 using SimulateJoystick = int (*)(int id, const std::uint32_t* state);
 
-/// Where the module library and its definition files lie: the directory that ZAM_MODULE_PATH names, else beside the
-/// program or library that this is part of, in a build tree as when installed.
+/// Where the modules lie.
 struct Installation {
-    std::string library;
-    std::string definitions;
+    std::string library;               // of the built-in modules
+    std::string definitions;           // directory of their definitions
+    std::vector<std::string> plugins;  // directories of further modules, each with definitions and libraries
 };
-Installation find_installation();
-/// The same for a directory that holds both.
-Installation installation_in(const std::string& directory);
+/// The built-in modules beside the program or library that this is part of, in a build tree as when installed.
+/// @param plugins  a list of directories, with ":" between them (on Windows ";"); empty: that of ZAM_MODULE_PATH
+Installation find_installation(const std::string& plugins = {});
+
+/// The definitions of all modules: built in, of the host, of plug-ins.
+/// @param problems  of the built-in ones
+/// @param left_out  receives one line per file of a plug-in that is no good
+Definitions load_definitions(const Installation& installation, Problems& problems, std::vector<std::string>& left_out);
 
 class ModuleLibrary {
 public:

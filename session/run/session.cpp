@@ -70,27 +70,41 @@ void Session::hear(const host::Record& record) {
     if (progress && !ending_ && !listener_.goes_on()) host::cancel_call();
 }
 
-bool Session::has_entries() const {
+/// The library that has a module's entries; null if it is that of a plug-in and cannot be loaded.
+const ModuleLibrary* Session::library_of(std::size_t module) {
+    const std::string& file = instance(module).definition->library;
+    if (file.empty()) return &library_;
+    const auto [plugin, is_new] = plugins_.try_emplace(file);
+    if (is_new) plugin->second.library = ModuleLibrary::load(file, plugin->second.error);
+    return plugin->second.library.get();
+}
+
+bool Session::has_entries() {
     std::set<std::string> missing;
-    const auto need = [&](const std::string& entry) {
-        if (!entry.empty() && !library_.find(entry)) missing.insert(entry);
+    const auto need = [&](std::size_t module, const std::string& entry) {
+        const std::string& file = instance(module).definition->library;
+        const auto* library = library_of(module);
+        if (!library) missing.insert("a plug-in cannot be loaded: " + plugins_[file].error);
+        if (library && !entry.empty() && !library->find(entry))
+            missing.insert((file.empty() ? "the module library" : file) + " has no entry " + entry);
     };
-    for (const auto& instance : network_.instances) {
-        if (instance.definition->is_class) {
-            need(instance.definition->exported("create"));
-            need(instance.definition->exported("destroy"));
-            for (const auto& method : instance.definition->methods) need(instance.definition->exported(method.name));
+    for (std::size_t module = 0; module < network_.instances.size(); ++module) {
+        const Definition& definition = *instance(module).definition;
+        if (definition.is_class) {
+            need(module, definition.exported("create"));
+            need(module, definition.exported("destroy"));
+            for (const auto& method : definition.methods) need(module, definition.exported(method.name));
             continue;
         }
-        need(instance.definition->entry);
-        need(instance.definition->set_params_entry);
-        need(instance.definition->delete_entry);
+        need(module, definition.entry);
+        need(module, definition.set_params_entry);
+        need(module, definition.delete_entry);
     }
     for (const auto& event : network_.events) {
         const auto* called = std::get_if<CallEvent>(&event.what);
-        if (called && !instance(called->module).definition->is_class) need(called->entry);
+        if (called && !instance(called->module).definition->is_class) need(called->module, called->entry);
     }
-    for (const auto& entry : missing) listener_.error("the module library has no entry " + entry);
+    for (const auto& text : missing) listener_.error(text);
     return missing.empty();
 }
 
@@ -274,9 +288,9 @@ void Session::call(std::size_t module, const std::string& entry) {
     const Running& running = running_[module];
     const Definition& definition = *instance(module).definition;
     if (!definition.is_class) {
-        logged(module, entry, [&] { return library_.find(entry)(running.object, 0, running.sequence); });
+        logged(module, entry, [&] { return library_of(module)->find(entry)(running.object, 0, running.sequence); });
     } else if (running.self) {
-        const auto method = library_.find_as<MethodEntry>(definition.exported(entry));
+        const auto method = library_of(module)->find_as<MethodEntry>(definition.exported(entry));
         logged(module, entry, [&] { return method(running.self, 0, running.sequence); });
     }
 }
@@ -296,7 +310,7 @@ void Session::make_self(std::size_t module) {
     const Definition& definition = *instance(module).definition;
     Running& running = running_[module];
     follow_links(module, true);
-    running.self = library_.find_as<CreateEntry>(definition.exported("create"))(running.object);
+    running.self = library_of(module)->find_as<CreateEntry>(definition.exported("create"))(running.object);
     if (!running.self) return module_error(module, "the instance cannot be made");
     if (definition.find_method("inst")) call(module, "inst");
 }
@@ -330,7 +344,8 @@ void Session::end_self(std::size_t module) {
     const Definition& definition = *instance(module).definition;
     if (!running_[module].self) return;
     if (definition.find_method("deinst")) call(module, "deinst");
-    library_.find_as<DestroyEntry>(definition.exported("destroy"))(std::exchange(running_[module].self, nullptr));
+    const auto destroy = library_of(module)->find_as<DestroyEntry>(definition.exported("destroy"));
+    destroy(std::exchange(running_[module].self, nullptr));
 }
 
 // --- Runs ---

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -25,6 +26,7 @@ class Session {
 public:
     /// Everything is borrowed and outlives the session. The network has no problems. It may gain instances and outputs
     /// later.
+    /// @param library  of the built-in modules
     Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log);
     /// Ends what is left of the instances.
     ~Session();
@@ -35,8 +37,9 @@ public:
     /// called.
     void be_strict() { strict_ = true; }
 
-    /// Whether the library has every entry that the network needs; if not, the listener has been told.
-    bool has_entries() const;
+    /// Whether the libraries have every entry that the network needs; if not, the listener has been told. Libraries of
+    /// plug-ins are loaded for that.
+    bool has_entries();
 
     /// Makes the instances that are not there yet and gives them their parameters.
     void build();
@@ -76,7 +79,15 @@ private:
         bool refused = false;                            // was not called for what a field is, or after such a module
     };
 
+    /// A library of plug-ins.
+    struct Plugin {
+        std::unique_ptr<ModuleLibrary> library;  // null: it cannot be loaded
+        std::string error;
+    };
+
     struct Play;  // plays one event
+
+    const ModuleLibrary* library_of(std::size_t module);
 
     /// Who changed objects: what a module changes of its own, from a timer event, is no reason to run it again.
     enum class Cause { network, module };
@@ -116,6 +127,7 @@ private:
 
     const Network& network_;
     const ModuleLibrary& library_;
+    std::map<std::string, Plugin> plugins_;  // by file
     Listener& listener_;
     CallLog& log_;
     Dependencies dependencies_;
