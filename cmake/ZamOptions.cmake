@@ -13,6 +13,13 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(ZAM_DEFINITION_DIR ${PROJECT_BINARY_DIR}/share/zam/modules)
 
+# What is installed belongs to a package: program, unless it says runtime (libraries) or development (for compilers).
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
+set(ZAM_DOC_DIR share/doc/zam)
+if(WIN32)  # a folder of its own, unpacked anywhere
+  set(ZAM_DOC_DIR .)
+endif()
+
 # The one optimised configuration, Release: what is tested, measured, installed and packaged. -O2, since the compiler is
 # not to guess where lanes pay: Debian 12's GCC at -O3 (its loop vectoriser) translated a plain loop of four stores
 # wrongly. Sources that want lanes use vector types. Line tables cost little and name the place in a crash.
@@ -82,6 +89,6 @@ function(zam_part target name source library)
   set(exports ${PROJECT_SOURCE_DIR}/cmake/part_exports.map)
   target_link_options(${part} PRIVATE -Wl,--version-script=${exports})
   set_target_properties(${part} PROPERTIES LINK_DEPENDS ${exports} INSTALL_RPATH "$ORIGIN")
-  install(TARGETS ${part} LIBRARY DESTINATION lib)
+  install(TARGETS ${part} LIBRARY DESTINATION lib COMPONENT runtime)
   add_dependencies(zam_parts ${part})
 endfunction()
