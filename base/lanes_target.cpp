@@ -52,4 +52,13 @@ std::vector<std::int64_t> lanes_targets() {
     return targets;
 }
 
+std::vector<std::string_view> lanes_target_names() {
+    std::vector<std::string_view> names;
+    const std::int64_t targets = supported_targets() & allowed_targets();
+    if ((targets & HWY_AVX3) != 0) names.emplace_back("avx512");
+    if ((targets & HWY_AVX2) != 0) names.emplace_back("avx2");
+    names.emplace_back("baseline");
+    return names;
+}
+
 }  // namespace zam

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 // Lanes of 16 bytes, 32 and 64. Between these lie no sets that are worth the time to translate them.
@@ -33,5 +34,8 @@ hwy::ChosenTarget& lanes_target();
 
 /// All targets that the processor has, for tests that try each: lanes_target().Update(target).
 std::vector<std::int64_t> lanes_targets();
+
+/// The targets that may be used, by the names that ZAM_TARGET has for them; the first one is in use.
+std::vector<std::string_view> lanes_target_names();
 
 }  // namespace zam

@@ -9,6 +9,7 @@
 #include <new>
 #include <optional>
 
+#include "base/lanes_target.h"
 #include "runner/commands.h"
 #include "runner/console.h"
 #include "runner/interrupt.h"
@@ -213,11 +214,17 @@ int parse_and_run(CLI::App& app, int argc, const char* const* argv, const int& s
     }
 }
 
+std::string version_text() {
+    std::string sets;
+    for (const auto name : lanes_target_names()) sets.append(sets.empty() ? "" : ", ").append(name);
+    return "zam " ZAM_VERSION "\ncompiler: " ZAM_COMPILER "\ninstruction sets: " + sets;
+}
+
 }  // namespace
 
 int run_program(int argc, const char* const* argv) {
     CLI::App app("Runs networks of visualisation modules: field files in, pictures and fields out.", "zam");
-    app.set_version_flag("-V,--version", "zam " ZAM_VERSION);
+    app.set_version_flag("-V,--version", version_text);
     app.allow_windows_style_options(false);  // paths may begin with a slash
     app.require_subcommand(1);
     app.footer(kFooter);
