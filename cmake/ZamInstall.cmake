@@ -48,3 +48,9 @@ add_custom_command(OUTPUT ${schema}
   DEPENDS zam zam_definitions)
 add_custom_target(zam_schema ALL DEPENDS ${schema})
 install(FILES ${schema} DESTINATION share/zam)
+
+# All that is installed, without tests and benchmarks.
+add_custom_target(zam_all DEPENDS zam zam_schema)
+if(TARGET zam_session)
+  add_dependencies(zam_all zam_session)
+endif()

@@ -70,8 +70,9 @@ function(zam_link_optional target name)
   endif()
 endfunction()
 
-# zam_part(TARGET NAME SOURCE LIBRARY): SOURCE of TARGET uses LIBRARY, which may not be there. It becomes the shared library
+# zam_part(TARGET NAME SOURCE LIBRARY [COMPONENT]): SOURCE of TARGET uses LIBRARY, which may not be there. It becomes the shared library
 # zam_name, compiled with ZAM_WITH_NAME, which TARGET loads when it first calls it (base/part.h); on Windows it stays in TARGET.
+# It is packaged with the libraries, or with what COMPONENT says.
 add_custom_target(zam_parts)
 function(zam_part target name source library)
   if(NOT TARGET ${library})
@@ -89,6 +90,8 @@ function(zam_part target name source library)
   set(exports ${PROJECT_SOURCE_DIR}/cmake/part_exports.map)
   target_link_options(${part} PRIVATE -Wl,--version-script=${exports})
   set_target_properties(${part} PROPERTIES LINK_DEPENDS ${exports} INSTALL_RPATH "$ORIGIN")
-  install(TARGETS ${part} LIBRARY DESTINATION lib COMPONENT runtime)
+  set(component runtime ${ARGN})
+  list(GET component -1 component)
+  install(TARGETS ${part} LIBRARY DESTINATION lib COMPONENT ${component})
   add_dependencies(zam_parts ${part})
 endfunction()

@@ -31,6 +31,13 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "fonts-dejavu-core")  # for legends
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzam${soversion})
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Scientific visualisation modules, their host, and networks of them in programs.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "libsdl2-2.0-0")  # for joysticks
+# In a directory that is only filled like a root (dpkg --root with scripts outside it), the cache would be this system's.
+foreach(script postinst postrm)
+  set(script ${PROJECT_BINARY_DIR}/package/${script})
+  file(CONFIGURE OUTPUT ${script} CONTENT "#!/bin/sh\nset -e\n[ -n \"$DPKG_ROOT\" ] || ldconfig\n" @ONLY)
+  file(CHMOD ${script} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  list(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${script})
+endforeach()
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzam-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

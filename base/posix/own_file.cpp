@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <sys/auxv.h>
 
 namespace zam {
 
@@ -13,7 +14,11 @@ std::filesystem::path own_file() {
     const auto* library = static_cast<const link_map*>(found);
     if (known && library && library->l_name && *library->l_name)
         return std::filesystem::canonical(library->l_name, error);
-    return std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) return program;
+    // in a root without /proc, how it was called
+    const auto* called = reinterpret_cast<const char*>(getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)
+    return std::filesystem::canonical(called, error);
 }
 
 }  // namespace zam

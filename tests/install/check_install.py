@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """check_install.py CMAKE BUILD SOURCE CC CXX: what is installed serves projects of others, wherever it has been moved to.
 
-The three projects beside this file, a plug-in, a host and a program with networks, are built outside the tree and run; so
-are a C program by way of pkg-config, and the installed zam with the plug-in.
+The plug-in of docs/plugins.md and the projects beside this file, a host and a program with networks, are built outside the
+tree and run; so are a C program by way of pkg-config, and the installed zam with the plug-in.
 """
 import json
 import os
+import re
 import shlex
 import shutil
 import subprocess
@@ -31,8 +32,13 @@ with tempfile.TemporaryDirectory() as folder:
     prefix = scratch / "moved"
     run(cmake, "--install", build, "--prefix", scratch / "first")
     (scratch / "first").rename(prefix)
-    for project in ["plugin", "host", "session"]:
+    page = Path(source, "docs/plugins.md").read_text()
+    (scratch / "plugin").mkdir()
+    for name, text in re.findall(r"^`([\w.]+)`:\n\n```\w+\n(.*?)^```", page, re.MULTILINE | re.DOTALL):
+        (scratch / "plugin" / name).write_text(text)
+    for project in ["host", "session"]:
         shutil.copytree(Path(source, "tests/install", project), scratch / project)
+    for project in ["plugin", "host", "session"]:
         place = scratch / f"build {project}"
         run(cmake, "-S", scratch / project, "-B", place, f"-DCMAKE_PREFIX_PATH={prefix}", f"-DCMAKE_CXX_COMPILER={cxx}",
             "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Wpedantic -Werror")
