@@ -51,7 +51,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     flags = run("pkg-config", "--cflags", "--libs", "zam", PKG_CONFIG_PATH=str(prefix / "lib/pkgconfig"))
     run(cc, "-std=c99", f"{source}/tests/session/c_interface_test.c", "-o", "in_c", *shlex.split(flags),
-        f"-Wl,-rpath,{prefix}/lib", f"-Wl,-rpath-link,{prefix}/lib")
+        f"-Wl,-rpath,{prefix}/lib")
     run("./in_c")
 
     (scratch / "n.json").write_text(json.dumps(NETWORK))

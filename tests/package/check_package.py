@@ -57,6 +57,7 @@ def check_debs(packages, root):
     (root / "var/lib/dpkg/updates").mkdir()
     (root / "var/lib/dpkg/status").touch()
     as_root = [] if os.geteuid() == 0 else ["fakeroot"]
+    os.environ["PATH"] += ":/usr/sbin:/sbin"  # dpkg asks for programs there
     run(*as_root, "dpkg", f"--root={root}", "--log=/dev/null", "--force-depends", "--force-script-chrootless", "--install",
         *packages, stdout=subprocess.DEVNULL)
     check([root / "usr/bin/zam"], root / "usr/share/doc/zam")

@@ -31,7 +31,7 @@ public:
     };
     /// Runs zam in this directory.
     /// @param streams  where its standard output and error go
-    /// @param modules  directory of the module library; empty: the project's own
+    /// @param modules  directory of plug-ins; empty: none
     Run zam(const std::string& arguments, const std::string& streams = ">.out 2>.err",
             const std::string& modules = test_modules()) const {
         const std::string command = "cd '" + path() + "' && export ZAM_MODULE_PATH='" + modules + "' ZAM='" +
