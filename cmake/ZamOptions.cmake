@@ -70,9 +70,9 @@ function(zam_link_optional target name)
   endif()
 endfunction()
 
-# zam_part(TARGET NAME SOURCE LIBRARY [COMPONENT]): SOURCE of TARGET uses LIBRARY, which may not be there. It becomes the shared library
-# zam_name, compiled with ZAM_WITH_NAME, which TARGET loads when it first calls it (base/part.h); on Windows it stays in TARGET.
-# It is packaged with the libraries, or with what COMPONENT says.
+# zam_part(TARGET NAME SOURCE LIBRARY [COMPONENT]): SOURCE of TARGET uses LIBRARY, which may not be there. It becomes the shared
+# library zam_name, compiled with ZAM_WITH_NAME, which TARGET loads when it first calls it (base/part.h) and which is packaged
+# with the libraries, or with COMPONENT; on Windows it stays in TARGET.
 add_custom_target(zam_parts)
 function(zam_part target name source library)
   if(NOT TARGET ${library})
