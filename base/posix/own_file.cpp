@@ -14,7 +14,7 @@ std::filesystem::path own_file() {
     const auto* library = static_cast<const link_map*>(found);
     if (known && library && library->l_name && *library->l_name)
         return std::filesystem::canonical(library->l_name, error);
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     if (!error) return program;
     // in a root without /proc, how it was called
     const auto* called = reinterpret_cast<const char*>(getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)

@@ -70,26 +70,35 @@ void Session::hear(const host::Record& record) {
     if (progress && !ending_ && !listener_.goes_on()) host::cancel_call();
 }
 
-/// The library that has a module's entries; null if it is that of a plug-in and cannot be loaded.
-const ModuleLibrary* Session::library_of(std::size_t module) {
-    const std::string& file = instance(module).definition->library;
-    if (file.empty()) return &library_;
-    const auto [plugin, is_new] = plugins_.try_emplace(file);
-    if (is_new) plugin->second.library = ModuleLibrary::load(file, plugin->second.error);
-    return plugin->second.library.get();
+/// The library that has a module's entries.
+const ModuleLibrary& Session::library_of(std::size_t module) const {
+    const auto plugin = plugins_.find(instance(module).definition->library);
+    return plugin == plugins_.end() ? library_ : *plugin->second;
+}
+
+/// Loads the library of a plug-in, unless it has been. @return what went wrong; empty: nothing
+std::string Session::load_plugin(const std::string& file) {
+    std::string error;
+    if (file.empty() || plugins_.contains(file)) return error;
+    auto library = ModuleLibrary::load(file, error);
+    if (!library) return "a plug-in cannot be loaded: " + error;
+    plugins_.emplace(file, std::move(library));
+    return {};
 }
 
 bool Session::has_entries() {
     std::set<std::string> missing;
     const auto need = [&](std::size_t module, const std::string& entry) {
         const std::string& file = instance(module).definition->library;
-        const auto* library = library_of(module);
-        if (!library) missing.insert("a plug-in cannot be loaded: " + plugins_[file].error);
-        if (library && !entry.empty() && !library->find(entry))
-            missing.insert((file.empty() ? "the module library" : file) + " has no entry " + entry);
+        if (entry.empty() || library_of(module).find(entry)) return;
+        missing.insert((file.empty() ? "the module library" : file) + " has no entry " + entry);
     };
     for (std::size_t module = 0; module < network_.instances.size(); ++module) {
         const Definition& definition = *instance(module).definition;
+        if (const std::string error = load_plugin(definition.library); !error.empty()) {
+            missing.insert(error);
+            continue;
+        }
         if (definition.is_class) {
             need(module, definition.exported("create"));
             need(module, definition.exported("destroy"));
@@ -288,9 +297,9 @@ void Session::call(std::size_t module, const std::string& entry) {
     const Running& running = running_[module];
     const Definition& definition = *instance(module).definition;
     if (!definition.is_class) {
-        logged(module, entry, [&] { return library_of(module)->find(entry)(running.object, 0, running.sequence); });
+        logged(module, entry, [&] { return library_of(module).find(entry)(running.object, 0, running.sequence); });
     } else if (running.self) {
-        const auto method = library_of(module)->find_as<MethodEntry>(definition.exported(entry));
+        const auto method = library_of(module).find_as<MethodEntry>(definition.exported(entry));
         logged(module, entry, [&] { return method(running.self, 0, running.sequence); });
     }
 }
@@ -310,7 +319,7 @@ void Session::make_self(std::size_t module) {
     const Definition& definition = *instance(module).definition;
     Running& running = running_[module];
     follow_links(module, true);
-    running.self = library_of(module)->find_as<CreateEntry>(definition.exported("create"))(running.object);
+    running.self = library_of(module).find_as<CreateEntry>(definition.exported("create"))(running.object);
     if (!running.self) return module_error(module, "the instance cannot be made");
     if (definition.find_method("inst")) call(module, "inst");
 }
@@ -344,7 +353,7 @@ void Session::end_self(std::size_t module) {
     const Definition& definition = *instance(module).definition;
     if (!running_[module].self) return;
     if (definition.find_method("deinst")) call(module, "deinst");
-    const auto destroy = library_of(module)->find_as<DestroyEntry>(definition.exported("destroy"));
+    const auto destroy = library_of(module).find_as<DestroyEntry>(definition.exported("destroy"));
     destroy(std::exchange(running_[module].self, nullptr));
 }
 

@@ -37,8 +37,8 @@ public:
     /// called.
     void be_strict() { strict_ = true; }
 
-    /// Whether the libraries have every entry that the network needs; if not, the listener has been told. Libraries of
-    /// plug-ins are loaded for that.
+    /// Whether the libraries have every entry that the network needs; if not, the listener has been told. Loads the
+    /// libraries of plug-ins: without this, modules are called that are built in.
     bool has_entries();
 
     /// Makes the instances that are not there yet and gives them their parameters.
@@ -79,15 +79,10 @@ private:
         bool refused = false;                            // was not called for what a field is, or after such a module
     };
 
-    /// A library of plug-ins.
-    struct Plugin {
-        std::unique_ptr<ModuleLibrary> library;  // null: it cannot be loaded
-        std::string error;
-    };
-
     struct Play;  // plays one event
 
-    const ModuleLibrary* library_of(std::size_t module);
+    const ModuleLibrary& library_of(std::size_t module) const;
+    std::string load_plugin(const std::string& file);
 
     /// Who changed objects: what a module changes of its own, from a timer event, is no reason to run it again.
     enum class Cause { network, module };
@@ -127,7 +122,7 @@ private:
 
     const Network& network_;
     const ModuleLibrary& library_;
-    std::map<std::string, Plugin> plugins_;  // by file
+    std::map<std::string, std::unique_ptr<ModuleLibrary>> plugins_;  // by file
     Listener& listener_;
     CallLog& log_;
     Dependencies dependencies_;
