@@ -194,7 +194,8 @@ struct Json {
     std::string text;
 };
 
-/// What a parameter is given, and what an object holds.
+/// What a parameter is given, and what an object holds. A field that is converted on its way to a module is a group with the
+/// members "field", a Field, and "convert".
 struct Value {
     using List = std::vector<Value>;
     using Group = std::vector<std::pair<std::string, Value>>;  // in order

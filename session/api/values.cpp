@@ -209,7 +209,13 @@ void WrittenValue::write(const Value& value) {
     }
     if (const auto* group = value.get<Value::Group>()) {
         begin('{');
-        for (const auto& [name, member] : *group) key(name), write(member);
+        const bool converted =
+            std::any_of(group->begin(), group->end(), [](const auto& member) { return member.first == "convert"; });
+        for (const auto& [name, member] : *group) {
+            key(name);
+            const auto* source = converted && name == "field" ? member.get<Field>() : nullptr;
+            source ? write(*source) : write(member);
+        }
         return end('}');
     }
     if (value.get<std::monostate>()) return item("null");
