@@ -43,9 +43,15 @@ private:
 
 /// A call's time with the session, without the interpreter's lock: it is given back first, so that who waits for the
 /// one never holds the other.
-struct Turn {
-    py::gil_scoped_release interpreter;
-    Work work;
+class Turn {
+public:
+    Turn() = default;
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    py::gil_scoped_release interpreter_;
+    Work work_;
 };
 
 /// Ends a network at once; while another thread's call is at work, the session ends it after that.

@@ -10,7 +10,7 @@ import atexit as _atexit
 from . import _core
 from ._definitions import definitions as _definitions
 from ._definitions import nearest_to as _nearest_to
-from ._fields import Cells, Component, Field, Group, Step, Transform, convert, field, rotate, scale, translate
+from ._fields import Cells, Component, Converted, Field, Group, Step, Transform, convert, field, rotate, scale, translate
 from ._functions import functions as _functions
 from ._networks import Cancelled, Error, Module, ModuleError, ModuleWarning, Network, ValueRefused
 from ._view import View, read, view
@@ -18,12 +18,13 @@ from ._view import View, read, view
 _atexit.register(_core.end)  # while there are still objects to let go
 
 __all__ = [
-    "Cancelled", "Cells", "Component", "Error", "Field", "Group", "Module", "ModuleError", "ModuleWarning", "Network",
-    "Step", "Transform", "ValueRefused", "View", "convert", "field", "modules", "read", "rotate", "scale", "translate", "view",
+    "Cancelled", "Cells", "Component", "Converted", "Error", "Field", "Group", "Module", "ModuleError",
+    "ModuleWarning", "Network", "Step", "Transform", "ValueRefused", "View", "convert", "field", "modules", "read",
+    "rotate", "scale", "translate", "view",
 ]
 
 
-def modules():
+def modules() -> dict[str, str]:
     """The modules at hand, each with what it does."""
     return {name: definition.summary for name, definition in _definitions().items()}
 

@@ -1,5 +1,6 @@
 """Fields: grids of nodes with values, and what makes and shows them."""
 import os
+from typing import Any
 
 import numpy as np
 
@@ -36,7 +37,8 @@ def _component(core, shape):
 
 
 class Cells:
-    """Cells of one kind: `name` ("Tri"), `count`, and `connect`, the node numbers, [cell, node] where all have as many."""
+    """Cells of one kind: `name` ("Tri"), `count`, and `connect`, the node numbers, [cell, node] where all have as
+    many."""
 
     def __init__(self, core):
         self.name = core.name
@@ -58,14 +60,14 @@ class Step:
 
 
 class Field:
-    """A grid of nodes with values, as it was when it was read. Its arrays are views that stay as they are, whatever becomes of
-    the network they come from."""
+    """A grid of nodes with values, as it was when it was read. Its arrays are views that stay as they are, whatever
+    becomes of the network they come from."""
 
     def __init__(self, core):
         self._core = core
 
     @property
-    def shape(self):
+    def shape(self) -> tuple[int, ...]:
         """Nodes per axis, [z, y, x]; of unstructured fields their number."""
         return tuple(reversed(self._core.dims)) or (self._core.nodes,)
 
@@ -84,12 +86,12 @@ class Field:
         return self._core.nodes
 
     @property
-    def points(self):
-        """Of uniform fields the two corners, of rectilinear ones the positions along x, then y, then z; [position, x y z]."""
+    def points(self) -> np.ndarray:
+        """Of uniform fields the two corners, of rectilinear ones the positions along x, then y, then z; [node, x y z]."""
         return self._core.points.reshape(-1, self.nspace or 1)
 
     @property
-    def coord(self):
+    def coord(self) -> np.ndarray:
         """Of structured and unstructured fields the nodes' coordinates, [z, y, x, x y z]."""
         coord = self._core.coord
         return coord.reshape(self.shape + (self.nspace,)) if len(coord) else coord
@@ -101,12 +103,12 @@ class Field:
         return None if matrix is None else np.array(matrix, np.float32).reshape(4, 4)
 
     @property
-    def data(self):
+    def data(self) -> list[Component]:
         """The components, arrays with `label`, `units`, `id` and `null_value`."""
         return [_component(one, self.shape) for one in self._core.data]
 
     @property
-    def cells(self):
+    def cells(self) -> list[Cells]:
         return [Cells(one) for one in self._core.cells]
 
     @property
@@ -114,7 +116,7 @@ class Field:
         return list(self._core.times)
 
     @property
-    def steps(self):
+    def steps(self) -> list[Step]:
         return [Step(one, self.shape, self.nspace) for one in self._core.steps]
 
     def __getitem__(self, component):
@@ -144,8 +146,10 @@ class Field:
     @property
     def is_image(self):
         """Whether it is a picture: a plane of bytes, opacity, red, green, blue."""
-        data = self._core.data
-        return len(self._core.dims) == 2 and bool(data) and data[0].veclen in (4, 5) and data[0].values.dtype == np.uint8
+        if len(self._core.dims) != 2 or not self._core.data:
+            return False
+        first = self._core.data[0]
+        return first.veclen in (4, 5) and first.values.dtype == np.uint8
 
     def _holder(self):
         """A network that holds the field, for those who write it, and where it has it."""
@@ -157,13 +161,13 @@ class Field:
     def _options(self, **options):
         return _core.ImageOptions(first_row_is_lowest=self._core.first_row_is_lowest, **options)
 
-    def image(self, *, alpha=False, background=None):
-        """The picture, height x width x 3 bytes, first row on top; with `alpha` 4. `background` composites over a colour, red,
-        green, blue from 0 to 1."""
+    def image(self, *, alpha: bool = False, background=None) -> np.ndarray:
+        """The picture, height x width x 3 bytes, first row on top; with `alpha` 4. `background` composites over a colour,
+        red, green, blue from 0 to 1."""
         network, reference = self._holder()
         return network.image(reference, self._options(alpha=alpha, background=background))
 
-    def png(self, *, alpha=False, background=None):
+    def png(self, *, alpha: bool = False, background=None) -> bytes:
         """The bytes of a .png file of the picture."""
         network, reference = self._holder()
         return network.png(reference, self._options(alpha=alpha, background=background))
@@ -171,7 +175,7 @@ class Field:
     def _repr_png_(self):
         return self.png() if self.is_image else None
 
-    def save(self, file, **options):
+    def save(self, file: str | os.PathLike, **options: Any) -> None:
         """Writes the field. The ending of the name says how: .png, .webp, .svg, .json, .raw, .vti, .vtr, .vts, .vtu."""
         from ._networks import write_one
 
@@ -207,7 +211,7 @@ class Converted:
         self.field, self.steps = field, steps
 
 
-def convert(field, **steps):
+def convert(field, **steps: Any) -> Converted:
     """A field, or array, made into what a module takes: `type="byte", range="auto"`, `vector=True`, `magnitude=True`,
     `components=[...]`, `crop=[[first, last], ...]`, `resample=[nx, ny, ...]`, as network files convert."""
     if isinstance(field, Converted):
@@ -235,8 +239,8 @@ def _parts(array, accepts):
 
 
 def as_field(value, accepts=None, what="the field"):
-    """A field of the value: an array becomes a uniform field in index space, with the parts of vectors along its last axis where
-    a module takes no other."""
+    """A field of the value: an array becomes a uniform field in index space, with the parts of vectors along its last
+    axis where a module takes no other."""
     if isinstance(value, (Field, Converted)):
         return value
     if isinstance(value, (str, os.PathLike)):
@@ -293,11 +297,12 @@ def _cells(cells):
 
 
 def field(*components, vector=False, coord=None, cells=None, spacing=None, origin=None, axes=None, labels=(), units=(),
-          null=None, xform=None):
+          null=None, xform=None) -> Field:
     """A field over arrays, which are lent, not copied, where they are contiguous and of an element type.
 
     components  arrays [z, y, x], or with `vector` [z, y, x, part]; of unstructured fields [node] or [node, part]
-    coord       positions of the nodes, [z, y, x, x y z] or [node, x y z]: a structured field, with cells an unstructured one
+    coord       positions of the nodes, [z, y, x, x y z] or [node, x y z]; a structured field, with cells an unstructured
+                one
     cells       dict of node numbers by the cells' kind: {"Tri": [[0, 1, 2], ...]}
     spacing, origin   of a uniform field, x first; index space without them
     axes        positions along x, y, z of a rectilinear field
@@ -345,15 +350,15 @@ class Transform:
     def __init__(self, rotate=None, scale=None, translate=None):
         self._steps = {"rotate": rotate, "scale": scale, "translate": translate}
 
-    def rotate(self, x=0, y=0, z=0):
+    def rotate(self, x: float = 0, y: float = 0, z: float = 0) -> "Transform":
         """The same, rotated; degrees, right-handed: 90 about z takes x to y."""
         return Transform(**{**self._steps, "rotate": [x, y, z]})
 
-    def scale(self, factor):
+    def scale(self, factor: float) -> "Transform":
         """The same, scaled."""
         return Transform(**{**self._steps, "scale": factor})
 
-    def translate(self, x=0, y=0, z=0):
+    def translate(self, x: float = 0, y: float = 0, z: float = 0) -> "Transform":
         """The same, moved."""
         return Transform(**{**self._steps, "translate": [x, y, z]})
 
@@ -364,16 +369,16 @@ class Transform:
         return f"<zam.Transform {self.value()}>"
 
 
-def rotate(x=0, y=0, z=0):
+def rotate(x: float = 0, y: float = 0, z: float = 0) -> Transform:
     """A rotation about x, y and z, degrees, right-handed: `zam.rotate(-60, 0, 30).scale(0.8)`."""
     return Transform().rotate(x, y, z)
 
 
-def scale(factor):
+def scale(factor: float) -> Transform:
     """A scaling."""
     return Transform().scale(factor)
 
 
-def translate(x=0, y=0, z=0):
+def translate(x: float = 0, y: float = 0, z: float = 0) -> Transform:
     """A shift."""
     return Transform().translate(x, y, z)

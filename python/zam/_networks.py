@@ -3,6 +3,9 @@ import json
 import os
 import sys
 import warnings
+from typing import Any
+
+import numpy as np
 
 from . import _core
 from ._definitions import definitions, generic, nearest_to, to_core
@@ -106,7 +109,7 @@ def write_one(network, file, reference, options):
 
 
 class Module:
-    """A module in a network: its parameters are attributes. Those that are words of Python have _ after them (`in_`)."""
+    """A module in a network: its parameters are attributes; words of Python have _ after them (`in_`)."""
 
     __slots__ = ("_network", "_name", "_definition")
 
@@ -159,7 +162,7 @@ class Network:
     def _modules(self):
         return dict(self._core.modules())
 
-    def __getitem__(self, name):
+    def __getitem__(self, name: str) -> Module:
         modules = self._modules()
         if name not in modules:
             raise KeyError(f"there is no module {name!r}{nearest_to(str(name), modules)}")
@@ -177,15 +180,15 @@ class Network:
     def __repr__(self):
         return f"<zam.Network {', '.join(f'{name}: {module}' for name, module in self._modules().items())}>"
 
-    def add(self, name, module, **parameters):
+    def add(self, name: str, module: str, **parameters: Any) -> Module:
         """Adds a module by its name or entry, and gives it parameters."""
         self._core.add(name, module)
         added = self[name]
         give(self._core, name, added._definition, parameters)
         return added
 
-    def connect(self, target, source, **convert):
-        """Lets a parameter refer to another object, "MODULE.PARAM" both, with a conversion of fields: type="byte", range="auto"."""
+    def connect(self, target: str, source: str, **convert: Any) -> None:
+        """Lets a parameter refer to another object, "MODULE.PARAM" both. Fields may be converted: type="byte", range="auto"."""
         try:
             self._core.connect(target, source, json.dumps(convert) if convert else "")
         except Error as error:
@@ -193,7 +196,7 @@ class Network:
 
     # --- values ---
 
-    def set(self, target, value):
+    def set(self, target: str, value: Any) -> None:
         """Gives a parameter, "MODULE.PARAM", or a member of its value, "MODULE.PARAM.MEMBER", a value."""
         name, _, parameter = target.partition(".")
         if "." not in parameter and name in self:
@@ -201,32 +204,32 @@ class Network:
         else:
             assign(self._core, target, generic(target, value))
 
-    def get(self, reference):
+    def get(self, reference: str) -> Any:
         """What an object holds, "MODULE.PARAM" with dots to sub-objects and [i] to elements of arrays."""
         return from_core(self._core.get(reference))
 
     # --- runs ---
 
-    def run(self, progress=None):
+    def run(self, progress=None) -> None:
         """Runs the modules that have not run, or that changes since then affect."""
         with_progress(self._core.run, progress)
 
-    def play(self, directory="", progress=None):
+    def play(self, directory: str | os.PathLike = "", progress=None) -> None:
         """Plays the events of the network's file, after a run. Relative names of outputs start in `directory`."""
         with_progress(lambda callback: self._core.play(os.fspath(directory), callback), progress)
 
-    def write(self, directory=""):
+    def write(self, directory: str | os.PathLike = "") -> None:
         """Writes the outputs of the network's file."""
         hear(self._core.write(os.fspath(directory)))
 
-    def save(self, file, reference, **options):
+    def save(self, file: str | os.PathLike, reference: str, **options: Any) -> None:
         """Writes one object; the ending of the file's name says how. Options are those of outputs: legend=True."""
         write_one(self._core, file, reference, options)
 
-    def image(self, reference, *, legend=False, axes=False, alpha=False, background=None):
+    def image(self, reference, *, legend=False, axes=False, alpha=False, background=None) -> np.ndarray:
         """A picture, height x width x 3 bytes, as the file of it would be; with `alpha` 4."""
         return self._core.image(reference, _core.ImageOptions(legend, axes, alpha, background))
 
-    def png(self, reference, *, legend=False, axes=False, alpha=False, background=None):
+    def png(self, reference, *, legend=False, axes=False, alpha=False, background=None) -> bytes:
         """The bytes of a .png file of a picture."""
         return self._core.png(reference, _core.ImageOptions(legend, axes, alpha, background))

@@ -2,6 +2,7 @@
 import json
 import os
 import tempfile
+from typing import Any
 
 import numpy as np
 
@@ -13,7 +14,7 @@ from ._networks import hear
 _OPTIONS = {name for name in dir(_core.ViewOptions) if not name.startswith("_")} - {"output"}
 
 
-def read(file, **options):
+def read(file: str | os.PathLike, **options: Any) -> Field:
     """Reads a data file (.npy, .npz, NetCDF, NRRD, field files, Fortran grids, voxel texts) as a field.
 
     Options are those of data files: variable, variables, vector_axis, step_axis, step, spacing, origin, convert.
@@ -51,13 +52,13 @@ class View:
             with open(os.path.join(directory, name), "rb") as file:
                 return file.read(), text, facts, notes
 
-    def png(self):
+    def png(self) -> bytes:
         """The bytes of the .png file."""
         return self._png
 
     _repr_png_ = png
 
-    def save(self, file):
+    def save(self, file: str | os.PathLike) -> None:
         """Writes the picture; the ending of the name says how: .png, .svg or .webp."""
         ending = os.path.splitext(os.fspath(file))[1]
         content = self._png if ending == ".png" else self._made("view" + ending)[0]
@@ -68,7 +69,7 @@ class View:
         return "\n".join(f"{name}: {value}" for name, value in self.facts.items())
 
 
-def view(data, **options):
+def view(data, **options: Any) -> View:
     """Shows a data file, a field or an array as the program's view does: the same choice, the same bytes.
 
     variable, component, vector, step   what to show, where there is a choice

@@ -90,17 +90,18 @@ class Results(unittest.TestCase):
     def test_pictures_are_those_of_the_program(self):
         values = np.arange(256) / 255
         tables = ["bone", {"preset": "bone"}, {"preset": "bone", "alpha": [[0, 0], [255, 255]]}]
-        pictures = [zam.tracer(ball(), width=40, height=30, color_table=table, xform=zam.rotate(-60, 0, 30)) for table in tables]
+        size = {"width": 40, "height": 30, "xform": zam.rotate(-60, 0, 30)}
+        pictures = [zam.tracer(ball(), color_table=table, **size) for table in tables]
         for picture in pictures[1:]:
             self.assertEqual(picture.png(), pictures[0].png())
         scaled = zam.convert(ball().astype(float), type="byte", range=[0, 255])
-        self.assertEqual(zam.tracer(scaled, width=40, height=30, color_table="bone", xform=zam.rotate(-60, 0, 30)).png(), pictures[0].png())
+        self.assertEqual(zam.tracer(scaled, color_table="bone", **size).png(), pictures[0].png())
         ramp = np.stack([values, values, values, values], -1)
         self.assertEqual(zam.tracer(ball(), color_table=ramp).png(), zam.tracer(ball()).png())
         with tempfile.TemporaryDirectory() as folder:
             np.save(Path(folder) / "ball.npy", ball())
-            Path(folder, "n.json").write_text("""{"modules": {"render": {"use": "tracer", "params": {"in": {"data_file":
-                "ball.npy"}, "width": 40, "height": 30, "color_table": {"preset": "bone"}, "xform": {"rotate": [-60, 0, 30]}}}},
+            Path(folder, "n.json").write_text("""{"modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30,
+                "in": {"data_file": "ball.npy"}, "color_table": {"preset": "bone"}, "xform": {"rotate": [-60, 0, 30]}}}},
                 "write": {"it.png": "render.out"}}""")
             subprocess.run([PROGRAM, "run", "n.json"], cwd=folder, check=True)
             self.assertEqual(Path(folder, "it.png").read_bytes(), pictures[0].png())
@@ -149,12 +150,13 @@ class Results(unittest.TestCase):
             np.testing.assert_array_equal(held.coord, given.coord)
         cone = zam.cone(**CONE)
         again = zam.field(coord=cone.coord, cells={"Tri": cone.cells[0].connect})
-        self.assertEqual(zam.host_view([again], width=30, height=30).png(), zam.host_view(cone, width=30, height=30).png())
+        self.assertEqual(zam.host_view([again], width=30).png(), zam.host_view(cone, width=30).png())
 
     def test_numbers_that_no_element_type_has_become_the_next(self):
         net = zam.Network()
         net.add("it", "threshcolor")
-        for given, held in ("i1", "i2"), ("u2", "i4"), ("u4", "i8"), ("u8", "f8"), ("f2", "f4"), (">f4", "f4"), ("?", "u1"):
+        types = {"i1": "i2", "u2": "i4", "u4": "i8", "u8": "f8", "f2": "f4", ">f4": "f4", "?": "u1"}
+        for given, held in types.items():
             net["it"].in_ = np.array([[0, 1], [1, 0]], given)
             self.assertEqual(net["it"].in_[0].dtype, np.dtype(held), given)
             np.testing.assert_array_equal(net["it"].in_[0], [[0, 1], [1, 0]])
@@ -288,7 +290,8 @@ class Runs(unittest.TestCase):
         self.assertEqual(pictures, [zam.tracer(volume).png()] * 8)
 
     def test_a_network_runs_what_changed(self):
-        net = zam.Network(text='{"modules": {"c": {"use": "cone"}, "v": {"use": "host_view"}}}', changes={"v.width": 30})
+        text = '{"modules": {"c": {"use": "cone"}, "v": {"use": "host_view"}}}'
+        net = zam.Network(text=text, changes={"v.width": 30})
         for name, value in CONE.items():
             setattr(net["c"], name, value)
         net["v"].objects = [{"ref": "c.out"}]
