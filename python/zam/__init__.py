@@ -10,7 +10,8 @@ import atexit as _atexit
 from . import _core
 from ._definitions import definitions as _definitions
 from ._definitions import nearest_to as _nearest_to
-from ._fields import Cells, Component, Converted, Field, Group, Step, Transform, convert, field, rotate, scale, translate
+from ._fields import Cells, Component, Converted, Field, Group, Step, Transform
+from ._fields import convert, field, rotate, scale, translate
 from ._functions import functions as _functions
 from ._networks import Cancelled, Error, Module, ModuleError, ModuleWarning, Network, ValueRefused
 from ._view import View, read, view

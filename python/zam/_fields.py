@@ -87,7 +87,7 @@ class Field:
 
     @property
     def points(self) -> np.ndarray:
-        """Of uniform fields the two corners, of rectilinear ones the positions along x, then y, then z; [node, x y z]."""
+        """Of uniform fields the two corners, of rectilinear ones the positions along x, then y, then z."""
         return self._core.points.reshape(-1, self.nspace or 1)
 
     @property
@@ -162,8 +162,8 @@ class Field:
         return _core.ImageOptions(first_row_is_lowest=self._core.first_row_is_lowest, **options)
 
     def image(self, *, alpha: bool = False, background=None) -> np.ndarray:
-        """The picture, height x width x 3 bytes, first row on top; with `alpha` 4. `background` composites over a colour,
-        red, green, blue from 0 to 1."""
+        """The picture, height x width x 3 bytes, first row on top; with `alpha` 4. `background` composites over a
+        colour, red, green, blue from 0 to 1."""
         network, reference = self._holder()
         return network.image(reference, self._options(alpha=alpha, background=background))
 
@@ -301,8 +301,7 @@ def field(*components, vector=False, coord=None, cells=None, spacing=None, origi
     """A field over arrays, which are lent, not copied, where they are contiguous and of an element type.
 
     components  arrays [z, y, x], or with `vector` [z, y, x, part]; of unstructured fields [node] or [node, part]
-    coord       positions of the nodes, [z, y, x, x y z] or [node, x y z]; a structured field, with cells an unstructured
-                one
+    coord       positions of the nodes, [z, y, x, x y z] or [node, x y z]; structured, with cells unstructured
     cells       dict of node numbers by the cells' kind: {"Tri": [[0, 1, 2], ...]}
     spacing, origin   of a uniform field, x first; index space without them
     axes        positions along x, y, z of a rectilinear field

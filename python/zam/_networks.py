@@ -188,7 +188,7 @@ class Network:
         return added
 
     def connect(self, target: str, source: str, **convert: Any) -> None:
-        """Lets a parameter refer to another object, "MODULE.PARAM" both. Fields may be converted: type="byte", range="auto"."""
+        """Lets a parameter refer to another object, "MODULE.PARAM" both. Fields may be converted: type="byte"."""
         try:
             self._core.connect(target, source, json.dumps(convert) if convert else "")
         except Error as error:

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_page.py PAGE: runs the Python blocks of a page, one after the other. A text block after one is what its last line gives,
-or what it prints."""
+"""check_page.py PAGE: runs the Python blocks of a page, one after the other. A text block after one is what its
+last line gives, or what it prints."""
 import ast
 import contextlib
 import io

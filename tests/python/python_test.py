@@ -100,8 +100,9 @@ class Results(unittest.TestCase):
         self.assertEqual(zam.tracer(ball(), color_table=ramp).png(), zam.tracer(ball()).png())
         with tempfile.TemporaryDirectory() as folder:
             np.save(Path(folder) / "ball.npy", ball())
-            Path(folder, "n.json").write_text("""{"modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30,
-                "in": {"data_file": "ball.npy"}, "color_table": {"preset": "bone"}, "xform": {"rotate": [-60, 0, 30]}}}},
+            Path(folder, "n.json").write_text("""{"modules": {"render": {"use": "tracer", "params": {
+                "width": 40, "height": 30, "in": {"data_file": "ball.npy"}, "color_table": {"preset": "bone"},
+                "xform": {"rotate": [-60, 0, 30]}}}},
                 "write": {"it.png": "render.out"}}""")
             subprocess.run([PROGRAM, "run", "n.json"], cwd=folder, check=True)
             self.assertEqual(Path(folder, "it.png").read_bytes(), pictures[0].png())
