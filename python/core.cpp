@@ -93,7 +93,8 @@ public:
         asked_ = time;
         const py::gil_scoped_acquire lock;
         if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-        return !has_callback_ || !progress_(now.module, now.percent, now.text).is(py::bool_(false));
+        return !has_callback_ ||
+               !progress_(text_to_python(now.module), now.percent, text_to_python(now.text)).is(py::bool_(false));
     }
 
 private:
@@ -114,7 +115,8 @@ const char* severity_name(Report::Severity severity) {
 py::list reports_of(const Outcome& outcome) {
     py::list reports;
     for (const auto& report : outcome.reports)
-        reports.append(py::make_tuple(severity_name(report.severity), report.module, report.text));
+        reports.append(
+            py::make_tuple(severity_name(report.severity), text_to_python(report.module), text_to_python(report.text)));
     return reports;
 }
 
@@ -192,18 +194,25 @@ py::dict described(const Module& module) {
 
 // --- What Python sees ---
 
+template <class Owner>
+void bind_text(py::class_<Owner>& owner, const char* name, std::string Owner::*text) {
+    owner.def_property(
+        name, [text](const Owner& held) { return text_to_python(held.*text); },
+        [text](Owner& held, const std::string& given) { held.*text = given; });
+}
+
 void bind_fields(py::module_& module) {
-    py::class_<Component>(module, "Component")
-        .def(py::init<>())
+    py::class_<Component> component(module, "Component");
+    bind_text(component, "label", &Component::label);
+    bind_text(component, "units", &Component::units);
+    component.def(py::init<>())
         .def_readwrite("values", &Component::values)
         .def_readwrite("veclen", &Component::veclen)
-        .def_readwrite("label", &Component::label)
-        .def_readwrite("units", &Component::units)
         .def_readwrite("id", &Component::id)
         .def_readwrite("null_value", &Component::null_value);
-    py::class_<CellSet>(module, "CellSet")
-        .def(py::init<>())
-        .def_readwrite("name", &CellSet::name)
+    py::class_<CellSet> cells(module, "CellSet");
+    bind_text(cells, "name", &CellSet::name);
+    cells.def(py::init<>())
         .def_readwrite("connect", &CellSet::connect)
         .def_readwrite("poly_connect", &CellSet::poly_connect)
         .def_readwrite("cells", &CellSet::cells)

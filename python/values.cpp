@@ -104,6 +104,12 @@ py::array to_numpy(const Array& array) {
     return result;
 }
 
+py::str text_to_python(std::string_view text) {
+    PyObject* const decoded = PyUnicode_DecodeUTF8(text.data(), static_cast<py::ssize_t>(text.size()), "replace");
+    if (!decoded) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(decoded);
+}
+
 Value to_value(py::handle object) { return to_nested(object, 0); }
 
 py::object to_python(Value value) {
@@ -114,20 +120,24 @@ py::object to_python(Value value) {
     }
     if (auto* group = std::get_if<Value::Group>(&value.form)) {
         py::dict result;
-        for (auto& [name, member] : *group) result[py::str(name)] = to_python(std::move(member));
+        for (auto& [name, member] : *group) result[text_to_python(name)] = to_python(std::move(member));
         return result;
     }
+    if (auto* texts = std::get_if<std::vector<std::string>>(&value.form)) {
+        py::list result;
+        for (const auto& text : *texts) result.append(text_to_python(text));
+        return result;
+    }
+    if (const auto* text = value.get<std::string>()) return text_to_python(*text);
     return std::visit(
         [](auto& form) -> py::object {
             using Form = std::remove_cvref_t<decltype(form)>;
-            if constexpr (std::is_same_v<Form, std::monostate>)
-                return py::none();
-            else if constexpr (std::is_same_v<Form, Json>)
-                return py::str(form.text);
-            else if constexpr (std::is_same_v<Form, Value::List> || std::is_same_v<Form, Value::Group>)
-                return {};
-            else
+            constexpr bool kIsOne =
+                std::is_arithmetic_v<Form> || std::is_same_v<Form, Array> || std::is_same_v<Form, Field>;
+            if constexpr (kIsOne)
                 return py::cast(std::move(form));
+            else
+                return py::none();
         },
         value.form);
 }

@@ -16,6 +16,9 @@ Array to_array(const pybind11::array& array);
 /// A NumPy array over the values, which it keeps. It cannot be written to: others may hold the same values.
 pybind11::array to_numpy(const Array& array);
 
+/// A text for people; bytes that are no UTF-8, which labels and reports may have, are replaced.
+pybind11::str text_to_python(std::string_view text);
+
 /// A parameter's value: None, numbers, texts, arrays, fields, and lists and dicts of them.
 /// @throws TypeError  for other objects
 Value to_value(pybind11::handle object);

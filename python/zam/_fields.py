@@ -130,11 +130,11 @@ class Field:
             component = labels.index(component)
         return _component(self._core.data[component], self.shape)
 
-    def __array__(self, dtype=None):
+    def __array__(self, dtype=None, copy=None):
         """The only component, for NumPy's functions."""
         if len(self._core.data) != 1:
             raise ValueError(f"the field has {len(self._core.data)} components: take one, field[0]")
-        return np.asarray(self[0], dtype)
+        return np.array(self[0], dtype) if copy else np.asarray(self[0], dtype)
 
     def __repr__(self):
         size = " x ".join(str(n) for n in self._core.dims) or f"{self.nodes} nodes"
@@ -245,10 +245,11 @@ def as_field(value, accepts=None, what="the field"):
         return value
     if isinstance(value, (str, os.PathLike)):
         raise TypeError(f"{what}: a field or an array is expected, not a text; zam.read({str(value)!r}) reads a file")
-    array = as_values(value, what)
-    if array.ndim == 0:
-        raise TypeError(f"{what}: a field or an array is expected, not {type(value).__name__}")
-    return field(array, vector=_parts(array, accepts))
+    if not isinstance(value, np.ma.MaskedArray):
+        value = as_values(value, what)
+    if value.ndim == 0:
+        raise TypeError(f"{what}: a field or an array is expected, not one value")
+    return field(value, vector=_parts(value, accepts))
 
 
 def _texts(texts, count, what):
@@ -306,10 +307,10 @@ def field(*components, vector=False, coord=None, cells=None, spacing=None, origi
     spacing, origin   of a uniform field, x first; index space without them
     axes        positions along x, y, z of a rectilinear field
     labels, units     one per component
-    null        the value that stands for none
+    null        the value that stands for none; masked arrays have their own
     xform       4 x 4 matrix for row vectors
     """
-    arrays = [as_values(one, "the field") for one in components]
+    arrays = [as_values(np.ma.filled(one), "the field") for one in components]
     core = _core.Field()
     if coord is not None:
         coord = _floats(coord)
@@ -326,13 +327,14 @@ def field(*components, vector=False, coord=None, cells=None, spacing=None, origi
         core.cells = _cells(cells)
     _place(core, shape, spacing, origin, axes)
     data = []
-    for array, label, unit in zip(arrays, _texts(labels, len(arrays), "labels"), _texts(units, len(arrays), "units")):
+    texts = zip(_texts(labels, len(arrays), "labels"), _texts(units, len(arrays), "units"))
+    for given, array, (label, unit) in zip(components, arrays, texts):
         parts = array.shape[len(shape):]
         if array.shape[: len(shape)] != shape or len(parts) > 1:
             raise ValueError(f"a component of shape {array.shape} does not fit nodes of shape {shape}")
         one = _core.Component()
         one.values, one.veclen, one.label, one.units = array.reshape(-1), parts[0] if parts else 1, label, unit
-        one.null_value = null
+        one.null_value = getattr(given, "fill_value", null)  # of masked arrays
         data.append(one)
     core.data = data
     if xform is not None:

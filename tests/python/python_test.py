@@ -31,6 +31,9 @@ def eddies(dtype=np.float32):
     return np.stack([np.sin(y / 3), np.cos(x / 3)], -1).astype(dtype)
 
 
+plain = unittest.skipIf("ASAN_OPTIONS" in os.environ, "the sanitizer takes time and memory")
+
+
 def peak():
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
 
@@ -153,6 +156,11 @@ class Results(unittest.TestCase):
         again = zam.field(coord=cone.coord, cells={"Tri": cone.cells[0].connect})
         self.assertEqual(zam.host_view([again], width=30).png(), zam.host_view(cone, width=30).png())
 
+    def test_masked_values_are_null(self):
+        net = zam.Network()
+        net.add("it", "threshcolor", in_=np.ma.masked_array([[1.0, 2.0], [3.0, 4.0]], [[0, 1], [0, 0]], fill_value=-9))
+        self.assertEqual((net["it"].in_[0].null_value, net["it"].in_[0][0, 1]), (-9, -9))
+
     def test_numbers_that_no_element_type_has_become_the_next(self):
         net = zam.Network()
         net.add("it", "threshcolor")
@@ -177,6 +185,7 @@ class Results(unittest.TestCase):
 
 
 class Arrays(unittest.TestCase):
+    @plain
     def test_a_gigabyte_is_not_copied(self):
         printed = in_other_process("""
             volume = np.full((1024, 1024, 1024), 7, np.uint8)
@@ -228,6 +237,7 @@ class Arrays(unittest.TestCase):
         self.assertEqual(sys.getrefcount(volume), held)
         self.assertEqual(zam._core.account(), (0, 0, []))
 
+    @plain
     def test_a_thousand_networks_do_not_grow(self):
         printed = in_other_process("""
             volume = ball()
@@ -245,6 +255,7 @@ class Arrays(unittest.TestCase):
 
 
 class Runs(unittest.TestCase):
+    @plain
     def test_a_call_costs_less_than_five_milliseconds(self):
         volume = ball(8)
         zam.tracer(volume, width=1, height=1)
