@@ -41,8 +41,8 @@ private:
     std::unique_lock<std::mutex> lock_;
 };
 
-/// A call's time with the session, without the interpreter's lock: it is given back first, so that who waits for the
-/// one never holds the other.
+/// A call's time with the session, without the interpreter's lock: that is given back first and taken last, so that
+/// nobody holds it who waits for a turn.
 class Turn {
 public:
     Turn() = default;
@@ -121,8 +121,8 @@ py::list reports_of(const Outcome& outcome) {
 }
 
 /// Does something that runs modules. @param progress  called as progress(module, percent, text), or None
-template <class Work>
-py::list perform(Network& network, py::object progress, Work work) {
+template <class Body>
+py::list perform(Network& network, py::object progress, Body body) {
     Asker asker(std::move(progress));
     Outcome outcome;
     {
@@ -138,7 +138,7 @@ py::list perform(Network& network, py::object progress, Work work) {
         };
         network.listen({.report = {}, .progress = std::ref(asker), .written = {}});
         const Listening listening{network};
-        outcome = work(network);
+        outcome = body(network);
     }
     return reports_of(outcome);
 }

@@ -14,7 +14,7 @@ print(*{line.split()[-1] for line in open("/proc/self/maps") if "libzam_" in lin
 """
 with tempfile.TemporaryDirectory() as prefix:
     subprocess.run([cmake, "--install", build, "--prefix", prefix], check=True, capture_output=True)
-    assert Path(prefix, directory, "__init__.pyi").exists() or "ASAN_OPTIONS" in os.environ
+    assert Path(prefix, directory, "__init__.pyi").exists()
     environment = {**os.environ, "PYTHONPATH": str(Path(prefix, directory).parent)}
     shown = subprocess.run([sys.executable, "-c", SCRIPT], env=environment, check=True, capture_output=True, text=True).stdout
     package, libraries = shown.splitlines()

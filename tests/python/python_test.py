@@ -109,6 +109,7 @@ class Results(unittest.TestCase):
                 "write": {"it.png": "render.out"}}""")
             subprocess.run([PROGRAM, "run", "n.json"], cwd=folder, check=True)
             self.assertEqual(Path(folder, "it.png").read_bytes(), pictures[0].png())
+        self.assertEqual(zam.tracer(np.zeros((5, 6, 7, 4), np.uint8), **size).shape, (30, 40))  # opacity and colours
         self.assertEqual(pictures[0].image().shape, (30, 40, 3))
         self.assertEqual(pictures[0].image(alpha=True).shape, (30, 40, 4))
         np.testing.assert_array_equal(pictures[0].image(), pictures[0][0][..., 1:4])
@@ -176,7 +177,8 @@ class Results(unittest.TestCase):
             for data in ball(), ball(16, np.float64), eddies()[..., 0]:
                 np.save(file, data)
                 for options, given in ([], {}), (["--preset", "heat", "--plain"], {"preset": "heat", "plain": True}):
-                    subprocess.run([PROGRAM, "view", *options, "data.npy", "-o", "it.png"], cwd=folder, check=True)
+                    subprocess.run([PROGRAM, "view", *options, "data.npy", "-o", "it.png"], cwd=folder,
+                                   check=True, capture_output=True)
                     expected = Path(folder, "it.png").read_bytes()
                     self.assertEqual(zam.view(file, **given).png(), expected)
                     self.assertEqual(zam.view(data, **given)._repr_png_(), expected)
