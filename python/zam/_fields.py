@@ -266,6 +266,7 @@ def _floats(array):
 def _place(core, shape, spacing, origin, axes):
     """Gives a uniform or rectilinear field its positions."""
     ndim = len(shape)
+    core.grid = 1 if axes is None else 2
     if axes is not None:
         axes = [_floats(axis).reshape(-1) for axis in axes]
         if [len(axis) for axis in axes] != list(shape[::-1]):
@@ -275,13 +276,12 @@ def _place(core, shape, spacing, origin, axes):
         for number, axis in enumerate(axes):
             points[first : first + len(axis), number] = axis
             first += len(axis)
-        core.grid = 2
     elif spacing is not None or origin is not None:
         lowest = np.broadcast_to(0.0 if origin is None else origin, ndim)
         step = np.broadcast_to(1.0 if spacing is None else spacing, ndim)
         points = _floats([lowest, lowest + step * (np.array(shape[::-1]) - 1)])
     else:
-        return
+        return  # index space
     core.nspace, core.points = ndim, points.reshape(-1)
 
 
@@ -317,15 +317,17 @@ def field(*components, vector=False, coord=None, cells=None, spacing=None, origi
         shape = coord.shape[:-1]
         core.nspace, core.coord, core.grid = coord.shape[-1], coord.reshape(-1), 3 if cells is None else 4
         core.nodes = coord.size // coord.shape[-1]
+        if any(place is not None for place in (spacing, origin, axes)):
+            raise TypeError("a field has coord, or spacing and origin, or axes")
     elif arrays:
         shape = arrays[0].shape[:-1] if vector else arrays[0].shape
+        _place(core, shape, spacing, origin, axes)
     else:
         raise TypeError("a field has components, or coord")
     if cells is None:
         core.dims = shape[::-1]
     else:
         core.cells = _cells(cells)
-    _place(core, shape, spacing, origin, axes)
     data = []
     texts = zip(_texts(labels, len(arrays), "labels"), _texts(units, len(arrays), "units"))
     for given, array, (label, unit) in zip(components, arrays, texts):

@@ -118,6 +118,8 @@ class Module:
             object.__setattr__(self, slot, value)
 
     def _parameter(self, name):
+        if name.startswith("_"):  # what Python itself asks for, also of one that is only being made
+            raise AttributeError(name)
         found = self._definition.by_name.get(name)
         if found is None:
             known = self._definition.by_name
@@ -125,7 +127,8 @@ class Module:
         return found
 
     def __getattr__(self, name):
-        return self._network.get(f"{self._name}.{self._parameter(name).name}")
+        parameter = self._parameter(name)
+        return self._network.get(f"{self._name}.{parameter.name}")
 
     def __setattr__(self, name, value):
         parameter = self._parameter(name)

@@ -1,4 +1,5 @@
 """What `import zam` promises, case by case. The program is named by ZAM_PROGRAM, for what it makes too."""
+import copy
 import gc
 import os
 import resource
@@ -48,6 +49,7 @@ def in_other_process(code):
 
 class Errors(unittest.TestCase):
     def test_what_is_wrong_is_said(self):
+        u = eddies()[..., 0]
         net = zam.Network()
         net.add("render", "tracer")
         cases = [
@@ -69,6 +71,9 @@ class Errors(unittest.TestCase):
             (lambda: zam.read("missing.npy"), zam.Error, "cannot open missing.npy"),
             (lambda: zam.Network("missing.json"), zam.Error, "missing.json"),
             (lambda: zam.field(ball(), labels=["a", "b"]), ValueError, "2 labels for 1 components"),
+            (lambda: zam.field(u, coord=eddies(), axes=[]), TypeError, "coord, or spacing"),
+            (lambda: zam.field(u, axes=[[0, 1], [0, 1]]), ValueError, "a position per node"),
+            (lambda: copy.copy(net["render"]), AttributeError, "_network"),
             (lambda: zam.field(ball(), ball(8)), ValueError, "does not fit nodes"),
             (lambda: net["rendr"], KeyError, "did you mean 'render'"),
             (lambda: net["render"].widht, AttributeError, "did you mean 'width'"),
