@@ -1,4 +1,4 @@
-"""The wheel: the Python module with the libraries and the definitions that it loads, as CMake builds and installs them."""
+"""The wheel: the Python module with the libraries and definitions that it loads, as CMake builds and installs them."""
 import os
 import re
 import shlex
@@ -22,7 +22,7 @@ OPTIONS = [
 
 
 def is_loaded(library):
-    """Whether others load a library by this name: by that with the interface's version, where there is one (.so.0.1)."""
+    """Whether others load a library by this name: by that with the interface's version, if any (.so.0.1)."""
     versions = re.search(r"\.so((\.\d+)*)$", library.name)[1].count(".")
     return versions == 2 or (versions == 0 and not library.is_symlink())
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_installed.py CMAKE BUILD DIRECTORY: what is installed is imported from DIRECTORY there, and loads what lies beside it."""
+"""check_installed.py CMAKE BUILD DIRECTORY: what is installed is imported, and loads what lies beside it."""
 import os
 import subprocess
 import sys
@@ -16,7 +16,7 @@ with tempfile.TemporaryDirectory() as prefix:
     subprocess.run([cmake, "--install", build, "--prefix", prefix], check=True, capture_output=True)
     assert Path(prefix, directory, "__init__.pyi").exists()
     environment = {**os.environ, "PYTHONPATH": str(Path(prefix, directory).parent)}
-    shown = subprocess.run([sys.executable, "-c", SCRIPT], env=environment, check=True, capture_output=True, text=True).stdout
-    package, libraries = shown.splitlines()
+    shown = subprocess.run([sys.executable, "-c", SCRIPT], env=environment, check=True, capture_output=True, text=True)
+    package, libraries = shown.stdout.splitlines()
     assert package.startswith(prefix) and package.endswith("(2, 3, 3)"), package
     assert all(library.startswith(prefix) for library in libraries.split()), libraries

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_script.py SCRIPT OUTPUTS: runs an example in Python, whose files have to be those that its network left in OUTPUTS."""
+"""check_script.py SCRIPT OUTPUTS: runs an example in Python; its files have to be those that its network left."""
 import filecmp
 import subprocess
 import sys
