@@ -46,6 +46,14 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and CMake package of zam: for programs with networks, hosts and plug-ins.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libzam${soversion} ${same_version}")
 
+if(TARGET zam_python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zam)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Python module zam: scientific visualisation modules as functions of NumPy arrays.")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libzam${soversion} ${same_version}, python3-numpy, ${ZAM_PYTHON_VERSIONS}")
+  install(FILES LICENSE DESTINATION share/doc/python3-zam RENAME copyright COMPONENT python)
+endif()
+
 # Debian wants a licence in every package.
 install(FILES LICENSE DESTINATION share/doc/zam RENAME copyright COMPONENT program)
 install(FILES LICENSE DESTINATION share/doc/libzam${soversion} RENAME copyright COMPONENT runtime)
