@@ -181,6 +181,11 @@ py::dict described(const Parameter& parameter) {
                     py::arg("default") = parameter.default_json, py::arg("meaning") = parameter.meaning,
                     py::arg("is_file_name") = parameter.is_file_name);
     result["array_type"] = parameter.array_type ? py::cast(name_of(*parameter.array_type)) : py::object(py::none());
+    const auto& range = parameter.range;
+    result["range"] = range ? py::object(py::make_tuple(range->low, range->high)) : py::object(py::none());
+    py::list choices;
+    for (const auto& [value, name] : parameter.choices) choices.append(py::make_tuple(value, name));
+    result["choices"] = py::tuple(choices);
     result["accepts"] = parameter.accepts ? py::object(described(*parameter.accepts)) : py::object(py::none());
     return result;
 }

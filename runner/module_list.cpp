@@ -47,9 +47,12 @@ private:
     std::vector<std::size_t> widths_;
 };
 
-std::string kind_text(const Shape& shape) {
+std::string kind_text(const Parameter& parameter) {
+    const Shape& shape = parameter.shape;
+    const std::string values = describe_values(parameter);
     std::string text(kind_name(shape.kind));
     if (shape.kind == Kind::array && shape.array_type) text += " of " + std::string(type_name(*shape.array_type));
+    if (!values.empty()) text += " (" + values + ")";
     return shape.file_name ? text + " (file)" : text;
 }
 
@@ -81,7 +84,7 @@ void print_one(const Definition& definition) {
     Table table;
     table.add({"parameter", "kind", "direction", "default", "meaning"});
     for (const auto& parameter : definition.parameters) {
-        table.add({parameter.name, kind_text(parameter.shape), std::string(direction_name(parameter.direction)),
+        table.add({parameter.name, kind_text(parameter), std::string(direction_name(parameter.direction)),
                    parameter.default_text.empty() ? "-" : parameter.default_text,
                    parameter.meaning + remarks(parameter)});
     }

@@ -77,7 +77,9 @@ Json kind_schema(Kind kind) {
 
 Json parameter_schema(const Parameter& parameter, const Json& written) {
     Json schema = definition(std::string(kind_name(parameter.shape.kind)));
-    schema["description"] = parameter.meaning;
+    // networks may have other values, so these are said and not demanded
+    const std::string values = describe_values(parameter);
+    schema["description"] = parameter.meaning + (values.empty() ? "" : " (" + values + ")");
     if (written.contains("default")) schema["default"] = written["default"];
     return schema;
 }

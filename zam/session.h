@@ -277,6 +277,13 @@ struct Accepts {
 
 struct Parameter {
     enum class Direction { In, Out, InOut };
+    struct Range {
+        std::optional<double> low, high;  // left out: no end
+    };
+    struct Choice {
+        int value = 0;
+        std::string name;
+    };
 
     std::string name;
     std::string kind;  // int real text trigger pointer array texts field fields transform color_table datamap ...
@@ -285,6 +292,8 @@ struct Parameter {
     std::string meaning;             // for people: what it does, its range and unit
     std::optional<Type> array_type;  // of arrays that have one
     bool is_file_name = false;
+    std::optional<Range> range;      // of int and real: the values that make sense, as for a slider; others can be set too
+    std::vector<Choice> choices;     // of int: the numbers that stand for something, as for a menu; empty: none
     std::optional<Accepts> accepts;  // of fields
 };
 

@@ -37,7 +37,7 @@ ZAM_C_API zam_session* zam_open(const char* plugins);
 ZAM_C_API void zam_close(zam_session* session);
 
 /* The modules at hand as one JSON text: [{"module", "entry", "summary", "parameters": [{"name", "kind", "direction",
- * "default", "meaning"}]}]. Lasts as long as the session. */
+ * "default", "range": [low, high], "choices": [[number, name]], "meaning"}]}]. Lasts as long as the session. */
 ZAM_C_API const char* zam_modules(zam_session* session);
 
 /* --- Networks --- */

@@ -33,12 +33,23 @@ class Parameter:
     meaning: str
     is_file_name: bool
     array_type: str  # of arrays that have one, else None
+    range: tuple  # of int and real that have one: low and high, None where it is open; else None
+    choices: tuple  # of int: pairs of a number and what it stands for
     accepts: dict  # of fields that have it, else None
 
     @property
     def python_name(self):
         """The name, with _ after those that are words of the language."""
         return self.name + "_" if keyword.iskeyword(self.name) else self.name
+
+    @property
+    def kind_text(self):
+        """The kind and the values that make sense, for people: "real (0 to 1)"."""
+        text = ", ".join(f"{value} {name}" for value, name in self.choices)
+        if self.range:
+            low, high = (None if end is None else f"{end:.10g}" for end in self.range)
+            text = f"up to {high}" if low is None else f"from {low}" if high is None else f"{low} to {high}"
+        return f"{self.kind} ({text})" if text else self.kind
 
 
 @dataclass(frozen=True)

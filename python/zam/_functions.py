@@ -30,7 +30,7 @@ def _sentence(text):
 
 def _lines(parameters):
     width = max(len(p.python_name) for p in parameters)
-    return [f"    {p.python_name:{width}}  {p.kind}: {p.meaning}" for p in parameters]
+    return [f"    {p.python_name:{width}}  {p.kind_text}: {p.meaning}" for p in parameters]
 
 
 def doc_of(definition):

@@ -89,11 +89,26 @@ T* copied(const void* bytes, std::size_t count) {
     return static_cast<T*>(copy);
 }
 
+std::string end_text(const std::optional<double>& end) {
+    std::string text;
+    if (end) zam::session::append_number(text, DTYPE_DOUBLE, &*end);
+    return end ? text : "null";
+}
+
+std::string values_text(const zam::Parameter& parameter) {
+    if (const auto& range = parameter.range)
+        return ",\"range\":[" + end_text(range->low) + "," + end_text(range->high) + "]";
+    std::string text;
+    for (const auto& [value, name] : parameter.choices)
+        text += (text.empty() ? "[" : ",[") + std::to_string(value) + "," + json_text(name) + "]";
+    return text.empty() ? "" : ",\"choices\":[" + text + "]";
+}
+
 std::string parameter_text(const zam::Parameter& parameter) {
     const auto direction = static_cast<zam::session::Direction>(parameter.direction);
     return "{\"name\":" + json_text(parameter.name) + ",\"kind\":" + json_text(parameter.kind) +
            ",\"direction\":" + json_text(zam::session::direction_name(direction)) +
-           (parameter.default_json.empty() ? "" : ",\"default\":" + parameter.default_json) +
+           (parameter.default_json.empty() ? "" : ",\"default\":" + parameter.default_json) + values_text(parameter) +
            ",\"meaning\":" + json_text(parameter.meaning) + "}";
 }
 

@@ -344,7 +344,11 @@ Module describe(const session::Definition& definition) {
                       .meaning = parameter.meaning,
                       .array_type = {},
                       .is_file_name = parameter.shape.file_name,
+                      .range = {},
+                      .choices = {},
                       .accepts = {}};
+        if (const auto& range = parameter.range) one.range = Parameter::Range{range->low, range->high};
+        for (const auto& choice : parameter.choices) one.choices.push_back({choice.value, choice.name});
         if (parameter.shape.array_type) one.array_type = static_cast<Type>(*parameter.shape.array_type);
         if (parameter.accepted) {
             one.accepts = Accepts{parameter.accepted->ndims, {}};

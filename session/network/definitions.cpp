@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 #include <initializer_list>
+#include <limits>
 
 #include "base/element_types.h"
 #include "base/file_path.h"
@@ -59,18 +61,86 @@ Direction read_direction(const Cursor& cursor) {
     return Direction::in;
 }
 
+/// A number as people read it; those of type int are exact.
+std::string text_of(double number) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.10g", number);
+    return text.data();
+}
+
 /// A default as people read it: numbers and texts as they are, larger values by their form.
 std::string text_of_default(const Cursor& cursor) {
     if (const auto* text = cursor.get<std::string>()) return "\"" + *text + "\"";
     if (const auto* number = cursor.get<Number>()) {
-        std::array<char, 32> text{};
-        if (const auto* whole = std::get_if<std::int64_t>(number)) return std::to_string(*whole);
-        std::snprintf(text.data(), text.size(), "%.9g", std::get<double>(*number));
-        return text.data();
+        const auto* whole = std::get_if<std::int64_t>(number);
+        return whole ? std::to_string(*whole) : text_of(std::get<double>(*number));
     }
     if (const auto preset = cursor.find("preset")) return optional_text(cursor, "preset");
     if (cursor.is_array()) return std::to_string(cursor.array_size()) + " values";
     return "given";
+}
+
+// --- Which values make sense ---
+
+/// `nullopt` after a problem.
+std::optional<std::int64_t> read_int(const Cursor& cursor) {
+    return cursor.integer(std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
+}
+
+/// One end of a range; `nullopt` after a problem.
+std::optional<double> read_end(const Cursor& cursor, Kind kind) {
+    if (kind == Kind::integer) return read_int(cursor);
+    const auto end = cursor.real();
+    if (!end || std::isfinite(*end)) return end;
+    cursor.problem("an end is a finite number, or null");
+    return std::nullopt;
+}
+
+/// `nullopt` after a problem.
+std::optional<Range> read_range(const Cursor& cursor, Kind kind) {
+    if (kind != Kind::integer && kind != Kind::real) {
+        cursor.problem("only int and real have a range");
+        return std::nullopt;
+    }
+    if (!cursor.is_array() || cursor.array_size() != 2) {
+        cursor.problem("a range is [low, high], with null for an end that is open");
+        return std::nullopt;
+    }
+    const auto* numbers = cursor.get<Numbers>();
+    std::array<std::optional<double>, 2> ends;
+    for (std::size_t i = 0; i < ends.size(); ++i) {
+        const Node number{cursor.node().offset, numbers ? (*numbers)[i] : Number()};
+        const Cursor end = numbers ? cursor.with(number) : cursor.at(i);
+        if (end.is_null()) continue;
+        ends[i] = read_end(end, kind);
+        if (!ends[i]) return std::nullopt;
+    }
+    const auto [low, high] = ends;
+    if (!low && !high) cursor.problem("leave a range without ends away instead");
+    if (low && high && *low >= *high) cursor.problem("a range goes from a number to a larger one");
+    return Range{low, high};
+}
+
+/// Appends a choice if its parts can be read.
+void read_choice(const Cursor& cursor, std::vector<Choice>& choices) {
+    if (!cursor.get<Elements>() || cursor.array_size() != 2) return cursor.problem("a choice is [number, name]");
+    const auto value = read_int(cursor.at(0));
+    auto name = cursor.at(1).text();
+    if (!value || !name) return;
+    const bool is_known = std::any_of(choices.begin(), choices.end(), [&](const Choice& choice) {
+        return choice.value == *value || choice.name == *name;
+    });
+    if (name->empty()) cursor.problem("a choice has a name");
+    if (is_known) cursor.problem("this number or name is given twice");
+    choices.push_back({static_cast<int>(*value), std::move(*name)});
+}
+
+std::vector<Choice> read_choices(const Cursor& cursor, Kind kind) {
+    std::vector<Choice> choices;
+    if (kind != Kind::integer) cursor.problem("only int has choices");
+    if (!cursor.get<Elements>()) cursor.problem("choices are an array of [number, name]");
+    for (std::size_t i = 0; cursor.get<Elements>() && i < cursor.array_size(); ++i) read_choice(cursor.at(i), choices);
+    return choices;
 }
 
 // --- What modules take ---
@@ -186,8 +256,8 @@ LegendSource read_legend(const Cursor& cursor, const Definition& definition) {
 }
 
 Parameter read_parameter(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"name",    "kind",   "type",    "file",   "direction",
-                                          "default", "origin", "accepts", "legend", "meaning"};
+    constexpr std::string_view kKeys[] = {"name",  "kind",    "type",   "file",    "direction", "default",
+                                          "range", "choices", "origin", "accepts", "legend",    "meaning"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -195,6 +265,11 @@ Parameter read_parameter(const Cursor& cursor) {
     parameter.shape = read_shape(cursor);
     parameter.direction = read_direction(cursor);
     parameter.meaning = required_text(cursor, "meaning");
+    const auto range = cursor.find("range");
+    const auto choices = cursor.find("choices");
+    if (range) parameter.range = read_range(*range, parameter.shape.kind);
+    if (choices) parameter.choices = read_choices(*choices, parameter.shape.kind);
+    if (range && choices) cursor.problem("a parameter has a range or choices");
     if (const auto place = cursor.find("origin")) {
         parameter.origin = read_image_origin(*place).value_or(ImageOrigin::upper);
     }
@@ -342,6 +417,17 @@ std::optional<ImageOrigin> read_image_origin(const Cursor& cursor) {
     if (name == "lower") return ImageOrigin::lower;
     if (name) cursor.problem("an origin is upper or lower");
     return std::nullopt;
+}
+
+std::string describe_values(const Parameter& parameter) {
+    if (const auto& range = parameter.range) {
+        if (range->low && range->high) return text_of(*range->low) + " to " + text_of(*range->high);
+        return range->low ? "from " + text_of(*range->low) : "up to " + text_of(*range->high);
+    }
+    std::string text;
+    for (const auto& [value, name] : parameter.choices)
+        text += (text.empty() ? "" : ", ") + std::to_string(value) + " " + name;
+    return text;
 }
 
 std::string_view direction_name(Direction direction) { return kDirectionNames[static_cast<std::size_t>(direction)]; }

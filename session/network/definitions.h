@@ -44,6 +44,16 @@ struct LegendSource {
     std::vector<std::pair<std::string, bool>> when;
 };
 
+/// The values of a number that make sense. What becomes of others is left to the module.
+struct Range {
+    std::optional<double> low, high;  // `nullopt`: no end; one of them is there
+};
+/// A whole number that stands for something.
+struct Choice {
+    int value = 0;
+    std::string name;
+};
+
 struct Parameter {
     std::string name;
     Shape shape;
@@ -51,6 +61,8 @@ struct Parameter {
     std::optional<Value> default_value;
     std::string default_text;  // the default as the definition file writes it; empty: none
     std::string meaning;
+    std::optional<Range> range;               // of whole and real numbers; `nullopt`: nothing is known
+    std::vector<Choice> choices;              // of whole numbers; empty: they are no choices
     ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
     std::optional<LegendSource> legend;       // of the images it holds; `nullopt`: nothing is known of their colours
     std::optional<Accepted> accepted;         // of inputs that are fields; `nullopt`: nothing is known
@@ -95,6 +107,9 @@ struct Definition {
 
 /// "upper" or "lower"; `nullopt` after a problem.
 std::optional<ImageOrigin> read_image_origin(const Cursor& cursor);
+
+/// What is known of a parameter's values, for people: "0 to 1", "0 nearest, 1 interpolated"; empty: nothing.
+std::string describe_values(const Parameter& parameter);
 
 /// The name of a direction in definition files.
 std::string_view direction_name(Direction direction);
