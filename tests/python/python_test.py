@@ -139,6 +139,8 @@ class Results(unittest.TestCase):
             function = getattr(zam, name)
             self.assertEqual(function.__doc__.split("\n")[0][1:-1], summary[1:])
             self.assertIn(name, dir(zam))
+        self.assertIn("norm        int (0 mean, 1 sum): ", zam.lic_texture.__doc__)
+        self.assertIn("rate        real (0 to 1): ", zam.lic_texture.__doc__)
 
     def test_fields_are_what_is_given(self):
         u = eddies()[..., 0]

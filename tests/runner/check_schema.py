@@ -31,7 +31,7 @@ def with_tracer(**params):
     return {"modules": {"t": {"use": "tracer", "params": params}}}
 
 
-for right in (with_tracer(**{"in": {"data_file": "a.npy"}}, width=3, fptr="nan"), with_tracer(width=None)):
+for right in (with_tracer(**{"in": {"data_file": "a.npy"}}, width=-3, fptr="nan", interpolate=7), with_tracer(width=None)):
     if faults(right):
         sys.exit(f"refused: {right}: {faults(right)}")
 for wrong in ({}, with_tracer(width="3"), with_tracer(widht=3), with_tracer(color_table={"preset": "grey"}),

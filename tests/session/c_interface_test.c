@@ -42,6 +42,7 @@ int main(void) {
     EXPECT(session);
     EXPECT(zam_open(NULL) == NULL && strstr(zam_error(), "one at a time"));
     EXPECT(strstr(zam_modules(session), "ZAMtracer_render_update"));
+    EXPECT(strstr(zam_modules(session), "\"range\":[1,null],") && strstr(zam_modules(session), "\"choices\":[[0,\"nearest\"],[1,"));
 
     zam_network* network = zam_new(session);
     EXPECT(zam_add(network, "render", "tracer") && zam_listen(network, on_report, on_progress, &stop));

@@ -259,6 +259,10 @@ TEST_F(SessionTest, DefinitionsAreReadable) {
     ASSERT_TRUE(tracer.find("in")->accepts);
     EXPECT_EQ(tracer.find("in")->accepts->components.at(0).types, std::vector{Type::Byte});
     EXPECT_EQ(tracer.find("inn"), nullptr);
+    ASSERT_TRUE(tracer.find("fptr")->range && width.range);
+    EXPECT_EQ(tracer.find("fptr")->range->high, 2);
+    EXPECT_EQ(width.range->high, std::nullopt);
+    EXPECT_EQ(tracer.find("interpolate")->choices.at(1).name, "interpolated");
 }
 
 /// Values of every kind come back as they were given.
