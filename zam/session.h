@@ -288,7 +288,7 @@ struct Parameter {
     std::string name;
     std::string kind;  // int real text trigger pointer array texts field fields transform color_table datamap ...
     Direction direction = Direction::In;
-    std::string default_json;        // as the definition writes it; empty: none
+    std::string default_json;        // as network files write it; empty: none
     std::string meaning;             // for people: what it does, its range and unit
     std::optional<Type> array_type;  // of arrays that have one
     bool is_file_name = false;

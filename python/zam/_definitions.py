@@ -83,11 +83,12 @@ def nearest_to(name, names):
 def _default(kind, text):
     if not text:
         return None
-    try:
-        value = json.loads(text)
-        return float(value) if kind == "real" else value
-    except ValueError:
-        return text if kind == "color_table" and text.isalpha() else Default(text)
+    value = json.loads(text)
+    if kind == "color_table" and list(value) == ["preset"]:
+        return value["preset"]
+    if isinstance(value, (dict, list)):
+        return Default(text)
+    return float(value) if kind == "real" else value
 
 
 @functools.cache

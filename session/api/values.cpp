@@ -340,7 +340,7 @@ Module describe(const session::Definition& definition) {
         Parameter one{.name = parameter.name,
                       .kind = std::string(session::kind_name(parameter.shape.kind)),
                       .direction = static_cast<Parameter::Direction>(parameter.direction),
-                      .default_json = parameter.default_text,
+                      .default_json = parameter.default_json,
                       .meaning = parameter.meaning,
                       .array_type = {},
                       .is_file_name = parameter.shape.file_name,

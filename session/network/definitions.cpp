@@ -10,6 +10,7 @@
 #include "base/element_types.h"
 #include "base/file_path.h"
 #include "embedded/view/entries.h"
+#include "session/document/json_of.h"
 #include "session/document/suggestion.h"
 #include "session/network/library_file.h"
 #include "session/values/number_array.h"
@@ -280,6 +281,7 @@ Parameter read_parameter(const Cursor& cursor) {
     if (const auto place = cursor.find("default")) {
         parameter.default_value = read_value(*place, parameter.shape);
         parameter.default_text = text_of_default(*place);
+        parameter.default_json = json_of(place->node());
         if (place->is_null()) place->problem("leave the default away instead");
     }
     return parameter;

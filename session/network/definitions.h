@@ -59,7 +59,8 @@ struct Parameter {
     Shape shape;
     Direction direction = Direction::in;
     std::optional<Value> default_value;
-    std::string default_text;  // the default as the definition file writes it; empty: none
+    std::string default_text;  // the default for people; empty: none
+    std::string default_json;  // the same for programs
     std::string meaning;
     std::optional<Range> range;               // of whole and real numbers; `nullopt`: nothing is known
     std::vector<Choice> choices;              // of whole numbers; empty: they are no choices

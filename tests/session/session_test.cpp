@@ -265,6 +265,18 @@ TEST_F(SessionTest, DefinitionsAreReadable) {
     EXPECT_EQ(tracer.find("interpolate")->choices.at(1).name, "interpolated");
 }
 
+TEST_F(SessionTest, DefaultsMayBeGivenAsTheyAreWritten) {
+    Network network = session->network();
+    for (const auto& module : session->modules()) {
+        network.add(module.name, module.name);
+        for (const auto& parameter : module.parameters) {
+            if (parameter.default_json.empty()) continue;
+            const std::string target = module.name + "." + parameter.name;
+            EXPECT_EQ(thrown([&] { network.set(target, Json{parameter.default_json}); }), "") << target;
+        }
+    }
+}
+
 /// Values of every kind come back as they were given.
 TEST_F(SessionTest, ValuesGoRound) {
     session.reset();
