@@ -56,6 +56,24 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// A network, or the definitions of modules, are wrong. The text has one line per problem, with its place:
+/// "FILE:LINE:COLUMN: PATH: TEXT", as far as known.
+class ZAM_SESSION_API Invalid : public Error {
+public:
+    Invalid(const std::string& text, bool has_modules) : Error(text), has_modules_(has_modules) {}
+    /// Whether modules were found all the same. Without any, a file may be something else than a network.
+    bool has_modules() const { return has_modules_; }
+
+private:
+    bool has_modules_;
+};
+
+/// A call has failed for what reports have said already, in callbacks too. The text has their errors.
+class ZAM_SESSION_API Reported : public Error {
+public:
+    using Error::Error;
+};
+
 /// A run has ended before its time because a callback, or cancel(), wanted it to. The next run goes on with the module that
 /// was running.
 class ZAM_SESSION_API Cancelled : public Error {
@@ -233,12 +251,16 @@ struct Report {
     Severity severity = Severity::Error;
     std::string module;  // empty: none in particular
     std::string text;
+    /// File that is not written because a module has failed, which has been reported; the text is then "FILE: not written:
+    /// MODULE failed".
+    std::string not_written = {};
 };
 
 struct Progress {
     std::string_view module;
     int percent = 0;        // of the module's call
     std::string_view text;  // what it does; may be empty
+    bool begins = false;    // it is about to run, and has told nothing yet
 };
 
 /// What a run says as it happens, on the thread that runs it. What a callback throws ends the run as if it were cancelled,
@@ -247,8 +269,10 @@ struct Callbacks {
     std::function<void(const Report&)> report = {};
     /// Called before each module with 0 percent, and as the modules tell. False cancels the run.
     std::function<bool(const Progress&)> progress = {};
-    /// An output was written: "out/orbital.png 640 × 640".
+    /// An output was written: "out/orbital.png 640 × 640". Empty: to the standard output.
     std::function<void(std::string_view)> written = {};
+    /// A call of a module has ended; its progress is over.
+    std::function<void()> call_ended = {};
 };
 
 /// What came of a call.
@@ -324,6 +348,24 @@ struct Image {
 
 // --- Networks ---
 
+/// How a network's modules are run.
+struct RunOptions {
+    /// A field that a module does not take is an error: the module, and those that refer to it, are not called.
+    bool strict = false;
+    /// File for the record of calls of modules and of what they report, one JSON object per line; empty: none.
+    std::string log = {};
+    /// The N-th allocation of an array after the modules are made fails, to see what becomes of a network then; 0: none.
+    std::int64_t fail_allocation = 0;
+};
+
+/// A file that a network writes.
+struct Output {
+    std::string file;     // "-": the standard output; with %d in it: one per frame
+    std::string from;     // what it shows or holds: "render.out"
+    std::string kind;     // what it is written as: "png"
+    bool at_end = false;  // by write(); else by an event
+};
+
 /// Modules with their parameters and connections. Made by a session; moved, not copied.
 class ZAM_SESSION_API Network {
 public:
@@ -348,18 +390,30 @@ public:
     ///                 empty: not at all
     void connect(const std::string& target, const std::string& source, const std::string& convert = {});
 
+    /// How it is run, before the first run or after end(). @throws Error if the log cannot be written
+    void prepare(const RunOptions& options);
+
     /// Runs the modules that have not run, or that a change since then affects, each after those it refers to.
     /// @throws Cancelled
+    /// @throws Reported  if libraries lack what the modules need; nothing has run then. So does every other call that is the
+    ///                   first to need the modules
     Outcome run();
     /// Plays the events of the network's file, after a run; once more from the first one if that was cancelled.
     /// @param directory  where relative names of outputs go; empty: the current directory
     /// @throws Cancelled
     Outcome play(const std::string& directory = {});
+    /// Keeps the host's timer running in real time, and runs what its periodic events affect.
+    /// @param seconds  0 to 10,000,000
+    /// @throws Cancelled
+    Outcome loop(double seconds);
     /// Writes the outputs of the network's file.
     Outcome write(const std::string& directory = {});
     /// Writes one object. The kind of file follows from the ending of its name.
     /// @param options  as network files write them: `"render.out"` or `{"from": "render.out", "legend": true}`
     Outcome write(const std::string& file, const Json& output);
+    /// Ends the modules, as the destructor does, with what they report of it and of the log. The next run makes them anew,
+    /// and has everything from the beginning.
+    Outcome end();
     /// Ends what runs at its next progress call or before the next module, and the next run if nothing runs. At any time, on
     /// any thread, in a signal handler too.
     void cancel() noexcept;
@@ -382,6 +436,13 @@ public:
 
     /// The modules' names in this network, each with its module's definition.
     std::vector<std::pair<std::string, std::string>> modules() const;
+    /// The files that it writes: those of its events in order, then those at the end.
+    std::vector<Output> outputs() const;
+    /// Leaves of what it writes the first picture alone: of its outputs at the end, else of its events, which are played up
+    /// to there.
+    /// @param file  its new name: .png, .svg or .webp
+    /// @return false, and nothing is changed, if there is none
+    bool keep_first_picture(const std::string& file);
 
     struct ZAM_SESSION_INSIDE State;
 
@@ -397,6 +458,7 @@ private:
 /// What a person asks of a view; left out: by the data.
 struct ViewOptions {
     std::string output = "view.png";       // the file that the network writes: .png, .svg or .webp
+    std::string directory = {};            // in which a file with the network's text will lie; empty: the current one
     std::string variable = {};             // array or component to show
     int component = -1;                    // the same by its number, from 0
     std::vector<std::string> vector = {};  // arrays or components that are the parts of a vector
@@ -410,6 +472,9 @@ struct ViewOptions {
     std::optional<double> perspective = {};
     bool plain = false;  // without legend and axes
 };
+
+/// What is wrong with the options' values, in the words of the program's options; empty: nothing.
+ZAM_SESSION_API std::string fault_of(const ViewOptions& options);
 
 /// A network that shows something.
 struct View {
@@ -448,9 +513,13 @@ public:
     /// A network without modules.
     Network network();
     /// A network file, or the text of one. Its notes come with the first run.
+    /// @param file       "-": the standard input
     /// @param set        changes of parameters, as options of the program: "render.width=512"
+    /// @param write      further outputs, in the same way: "picture.png=render.out"
     /// @param directory  where its relative file names start; empty: the current directory
-    Network load(const std::string& file, const std::vector<std::string>& set = {});
+    /// @throws Invalid
+    Network load(const std::string& file, const std::vector<std::string>& set = {},
+                 const std::vector<std::string>& write = {});
     Network parse(const std::string& text, const std::string& directory = {}, const std::vector<std::string>& set = {});
 
     /// Reads a data file, or through its module a field file, Fortran grid or voxel text.
@@ -458,7 +527,9 @@ public:
     Field read(const std::string& file, const Json& options = {});
 
     /// The network that shows a data file, as the program's view makes it. It has not run yet; its only output is the picture.
-    View view(const std::string& file, const ViewOptions& options = {});
+    /// @param callbacks  who hears of the module that reads the file, if one does, and then of the network
+    /// @throws Reported  if that module has said why there is nothing to show
+    View view(const std::string& file, const ViewOptions& options = {}, Callbacks callbacks = {});
     /// The same for a field at hand.
     View view(const Field& field, const ViewOptions& options = {});
 

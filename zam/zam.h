@@ -73,15 +73,22 @@ typedef int (*zam_on_progress)(void* user, const char* module, int percent, cons
 /* Either may be null. They do not call functions of the network, but for zam_cancel(). */
 ZAM_C_API int zam_listen(zam_network* network, zam_on_report report, zam_on_progress progress, void* user);
 
+/* How it is run, before the first run. strict: whether a field that a module does not take is an error. log: file for the
+ * record of calls of modules, one JSON object per line; null: none. */
+ZAM_C_API int zam_prepare(zam_network* network, int strict, const char* log);
 /* Runs what has not run and what changes since then affect. 0 if a module reported an error, which is in zam_error(), or the
  * run was cancelled. */
 ZAM_C_API int zam_run(zam_network* network);
 /* Plays the events of the network's file. directory: where outputs go; null: the current one. 0 as above. */
 ZAM_C_API int zam_play(zam_network* network, const char* directory);
+/* Keeps the host's timer running in real time, and runs what its events affect. 0 as above. */
+ZAM_C_API int zam_loop(zam_network* network, double seconds);
 /* Writes the outputs of the network's file. 0 as above. */
 ZAM_C_API int zam_write_all(zam_network* network, const char* directory);
 /* Writes one object; the kind of file follows from the ending. */
 ZAM_C_API int zam_write(zam_network* network, const char* file, const char* reference);
+/* The files that the network writes, those of its events first: [{"file", "from", "kind", "at_end"}]. Freed with zam_free(). */
+ZAM_C_API char* zam_outputs(zam_network* network);
 /* At any time, on any thread. */
 ZAM_C_API void zam_cancel(zam_network* network);
 

@@ -112,6 +112,15 @@ std::string parameter_text(const zam::Parameter& parameter) {
            ",\"meaning\":" + json_text(parameter.meaning) + "}";
 }
 
+std::string outputs_text(const std::vector<zam::Output>& outputs) {
+    std::string text = "[";
+    for (const auto& output : outputs)
+        text += (text.size() > 1 ? ",\n{\"file\":" : "{\"file\":") + json_text(output.file) +
+                ",\"from\":" + json_text(output.from) + ",\"kind\":" + json_text(output.kind) +
+                ",\"at_end\":" + (output.at_end ? "true}" : "false}");
+    return text + "]";
+}
+
 std::string modules_text(const std::vector<zam::Module>& modules) {
     std::string text;
     for (const auto& module : modules) {
@@ -222,6 +231,11 @@ int zam_listen(zam_network* network, zam_on_report report, zam_on_progress progr
         0, [&] { return network->network.listen(std::move(callbacks)), 1; }, network);
 }
 
+int zam_prepare(zam_network* network, int strict, const char* log) {
+    return answer_with(
+        0, [&] { return network->network.prepare({.strict = strict != 0, .log = or_empty(log)}), 1; }, network);
+}
+
 int zam_run(zam_network* network) {
     return answer_with(
         0, [&] { return status(network->network.run()); }, network);
@@ -230,6 +244,11 @@ int zam_run(zam_network* network) {
 int zam_play(zam_network* network, const char* directory) {
     return answer_with(
         0, [&] { return status(network->network.play(or_empty(directory))); }, network);
+}
+
+int zam_loop(zam_network* network, double seconds) {
+    return answer_with(
+        0, [&] { return status(network->network.loop(seconds)); }, network);
 }
 
 int zam_write_all(zam_network* network, const char* directory) {
@@ -241,6 +260,16 @@ int zam_write(zam_network* network, const char* file, const char* reference) {
     return answer_with(
         0, [&] { return status(network->network.write(file, zam::Json{json_text(reference)})); }, network, file,
         reference);
+}
+
+char* zam_outputs(zam_network* network) {
+    return answer_with<char*>(
+        nullptr,
+        [&] {
+            const std::string text = outputs_text(network->network.outputs());
+            return copied<char>(text.c_str(), text.size() + 1);
+        },
+        network);
 }
 
 void zam_cancel(zam_network* network) {

@@ -50,7 +50,12 @@ void Network::State::module_error(std::string_view module, std::string_view text
 void Network::State::note(std::string_view text) { tell({Report::Severity::Note, "", std::string(text)}); }
 
 void Network::State::not_written(std::string_view file, std::string_view failed_module) {
-    error(std::string(file) + ": not written: " + std::string(failed_module) + " failed");
+    const std::string name(file);
+    tell({Report::Severity::Error, "", name + ": not written: " + std::string(failed_module) + " failed", name});
+}
+
+void Network::State::call_ended() {
+    if (callbacks.call_ended) call_back(callbacks.call_ended);
 }
 
 void Network::State::wrote(std::string_view output) {
@@ -58,7 +63,7 @@ void Network::State::wrote(std::string_view output) {
 }
 
 bool Network::State::run_begins(std::string_view module) {
-    if (!ask({module, 0, {}})) cancelled = true;
+    if (!ask({module, 0, {}, true})) cancelled = true;
     return goes_on();
 }
 
@@ -69,38 +74,44 @@ bool Network::State::ask(const Progress& progress) {
 }
 
 void Network::State::build() {
-    if (!run) run.emplace(network, *session->library, *this, log);
+    const bool first = !run;
+    if (first) run.emplace(network, *session->library, *this, log);
+    if (first && options.strict) run->be_strict();
     for (const auto& text : std::exchange(notes, {})) note(text);
+    const std::size_t told = reports.size();
     if (std::exchange(checked, network.instances.size()) < network.instances.size() && !run->has_entries()) {
         checked = 0;
-        throw Error(reports.back().text);
+        throw Reported(Outcome{{reports.begin() + static_cast<std::ptrdiff_t>(told), reports.end()}}.errors());
     }
     run->build();
+    if (first) host::fail_allocation(options.fail_allocation);
+}
+
+void Network::State::end() {
+    if (run) run->end();
+    run.reset();
+    checked = 0;
+    if (!log.good()) error("the log could not be written whole");
+    log = {};
 }
 
 namespace {
 
-/// Does something with a network in the host. What it reports is its outcome.
+/// Does something with a network. What it reports is its outcome.
+template <class Body>
+Outcome hearing(Network::State& state, Body&& body) {
+    const Turn turn(*state.session);
+    heard(state, body);
+    return {std::exchange(state.reports, {})};
+}
+
+/// As above, with its modules in the host.
 template <class Body>
 Outcome perform(Network::State& state, Body&& body) {
-    const Turn turn(*state.session);
-    const auto thrown = [&] {
-        if (auto kept = std::exchange(state.thrown, nullptr)) std::rethrow_exception(kept);
-    };
-    try {
+    return hearing(state, [&] {
         state.build();
         body();
-    } catch (const session::RunCancelled& end) {
-        state.cancelled = false;
-        thrown();
-        throw Cancelled(end.what());
-    } catch (const Error&) {
-        throw;
-    } catch (const std::exception& error) {
-        throw Error(error.what());
-    }
-    thrown();
-    return {std::exchange(state.reports, {})};
+    });
 }
 
 /// Changes a network and takes that back where its parts do not fit each other then.
@@ -234,6 +245,15 @@ void Network::connect(const std::string& target, const std::string& source, cons
     set(target, Json{"{\"ref\":" + json_text(source) + conversion + "}"});
 }
 
+void Network::prepare(const RunOptions& options) {
+    const Turn turn(*state_->session);
+    if (state_->run) throw Error("how a network is run is said before its modules are made");
+    if (options.fail_allocation < 0) throw Error("allocations are counted from 1");
+    state_->log = {};
+    if (!options.log.empty() && !state_->log.open(options.log)) throw Error("cannot write the log " + options.log);
+    state_->options = options;
+}
+
 Outcome Network::run() {
     return perform(*state_, [&] { state_->run->run_changed(); });
 }
@@ -242,12 +262,22 @@ Outcome Network::play(const std::string& directory) {
     return perform(*state_, [&] { state_->run->play_events(directory); });
 }
 
+Outcome Network::loop(double seconds) {
+    constexpr double kMaxSeconds = 1.0e7;
+    if (!(seconds >= 0.0 && seconds <= kMaxSeconds)) throw Error("a loop takes 0 to 10,000,000 seconds");
+    return perform(*state_, [&] { state_->run->loop(seconds); });
+}
+
 Outcome Network::write(const std::string& directory) {
     return perform(*state_, [&] { state_->run->write(state_->network.outputs, directory); });
 }
 
 Outcome Network::write(const std::string& file, const Json& output) {
     return perform(*state_, [&] { state_->run->write({read_output(*state_, file, output.text)}, {}); });
+}
+
+Outcome Network::end() {
+    return hearing(*state_, [&] { state_->end(); });
 }
 
 void Network::cancel() noexcept { state_->cancelled = true; }

@@ -14,11 +14,8 @@ std::atomic<bool> is_open = false;  // of the one session that the process may h
 
 }  // namespace
 
-void throw_problems(const session::Problems& problems) {
-    if (!problems.any()) return;
-    std::string text;
-    for (const auto& line : problems.lines()) text += (text.empty() ? "" : "\n") + line;
-    throw Error(text);
+void throw_problems(const session::Problems& problems, bool has_modules) {
+    if (problems.any()) throw Invalid(problems.text(), has_modules);
 }
 
 // --- Turns ---
@@ -67,7 +64,7 @@ Session::Session(const std::string& plugins) : state_(std::make_shared<State>())
             const auto installation = session::find_installation(plugins);
             session::Problems problems;
             state_->definitions = session::load_definitions(installation, problems, state_->left_out);
-            throw_problems(problems);
+            throw_problems(problems, false);
             std::string error;
             state_->library = session::ModuleLibrary::load(installation.library, error);
             if (!state_->library) throw Error("the module library cannot be loaded: " + error);
@@ -106,22 +103,21 @@ namespace {
 
 /// Reads a network of a session.
 template <class Read>
-void read_into(Network::State& state, const std::vector<std::string>& set, Read read) {
+void read_into(Network::State& state, Read read) {
     session::Problems problems;
-    session::NetworkOptions options;
-    options.set = set;
-    guarded([&] { state.network = read(options, problems); });
-    throw_problems(problems);
+    guarded([&] { state.network = read(problems); });
+    throw_problems(problems, !state.network.instances.empty());
     state.notes = problems.notes();
 }
 
 }  // namespace
 
-Network Session::load(const std::string& file, const std::vector<std::string>& set) {
+Network Session::load(const std::string& file, const std::vector<std::string>& set,
+                      const std::vector<std::string>& write) {
     Network network = this->network();
     const Turn turn(*state_);
-    read_into(*network.state_, set, [&](const auto& options, auto& problems) {
-        return session::load_network(file, options, state_->definitions, problems);
+    read_into(*network.state_, [&](auto& problems) {
+        return session::load_network(file, {.set = set, .write = write}, state_->definitions, problems);
     });
     return network;
 }
@@ -129,10 +125,10 @@ Network Session::load(const std::string& file, const std::vector<std::string>& s
 Network Session::parse(const std::string& text, const std::string& directory, const std::vector<std::string>& set) {
     Network network = this->network();
     const Turn turn(*state_);
-    read_into(*network.state_, set, [&](const auto& options, auto& problems) {
+    read_into(*network.state_, [&](auto& problems) {
         session::Document document("network", text);
         if (!document.parse(problems)) return session::Network();
-        return session::network_from(document, directory, options, state_->definitions, problems);
+        return session::network_from(document, directory, {.set = set, .write = {}}, state_->definitions, problems);
     });
     return network;
 }

@@ -6,10 +6,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "session/network/definitions.h"
 #include "session/network/network.h"
+#include "session/objects/run_error.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
 #include "session/run/session.h"
@@ -55,7 +57,8 @@ struct Network::State final : session::Listener {
 
     std::shared_ptr<Session::State> session;
     session::Network network;
-    session::CallLog log;                 // no file
+    RunOptions options;
+    session::CallLog log;
     std::optional<session::Session> run;  // from the first call that needs the host until the network ends
     std::size_t checked = 0;              // instances whose entries the library has
     std::vector<std::string> notes;       // on its file, not yet told
@@ -65,8 +68,10 @@ struct Network::State final : session::Listener {
     std::atomic<bool> cancelled = false;
     std::atomic<bool> dropped = false;
 
-    /// Brings all modules into the host. @throws Error if the library has not what they need
+    /// Brings all modules into the host. @throws Reported if the library has not what they need
     void build();
+    /// Takes them out of it.
+    void end();
     void tell(Report report);
     /// Calls a callback and keeps what it throws.
     template <class Call>
@@ -77,7 +82,7 @@ struct Network::State final : session::Listener {
     void module_error(std::string_view module, std::string_view text) override;
     void note(std::string_view text) override;
     void not_written(std::string_view file, std::string_view failed_module) override;
-    void call_ended() override {}
+    void call_ended() override;
     void wrote(std::string_view output) override;
     bool run_begins(std::string_view module) override;
     bool goes_on() override { return !cancelled && !thrown; }
@@ -98,7 +103,25 @@ auto guarded(Body&& body) {
     }
 }
 
-/// @throws Error with all of them, if there are any
-void throw_problems(const session::Problems& problems);
+/// Does something that a network's callbacks hear of. What they throw comes out of it.
+/// @throws Cancelled
+template <class Body>
+void heard(Network::State& state, Body&& body) {
+    std::optional<Cancelled> cancelled;
+    guarded([&] {
+        try {
+            body();
+        } catch (const session::RunCancelled& end) {
+            state.cancelled = false;
+            cancelled.emplace(end.what());
+        }
+    });
+    if (auto kept = std::exchange(state.thrown, nullptr)) std::rethrow_exception(kept);
+    if (cancelled) throw Cancelled(*cancelled);
+}
+
+/// @param has_modules  as in Invalid
+/// @throws Invalid with all of them, if there are any
+void throw_problems(const session::Problems& problems, bool has_modules = true);
 
 }  // namespace zam

@@ -5,6 +5,7 @@
 #include "session/data/data_file.h"
 #include "session/data/png_file.h"
 #include "session/data/vtk_file.h"
+#include "session/document/parser.h"
 #include "session/network/network_reader.h"
 #include "session/view/plan_file.h"
 
@@ -66,18 +67,19 @@ std::pair<session::FileStart, const session::ModuleFile*> open_file(const std::s
     if (session::is_network(start)) throw Error(name + ": this is a network");
     if (session::is_png(start) || session::is_vtk(start))
         throw Error(name + ": files of this kind are written, not read");
-    const bool data = session::data_file_kind(start) != nullptr;
+    const bool dump = start.starts_with('{') || !session::first_key(start).empty();
+    const bool data = dump || session::data_file_kind(start);
     const auto* reader = data ? nullptr : session::find_module_file(start);
-    if (!data && !reader && !start.starts_with('{') && !session::is_capture_file(start))
-        throw Error(name + " is of no kind that is read");
+    if (!data && !reader && !session::is_capture_file(start)) throw Error(name + " is of no kind that is read");
     return {std::move(*file), reader};
 }
 
-/// What went wrong, or what the module that reads the file said of it.
-Error unreadable(const std::string& file, const char* what, const Network::State& heard) {
-    if (*what != '\0') return Error(file + ": " + what);
+/// Throws what went wrong, or what the module that reads the file has said of it.
+[[noreturn]] void throw_unreadable(const std::string& file, const char* what, const Network::State& heard) {
+    if (*what != '\0') throw Error(file + ": " + what);
     const std::string said = Outcome{heard.reports}.errors();
-    return Error(said.empty() ? file + ": it holds no field" : said);
+    if (!said.empty()) throw Reported(said);
+    throw Error(file + ": it holds no field");
 }
 
 }  // namespace
@@ -101,7 +103,7 @@ Field Session::read(const std::string& name, const Json& options) {
             source->go_to(step);
             return to_public(*source->field());
         } catch (const session::ViewError& error) {
-            throw unreadable(name, error.what(), heard);
+            throw_unreadable(name, error.what(), heard);
         }
     });
 }
@@ -109,13 +111,16 @@ Field Session::read(const std::string& name, const Json& options) {
 namespace {
 
 /// Fills a view by a plan.
-void follow(const session::ViewPlan& plan, std::span<const session::NumberArray> lent, const Session::State& session,
-            Network::State& network, View& view) {
+/// @param name       of the network, for messages
+/// @param directory  where its relative file names start
+void follow(const session::ViewPlan& plan, const std::string& name, const std::string& directory,
+            std::span<const session::NumberArray> lent, Network::State& network, View& view) {
     session::Problems problems;
-    session::Document document("view", plan.network);
+    session::Document document(name, plan.network);
     session::NetworkOptions options;
     options.lent = lent;
-    if (document.parse(problems)) network.network = network_from(document, {}, options, session.definitions, problems);
+    if (document.parse(problems))
+        network.network = network_from(document, directory, options, network.session->definitions, problems);
     throw_problems(problems);
     view.facts = plan.facts;
     view.notes = plan.notes;
@@ -123,20 +128,24 @@ void follow(const session::ViewPlan& plan, std::span<const session::NumberArray>
 
 }  // namespace
 
-View Session::view(const std::string& name, const ViewOptions& options) {
+std::string fault_of(const ViewOptions& options) { return fault_of(to_session(options)); }
+
+View Session::view(const std::string& name, const ViewOptions& options, Callbacks callbacks) {
     View view{network(), {}, {}, {}};
     Network::State& state = *view.network.state_;
+    view.network.listen(std::move(callbacks));
     const Turn turn(*state_);
-    guarded([&] {
+    heard(state, [&] {
         const auto wanted = to_session(options);
         if (const std::string fault = fault_of(wanted); !fault.empty()) throw Error(fault);
         const auto [file, reader] = open_file(name);
         try {
-            const auto plan = plan_file(file, reader, {}, wanted, {state_->definitions, *state_->library, state});
-            follow(plan, {}, *state_, state, view);
+            const auto plan =
+                plan_file(file, reader, options.directory, wanted, {state_->definitions, *state_->library, state});
+            follow(plan, "the network for " + name, options.directory, {}, state, view);
             view.text = plan.network;
         } catch (const session::ViewError& error) {
-            throw unreadable(name, error.what(), state);
+            throw_unreadable(name, error.what(), state);
         }
     });
     return view;
@@ -150,7 +159,7 @@ View Session::view(const Field& field, const ViewOptions& options) {
         if (const std::string fault = fault_of(wanted); !fault.empty()) throw Error(fault);
         const WrittenValue written{Value(field)};
         FieldAtHand source(written);
-        follow(plan_view(source, wanted), written.arrays(), *state_, *view.network.state_, view);
+        follow(plan_view(source, wanted), "view", {}, written.arrays(), *view.network.state_, view);
     });
     return view;
 }

@@ -26,9 +26,15 @@ void Problems::note(std::string_view path, std::string_view text) {
     if (!known && notes_.size() < kMaxLines) notes_.push_back(line);
 }
 
+std::string Problems::text() const {
+    std::string text;
+    for (const auto& line : lines_) text.append(text.empty() ? "" : "\n").append(line.c_str());  // up to a zero in it
+    if (count_ > kMaxLines) text += "\nand " + std::to_string(count_ - kMaxLines) + " more problems";
+    return text;
+}
+
 void Problems::print(std::FILE* stream) const {
-    for (const auto& line : lines_) std::fprintf(stream, "%s\n", line.c_str());
-    if (count_ > kMaxLines) std::fprintf(stream, "and %zu more problems\n", count_ - kMaxLines);
+    if (any()) std::fprintf(stream, "%s\n", text().c_str());
 }
 
 }  // namespace zam::session

@@ -34,7 +34,9 @@ public:
     const std::vector<std::string>& lines() const { return lines_; }
     /// One text per note, none twice: "modules.render.params.in: TEXT".
     const std::vector<std::string>& notes() const { return notes_; }
-    /// Prints one line per problem, and how many were left out.
+    /// One line per problem, and how many were left out; no line end at the end.
+    std::string text() const;
+    /// Prints that, if there are any.
     void print(std::FILE* stream) const;
 
 private:

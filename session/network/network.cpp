@@ -5,6 +5,11 @@
 #include "session/document/suggestion.h"
 
 namespace zam::session {
+namespace {
+
+constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg", "webp"};
+
+}  // namespace
 
 std::string_view file_ending(std::string_view file) {
     const auto dot = file.find_last_of("./\\");
@@ -12,11 +17,12 @@ std::string_view file_ending(std::string_view file) {
 }
 
 std::optional<OutputKind> output_kind(std::string_view file) {
-    constexpr std::string_view kEndings[] = {"png", "json", "raw", "vti", "vtr", "vts", "vtu", "svg", "webp"};
     const auto* const found = std::find(std::begin(kEndings), std::end(kEndings), file_ending(file));
     if (found == std::end(kEndings)) return std::nullopt;
     return static_cast<OutputKind>(found - std::begin(kEndings));
 }
+
+std::string_view ending_of(OutputKind kind) { return kEndings[static_cast<std::size_t>(kind)]; }
 
 void Network::add(Instance instance) {
     numbers_.emplace(instance.name, instances.size());

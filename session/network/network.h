@@ -35,6 +35,8 @@ struct Instance {
 /// The files that outputs become, by the ending of their names.
 enum class OutputKind { png, json, raw, vti, vtr, vts, vtu, svg, webp };
 std::optional<OutputKind> output_kind(std::string_view file);
+/// The ending of such files: "png".
+std::string_view ending_of(OutputKind kind);
 /// What stands after the last dot of a file name; empty if it has none.
 std::string_view file_ending(std::string_view file);
 

@@ -427,6 +427,15 @@ void Session::advance(std::int64_t units) {
     run_affected(before, Cause::module);
 }
 
+/// Sleeps, in pieces that keep nobody waiting who ends the run.
+void Session::wait(std::chrono::milliseconds time) {
+    constexpr std::chrono::milliseconds kPiece{100};
+    for (auto left = time; left.count() > 0; left -= kPiece) {
+        if (!listener_.goes_on()) throw RunCancelled();
+        std::this_thread::sleep_for(std::min(left, kPiece));
+    }
+}
+
 void Session::loop(double seconds) {
     enter();
     using Clock = std::chrono::steady_clock;
@@ -439,7 +448,7 @@ void Session::loop(double seconds) {
         if (now > done) advance(now - done);
         done = now;
         const std::int64_t left = total - done;
-        std::this_thread::sleep_for(Milliseconds(std::min(host::next_due().value_or(left), left)));
+        wait(Milliseconds(std::min(host::next_due().value_or(left), left)));
     }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -59,6 +60,7 @@ public:
     /// does something. Every function does that.
     void enter();
     /// Keeps the host's timer running in real time, one unit per millisecond.
+    /// @throws RunCancelled
     void loop(double seconds);
     void write(const std::vector<Output>& outputs, const std::string& directory);
     /// Calls the deletion entries, the last instance's first, and ends the instances; so does the destructor if nobody
@@ -96,6 +98,7 @@ private:
     int stamp_of_link(const Link& link) const;
     int stamp_of_links(std::size_t module) const;
     void advance(std::int64_t units);
+    void wait(std::chrono::milliseconds time);
     void call(std::size_t module, const std::string& entry);
     template <class Body>
     void logged(std::size_t module, const std::string& entry, Body&& body);

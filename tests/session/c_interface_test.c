@@ -69,6 +69,11 @@ int main(void) {
     EXPECT(memcmp(pixels + 3 * 400, (const unsigned char*)zam_values(image, 0, NULL, NULL, NULL) + 4 * 400 + 1, 3) == 0);
     char* json = zam_json(network, "render.height");
     EXPECT(json && strtol(json, NULL, 10) == 24);
+    char* outputs = zam_outputs(network);
+    EXPECT(outputs && strcmp(outputs, "[]") == 0);
+    EXPECT(!zam_prepare(network, 1, NULL) && strstr(zam_error(), "before"));
+    EXPECT(zam_loop(network, 0.001) && !zam_loop(network, -1));
+    zam_free(outputs);
     zam_free(pixels);
     zam_free(json);
 

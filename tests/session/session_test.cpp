@@ -233,6 +233,9 @@ TEST_F(SessionTest, ErrorsNameWhatWasMeant) {
         {[&] { network.text("render.width"); }, "holds no text"},
         {[&] { network.field("render.in").data.at(0).values.as<float>(); }, "values of type byte"},
         {[&] { network.write("a.xyz", Json{"render.out"}); }, "files end in"},
+        {[&] { network.prepare({}); }, "before its modules are made"},
+        {[&] { network.loop(-1); }, "10,000,000 seconds"},
+        {[&] { network.keep_first_picture("a.raw"); }, "written as .png"},
         {[&] { session->parse("{"); }, "network:1:"},
         {[&] { session->load("/nowhere.json"); }, "cannot open"},
         {[&] { Session second; }, "one at a time"},
@@ -371,6 +374,52 @@ TEST_F(SessionTest, OutputsAreWrittenAsTheFileSays) {
     const Outcome outcome = network.write(directory.file("no.png"), Json{"it.out"});
     EXPECT_FALSE(outcome);
     EXPECT_NE(outcome.errors(), "");
+
+    const auto outputs = network.outputs();
+    ASSERT_EQ(outputs.size(), 2U);
+    EXPECT_EQ(outputs[0].file + outputs[0].from + outputs[0].kind, "first.pnglook.outpng");
+    EXPECT_TRUE(!outputs[0].at_end && outputs[1].at_end);
+    ASSERT_TRUE(network.keep_first_picture("only.svg"));
+    ASSERT_EQ(network.outputs().size(), 1U);
+    EXPECT_EQ(network.outputs()[0].file + network.outputs()[0].kind, "only.svgsvg");
+    EXPECT_FALSE(session->parse(R"({"modules": {}})").keep_first_picture("only.svg"));
+}
+
+TEST_F(SessionTest, NetworksRunAsPrepared) {
+    const test::ScratchDirectory directory;
+    Network network = renderer();
+    network.prepare({.strict = true, .log = directory.file("log")});
+    network.cancel();
+    EXPECT_THROW(network.loop(1000), Cancelled);
+    network.set("render.in", uniform_field({2, 2}, Array::keep(std::vector<float>(4))));
+    EXPECT_NE(network.run().errors().find("ndim is 2, render takes 3"), std::string::npos);
+    EXPECT_EQ(directory.read("log"), "");
+    network.end();
+    network.set("render.in", uniform_field({2, 2, 2}, Array::keep(std::vector<std::uint8_t>(8))));
+    network.prepare({.log = directory.file("log"), .fail_allocation = 1});
+    const Outcome outcome = network.run();
+    EXPECT_FALSE(outcome.good());
+    network.end();
+    EXPECT_EQ(directory.read("log").find(R"({"event":"update","module":"render","entry":"ZAMtracer_render_update"})"),
+              0U);
+    network.prepare({});
+    EXPECT_TRUE(network.run());  // from the beginning
+    EXPECT_EQ(network.field("render.out").dims.at(0), 40);
+}
+
+TEST_F(SessionTest, OutputsOfFailuresAreNamed) {
+    Network network = session->parse(R"({"modules": {"render": {"use": "tracer"}}, "write": {"a.png": "render.out"}})");
+    network.run();
+    const Outcome outcome = network.write();
+    ASSERT_EQ(outcome.reports.size(), 1U);
+    EXPECT_EQ(outcome.reports[0].not_written, "a.png");
+    EXPECT_EQ(outcome.reports[0].text, "a.png: not written: render failed");
+    try {
+        session->parse(R"({"module": {}})");
+        ADD_FAILURE();
+    } catch (const Invalid& wrong) {
+        EXPECT_FALSE(wrong.has_modules());
+    }
 }
 
 TEST_F(SessionTest, FilesAreReadAndShownAsTheProgramDoes) {
@@ -401,7 +450,13 @@ TEST_F(SessionTest, FilesAreReadAndShownAsTheProgramDoes) {
               std::string::npos);
     EXPECT_NE(thrown([&] { session->read(file, Json{R"({"step": 1})"}); }).find("only a step"), std::string::npos);
     EXPECT_NE(thrown([&] { session->read(directory.file("values.bin")); }), "");
-    EXPECT_NE(thrown([&] { session->read(directory.write("bad.fld", "# AVS\nndim=9\n")); }), "");
+    const std::string bad = directory.write("bad.fld", "# AVS\nndim=9\n");
+    EXPECT_NE(thrown([&] { session->read(bad); }), "");
+    std::vector<std::string> heard;
+    EXPECT_THROW(session->view(bad, {}, {.report = [&](const Report& report) { heard.push_back(report.module); }}),
+                 Reported);
+    EXPECT_EQ(heard, std::vector<std::string>{"reader"});
+    EXPECT_THROW(session->view(file, {}, {.progress = [](const Progress&) { return false; }}), Cancelled);
 }
 
 }  // namespace
