@@ -13,12 +13,12 @@
 #include "runner/commands.h"
 #include "runner/console.h"
 #include "runner/interrupt.h"
+#include "runner/run.h"
 #include "session/document/suggestion.h"
 
 namespace zam::runner {
 
 using session::did_you_mean;
-using session::ViewOptions;
 
 namespace {
 
@@ -30,26 +30,28 @@ constexpr const char* kFooter =
     "written; 2 the command line or the network file is wrong, and nothing was run.\n"
     "ZAM_MODULE_PATH lists directories of plug-ins, whose modules are added to its own.";
 
-void add_run(CLI::App& app, RunOptions& options, int& status) {
+void add_run(CLI::App& app, RunCommand& command, int& status) {
     auto* run = app.add_subcommand("run", "Run every module of a network, play its events, write its outputs");
-    run->add_option("network", options.network, "Network file")->required()->type_name("NETWORK");
-    run->add_option("--set", options.changes.set, "Give a parameter a value: JSON, or else text (repeatable)")
+    run->add_option("network", command.network, "Network file")->required()->type_name("NETWORK");
+    run->add_option("--set", command.set, "Give a parameter a value: JSON, or else text (repeatable)")
         ->type_name("MODULE.PARAM=VALUE")
         ->allow_extra_args(false);
-    run->add_option("--write", options.changes.write, "Write an output, as an entry of \"write\" does (repeatable)")
+    run->add_option("--write", command.write, "Write an output, as an entry of \"write\" does (repeatable)")
         ->type_name("FILE=REF")
         ->allow_extra_args(false);
-    run->add_option("--log", options.log, "Record the calls of modules and what they report")->type_name("FILE");
-    run->add_option("--output-dir", options.output_directory, "Where relative output names go")->type_name("DIR");
-    run->add_option("--loop", options.loop_seconds, "Keep the event loop running in real time after the events")
+    run->add_option("--log", command.options.log, "Record the calls of modules and what they report")
+        ->type_name("FILE");
+    run->add_option("--output-dir", command.output_directory, "Where relative output names go")->type_name("DIR");
+    run->add_option("--loop", command.loop_seconds, "Keep the event loop running in real time after the events")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, kMaxLoopSeconds, ""));
-    run->add_option("--fail-allocation", options.fail_allocation, "Let the N-th array allocation of the run fail")
+    run->add_option("--fail-allocation", command.options.fail_allocation,
+                    "Let the N-th array allocation of the run fail")
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{1}, kMaxAllocations, ""));
-    run->add_flag("--strict", options.strict, "A field that a module does not take is an error");
-    run->add_flag("--quiet", options.quiet, "No progress line");
-    run->callback([&] { status = run_network(options); });
+    run->add_flag("--strict", command.options.strict, "A field that a module does not take is an error");
+    run->add_flag("--quiet", command.quiet, "No progress line");
+    run->callback([&] { status = run_network(command); });
 }
 
 /// Numbers with commas between them, each in a range.
@@ -88,15 +90,15 @@ void add_view(CLI::App& app, ViewCommand& command, int& status) {
     view->add_option("-o", options.output, "The picture: .png, .svg or .webp; left out: the file's stem as .png")
         ->type_name("FILE");
     auto* data = view->add_option_group("data");
-    data->add_option("--variable", options.data.variable, "Array or component to show")->type_name("NAME");
-    data->add_option("--component", options.data.component, "The same by its number, from 0")
+    data->add_option("--variable", options.variable, "Array or component to show")->type_name("NAME");
+    data->add_option("--component", options.component, "The same by its number, from 0")
         ->type_name("N")
         ->check(CLI::Range(0, kMaxNumber, ""));
-    data->add_option("--vector", options.data.vector, "Arrays or components that are the parts of a vector")
+    data->add_option("--vector", options.vector, "Arrays or components that are the parts of a vector")
         ->type_name("A,B[,C]")
         ->delimiter(',')
         ->expected(2, 3);
-    data->add_option("--step", options.data.step, "Time step to show, from 0")
+    data->add_option("--step", options.step, "Time step to show, from 0")
         ->type_name("N")
         ->check(CLI::Range(0, kMaxNumber, ""));
     add_numbers(*data, "--range", ',', options.range, "LO,HI", "Values at the ends of the colours");
@@ -228,11 +230,11 @@ int run_program(int argc, const char* const* argv) {
     app.allow_windows_style_options(false);  // paths may begin with a slash
     app.require_subcommand(1);
     app.footer(kFooter);
-    RunOptions run_options;
+    RunCommand run_command;
     ViewCommand view_command;
     OtherOptions other_options;
     int status = kAllWell;
-    add_run(app, run_options, status);
+    add_run(app, run_command, status);
     add_view(app, view_command, status);
     add_others(app, other_options, status);
     end_on_interrupt();

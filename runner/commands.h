@@ -1,14 +1,13 @@
 // The commands of the program. Each returns the program's exit status.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "session/network/network_reader.h"
 #include "session/run/library.h"
-#include "session/view/view_options.h"
 
 namespace zam::runner {
 
@@ -18,27 +17,6 @@ enum ExitStatus : int {
     kWrong = 2,   // the command line or the network file is wrong; nothing was run
 };
 
-struct RunOptions {
-    std::string network;
-    session::NetworkOptions changes;
-    std::string log;               // empty: none
-    std::string output_directory;  // empty: the current directory
-    double loop_seconds = 0.0;
-    std::int64_t fail_allocation = 0;  // 0: none
-    bool quiet = false;
-    bool strict = false;
-};
-
-struct ViewCommand {
-    std::string file;
-    session::ViewOptions options;
-    bool has_data_options = false;  // any that a network does not have
-    std::string save_network;       // file; empty: none
-};
-
-int run_network(const RunOptions& options);
-/// Makes a picture of a data file, or a network's first one.
-int view_file(ViewCommand command);
 /// @param strict  a field that a module does not take is wrong
 int check_network_file(const std::string& network, bool strict);
 /// @param name  of a module or entry; empty: all
@@ -49,6 +27,11 @@ int print_schema();
 /// Draws the modules of a network and their connections.
 /// @param picture  .svg or .dot; empty: as .dot on the standard output
 int draw_graph(const std::string& network, const std::string& picture);
+
+/// Says what of plug-ins is no good, a line each.
+void print_left_out(const std::vector<std::string>& left_out);
+/// For a file that is no network but data, a line that says so; empty for others.
+std::string what_data(const std::string& name);
 
 /// Loads the definitions of the modules at hand. What is wrong with them is printed.
 std::optional<session::Definitions> load_definitions();

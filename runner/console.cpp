@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "session/outputs/output_file.h"
+#include "zam/session.h"
 
 #include <fcntl.h>
 #if defined(_WIN32)
@@ -60,6 +61,11 @@ std::size_t printable_length(std::string_view text) {
         if ((byte(i) & 0xC0) != 0x80) return 0;
     }
     return length;
+}
+
+/// A text without its line end.
+std::string_view without_end(std::string_view text) {
+    return text.substr(0, text.size() - (text.ends_with('\n') ? 1 : 0));
 }
 
 /// What stands between the first quote and the last one, cut.
@@ -145,11 +151,14 @@ const char* color_of(std::string_view severity) {
     return severity == "note" ? "\033[36m" : "\033[0m";
 }
 
+void print_problems(const std::string& text) {
+    std::fprintf(stderr, "%s%s\n%s", color_of("error"), text.c_str(), color_of(""));
+}
+
 Console::Console(bool progress, std::string file)
     : progress_(progress && standard_error_is_terminal()), file_(std::move(file)) {}
 
 void Console::print(std::string_view module, std::string_view severity, std::string_view text) {
-    if (text.ends_with('\n')) text.remove_suffix(1);
     const std::string about = file_.empty() ? std::string(module) : one_line(file_);
     std::string line = "zam: ";
     if (!about.empty()) line.append(about).append(": ");
@@ -161,17 +170,41 @@ void Console::print(std::string_view module, std::string_view severity, std::str
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+void Console::print(const Report& report) {
+    using Severity = Report::Severity;
+    failed_ = failed_ || report.severity == Severity::Error;
+    const std::string_view word = report.severity == Severity::Error     ? "error"
+                                  : report.severity == Severity::Warning ? "warning"
+                                                                         : "note";
+    if (report.not_written.empty()) return print(report.module, word, report.text);
+    const std::string_view failure = "not written";
+    const std::string_view text = report.text;
+    print(report.not_written, failure, text.substr(report.not_written.size() + failure.size() + 4));
+}
+
+Callbacks Console::callbacks() {
+    return {.report = [this](const Report& report) { print(report); },
+            .progress =
+                [this](const Progress& progress) {
+                    if (!progress.begins) show_progress(progress.module, progress.percent, progress.text);
+                    return true;
+                },
+            .written = [this](std::string_view output) { wrote(output); },
+            .call_ended = [this] { clear_progress(); }};
+}
+
 void Console::record(const host::Record& record) {
-    if (record.what == host::Record::What::status) return show_progress(record);
+    if (record.what == host::Record::What::status)
+        return show_progress(record.module, session::percent_of_call(record), record.text);
     const bool warning = session::is_warning(record);
-    print(record.module, warning ? "warning: " : "error: ", record.text);
+    print(record.module, warning ? "warning: " : "error: ", without_end(record.text));
     failed_ = failed_ || !warning;
 }
 
 void Console::error(std::string_view text) { module_error("", text); }
 
 void Console::module_error(std::string_view module, std::string_view text) {
-    print(module, "error: ", text);
+    print(module, "error: ", without_end(text));
     failed_ = true;
 }
 
@@ -195,14 +228,14 @@ void Console::list_written() {
     written_.clear();
 }
 
-void Console::show_progress(const host::Record& record) {
+void Console::show_progress(std::string_view module, int percent, std::string_view status) {
     if (!progress_) return;
     const auto elapsed = std::chrono::steady_clock::now() - start_;
     if (elapsed < kQuietTime) return;
-    std::string text = record.text.substr(0, kMaxProgressText);
+    std::string text(status.substr(0, kMaxProgressText));
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    const std::string line = record.module + ": " + std::to_string(session::percent_of_call(record)) + " %, " +
+    const std::string line = std::string(module) + ": " + std::to_string(percent) + " %, " +
                              std::to_string(std::chrono::duration_cast<std::chrono::seconds>(elapsed).count()) + " s" +
                              (text.empty() ? "" : ", " + text);
     if (line == line_) return;  // modules call far more often than a person can see

@@ -1,4 +1,5 @@
-// What the program says on standard error: reports of modules, its own errors, the progress line.
+// What the program says on standard error: reports of modules, its own errors, the progress line. It listens to
+// sessions and to networks of the session library.
 #pragma once
 
 #include <chrono>
@@ -7,6 +8,11 @@
 #include <vector>
 
 #include "session/run/listener.h"
+
+namespace zam {
+struct Callbacks;
+struct Report;
+}  // namespace zam
 
 namespace zam::runner {
 
@@ -19,6 +25,9 @@ public:
     ~Console() override { clear_progress(); }
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
+
+    /// Lets a network of zam/session.h tell this console all; borrowed.
+    Callbacks callbacks();
 
     /// Prints a module's report, or shows its progress.
     void record(const host::Record& record) override;
@@ -42,7 +51,8 @@ public:
 private:
     void clear_progress();
     void print(std::string_view module, std::string_view severity, std::string_view text);
-    void show_progress(const host::Record& record);
+    void print(const Report& report);
+    void show_progress(std::string_view module, int percent, std::string_view text);
 
     bool progress_;
     std::string file_;
@@ -54,6 +64,9 @@ private:
 
 /// "zam: error: TEXT"
 void print_error(std::string_view text);
+
+/// What is wrong with a network or with definitions, a line per problem.
+void print_problems(const std::string& text);
 
 /// A line on the standard output: what is told of a file, and a text.
 void print_fact(std::string_view what, const std::string& text);
