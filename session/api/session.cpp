@@ -21,8 +21,12 @@ void throw_problems(const session::Problems& problems, bool has_modules) {
 // --- Turns ---
 
 Turn::Turn(Session::State& session) : session_(session) {
-    if (session.busy.exchange(true))
-        throw Error("another call is at work: networks are used by one call at a time, and not from callbacks");
+    for (Work now = Work::None; !session.work.compare_exchange_strong(now, Work::Call); now = Work::None) {
+        // what ends lets go of its callbacks: a call that comes from there would wait for itself
+        if (now == Work::Call || session.tidier == std::this_thread::get_id())
+            throw Error("another call is at work: networks are used by one call at a time, and not from callbacks");
+        session.work.wait(Work::Tidying);
+    }
     if (!session.closed) return;
     session.end_turn();
     throw Error("the session of this network has ended");
@@ -43,16 +47,25 @@ void Session::State::end_what_is_over() {
     }
 }
 
+bool Session::State::begin_to_tidy() {
+    Work now = Work::None;
+    if (!work.compare_exchange_strong(now, Work::Tidying)) return false;
+    tidier = std::this_thread::get_id();
+    return true;
+}
+
 void Session::State::end_turn() {
     do {
         end_what_is_over();
-        busy = false;
+        tidier = std::thread::id();
+        work = Work::None;
+        work.notify_all();
         // one that was dropped meanwhile found that somebody had his turn
-    } while ((dropped > 0 || (closed && library)) && !busy.exchange(true));
+    } while ((dropped > 0 || (closed && library)) && begin_to_tidy());
 }
 
 void Session::State::tidy() {
-    if (!busy.exchange(true)) end_turn();
+    if (begin_to_tidy()) end_turn();
 }
 
 // --- Sessions ---

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,9 @@
 
 namespace zam {
 
+/// What is done with the host at this time.
+enum class Work { None, Call, Tidying };
+
 /// What lasts until the session and all its networks are gone.
 struct Session::State {
     session::Definitions definitions;
@@ -27,9 +31,10 @@ struct Session::State {
     std::vector<std::string> left_out;                      // what of plug-ins, a line each
     std::vector<std::shared_ptr<Network::State>> networks;  // those that somebody holds
 
-    std::atomic<bool> busy = false;    // somebody has his turn
-    std::atomic<bool> closed = false;  // the session has ended
-    std::atomic<int> dropped = 0;      // networks that nobody holds any more
+    std::atomic<Work> work = Work::None;
+    std::atomic<std::thread::id> tidier;  // that ends what is over, outside calls
+    std::atomic<bool> closed = false;     // the session has ended
+    std::atomic<int> dropped = 0;         // networks that nobody holds any more
 
     /// Ends the turn, after all has ended that is no longer held.
     void end_turn();
@@ -37,10 +42,12 @@ struct Session::State {
     void tidy();
 
 private:
+    bool begin_to_tidy();
     void end_what_is_over();
 };
 
-/// A call's time with the host. @throws Error if another call has it, or the session has ended
+/// A call's time with the host; it waits for networks that just end on another thread.
+/// @throws Error if another call has it, or the session has ended
 class Turn {
 public:
     explicit Turn(Session::State& session);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -353,6 +355,22 @@ TEST_F(SessionTest, ResultsAndNetworksMayGoOnOtherThreads) {
     EXPECT_TRUE(network.run());
     dropper.join();
     EXPECT_EQ(account().held, 0);
+}
+
+TEST_F(SessionTest, CallsWaitForNetworksThatEndOnOtherThreads) {
+    Network network = renderer();
+    auto other = std::make_unique<Network>(renderer());
+    std::atomic<bool> ends = false;
+    const auto last_words = [&](const int* /*none*/) {
+        ends = true;
+        EXPECT_THROW(network.set("render.width", 10), Error);  // would wait for itself
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
+    other->listen({.written = [held = std::shared_ptr<const int>(nullptr, last_words)](std::string_view) {}});
+    std::thread dropper([&] { other.reset(); });
+    while (!ends) std::this_thread::yield();
+    EXPECT_NO_THROW(network.set("render.width", 20));
+    dropper.join();
 }
 
 TEST_F(SessionTest, OutputsAreWrittenAsTheFileSays) {
