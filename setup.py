@@ -1,51 +1,34 @@
 """The wheel: the Python module with the libraries and definitions that it loads, as CMake builds and installs them."""
-import os
 import re
-import shlex
-import shutil
-import subprocess
 import sys
 from pathlib import Path
 
-from setuptools import Extension, setup
-from setuptools.command.build_ext import build_ext
+from skbuild import setup
 
-ROOT = Path(__file__).resolve().parent
-VERSION = re.search(r"project\(zam VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
-OPTIONS = [
-    *(f"-DZAM_BUILD_{part}=OFF" for part in ("TESTS", "BENCHMARKS", "EXAMPLES")),
-    f"-DPython_EXECUTABLE={sys.executable}",
-    "-DCMAKE_INSTALL_LIBDIR=lib",
-    "-DZAM_PYTHON_DIR=.",
-    *shlex.split(os.environ.get("CMAKE_ARGS", "")),
-]
+VERSION = re.search(r"project\(zam VERSION (\S+)", (Path(__file__).parent / "CMakeLists.txt").read_text())[1]
 
 
-def is_loaded(library):
-    """Whether others load a library by this name: by that with the interface's version, if any (.so.0.1)."""
-    versions = re.search(r"\.so((\.\d+)*)$", library.name)[1].count(".")
-    return versions == 2 or (versions == 0 and not library.is_symlink())
+def is_of_the_wheel(file):
+    """Whether an installed file is the module's, a library that it loads, or data of modules."""
+    inside = file.parts[file.parts.index("cmake-install") + 3 :]  # of the package: python/zam/...
+    if inside[0] == "lib":
+        # A wheel has no links, only copies: a library comes once, by the name that others load it by (.so.0.1)
+        versions = re.search(r"\.so((\.\d+)*)$", file.name)
+        return bool(versions) and (versions[1].count(".") == 2 or (not versions[1] and not file.is_symlink()))
+    return len(inside) == 1 or inside[:2] == ("share", "zam")
 
 
-class Build(build_ext):
-    def run(self):
-        build = Path(self.build_temp).absolute()
-        installed, package = build / "installed", Path(self.build_lib).absolute() / "zam"
-
-        def cmake(*arguments):
-            subprocess.run(["cmake", *map(os.fspath, arguments)], check=True)
-
-        cmake("-S", ROOT, "-B", build, "-G", "Ninja", *OPTIONS)
-        cmake("--build", build)
-        cmake("--install", build, "--prefix", installed, "--strip")
-        (package / "lib").mkdir(parents=True, exist_ok=True)
-        for file in installed.iterdir():
-            if file.is_file():
-                shutil.copy(file, package)
-        for library in (installed / "lib").glob("libzam_*.so*"):
-            if is_loaded(library):  # a wheel has no links, only copies
-                shutil.copy(library, package / "lib")
-        shutil.copytree(installed / "share/zam", package / "share/zam", dirs_exist_ok=True)
-
-
-setup(version=VERSION, packages=[], ext_modules=[Extension("zam._core", [])], cmdclass={"build_ext": Build})
+setup(
+    version=VERSION,
+    packages=["zam"],
+    package_dir={"zam": "python/zam"},
+    cmake_install_dir="python/zam",
+    cmake_install_target="install/strip",
+    cmake_process_manifest_hook=lambda files: [file for file in files if is_of_the_wheel(Path(file))],
+    cmake_args=[
+        *(f"-DZAM_BUILD_{part}=OFF" for part in ("TESTS", "BENCHMARKS", "EXAMPLES")),
+        f"-DPython_EXECUTABLE={sys.executable}",
+        "-DCMAKE_INSTALL_LIBDIR=lib",
+        "-DZAM_PYTHON_DIR=.",
+    ],
+)
