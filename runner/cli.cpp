@@ -122,6 +122,22 @@ void add_view(CLI::App& app, ViewCommand& command, int& status) {
     });
 }
 
+void add_serve(CLI::App& app, ServeOptions& options, int& status) {
+    constexpr int kMaxPort = 65535;
+    auto* serve = app.add_subcommand("serve", "Work on a network in the browser");
+    serve->add_option("file", options.file, "Network or data file; left out: one is opened from the page")
+        ->type_name("FILE");
+    serve->add_option("--port", options.port, "Port of the page's address; left out: a free one")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMaxPort, ""));
+    serve
+        ->add_option("--bind", options.bind,
+                     "Address to listen at in place of 127.0.0.1; others can then reach the page")
+        ->type_name("ADDRESS");
+    serve->add_flag("--no-open", options.no_open, "Print the page's address only, and open no browser");
+    serve->callback([&] { status = runner::serve(options); });
+}
+
 CLI::App* find_command(CLI::App& app, const std::string& name) {
     const auto found = app.get_subcommands([&](const CLI::App* command) { return command->get_name() == name; });
     return found.empty() ? nullptr : found.front();
@@ -232,10 +248,12 @@ int run_program(int argc, const char* const* argv) {
     app.footer(kFooter);
     RunCommand run_command;
     ViewCommand view_command;
+    ServeOptions serve_options;
     OtherOptions other_options;
     int status = kAllWell;
     add_run(app, run_command, status);
     add_view(app, view_command, status);
+    add_serve(app, serve_options, status);
     add_others(app, other_options, status);
     end_on_interrupt();
     const int ended = parse_and_run(app, argc, argv, status);

@@ -28,6 +28,19 @@ int print_schema();
 /// @param picture  .svg or .dot; empty: as .dot on the standard output
 int draw_graph(const std::string& network, const std::string& picture);
 
+/// A network's modules and their connections in the language of Graphviz.
+/// @param named  whether the modules' nodes have ids: "module-NAME"
+std::string graph_text(const session::Network& network, bool named);
+
+struct ServeOptions {
+    std::string file;  // network or data; empty: none
+    std::string bind = "127.0.0.1";
+    int port = 0;  // 0: a free one
+    bool no_open = false;
+};
+/// Lets a person work on a network in the browser, until the program is told to end.
+int serve(const ServeOptions& options);
+
 /// Says what of plug-ins is no good, a line each.
 void print_left_out(const std::vector<std::string>& left_out);
 /// For a file that is no network but data, a line that says so; empty for others.

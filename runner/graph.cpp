@@ -40,7 +40,8 @@ std::string module_node(std::size_t module) { return "m" + std::to_string(module
 /// Writes a network in the language of Graphviz.
 class Drawing {
 public:
-    explicit Drawing(const Network& network) : network_(network) {}
+    /// @param named  whether the modules' nodes have ids
+    Drawing(const Network& network, bool named) : network_(network), named_(named) {}
 
     std::string text() {
         for (std::size_t i = 0; i < network_.instances.size(); ++i) add_module(i);
@@ -57,7 +58,8 @@ private:
     void add_module(std::size_t number) {
         const Instance& instance = network_.instances[number];
         const std::string& use = instance.definition->entry;
-        text_ += "  " + module_node(number) + " [label=" + quoted(instance.name + "\n" + use) + "]\n";
+        const std::string id = named_ ? "id=" + quoted("module-" + instance.name) + ", " : "";
+        text_ += "  " + module_node(number) + " [" + id + "label=" + quoted(instance.name + "\n" + use) + "]\n";
         add_references(instance.given, "");
     }
 
@@ -89,11 +91,14 @@ private:
     }
 
     const Network& network_;
+    bool named_;
     std::string text_ = kHead;
     std::map<std::string, std::string> files_;  // nodes of output files, by their names
 };
 
 }  // namespace
+
+std::string graph_text(const Network& network, bool named) { return Drawing(network, named).text(); }
 
 int draw_graph(const std::string& network_file, const std::string& picture) {
     const std::string ending(file_ending(picture));
@@ -110,7 +115,7 @@ int draw_graph(const std::string& network_file, const std::string& picture) {
     const auto network =
         definitions ? read_network_file(network_file, {{}, {}, true}, *definitions, problems) : std::nullopt;
     if (!network) return kWrong;
-    const std::string text = Drawing(*network).text();
+    const std::string text = graph_text(*network, false);
     try {
         OutputFile file("", picture.empty() ? std::string(kStandardOutput) : picture);
         file.write(ending == "svg" ? graph_as_svg(text) : text);

@@ -366,6 +366,15 @@ struct Output {
     bool at_end = false;  // by write(); else by an event
 };
 
+/// How a module of a network stands.
+struct ModuleState {
+    enum class State { Waiting, Ran, Failed };  // waiting: for the next run, or for a module that it refers to
+
+    std::string name;  // in the network
+    State state = State::Waiting;
+    double milliseconds = 0.0;  // that its latest run took
+};
+
 /// Modules with their parameters and connections. Made by a session; moved, not copied.
 class ZAM_SESSION_API Network {
 public:
@@ -384,6 +393,8 @@ public:
     /// Gives a parameter a value. The next run has what it affects.
     /// @param target  "MODULE.PARAM"
     void set(const std::string& target, const Value& value);
+    /// Takes back what a parameter was given: it is as the module's definition says.
+    void reset(const std::string& target);
     /// Lets a parameter refer to another object.
     /// @param source   "MODULE.PARAM", with dots to sub-objects and [i] to elements of arrays
     /// @param convert  how a field is converted on the way, as network files write it: `{"type": "byte", "range": "auto"}`;
@@ -402,6 +413,11 @@ public:
     /// @param directory  where relative names of outputs go; empty: the current directory
     /// @throws Cancelled
     Outcome play(const std::string& directory = {});
+    /// Plays one more event, which the network's text does not have then.
+    /// @param event      as network files write it: `{"joystick": {"id": 1, "x": 0}}`, `{"advance": 40}`
+    /// @param directory  where relative names of its files go
+    /// @throws Cancelled
+    Outcome play_event(const Json& event, const std::string& directory = {});
     /// Keeps the host's timer running in real time, and runs what its periodic events affect.
     /// @param seconds  0 to 10,000,000
     /// @throws Cancelled
@@ -434,6 +450,18 @@ public:
     /// The same as the bytes of a .png file.
     std::string png(const std::string& reference, const ImageOptions& options = {});
 
+    /// The bytes of the file that write() makes of one object.
+    std::string encode(const std::string& file, const Json& output);
+
+    /// The network as a file, with all changes since it was read; without comments. Run from a directory where the relative
+    /// names in it lead to the same files, those given to set() too, it draws the same bytes.
+    /// @throws Error  if a parameter was given arrays of the program's
+    std::string text() const;
+    /// What a parameter was given, as network files write it: `{"ref": "reader.out"}`; empty if nothing was.
+    /// @throws Error  as above, and with the nearest name
+    std::string written(const std::string& target) const;
+    /// How the modules stand, in the network's order.
+    std::vector<ModuleState> states() const;
     /// The modules' names in this network, each with its module's definition.
     std::vector<std::pair<std::string, std::string>> modules() const;
     /// The files that it writes: those of its events in order, then those at the end.

@@ -139,7 +139,37 @@ void assign(Network::State& state, const std::string& target, const WrittenValue
     changed(
         state.network, [&] { before = state.network.give(assignment); },
         [&] { before ? static_cast<void>(state.network.give(std::move(*before))) : given.pop_back(); });
+    state.written.set(target, written.text(), !written.arrays().empty());
     if (state.run && assignment.module < state.checked) state.run->give(std::vector{assignment});
+}
+
+/// A parameter of a module by "MODULE.PARAM". @throws Error with the nearest name
+std::pair<std::size_t, const session::Parameter*> find_parameter(const session::Network& network,
+                                                                 const std::string& target) {
+    const auto [module, name, rest] = session::split_reference(target);
+    const auto number = network.find(module);
+    if (!number) throw Error(network.no_module(module));
+    const auto& definition = *network.instances[*number].definition;
+    const auto* parameter = definition.find_parameter(name);
+    if (!parameter) throw Error(definition.no_parameter(name));
+    if (!rest.empty()) throw Error(target + ": values are given to whole parameters, as MODULE.PARAM");
+    return {*number, parameter};
+}
+
+/// An event as the network's file would have it.
+session::Event read_event(Network::State& state, const std::string& text, const std::string& directory) {
+    session::Problems problems;
+    session::Environment environment{problems, directory};
+    const auto document = session::Document::from_option("event", text);
+    auto event = session::read_event(state.network, *document, state.session->definitions, environment);
+    throw_problems(problems);
+    auto& events = state.network.events;
+    events.push_back(std::move(*event));
+    changed(
+        state.network, [] {}, [&] { events.pop_back(); });
+    session::Event read = std::move(events.back());
+    events.pop_back();
+    return read;
 }
 
 /// An output of a network as its file would have it.
@@ -232,12 +262,27 @@ void Network::add(const std::string& name, const std::string& module) {
         auto read = read_network(*document, state_->session->definitions, {}, environment);
         throw_problems(problems);
         state_->network.add(std::move(read.instances.front()));
+        state_->written.add(name, module);
     });
 }
 
 void Network::set(const std::string& target, const Value& value) {
     const Turn turn(*state_->session);
     guarded([&] { assign(*state_, target, WrittenValue(value)); });
+}
+
+void Network::reset(const std::string& target) {
+    const Turn turn(*state_->session);
+    guarded([&] {
+        const auto [module, parameter] = find_parameter(state_->network, target);
+        auto& given = state_->network.instances[module].given;
+        const auto of_it = [parameter = parameter](const auto& assignment) {
+            return assignment.parameter == parameter;
+        };
+        if (std::erase_if(given, of_it) == 0) return;
+        state_->written.take_back(target);
+        if (state_->run && module < state_->checked) state_->run->take_back(module, *parameter);
+    });
 }
 
 void Network::connect(const std::string& target, const std::string& source, const std::string& convert) {
@@ -260,6 +305,10 @@ Outcome Network::run() {
 
 Outcome Network::play(const std::string& directory) {
     return perform(*state_, [&] { state_->run->play_events(directory); });
+}
+
+Outcome Network::play_event(const Json& event, const std::string& directory) {
+    return perform(*state_, [&] { state_->run->play(read_event(*state_, event.text, directory), directory); });
 }
 
 Outcome Network::loop(double seconds) {
@@ -347,6 +396,43 @@ std::string Network::png(const std::string& reference, const ImageOptions& optio
     std::string bytes;
     use_picture(*state_, reference, options, [&](const session::Picture& picture) { bytes = encode_png(picture); });
     return bytes;
+}
+
+std::string Network::encode(const std::string& file, const Json& output) {
+    return reading(*state_, [&] {
+        std::vector<std::string> notes;
+        std::string bytes = session::encode_output(read_output(*state_, file, output.text), state_->network, notes);
+        for (const auto& note : notes) state_->note(note);
+        return bytes;
+    });
+}
+
+std::string Network::text() const {
+    const Turn turn(*state_->session);
+    return guarded([&] { return state_->written.text(); });
+}
+
+std::string Network::written(const std::string& target) const {
+    const Turn turn(*state_->session);
+    return guarded([&] {
+        find_parameter(state_->network, target);
+        return state_->written.value(target);
+    });
+}
+
+std::vector<ModuleState> Network::states() const {
+    const Turn turn(*state_->session);
+    const auto standings = state_->run ? state_->run->standings() : std::vector<session::Standing>();
+    std::vector<ModuleState> states;
+    for (const auto& instance : state_->network.instances) {
+        ModuleState& state = states.emplace_back();
+        state.name = instance.name;
+        if (states.size() > standings.size()) continue;  // it has not been made yet
+        const session::Standing& standing = standings[states.size() - 1];
+        state.state = static_cast<ModuleState::State>(standing.state);
+        state.milliseconds = standing.milliseconds;
+    }
+    return states;
 }
 
 std::vector<std::pair<std::string, std::string>> Network::modules() const {

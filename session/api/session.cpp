@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "base/file_path.h"
 #include "embedded/host.h"
 #include "session/api/state.h"
 #include "session/api/values.h"
@@ -115,10 +116,14 @@ Network Session::network() {
 namespace {
 
 /// Reads a network of a session.
-template <class Read>
-void read_into(Network::State& state, Read read) {
-    session::Problems problems;
-    guarded([&] { state.network = read(problems); });
+/// @param document  null after a problem
+void read_into(Network::State& state, const session::Document* document, const std::string& directory,
+               const session::NetworkOptions& options, session::Problems& problems) {
+    guarded([&] {
+        if (!document) return;
+        state.network = session::network_from(*document, directory, options, state.session->definitions, problems);
+        if (!problems.any()) state.written = WrittenNetwork(document->text(), options);
+    });
     throw_problems(problems, !state.network.instances.empty());
     state.notes = problems.notes();
 }
@@ -129,20 +134,20 @@ Network Session::load(const std::string& file, const std::vector<std::string>& s
                       const std::vector<std::string>& write) {
     Network network = this->network();
     const Turn turn(*state_);
-    read_into(*network.state_, [&](auto& problems) {
-        return session::load_network(file, {.set = set, .write = write}, state_->definitions, problems);
-    });
+    session::Problems problems;
+    const auto document = guarded([&] { return session::read_network_document(file, problems); });
+    read_into(*network.state_, document.get(), file_path(file).parent_path().string(), {.set = set, .write = write},
+              problems);
     return network;
 }
 
 Network Session::parse(const std::string& text, const std::string& directory, const std::vector<std::string>& set) {
     Network network = this->network();
     const Turn turn(*state_);
-    read_into(*network.state_, [&](auto& problems) {
-        session::Document document("network", text);
-        if (!document.parse(problems)) return session::Network();
-        return session::network_from(document, directory, {.set = set, .write = {}}, state_->definitions, problems);
-    });
+    session::Problems problems;
+    session::Document document("network", text);
+    const bool parsed = guarded([&] { return document.parse(problems); });
+    read_into(*network.state_, parsed ? &document : nullptr, directory, {.set = set, .write = {}}, problems);
     return network;
 }
 

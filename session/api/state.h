@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "session/api/written_network.h"
 #include "session/network/definitions.h"
 #include "session/network/network.h"
 #include "session/objects/run_error.h"
@@ -64,6 +65,7 @@ struct Network::State final : session::Listener {
 
     std::shared_ptr<Session::State> session;
     session::Network network;
+    WrittenNetwork written;
     RunOptions options;
     session::CallLog log;
     std::optional<session::Session> run;  // from the first call that needs the host until the network ends

@@ -122,6 +122,7 @@ void follow(const session::ViewPlan& plan, const std::string& name, const std::s
     if (document.parse(problems))
         network.network = network_from(document, directory, options, network.session->definitions, problems);
     throw_problems(problems);
+    network.written = WrittenNetwork(plan.network);
     view.facts = plan.facts;
     view.notes = plan.notes;
 }

@@ -42,6 +42,7 @@ public:
     static std::unique_ptr<const Document> from_option(std::string name, const std::string& text);
 
     const Node& root() const { return root_; }
+    const std::string& text() const { return text_; }
     Place place(std::size_t offset, std::string path) const;
 
     /// Parses the text. Duplicate keys are problems of their own, after which the first of them counts.

@@ -35,11 +35,11 @@ public:
     /// long as the reader lives.
     std::optional<Assignment> read_assignment(const Cursor& cursor, std::string_view target);
     std::optional<Output> read_output(const Cursor& cursor, const std::string& file);
+    std::optional<Event> read_event(const Cursor& cursor);
 
 private:
     void read_module(const Cursor& cursor, const std::string& name);
     void read_events(const Cursor& cursor);
-    std::optional<Event> read_event(const Cursor& cursor);
     std::optional<std::size_t> module_number(const Cursor& cursor);
     std::optional<SetEvent> read_set(const Cursor& cursor);
     std::optional<RunEvent> read_run(const Cursor& cursor);
@@ -559,9 +559,18 @@ std::optional<Output> read_output(Network& network, const Document& output, cons
     return NetworkReader(network, definitions).read_output(Cursor(output, environment), file);
 }
 
+std::optional<Event> read_event(Network& network, const Document& event, const Definitions& definitions,
+                                Environment& environment) {
+    return NetworkReader(network, definitions).read_event(Cursor(event, environment));
+}
+
+std::unique_ptr<const Document> read_network_document(const std::string& file, Problems& problems) {
+    return file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
+}
+
 Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
                      Problems& problems) {
-    const auto document = file == "-" ? load_document(stdin, "<stdin>", problems) : load_document(file, problems);
+    const auto document = read_network_document(file, problems);
     if (!document) return {};
     return network_from(*document, file_path(file).parent_path().string(), options, definitions, problems);
 }

@@ -1,6 +1,7 @@
 // Reads network files and the options that change them.
 #pragma once
 
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ struct NetworkOptions {
     std::span<const NumberArray> lent = {};  // as in Environment
 };
 
+/// Reads a network file as a document; "-" is the standard input. Null after a problem.
+std::unique_ptr<const Document> read_network_document(const std::string& file, Problems& problems);
+
 /// Reads and checks a network file with the options that change it. All problems are listed.
 Network load_network(const std::string& file, const NetworkOptions& options, const Definitions& definitions,
                      Problems& problems);
@@ -33,6 +37,10 @@ std::optional<Assignment> read_assignment(Network& network, const Document& valu
 /// Reads an output as it stands beside a file name in "write". `nullopt` after a problem.
 std::optional<Output> read_output(Network& network, const Document& output, const std::string& file,
                                   const Definitions& definitions, Environment& environment);
+
+/// Reads an event as "events" have it. `nullopt` after a problem.
+std::optional<Event> read_event(Network& network, const Document& event, const Definitions& definitions,
+                                Environment& environment);
 
 /// Reads a network from a document and applies the options, without checking how the parts fit each other.
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,

@@ -105,13 +105,11 @@ std::string dims_text(const std::vector<xp_long>& dims) {
     return text;
 }
 
-}  // namespace
-
-std::string write_output(const Output& output, const Network& network, const std::string& directory,
-                         std::vector<std::string>& notes) {
-    const OMobj_id object = resolve(output.from);
-    OutputFile file(directory, output.file);
-    std::vector<xp_long> dims;  // of pictures and grids; of others bytes say more
+/// Writes an object as an output has it.
+/// @return the sides of pictures and grids; empty of others, of which bytes say more
+std::vector<xp_long> write_object(const Output& output, OMobj_id object, const Network& network, OutputFile& file,
+                                  std::vector<std::string>& notes) {
+    std::vector<xp_long> dims;
     switch (output.kind) {
         case OutputKind::png:
         case OutputKind::webp:
@@ -128,8 +126,25 @@ std::string write_output(const Output& output, const Network& network, const std
         case OutputKind::vts: dims = read_shape(object).dims; [[fallthrough]];
         case OutputKind::vtu: write_vtk(object, output.kind, file); break;
     }
+    return dims;
+}
+
+}  // namespace
+
+std::string write_output(const Output& output, const Network& network, const std::string& directory,
+                         std::vector<std::string>& notes) {
+    const OMobj_id object = resolve(output.from);
+    OutputFile file(directory, output.file);
+    const auto dims = write_object(output, object, network, file, notes);
     file.commit();
     return file.path().empty() ? "" : file.path() + " " + (dims.empty() ? bytes_text(file.path()) : dims_text(dims));
+}
+
+std::string encode_output(const Output& output, const Network& network, std::vector<std::string>& notes) {
+    std::string bytes;
+    OutputFile file(bytes);
+    write_object(output, resolve(output.from), network, file, notes);
+    return bytes;
 }
 
 void use_picture(const Output& output, const Network& network, std::vector<std::string>& notes,

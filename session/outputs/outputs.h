@@ -24,6 +24,9 @@ namespace zam::session {
 std::string write_output(const Output& output, const Network& network, const std::string& directory,
                          std::vector<std::string>& notes);
 
+/// The bytes that write_output() writes, without a file.
+std::string encode_output(const Output& output, const Network& network, std::vector<std::string>& notes);
+
 /// Calls `use` with the picture that an output makes of an image field.
 /// @param notes  receives what was asked for and left out
 void use_picture(const Output& output, const Network& network, std::vector<std::string>& notes,

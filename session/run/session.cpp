@@ -162,6 +162,21 @@ void Session::give(const Assignment& assignment) {
     if (std::holds_alternative<Absent>(assignment.value.form)) host::touch(running.object);
 }
 
+void Session::take_back(std::size_t module, const Parameter& parameter) {
+    enter();
+    Running& running = running_[module];
+    const std::string& name = parameter.name;
+    auto& links = running.links[name];
+    links.clear();
+    running.newly_set.insert(name);
+    running.unmade.erase(name);
+    dependencies_.set(module, name, {});
+    const OMobj_id object = host::find(running.object, name);
+    if (!parameter.exists_unless_told() && OMvalid_obj(object) == 1) host::destroy(object);
+    make_default(running.object, parameter, links);
+    host::touch(running.object);
+}
+
 /// Lets references of a module lead to what they name now, and makes converted fields of what has changed.
 void Session::follow_links(std::size_t module, bool report) {
     for (auto& [parameter, links] : running_[module].links) {
@@ -276,6 +291,8 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     called_ = module;
     int result = 0;
     bool cancelled = false;
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
     try {
         result = body();
     } catch (const host::CallCancelled&) {
@@ -285,6 +302,7 @@ void Session::logged(std::size_t module, const std::string& entry, Body&& body) 
     }
     host::set_current_module("");
     called_ = std::nullopt;
+    running_[module].milliseconds += std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     listener_.call_ended();
     std::cout.flush();
     std::fflush(stdout);
@@ -363,6 +381,7 @@ void Session::end_self(std::size_t module) {
 void Session::run(std::size_t module) {
     const Definition& definition = *instance(module).definition;
     if (!listener_.run_begins(instance(module).name)) throw RunCancelled();
+    running_[module].milliseconds = 0.0;
     if (definition.is_class && !std::exchange(running_[module].begun, true)) make_self(module);
     if (definition.is_class) return run_methods(module);
     const auto& newly_set = running_[module].newly_set;
@@ -491,8 +510,12 @@ struct Session::Play {
 };
 
 void Session::play_events(const std::string& output_directory) {
+    for (const auto& event : network_.events) play(event, output_directory);
+}
+
+void Session::play(const Event& event, const std::string& output_directory) {
     enter();
-    for (const auto& event : network_.events) std::visit(Play{*this, output_directory}, event.what);
+    std::visit(Play{*this, output_directory}, event.what);
 }
 
 /// Sets the parameters of one frame after the other, and writes its outputs. Animations are written at the end.
@@ -573,6 +596,24 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
     for (const auto& output : outputs) {
         writing(output, output.file, [&] { write_one(output, directory); });
     }
+}
+
+std::vector<Standing> Session::standings() {
+    enter();
+    std::vector<Standing> standings(running_.size());
+    std::vector<bool> waits(running_.size(), true);  // modules on a circle do
+    for (const std::size_t module : dependencies_.order()) {
+        const Running& running = running_[module];
+        const int changed = std::max(host::stamp(running.object), stamp_of_links(module));
+        const auto upstream = dependencies_.upstream(module);
+        waits[module] = running.sequence == 0 || changed > std::max(settled_, running.sequence) ||
+                        std::any_of(upstream.begin(), upstream.end(), [&](std::size_t other) { return waits[other]; });
+    }
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        const auto done = has_failed(module) ? Standing::State::failed : Standing::State::ran;
+        standings[module] = {waits[module] ? Standing::State::waiting : done, running_[module].milliseconds};
+    }
+    return standings;
 }
 
 void Session::end() {

@@ -23,6 +23,13 @@
 
 namespace zam::session {
 
+/// How a module stands.
+struct Standing {
+    enum class State { waiting, ran, failed };  // waiting: for its next run, or that of a module that it refers to
+    State state = State::waiting;
+    double milliseconds = 0.0;  // that its latest run took, those of modules before it left out
+};
+
 class Session {
 public:
     /// Everything is borrowed and outlives the session. The network has no problems. It may gain instances and outputs
@@ -51,9 +58,15 @@ public:
     /// @param output_directory  where their outputs go
     /// @throws RunCancelled
     void play_events(const std::string& output_directory);
+    /// Plays one event, of the network or another one for it.
+    /// @throws RunCancelled
+    void play(const Event& event, const std::string& output_directory);
     /// Sets parameters as one change. The next run has what it affects.
     void give(const std::vector<Assignment>& assignments);
-    /// As above, then runs every module that it affects.
+    /// Takes back what a parameter was given: it is as its definition says. The next run has what that affects.
+    /// @pre  the network does not give it any more
+    void take_back(std::size_t module, const Parameter& parameter);
+    /// As give(), then runs every module that it affects.
     /// @throws RunCancelled
     void set(const std::vector<Assignment>& assignments);
     /// Lets this network's objects be those of the host's root, and its listener hear of them, until another network
@@ -63,6 +76,8 @@ public:
     /// @throws RunCancelled
     void loop(double seconds);
     void write(const std::vector<Output>& outputs, const std::string& directory);
+    /// How the modules stand, in the network's order.
+    std::vector<Standing> standings();
     /// Calls the deletion entries, the last instance's first, and ends the instances; so does the destructor if nobody
     /// did before.
     void end();
@@ -79,6 +94,7 @@ private:
         std::set<std::string, std::less<>> unmade;       // parameters whose values could not be made
         std::optional<std::size_t> failed;               // at its latest run: the module whose failure led to its own
         bool refused = false;                            // was not called for what a field is, or after such a module
+        double milliseconds = 0.0;                       // of its calls since its latest run began
     };
 
     struct Play;  // plays one event

@@ -1,0 +1,51 @@
+// Parts of what pages are told, and of what is saved.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "zam/session.h"
+
+namespace zam::runner {
+
+using Json = nlohmann::ordered_json;
+
+/// What an error says, a line each, as places and texts.
+Json problem_list(const std::string& lines);
+
+Json reports_json(const std::vector<Report>& reports);
+
+/// A parameter's default as network files write it; null if there is none, or none that can be written.
+Json default_of(const Parameter& parameter);
+
+/// A parameter as its definition has it, with what it is given.
+/// @param written  as network files write it; empty: nothing
+Json parameter_json(const Parameter& parameter, const std::string& written);
+
+/// Colours of the presets: "#rrggbb" for each of 256 values, by name.
+Json presets_json();
+
+/// How often the values of component 0 occur, of its first part: 256 classes from the smallest to the largest. Of large
+/// fields every n-th node counts.
+/// @throws Error  if there is no such component
+Json count_values(const Field& field);
+
+/// A network laid out as a graph; modules are groups with the id "module-NAME".
+/// @param text   of the network
+/// @param otherwise  what is given if it cannot be laid out
+std::string graph_svg(const std::string& text, const std::string& otherwise);
+
+/// What of a network's parameters, after its events that set them, is other than in another network.
+/// @param default_of  of "MODULE.PARAM"; null: there is none
+Json difference(const Json& network, const Json& other, const std::function<Json(const std::string&)>& default_of);
+
+/// Lets a network give a parameter its value by its first event.
+void begin_with(Json& network, const std::string& target);
+
+/// Memory that this process has, in bytes; 0 if the system does not tell.
+std::int64_t resident_bytes();
+
+}  // namespace zam::runner
