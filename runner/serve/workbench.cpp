@@ -32,7 +32,7 @@ Workbench::Text shared(std::string text) { return std::make_shared<const std::st
 /// Every file that a value names.
 void find_files(const Json& value, std::vector<std::string>& files) {
     for (const auto& [key, member] : value.items()) {
-        const bool names_file = value.is_object() && (key == "data_file" || key == "values_file");
+        const bool names_file = value.is_object() && (key == "data_file" || key == "values_file" || key == "field_file");
         if (names_file && member.is_string()) files.push_back(member.get<std::string>());
         if (member.is_structured()) find_files(member, files);
     }

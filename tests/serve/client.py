@@ -23,6 +23,7 @@ class Server:
     def __exit__(self, *what):
         self.process.terminate()
         assert self.process.wait(10) == 0
+        self.process.stdout.close()
 
     def connect(self, timeout=30):
         return http.client.HTTPConnection(self.host, self.port, timeout=timeout)

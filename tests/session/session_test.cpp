@@ -373,6 +373,46 @@ TEST_F(SessionTest, CallsWaitForNetworksThatEndOnOtherThreads) {
     dropper.join();
 }
 
+TEST_F(SessionTest, TextHasAllChanges) {
+    Network first = session->parse(R"({
+        "modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30}}},  // a comment
+        "write": {"out.png": "render.out"}})", {}, {"render.height=20"});
+    const std::string as_read = first.text();
+    EXPECT_EQ(first.written("render.height"), "20");
+    first.add("again", "tracer");
+    first.set("again.color_table", Json{R"({"preset": "bone"})"});
+    first.connect("again.in", "render.in");
+    first.set("render.fptr", 0.1);
+    first.set("render.width", 50);
+    EXPECT_EQ(first.written("again.in"), R"({"ref":"render.in"})");
+    EXPECT_NE(thrown([&] { first.written("render.widht"); }).find("did you mean"), std::string::npos);
+
+    Network second = session->parse(first.text());
+    EXPECT_EQ(second.text(), first.text());
+    const Field field = uniform_field({kSide, kSide, kSide}, Array::keep(volume));
+    for (auto* network : {&first, &second}) {
+        network->set("render.in", field);
+        EXPECT_TRUE(network->run());
+        EXPECT_NE(thrown([&] { network->text(); }).find("render.in"), std::string::npos);  // no file has it
+        for (const auto& state : network->states()) EXPECT_EQ(state.state, ModuleState::State::Ran) << state.name;
+    }
+    EXPECT_EQ(first.png("again.out"), second.png("again.out"));
+    EXPECT_EQ(first.encode("x.png", Json{"\"render.out\""}), second.png("render.out"));
+
+    // what is taken back is as if it had never been given
+    for (const char* target : {"render.in", "again.in", "render.fptr"}) second.reset(target);
+    EXPECT_EQ(second.states().front().state, ModuleState::State::Waiting);
+    EXPECT_FALSE(second.run());
+    EXPECT_EQ(second.states().front().state, ModuleState::State::Failed);
+    EXPECT_EQ(second.written("render.fptr"), "");
+    EXPECT_EQ(second.number("render.fptr"), 1.0);
+    second.set("render.in", field);
+    EXPECT_TRUE(second.play_event({R"({"set": {"render.width": 33}})"}));
+    EXPECT_EQ(second.image("render.out").width, 33);
+    EXPECT_EQ(second.written("render.width"), "50");
+    EXPECT_EQ(session->parse(as_read).written("render.width"), "40");
+}
+
 TEST_F(SessionTest, OutputsAreWrittenAsTheFileSays) {
     const test::ScratchDirectory directory;
     const std::string text =
