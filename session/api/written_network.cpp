@@ -42,6 +42,13 @@ void WrittenNetwork::add(const std::string& module, const std::string& use) {
     changes_.push_back({Change::What::add, module, use});
 }
 
+void WrittenNetwork::forget(const std::string& target) {
+    const auto is_value = [](const Change& change) {
+        return change.what == Change::What::set || change.what == Change::What::take_back;
+    };
+    std::erase_if(changes_, [&](const Change& change) { return is_value(change) && change.target == target; });
+}
+
 void WrittenNetwork::set(const std::string& target, std::string value, bool of_program) {
     of_program_.erase(target);
     if (of_program) {
@@ -49,14 +56,14 @@ void WrittenNetwork::set(const std::string& target, std::string value, bool of_p
         value = "null";
     }
     // of the changes that wait only the latest counts
-    std::erase_if(changes_, [&](const Change& change) { return change.target == target; });
+    forget(target);
     changes_.push_back({Change::What::set, target, std::move(value)});
     if (changes_.size() > kMaxChanges) apply_changes();
 }
 
 void WrittenNetwork::take_back(const std::string& target) {
     of_program_.erase(target);
-    std::erase_if(changes_, [&](const Change& change) { return change.target == target; });
+    forget(target);
     changes_.push_back({Change::What::take_back, target, {}});
 }
 

@@ -39,6 +39,8 @@ private:
         std::string value;   // the module's definition, the value or the output
     };
 
+    /// Leaves out the changes of a value that wait: another one follows.
+    void forget(const std::string& target);
     void apply_changes();
     void apply(const Change& change);
     [[noreturn]] static void refuse(const std::string& target);
