@@ -21,9 +21,10 @@ constexpr auto kMaxWait = 30s;       // for the thread
 constexpr auto kRest = 300ms;        // after which what is dragged is taken to rest
 constexpr auto kStatePause = 200ms;  // between states while something is dragged
 constexpr auto kProgressPause = 50ms;
-constexpr std::size_t kMaxEvents = 20'000;  // that are recorded
-constexpr std::size_t kMaxReports = 100;    // of a module
-constexpr std::int64_t kSteps = -1;         // the gesture of going through time
+constexpr std::size_t kMaxEvents = 20'000;                   // that are recorded
+constexpr std::size_t kMaxRecorded = std::size_t{64} << 20;  // bytes of their values
+constexpr std::size_t kMaxReports = 100;                     // of a module
+constexpr std::int64_t kSteps = -1;                          // the gesture of going through time
 
 std::string dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
@@ -32,7 +33,8 @@ Workbench::Text shared(std::string text) { return std::make_shared<const std::st
 /// Every file that a value names.
 void find_files(const Json& value, std::vector<std::string>& files) {
     for (const auto& [key, member] : value.items()) {
-        const bool names_file = value.is_object() && (key == "data_file" || key == "values_file" || key == "field_file");
+        const bool names_file =
+            value.is_object() && (key == "data_file" || key == "values_file" || key == "field_file");
         if (names_file && member.is_string()) files.push_back(member.get<std::string>());
         if (member.is_structured()) find_files(member, files);
     }
@@ -166,6 +168,7 @@ void Workbench::load(const std::filesystem::path& file) {
     preview_ = {};
     reports_ = {{"", notes}};
     used_.clear();
+    plugged_in_.clear();
     for (const auto& [instance, module] : network_->modules()) used_[instance] = module;
     network_->listen({.report =
                           [this](const Report& report) {
@@ -410,6 +413,14 @@ std::int64_t Workbench::step(int step) {
         true);
 }
 
+Json Workbench::polling_modules() const {
+    Json names = Json::array();
+    for (const auto& [instance, module] : used_) {
+        if (session_->module(module).name == "QELjoyCapture") names.push_back(instance);
+    }
+    return names;
+}
+
 std::int64_t Workbench::joystick(const std::string& state) {
     return ask(
         [this, state] {
@@ -417,14 +428,17 @@ std::int64_t Workbench::joystick(const std::string& state) {
             const auto now = Clock::now();
             const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(now - advanced_).count();
             advanced_ = now;
+            const auto play = [this](Json event) {
+                network_->play_event({dump(event)});
+                if (records()) recording_->events.push_back(std::move(event));
+            };
             try {
-                network_->play_event({"{\"joystick\":" + state + "}"});
-                const auto units = std::clamp<std::int64_t>(passed, 1, kMaxMilliseconds);
-                network_->play_event({"{\"advance\":" + std::to_string(units) + "}"});
-                if (recording_ && recording_->on && recording_->events.size() < kMaxEvents) {
-                    recording_->events.push_back({{"joystick", Json::parse(state)}});
-                    recording_->events.push_back({{"advance", units}});
-                }
+                const Json joystick = Json::parse(state);
+                play({{"joystick", joystick}});
+                // those that poll have found none so far, and look for one when they run
+                const Json polling = plugged_in_.insert(joystick.value("id", 0)).second ? polling_modules() : Json();
+                if (!polling.empty()) play({{"run", polling}});
+                play({{"advance", std::clamp<std::int64_t>(passed, 1, kMaxMilliseconds)}});
             } catch (const Cancelled&) {  // the rest of it comes with the next run
             }
             needs_run_ = true;
@@ -629,8 +643,14 @@ std::int64_t Workbench::record(bool on) {
         false);
 }
 
+/// Whether more is noted.
+bool Workbench::records() const {
+    return recording_ && recording_->on && recording_->events.size() < kMaxEvents && recording_->bytes < kMaxRecorded;
+}
+
 void Workbench::record_change(const WrittenValues& values) {
-    if (!recording_ || !recording_->on || recording_->events.size() >= kMaxEvents) return;
+    if (!records()) return;
+    for (const auto& [target, value] : values) recording_->bytes += target.size() + value.size();
     Json& events = recording_->events;
     if (events.empty() || !events.back().contains("set")) events.push_back({{"set", Json::object()}});
     for (const auto& [target, value] : values) {
@@ -643,9 +663,9 @@ void Workbench::record_change(const WrittenValues& values) {
 
 /// A frame for what was changed since the latest one.
 void Workbench::record_frame() {
-    if (!recording_ || !recording_->on || recording_->events.empty()) return;
+    if (!records() || recording_->events.empty()) return;
     Json& events = recording_->events;
-    if (events.back().contains("write") || events.size() >= kMaxEvents) return;
+    if (events.back().contains("write")) return;
     const auto entry =
         std::find_if(outputs_.begin(), outputs_.end(), [&](const OutputEntry& one) { return one.file == shown_name_; });
     std::string number = std::to_string(recording_->frames++);

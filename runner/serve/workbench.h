@@ -16,6 +16,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -105,6 +106,7 @@ private:
         std::string network;          // its text when it began
         Json events = Json::array();  // and a frame after each change that was drawn
         int frames = 0;
+        std::size_t bytes = 0;  // of the values in the events
         bool on = true;
     };
 
@@ -129,12 +131,15 @@ private:
     const Parameter* find_parameter(const std::string& target) const;
     void check_files(const WrittenValues& values) const;
     std::int64_t changed();
+    /// The modules that poll joysticks.
+    Json polling_modules() const;
     void restore_size();
     void scale();
     std::optional<Scaled> full_size() const;
     Json saved_network(bool events);
     Json state_json();
     Json module_json(const std::string& name, const ModuleState& state);
+    bool records() const;
     void record_change(const WrittenValues& values);
     void record_frame();
 
@@ -169,6 +174,7 @@ private:
     std::optional<Recording> recording_;
     std::optional<Steps> steps_;
     std::map<std::pair<std::string, std::string>, int> step_counts_;  // of files and their arrays
+    std::set<int> plugged_in_;                                        // joysticks, by number
     bool needs_run_ = false;
     bool dragging_ = false;
     bool unsaved_ = false;

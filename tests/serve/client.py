@@ -86,6 +86,11 @@ class Events:
         except (OSError, http.client.HTTPException, ValueError, AttributeError):
             pass
 
+    def forget(self):
+        """Keeps the newest event of each name alone."""
+        with self.changed:
+            self.events = list({event[0]: event for event in self.events}.values())
+
     def close(self):
         self.connection.sock and self.connection.sock.close()
 

@@ -95,6 +95,52 @@ class ServeTest(unittest.TestCase):
         self.assertEqual((out / "picture.png").read_bytes(), last)
         self.assertEqual({path.name for path in out.glob("frame*")}, {"frame_0000.png", "frame_0001.png"})
 
+    def test_data_files_open_as_zam_view_shows_them(self):
+        (SCRATCH / "sub" / "steps.raw").write_bytes(bytes(i * i % 251 for i in range(3 * 8**3)))
+        (SCRATCH / "sub" / "steps.fld").write_text("# AVS\nndim=3 dim1=8 dim2=8 dim3=8 nspace=3 veclen=1 data=byte nstep=3 field=uniform"
+                                                   "\nvariable 1 file=steps.raw filetype=binary close=0\n")
+        change = self.server.post("open", file="sub/steps.fld")["change"]
+        first = self.full_picture(change)
+        state, _ = self.events.wait("state", lambda state: state["steps"])
+        self.assertEqual((state["base"], state["steps"]["count"], state["steps"]["now"]), ("sub", 3, 0))
+        last = self.full_picture(self.server.post("step", step=2)["change"])
+        self.assertNotEqual(last, first)
+        other = Events(self.server)  # another page
+        self.addCleanup(other.close)
+        self.assertEqual(other.wait("state")[0]["steps"]["now"], 2)
+        self.assertEqual(self.full_picture(self.server.post("undo")["change"]), first)
+        other.wait("state", lambda state: state["steps"] and state["steps"]["now"] == 0 and not state["undo"])
+        self.full_picture(self.server.post("redo")["change"])
+
+        self.server.post("save", 400, file="steps.json")
+        self.server.post("save", file="sub/steps.json")
+        subprocess.run([ZAM, "view", SCRATCH / "sub" / "steps.fld", "-o", SCRATCH / "seen.png", "--save-network",
+                        SCRATCH / "sub" / "seen.json"], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        seen = json.loads((SCRATCH / "sub" / "seen.json").read_text())
+        reader = next(name for name, module in seen["modules"].items() if module["use"] == "DVLDread_field_update")
+        seen["events"] = [{"set": {reader + ".stepno": 3}}]
+        (SCRATCH / "sub" / "seen.json").write_text(json.dumps(seen))
+        self.run_by_program("sub/seen.json")  # to the whole name that was given
+        self.assertEqual((SCRATCH / "seen.png").read_bytes(), (self.run_by_program("sub/steps.json") / state["shown"]).read_bytes())
+
+    def test_joysticks_are_moved_and_recorded(self):
+        (SCRATCH / "stick.json").write_text(json.dumps({"modules": {
+            "settings": {"use": "ZAM_LIB_QELjoySetParams"},
+            "stick": {"use": "ZAM_LIB_QELjoyCapture", "params": {"joystick": {"ref": "settings.joystick"}}}},
+            "write": {"stick.json": "stick.joy1_captured"}}))
+        self.server.post("open", file="stick.json")
+        self.server.post("record", on=True)
+        for x in (32000, 65535):
+            self.server.post("joystick", id=1, x=x, buttons=2)
+        self.server.post("joystick", 400, id=3, x=1)
+        self.server.post("record", on=False)
+        self.server.post("save", file="moved.json")
+        events = json.loads((SCRATCH / "moved.json").read_text())["events"]
+        self.assertEqual([(list(event.items())[0]) for event in events if "advance" not in event],
+                         [("joystick", {"id": 1, "x": 32000, "buttons": 2}), ("run", ["stick"]),
+                          ("joystick", {"id": 1, "x": 65535, "buttons": 2})])
+        self.assertEqual((self.run_by_program("moved.json") / "stick.json").read_text(), "1\n")
+
     def test_outputs_values_and_files(self):
         state = self.server.get_json("state")
         self.assertEqual({output["name"]: output["kind"] for output in state["outputs"]},

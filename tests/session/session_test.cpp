@@ -375,8 +375,10 @@ TEST_F(SessionTest, CallsWaitForNetworksThatEndOnOtherThreads) {
 
 TEST_F(SessionTest, TextHasAllChanges) {
     Network first = session->parse(R"({
-        "modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30}}},  // a comment
-        "write": {"out.png": "render.out"}})", {}, {"render.height=20"});
+        "modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30,  // a comment
+            "in": {"field": {"dims": [2, 2, 2], "node_data": [{"type": "byte", "values": [1, 2, 3, 4, 5, 6, 7, 8]}]}}}}},
+        "write": {"out.png": "render.out"}})",
+                                   {}, {"render.height=20"});
     const std::string as_read = first.text();
     EXPECT_EQ(first.written("render.height"), "20");
     first.add("again", "tracer");
