@@ -1,7 +1,7 @@
 # Completion of zam for bash.
 _zam() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
-    local commands="run view check graph modules info schema help"
+    local commands="run view serve check graph modules info schema help"
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
         return
@@ -10,7 +10,7 @@ _zam() {
         --output-dir) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
         --log | -o | --save-network) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
         --set | --write | --loop | --fail-allocation | --variable | --component | --vector | --step | --range | --opacity | \
-            --turn | --zoom | --size | --perspective) return ;;
+            --turn | --zoom | --size | --perspective | --port | --bind) return ;;
         --preset) mapfile -t COMPREPLY < <(compgen -W "gray bone heat rainbow viridis" -- "$word"); return ;;
     esac
     local words=--help
@@ -20,6 +20,7 @@ _zam() {
             words="-o --variable --component --vector --step --range --preset --opacity --turn --zoom --size --perspective
                 --plain --save-network --help"
             ;;
+        serve) words="--port --bind --no-open --help" ;;
         check) words="--strict --help" ;;
         graph) words="-o --help" ;;
         modules)

@@ -1,9 +1,10 @@
 # Completion of zam for fish.
-set -l commands run view check graph modules info schema help
+set -l commands run view serve check graph modules info schema help
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -f
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a run -d "Run a network"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a check -d "Check a network file"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a view -d "Make a picture of a data file"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a serve -d "Work on a network in the browser"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a graph -d "Draw a network"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a modules -d "List the modules"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a info -d "Say what a data file holds"
@@ -33,6 +34,9 @@ complete -c zam -n "__fish_seen_subcommand_from view" -s o -r -d "The picture, .
 complete -c zam -n "__fish_seen_subcommand_from view" -l preset -xa "gray bone heat rainbow viridis" -d "Colours"
 complete -c zam -n "__fish_seen_subcommand_from view" -l plain -d "No legend, no axes"
 complete -c zam -n "__fish_seen_subcommand_from view" -l save-network -r -d "Keep the network"
+complete -c zam -n "__fish_seen_subcommand_from serve" -l port -x -d "Port of the address"
+complete -c zam -n "__fish_seen_subcommand_from serve" -l bind -x -d "Address to listen at"
+complete -c zam -n "__fish_seen_subcommand_from serve" -l no-open -d "Open no browser"
 complete -c zam -n "__fish_seen_subcommand_from graph" -s o -r -d "The drawing, .svg or .dot"
 complete -c zam -n "__fish_seen_subcommand_from modules" -f -l json -d "For programs"
 complete -c zam -n "__fish_seen_subcommand_from modules" -f -a "(zam modules 2>/dev/null | string split -f 1 ' ')"

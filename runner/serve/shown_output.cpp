@@ -42,8 +42,8 @@ void add_entries(const Json& write, std::vector<OutputEntry>& outputs) {
     if (!write.is_object()) return;
     for (const auto& [file, json] : write.items()) {
         auto entry = read_entry(file, json);
-        const auto same = [&](const OutputEntry& other) {
-            return other.file == file || (other.json == json && other.kind == entry->kind);
+        const auto same = [&entry](const OutputEntry& other) {
+            return other.file == entry->file || (other.json == entry->json && other.kind == entry->kind);
         };
         if (entry && std::none_of(outputs.begin(), outputs.end(), same)) outputs.push_back(std::move(*entry));
     }

@@ -263,13 +263,13 @@ const Parameter* Workbench::find_parameter(const std::string& target) const {
                                : session_->module(used->second).find(target.substr(std::min(dot + 1, target.size())));
 }
 
-/// Values may name files below the directory alone. @throws Error
+/// Values may name files below the directory alone. Any text could be a name: of some, only the module knows.
+/// @throws Error
 void Workbench::check_files(const WrittenValues& values) const {
     for (const auto& [target, text] : values) {
         const Json value = Json::parse(text.empty() ? "null" : text);
         std::vector<std::string> files;
-        const auto* parameter = find_parameter(target);
-        if (parameter && parameter->is_file_name && value.is_string()) files.push_back(value.get<std::string>());
+        if (value.is_string()) files.push_back(value.get<std::string>());
         if (value.is_structured()) find_files(value, files);
         for (std::string file : files) {
             std::replace(file.begin(), file.end(), '\\', '/');  // which modules take for the same

@@ -24,7 +24,8 @@ NETWORK = {
                 "in": {"field": {"dims": [SIDE] * 3, "node_data": [{"type": "byte", "values": {"values_file": "volume.raw"}}]}},
                 "width": 300, "height": 200, "color_table": {"preset": "heat"},
             },
-        }
+        },
+        "check": {"use": "CheckTmpDir"},
     },
     "write": {"picture.png": "render.out", "page.png": {"from": "render.out", "legend": True}, "lines.svg": "render.out"},
 }
@@ -184,6 +185,7 @@ class ServeTest(unittest.TestCase):
                 ("change", {"set": {"render.in": {"data_file": "/etc/passwd"}}}),
                 ("change", {"set": {"render.in": {"data_file": "sub/elsewhere/passwd"}}}),
                 ("change", {"set": {"render.in": {"data_file": "sub\\..\\..\\x"}}}),
+                ("change", {"set": {"check.tmpDir": "/etc"}}),
                 ("show", {"output": "none.png", "width": 1, "height": 1}),
                 ("save", {"file": "../x.json"}), ("save", {"file": "sub/elsewhere/x.json"}), ("save", {"file": "x.png"}),
                 ("save", {"file": "/tmp/x.json"}), ("save", {"file": 3}),
