@@ -9,7 +9,13 @@
 #include <memory>
 #endif
 
-#if !defined(ZAM_IS_PART) && defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)  // clang's way of telling
+#define ZAM_HAS_FEATURE(name) __has_feature(name)
+#else
+#define ZAM_HAS_FEATURE(name) 0
+#endif
+
+#if !defined(ZAM_IS_PART) && (defined(__SANITIZE_ADDRESS__) || ZAM_HAS_FEATURE(address_sanitizer))
 // Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libgvc\nleak:libfontconfig\n"; }
 extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
@@ -22,22 +28,20 @@ namespace zam::runner {
 bool can_lay_out_graphs() { return true; }
 
 std::string graph_as_svg(const std::string& graph) {
-    struct FreeContext {
-        void operator()(GVC_t* context) const { gvFreeContext(context); }
-    };
     struct CloseGraph {
         void operator()(Agraph_t* graph) const { agclose(graph); }
     };
-    const std::unique_ptr<GVC_t, FreeContext> context(gvContext());
+    // for good: its plug-in for letters still reads a font's name of the context before
+    static GVC_t* const context = gvContext();
     const std::unique_ptr<Agraph_t, CloseGraph> layers(agmemread(graph.c_str()));
     session::require(context && layers, "the graph cannot be read");
-    session::require(gvLayout(context.get(), layers.get(), "dot") == 0, "the graph cannot be laid out");
+    session::require(gvLayout(context, layers.get(), "dot") == 0, "the graph cannot be laid out");
     char* picture = nullptr;
     unsigned length = 0;
-    const bool drawn = gvRenderData(context.get(), layers.get(), "svg", &picture, &length) == 0 && picture;
+    const bool drawn = gvRenderData(context, layers.get(), "svg", &picture, &length) == 0 && picture;
     std::string result = drawn ? std::string(picture, length) : std::string();
     gvFreeRenderData(picture);
-    gvFreeLayout(context.get(), layers.get());
+    gvFreeLayout(context, layers.get());
     session::require(drawn, "the graph cannot be drawn");
     return result;
 }
