@@ -170,9 +170,14 @@ std::string graph_svg(const std::string& text, const std::string& otherwise) {
     if (!document.parse(problems)) return otherwise;
     const auto network = session::network_from(document, {}, options, *definitions, problems);
     if (problems.any()) return otherwise;
+    static std::string drawn, picture;  // the latest: most changes leave it as it is
     try {
-        const std::string svg = graph_as_svg(graph_text(network, true));
-        return svg.substr(std::min(svg.find("<svg"), svg.size()));
+        const std::string graph = graph_text(network, true);
+        if (graph == drawn) return picture;
+        const std::string svg = graph_as_svg(graph);
+        drawn = graph;
+        picture = svg.substr(std::min(svg.find("<svg"), svg.size()));
+        return picture;
     } catch (const session::RunError&) {
         return otherwise;
     }

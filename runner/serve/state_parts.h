@@ -33,7 +33,7 @@ Json presets_json();
 /// @throws Error  if there is no such component
 Json count_values(const Field& field);
 
-/// A network laid out as a graph; modules are groups with the id "module-NAME".
+/// A network laid out as a graph; modules are groups with the id "module-NAME". On one thread only.
 /// @param text   of the network
 /// @param otherwise  what is given if it cannot be laid out
 std::string graph_svg(const std::string& text, const std::string& otherwise);
