@@ -16,8 +16,8 @@
 #endif
 
 #if !defined(ZAM_IS_PART) && (defined(__SANITIZE_ADDRESS__) || ZAM_HAS_FEATURE(address_sanitizer))
-// Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends; SDL what it has of a thread that it
-// did not start, as zam serve's.
+// Graphviz keeps its list of plugins, and fontconfig its fonts, until the program ends; SDL what it has of a thread
+// that it did not start, as zam serve's.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libgvc\nleak:libfontconfig\nleak:libSDL2\n"; }
 extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
 #endif

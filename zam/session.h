@@ -453,8 +453,8 @@ public:
     /// The bytes of the file that write() makes of one object.
     std::string encode(const std::string& file, const Json& output);
 
-    /// The network as a file, with all changes since it was read but keep_first_picture(); without comments. Run from a directory where the relative
-    /// names in it lead to the same files, those given to set() too, it draws the same bytes.
+    /// The network as a file, with all changes since it was read but keep_first_picture(); without comments. Run from a
+    /// directory where the relative names in it lead to the same files, those given to set() too, it draws the same bytes.
     /// @throws Error  if a parameter was given arrays of the program's
     std::string text() const;
     /// What a parameter was given, as network files write it: `{"ref": "reader.out"}`; empty if nothing was.

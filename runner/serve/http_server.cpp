@@ -213,7 +213,7 @@ public:
         });
         // what is left of a request that was refused is no further request
         set_logger([](const httplib::Request&, const httplib::Response& response) {
-            if (response.status >= 400) current_->over = true;
+            if (response.status >= 400) current->over = true;
         });
     }
 
@@ -244,7 +244,7 @@ private:
         }
         bool closed = false;
         for (int count = 0; count < kMaxRequests && !closed && connection.read_head(count == 0); ++count) {
-            current_ = &connection;
+            current = &connection;
             const bool answered = process_request(connection, count + 1 == kMaxRequests, closed, nullptr);
             if (!answered || connection.over) break;
         }
@@ -283,7 +283,7 @@ private:
         }
         const Request translated = translate(request);
         auto early = handlers_.early(translated);
-        current_->trusted = !early || early->status != 403;
+        current->trusted = !early || early->status != 403;
         const bool wants_body = !early && request.method == "POST";
         if (early) response.set_header("Connection", "close");
         if (!wants_body) send(early ? std::move(*early) : handlers_.answer(translated), response);
@@ -311,14 +311,14 @@ private:
         response.set_content_provider(reply.body->size(), reply.type, provide);
     }
 
-    static thread_local Connection* current_;
+    static thread_local Connection* current;
     HttpHandlers handlers_;
     std::mutex mutex_;
     std::list<Connection*> connections_;  // that have a thread
     bool stopped_ = false;
 };
 
-thread_local Connection* Server::current_ = nullptr;
+thread_local Connection* Server::current = nullptr;
 
 }  // namespace
 
