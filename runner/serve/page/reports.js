@@ -1,0 +1,53 @@
+// What modules report, each beside its module's name, what is wrong with a network that cannot run, and how the last
+// run was.
+import {byId, make} from './dom.js';
+import {bytes, duration} from './format.js';
+
+export class Reports {
+    #state;
+    #told = '';  // the reports that are shown
+
+    /** @param {State} state @param {Connection} connection */
+    constructor(state, connection) {
+        this.#state = state;
+        state.listen(() => this.#update());
+        connection.addEventListener('progress', ({detail: {module, percent, text}}) => {
+            byId('progress').value = percent;
+            byId('run').textContent = [`${module} ${percent} %`, text].filter(Boolean).join(', ');
+        });
+    }
+
+    #update() {
+        const {modules, problems, reports, running, milliseconds, memory} = this.#state.now;
+        byId('progress').hidden = !running;
+        if (!running) {
+            byId('progress').value = 0;
+            byId('run').textContent = problems.length ? 'not run' : `run in ${duration(milliseconds)}`;
+        }
+        byId('memory').textContent = bytes(memory);
+        const told = JSON.stringify([problems, reports, modules.map(({name, reports}) => [name, reports])]);
+        if (told === this.#told) return;
+        this.#told = told;
+        this.#showProblems(problems);
+        this.#showReports([{name: '', reports}, ...modules].flatMap(
+            (module) => module.reports.map((report) => ({name: module.name, ...report}))));
+    }
+
+    #showProblems(problems) {
+        byId('problems').hidden = problems.length === 0;
+        byId('problem-list')
+            .replaceChildren(...problems.map(({place, text}) => make('li', {}, make('code', {}, place), text)));
+    }
+
+    #showReports(reports) {
+        byId('reports').hidden = reports.length === 0;
+        byId('reports').replaceChildren(...reports.map(
+            ({name, severity, text}) => make(
+                'li', {class: severity},
+                name ? make(
+                           'button', {type: 'button', title: `show ${name}`, onclick: () => this.#state.select(name)},
+                           name) :
+                       make('span', {}, 'network'),
+                make('span', {class: 'severity'}, severity), make('span', {class: 'text'}, text))));
+    }
+}
