@@ -29,8 +29,8 @@ int print_schema();
 int draw_graph(const std::string& network, const std::string& picture);
 
 /// A network's modules and their connections in the language of Graphviz.
-/// @param named  whether the modules' nodes have ids: "module-NAME"
-std::string graph_text(const session::Network& network, bool named);
+/// @param for_page  only the modules, downward, each node with an id: "module-NAME"
+std::string graph_text(const session::Network& network, bool for_page);
 
 struct ServeOptions {
     std::string file;  // network or data; empty: none

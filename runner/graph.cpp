@@ -15,9 +15,10 @@ using namespace session;
 
 namespace {
 
-constexpr const char* kHead =
-    "digraph network {\n"
-    "  rankdir=LR\n"
+constexpr const char* kWide = "digraph network {\n  rankdir=LR\n";
+constexpr const char* kNarrow =
+    "strict digraph network {\n  bgcolor=transparent\n  nodesep=0.15\n";  // one line between two modules
+constexpr const char* kStyle =
     "  node [shape=box, style=\"rounded,filled\", fillcolor=\"#eef3f8\", fontname=\"Helvetica\", fontsize=12]\n"
     "  edge [fontname=\"Helvetica\", fontsize=10, color=\"#506070\"]\n";
 
@@ -40,8 +41,9 @@ std::string module_node(std::size_t module) { return "m" + std::to_string(module
 /// Writes a network in the language of Graphviz.
 class Drawing {
 public:
-    /// @param named  whether the modules' nodes have ids
-    Drawing(const Network& network, bool named) : network_(network), named_(named) {}
+    /// @param for_page  only the modules, with ids, for a narrow place
+    Drawing(const Network& network, bool for_page)
+        : network_(network), for_page_(for_page), text_(std::string(for_page ? kNarrow : kWide) + kStyle) {}
 
     std::string text() {
         for (std::size_t i = 0; i < network_.instances.size(); ++i) add_module(i);
@@ -58,7 +60,7 @@ private:
     void add_module(std::size_t number) {
         const Instance& instance = network_.instances[number];
         const std::string& use = instance.definition->entry;
-        const std::string id = named_ ? "id=" + quoted("module-" + instance.name) + ", " : "";
+        const std::string id = for_page_ ? "id=" + quoted("module-" + instance.name) + ", " : "";
         text_ += "  " + module_node(number) + " [" + id + "label=" + quoted(instance.name + "\n" + use) + "]\n";
         add_references(instance.given, "");
     }
@@ -72,6 +74,7 @@ private:
     }
 
     void add_outputs(const std::vector<Output>& outputs) {
+        if (for_page_) return;  // which has them as tabs
         for (const auto& output : outputs) {
             const auto [node, added] = files_.emplace(output.file, "f" + std::to_string(files_.size()));
             const std::string& name = node->second;
@@ -86,19 +89,19 @@ private:
         const auto [module, parameter, rest] = split_reference(from.target);
         const auto number = network_.find(module);
         if (!number) return;
-        const std::string label = std::string(parameter).append(rest) + behind;
+        const std::string label = for_page_ ? "" : std::string(parameter).append(rest) + behind;
         text_ += "  " + module_node(*number) + " -> " + to + " [" + style + "label=" + quoted(label) + "]\n";
     }
 
     const Network& network_;
-    bool named_;
-    std::string text_ = kHead;
+    bool for_page_;
+    std::string text_;
     std::map<std::string, std::string> files_;  // nodes of output files, by their names
 };
 
 }  // namespace
 
-std::string graph_text(const Network& network, bool named) { return Drawing(network, named).text(); }
+std::string graph_text(const Network& network, bool for_page) { return Drawing(network, for_page).text(); }
 
 int draw_graph(const std::string& network_file, const std::string& picture) {
     const std::string ending(file_ending(picture));
