@@ -385,7 +385,7 @@ std::int64_t Workbench::show(const std::string& output, const Size& place) {
             tell_state(true);
             return change_;
         },
-        true);
+        false);  // deliberate: another output needs the same run
 }
 
 std::int64_t Workbench::step(int step) {
