@@ -67,8 +67,7 @@ function tableWidget({module, name, edit, state, connection}, dataOf) {
             range.hidden = !table.range;
             ends.forEach((entry, i) => entry.show(table.range ? short(table.range[i], 9) : ''));
             curves.show(table, state.now.presets);
-            if (!state.now.running)
-                showHistogram(dataOf(), JSON.stringify([dataOf(), table.range, state.inputsOf(module)]));
+            if (state.settled) showHistogram(dataOf(), JSON.stringify([dataOf(), table.range, state.inputsOf(module)]));
         },
     };
 }

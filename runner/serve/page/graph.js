@@ -3,7 +3,7 @@
 import {byId, make, makeSvg} from './dom.js';
 import {duration} from './format.js';
 
-/** What is said of a module in one line: its state ("waiting", "running", "failed"), or how long it took. */
+/** What is said of a module in one line: its state ("waiting", "failed"), or how long it took. */
 function summary({state, milliseconds}) { return state === 'ran' ? duration(milliseconds) : state; }
 
 const kSmallest = 0.7;  // of a drawing, so that its letters can be read
@@ -14,10 +14,11 @@ export class Graph {
     #drawn = null;         // the SVG text, or the names of a list, that is there
     #modules = new Map();  // by name: the element that stands for it
 
-    /** @param {State} state */
-    constructor(state) {
+    /** @param {State} state @param {Connection} connection */
+    constructor(state, connection) {
         this.#state = state;
         state.listen(() => this.#update());
+        connection.addEventListener('progress', ({detail}) => this.#showRunning(detail.module));
     }
 
     /** Moves the keyboard to the chosen module. */
@@ -41,6 +42,15 @@ export class Graph {
             element.setAttribute('aria-pressed', module.name === selected);
             element.querySelector('.time').textContent = summary(module);
         }
+    }
+
+    /** Until the next state, which comes when the run has ended. */
+    #showRunning(name) {
+        for (const element of this.#place.querySelectorAll('.running')) element.classList.remove('running');
+        const element = this.#modules.get(name);
+        if (!element) return;
+        element.classList.add('running');
+        element.querySelector('.time').textContent = 'running';
     }
 
     /** Of the server's drawing; the line with the entry's name gives way to that with state and time. */

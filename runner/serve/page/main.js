@@ -22,7 +22,7 @@ const changes = new Changes(connection, state, say);
 const view = new View(state, changes);
 const picture = new Picture(connection, state);
 const outputs = new Outputs(state, (name) => picture.choose(name).catch((error) => say(error.message)));
-const graph = new Graph(state);
+const graph = new Graph(state, connection);
 const parameters = new Parameters(state, changes, connection);
 const steps = new Steps(state, connection);
 const toolbar = new Toolbar(state, connection, say);

@@ -14,6 +14,7 @@ export class Picture {
     #canvas = byId('picture');
     #drawing = byId('drawing');
     #shown = null;  // name of the output that is seen, or was asked for
+    #version = 0;   // of the picture that is seen, if it is in full, else 0
     #load = latest((event) => this.#draw(event));
     #ask = latest((x, y) => this.#showValue(x, y));
     #tell = latest(() => this.#tellSize());
@@ -53,6 +54,7 @@ export class Picture {
 
     #update() {
         const {shown, now} = this.#state;
+        this.#tellBusy();
         const blank = byId('blank');
         blank.hidden = shown !== null && shown.kind !== 'other';
         blank.textContent = shown ? `${shown.name} is no picture; “zam run” writes it.` :
@@ -61,6 +63,7 @@ export class Picture {
         this.#sheet.hidden = !blank.hidden;
         if (!blank.hidden || this.#shown === shown.name) return;
         this.#shown = shown.name;
+        this.#version = 0;
         this.#sheet.setAttribute('aria-label', `picture ${shown.name}`);
         this.#canvas.hidden = this.#drawing.hidden = true;
         this.#tell();
@@ -69,13 +72,22 @@ export class Picture {
     }
 
     async #draw({output, version, full, width, inside = kWhole}) {
-        if (this.#isDrawing(output) && full)
+        const isDrawing = this.#state.now.outputs.some(({name, kind}) => name === output && kind === 'vector');
+        if (isDrawing && full)
             await this.#showDrawing(output, version);
         else if (width !== 0)
             await this.#showBitmap(output, version, full, inside);
+        if (this.#state.shown?.name !== output) return;
+        this.#version = full ? version : 0;
+        this.#tellBusy();
     }
 
-    #isDrawing(output) { return this.#state.now.outputs.some(({name, kind}) => name === output && kind === 'vector'); }
+    /** For those who wait for the picture in full. */
+    #tellBusy() {
+        const {shown, now, settled} = this.#state;
+        const drawn = !shown || shown.kind === 'other' || this.#version >= Math.max(now.version, 1);
+        this.#room.setAttribute('aria-busy', !settled || !drawn);
+    }
 
     async #showDrawing(output, version) {
         const image = new Image();

@@ -12,18 +12,17 @@ export class Reports {
         this.#state = state;
         state.listen(() => this.#update());
         connection.addEventListener('progress', ({detail: {module, percent, text}}) => {
+            byId('progress').hidden = false;
             byId('progress').value = percent;
             byId('run').textContent = [`${module} ${percent} %`, text].filter(Boolean).join(', ');
         });
     }
 
     #update() {
-        const {modules, problems, reports, running, milliseconds, memory} = this.#state.now;
-        byId('progress').hidden = !running;
-        if (!running) {
-            byId('progress').value = 0;
-            byId('run').textContent = problems.length ? 'not run' : `run in ${duration(milliseconds)}`;
-        }
+        const {modules, problems, reports, milliseconds, memory} = this.#state.now;
+        byId('progress').hidden = true;
+        byId('progress').value = 0;
+        byId('run').textContent = problems.length ? 'not run' : `run in ${duration(milliseconds)}`;
         byId('memory').textContent = bytes(memory);
         const told = JSON.stringify([problems, reports, modules.map(({name, reports}) => [name, reports])]);
         if (told === this.#told) return;

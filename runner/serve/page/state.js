@@ -59,6 +59,12 @@ export class State {
         this.#tell();
     }
 
+    /** Whether everything that this page has changed is drawn, as far as it can be. */
+    get settled() {
+        const is = (wanted) => this.now.modules.some(({state}) => state === wanted);
+        return this.#wanted.size === 0 && (!is('waiting') || is('failed'));
+    }
+
     /** The output whose picture is looked at. */
     get shown() { return this.now?.outputs.find((output) => output.name === this.now.shown) ?? null; }
 

@@ -5,6 +5,7 @@ import {short} from './format.js';
 import {toParts} from './transform.js';
 
 const kAxes = ['x', 'y', 'z'];
+const kDigits = 4;  // that are shown
 
 /**
  * One number of the transform, with a slider if it has a range.
@@ -33,7 +34,7 @@ function makePart(label, range, get, put, {name, edit}, parts) {
         nodes: slider ? [slider, number.node] : [number.node],
         show(now) {
             if (slider) slider.value = get(now);
-            number.show(short(get(now)));
+            number.show(short(get(now), kDigits));
         },
     };
 }
