@@ -57,9 +57,10 @@ export class Picture {
         this.#tellBusy();
         const blank = byId('blank');
         blank.hidden = shown !== null && shown.kind !== 'other';
-        blank.textContent = shown ? `${shown.name} is no picture; “zam run” writes it.` :
+        byId('begin').hidden = now.file !== '';
+        byId('blank-text').textContent = shown ? `${shown.name} holds data, not a picture: “zam run” writes it.` :
             now.file ? 'Nothing is drawn by this network.' :
-                       'Open a network or a data file to begin.';
+                       'A network, or a data file for which one is chosen.';
         this.#sheet.hidden = !blank.hidden;
         if (!blank.hidden || this.#shown === shown.name) return;
         this.#shown = shown.name;

@@ -22,7 +22,7 @@ export class Reports {
         const {modules, problems, reports, milliseconds, memory} = this.#state.now;
         byId('progress').hidden = true;
         byId('progress').value = 0;
-        byId('run').textContent = problems.length ? 'not run' : `run in ${duration(milliseconds)}`;
+        byId('run').textContent = problems.length || !modules.length ? 'not run' : `run in ${duration(milliseconds)}`;
         byId('memory').textContent = bytes(memory);
         const told = JSON.stringify([problems, reports, modules.map(({name, reports}) => [name, reports])]);
         if (told === this.#told) return;

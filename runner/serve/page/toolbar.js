@@ -15,6 +15,7 @@ export class Toolbar {
         this.#state = state;
         this.#connection = connection;
         this.#say = say;
+        byId('begin').addEventListener('click', () => this.open());
         for (const name of ['open', 'save', 'record', 'undo', 'redo'])
             byId(name).addEventListener('click', () => this[name]());
         state.listen(() => this.#update());
