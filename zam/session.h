@@ -460,6 +460,9 @@ public:
     /// What a parameter was given, as network files write it: `{"ref": "reader.out"}`; empty if nothing was.
     /// @throws Error  as above, and with the nearest name
     std::string written(const std::string& target) const;
+    /// The transform of a `host_view` that was given none, which then has everything in view, as network files write it;
+    /// empty for others.
+    std::string fitted_transform(const std::string& module);
     /// How the modules stand, in the network's order.
     std::vector<ModuleState> states() const;
     /// The modules' names in this network, each with its module's definition.

@@ -144,7 +144,7 @@ std::string read_params(OMobj_id instance, Params& params) {
 
 /// Moves the middle of everything to the middle of the view, and scales it so that all of it is seen. What perspective
 /// enlarges before the plane z = 0 is taken into account.
-Affine everything(const Params& params) {
+Fit everything(const Params& params) {
     PointBox box;
     for (Object* object : params.objects) {
         const auto nodes = Nodes::of(*object);
@@ -153,7 +153,7 @@ Affine everything(const Params& params) {
         box.extend(of_object.low);
         box.extend(of_object.high);
     }
-    Affine fit;
+    Fit fit;
     if (box.is_empty()) return fit;
     Point half;
     Point middle;
@@ -168,12 +168,20 @@ Affine everything(const Params& params) {
     // a point at the near side is seen at x s / (1 - fptr z s)
     const double needed = std::max(
         {half[0] / room_x + fptr * half[2], half[1] / room_y + fptr * half[2], half[2], fptr * half[2] / kFill});
-    const double scale = needed > 0.0 ? 1.0 / needed : 1.0;
-    for (std::size_t k = 0; k < 3; ++k) {
-        fit.rows[k][k] = scale;
-        fit.origin[k] = -middle[k] * scale;
-    }
+    fit.scale = needed > 0.0 ? 1.0 / needed : 1.0;
+    for (std::size_t k = 0; k < 3; ++k) fit.translate[k] = -middle[k] * fit.scale;
     return fit;
+}
+
+Affine to_view(const Params& params) {
+    if (params.xform) return *params.xform;
+    const Fit fit = everything(params);
+    Affine affine;
+    for (std::size_t k = 0; k < 3; ++k) {
+        affine.rows[k][k] = fit.scale;
+        affine.origin[k] = fit.translate[k];
+    }
+    return affine;
 }
 
 // --- The image ---
@@ -238,7 +246,7 @@ struct Image {
 
 /// Draws one object after another; false, with a report, if one cannot be drawn.
 bool draw(const Params& params, Canvas& canvas) {
-    const Affine xform = params.xform ? *params.xform : everything(params);
+    const Affine xform = to_view(params);
     const std::size_t count = params.objects.size();
     for (std::size_t i = 0; i < count; ++i) {
         OMstatus_check(static_cast<int>(i * 100 / count), nullptr, nullptr);
@@ -274,8 +282,8 @@ int update(OMobj_id instance) {
 /// As the view's plane, from -0.5 to 0.5 along its shorter side, lies in the scene.
 std::optional<PlaneSides> plane_of(const Params& params) {
     if (params.frame.fptr != 0.0) return std::nullopt;
-    const Affine to_view = params.xform ? *params.xform : everything(params);
-    const auto& rows = to_view.rows;
+    const Affine xform = to_view(params);
+    const auto& rows = xform.rows;
     constexpr double kNoTurn = 1e-6;  // what rounding leaves of a turn by 360 degrees
     const double across = kNoTurn * std::min(std::fabs(rows[0][0]), std::fabs(rows[1][1]));
     const bool turned = std::fabs(rows[1][0]) > across || std::fabs(rows[2][0]) > across ||
@@ -284,9 +292,8 @@ std::optional<PlaneSides> plane_of(const Params& params) {
     const double side = std::min(params.frame.width, params.frame.height);
     const double half_width = 0.5 * params.frame.width / side;
     const double half_height = 0.5 * params.frame.height / side;
-    const PlaneSides sides{
-        (-half_width - to_view.origin[0]) / rows[0][0], (half_width - to_view.origin[0]) / rows[0][0],
-        (-half_height - to_view.origin[1]) / rows[1][1], (half_height - to_view.origin[1]) / rows[1][1]};
+    const PlaneSides sides{(-half_width - xform.origin[0]) / rows[0][0], (half_width - xform.origin[0]) / rows[0][0],
+                           (-half_height - xform.origin[1]) / rows[1][1], (half_height - xform.origin[1]) / rows[1][1]};
     // far from the origin a small scene has sides that are the same number
     const bool apart = std::isfinite(sides.right - sides.left) && std::isfinite(sides.top - sides.bottom) &&
                        sides.left != sides.right && sides.bottom != sides.top;
@@ -298,6 +305,11 @@ std::optional<PlaneSides> plane_of(const Params& params) {
 std::optional<PlaneSides> plane_sides(OMobj_id instance) {
     Params params;
     return read_params(instance, params).empty() ? plane_of(params) : std::nullopt;
+}
+
+std::optional<Fit> fit(OMobj_id instance) {
+    Params params;
+    return read_params(instance, params).empty() && !params.xform ? std::optional(everything(params)) : std::nullopt;
 }
 
 }  // namespace zam::host::view

@@ -1,6 +1,7 @@
 // The renderer: an entry of the embedded host itself.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string_view>
 
@@ -24,5 +25,15 @@ struct PlaneSides {
 /// Where a view with the instance's parameters, as they are now, shows the plane of x and y. `nullopt` if it has
 /// perspective, is not seen along z or has parameters that are wrong. Reports nothing.
 ZAM_HOST_CXX_API std::optional<PlaneSides> plane_sides(OMobj_id instance);
+
+/// From the scene to the view: a scale, then a translation.
+struct Fit {
+    double scale = 1.0;
+    std::array<double, 3> translate{};
+};
+
+/// How a view with the instance's parameters, as they are now, brings everything into view. `nullopt` if a transform is
+/// given or parameters are wrong. Reports nothing.
+ZAM_HOST_CXX_API std::optional<Fit> fit(OMobj_id instance);
 
 }  // namespace zam::host::view

@@ -760,8 +760,12 @@ void Workbench::tell_state(bool now) {
 Json Workbench::module_json(const std::string& name, const ModuleState& state) {
     const Module& definition = session_->module(used_.at(name));
     Json parameters = Json::array();
-    for (const auto& parameter : definition.parameters)
+    for (const auto& parameter : definition.parameters) {
         parameters.push_back(parameter_json(parameter, written(name + "." + parameter.name)));
+        if (parameter.kind != "transform" || state.state != ModuleState::State::Ran) continue;
+        const auto fitted = network_->fitted_transform(name);
+        if (!fitted.empty()) parameters.back()["now"] = Json::parse(fitted);
+    }
     const char* const kStates[] = {"waiting", "ran", "failed"};
     return {{"name", name},
             {"use", definition.name},

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "contract/om.h"
 #include "embedded/host.h"
+#include "embedded/view/view.h"
 #include "session/api/state.h"
 #include "session/api/values.h"
 #include "session/network/network_check.h"
@@ -417,6 +419,16 @@ std::string Network::written(const std::string& target) const {
     return guarded([&] {
         find_parameter(state_->network, target);
         return state_->written.value(target);
+    });
+}
+
+std::string Network::fitted_transform(const std::string& module) {
+    return reading(*state_, [&]() -> std::string {
+        const auto number = state_->network.find(module);
+        if (!number || state_->network.instances[*number].definition->entry != host::view::kEntry) return {};
+        const auto fit = host::view::fit(host::find(host::root(), module));
+        if (!fit) return {};
+        return nlohmann::ordered_json{{"scale", fit->scale}, {"translate", fit->translate}}.dump();
     });
 }
 
