@@ -11,6 +11,7 @@ export class Reports {
     constructor(state, connection) {
         this.#state = state;
         state.listen(() => this.#update());
+        byId('back').addEventListener('click', () => (byId('problems').hidden = true));
         connection.addEventListener('progress', ({detail: {module, percent, text}}) => {
             byId('progress').hidden = false;
             byId('progress').value = percent;
@@ -22,7 +23,7 @@ export class Reports {
         const {modules, problems, reports, milliseconds, memory} = this.#state.now;
         byId('progress').hidden = true;
         byId('progress').value = 0;
-        byId('run').textContent = problems.length || !modules.length ? 'not run' : `run in ${duration(milliseconds)}`;
+        byId('run').textContent = modules.length ? `run in ${duration(milliseconds)}` : 'not run';
         byId('memory').textContent = bytes(memory);
         const told = JSON.stringify([problems, reports, modules.map(({name, reports}) => [name, reports])]);
         if (told === this.#told) return;
@@ -33,7 +34,10 @@ export class Reports {
     }
 
     #showProblems(problems) {
+        const {modules, file} = this.#state.now;
         byId('problems').hidden = problems.length === 0;
+        byId('back').hidden = modules.length === 0;  // what was open before still is
+        byId('back').textContent = `Back to ${file}`;
         byId('problem-list')
             .replaceChildren(...problems.map(({place, text}) => make('li', {}, make('code', {}, place), text)));
     }
