@@ -33,8 +33,8 @@ OUTSIDE = "return performance.getEntriesByType('resource').map(({name}) => name)
 def set_up_scratch():
     """The examples, to write beside them: links, which saving replaces."""
     def left_out(folder, names):
-        needed = Path(folder).name in ("knot", "stress")  # whose second network reads what the first has written
-        return {"out"} - ({"out"} if needed else set()) | {"rendered", "trajectories"}
+        second_reads_it = Path(folder).name in ("knot", "stress")  # what the first network has written
+        return {"rendered", "trajectories"} if second_reads_it else {"out"}
 
     shutil.rmtree(SCRATCH, ignore_errors=True)
     shutil.copytree(EXAMPLES, SCRATCH, ignore=left_out, copy_function=os.link)
@@ -62,9 +62,6 @@ class Pages(unittest.TestCase):
         """The picture that is seen, as the data of a .png file."""
         return page.script("return document.getElementById('picture').toDataURL()")
 
-    def value(self, page, path):
-        return page.server.parameter(path)
-
     def faults(self, page):
         """What the browser complains about, what nobody could name, and what came from elsewhere."""
         return [entry["message"] for entry in self.browser.get_log("browser")] + page.script(NAMELESS) + page.script(OUTSIDE, page.address)
@@ -81,10 +78,8 @@ class Pages(unittest.TestCase):
 
     def write_at_end(self, file, output, of):
         """Lets a saved network without events write an output that was one of its events."""
-        network = json.loads(file.read_text())
-        for event in json.loads(of.read_text())["events"]:
-            network.setdefault("write", {}).update({output: event["write"][output]} if output in event.get("write", {}) else {})
-        file.write_text(json.dumps(network))
+        written = [event["write"] for event in json.loads(of.read_text())["events"] if output in event.get("write", {})]
+        file.write_text(json.dumps({**json.loads(file.read_text()), "write": {output: written[0][output]}}))
 
     def change_all(self, page):
         """Turns, changes a curve and a number, where there are any; gives the state."""
@@ -128,14 +123,14 @@ class Pages(unittest.TestCase):
         page = self.open("orbital/network.json")
         page.press(Keys.ARROW_RIGHT)
         page.rest()
-        turned = self.value(page, "render.xform")
+        turned = page.server.parameter("render.xform")
         self.assertNotEqual(turned["rotate"], [-70, 0, 25])
         page.find("#record").click()
         page.wait(lambda: page.find("#record").get_attribute("aria-pressed") == "true", "a recording")
         page.drag(40, 10)
-        self.assertNotEqual(self.value(page, "render.xform"), turned)
+        self.assertNotEqual(page.server.parameter("render.xform"), turned)
         page.press("z", held=Keys.CONTROL)
-        page.wait(lambda: self.value(page, "render.xform") == turned, "one undo for the drag")
+        page.wait(lambda: page.server.parameter("render.xform") == turned, "one undo for the drag")
         page.press("r")
         page.wait(lambda: page.find("#record").get_attribute("aria-pressed") == "false", "its end")
         self.save(page, "recorded.json", events=True)
