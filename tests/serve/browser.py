@@ -78,7 +78,8 @@ class Page:
             .move_by_offset(right, down).release().perform()
         self.rest()
 
-    def press(self, *keys, held=Keys.NULL):
+    def press(self, *keys, held=None):
+        held = held or Keys.NULL
         ActionChains(self.browser).key_down(held).send_keys(*keys).key_up(held).perform()
 
     def raise_point(self, number):
