@@ -52,18 +52,13 @@ Json count_typed(std::span<const T> values, std::size_t veclen, std::optional<do
     return {{"counts", counts}, {"min", low}, {"max", high}};
 }
 
-/// Adds what is known of a parameter's values, by definitions that tell it.
-template <class P>
-void add_values(Json& json, const P& parameter) {
-    if constexpr (requires { parameter.range->low; }) {
-        if (parameter.range) {
-            const auto end = [](const std::optional<double>& value) { return value ? Json(*value) : Json(); };
-            json["range"] = {end(parameter.range->low), end(parameter.range->high)};
-        }
+/// Adds what is known of a parameter's values.
+void add_values(Json& json, const Parameter& parameter) {
+    if (parameter.range) {
+        const auto end = [](const std::optional<double>& value) { return value ? Json(*value) : Json(); };
+        json["range"] = {end(parameter.range->low), end(parameter.range->high)};
     }
-    if constexpr (requires { parameter.choices; }) {
-        for (const auto& choice : parameter.choices) json["choices"].push_back({choice.value, choice.name});
-    }
+    for (const auto& choice : parameter.choices) json["choices"].push_back({choice.value, choice.name});
 }
 
 /// Every parameter's value, by "MODULE.PARAM".
@@ -71,7 +66,8 @@ std::map<std::string, Json> values_of(const Json& network) {
     std::map<std::string, Json> values;
     for (const auto& [name, module] : network.at("modules").items()) {
         const Json params = module.value("params", Json::object());
-        for (const auto& [parameter, value] : params.items()) values[name + "." + parameter] = value;
+        const std::string prefix = name + ".";
+        for (const auto& [parameter, value] : params.items()) values[prefix + parameter] = value;
     }
     return values;
 }
