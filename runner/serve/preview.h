@@ -13,7 +13,7 @@ struct Size {
 /// Learns from runs how long a picture takes: so much per pixel, and so much whatever its size.
 class Preview {
 public:
-    static constexpr double kBudget = 40.0;  // milliseconds for run and encoding, of the 50 that an answer may take
+    static constexpr double kBudget = 32.0;  // milliseconds for run and encoding, of the 50 that an answer may take
 
     /// A run has made a picture.
     /// @param fixed     milliseconds of what does not depend on the picture's size
