@@ -77,7 +77,7 @@ Request request_of(const std::string& line) {
 
 /// Waits until what was asked for is drawn, or a little.
 void let_run(const Workbench& bench) {
-    for (int i = 0; i < 40 && bench.state()->find(R"("state":"waiting")") != std::string::npos; ++i)
+    for (int i = 0; i < 40 && bench.published().state()->find(R"("state":"waiting")") != std::string::npos; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 

@@ -11,6 +11,20 @@ namespace zam::runner {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// Every file that a part of a value names.
+void find_files(const nlohmann::ordered_json& value, std::vector<std::string>& files) {
+    for (const auto& [key, member] : value.items()) {
+        const bool names_file =
+            value.is_object() && (key == "data_file" || key == "values_file" || key == "field_file");
+        if (names_file && member.is_string()) files.push_back(member.get<std::string>());
+        if (member.is_structured()) find_files(member, files);
+    }
+}
+
+}  // namespace
+
 Folder::Folder(const std::string& directory) {
     std::error_code error;
     root_ = fs::canonical(directory.empty() ? fs::path(".") : file_path(directory), error);
@@ -29,6 +43,16 @@ std::optional<fs::path> Folder::find(const std::string& name, const fs::path& ba
 std::string Folder::name_of(const fs::path& file) const {
     const fs::path name = file.lexically_relative(root_);
     return name == "." ? "" : name.generic_string();
+}
+
+bool Folder::has_files_of(const nlohmann::ordered_json& value, const fs::path& base) const {
+    std::vector<std::string> files;
+    if (value.is_string()) files.push_back(value.get<std::string>());
+    if (value.is_structured()) find_files(value, files);
+    return std::all_of(files.begin(), files.end(), [&](std::string file) {
+        std::replace(file.begin(), file.end(), '\\', '/');  // which modules take for the same
+        return !file.starts_with('$') && find(file, base);
+    });
 }
 
 nlohmann::ordered_json Folder::list(const std::string& name) const {

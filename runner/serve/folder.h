@@ -20,6 +20,10 @@ public:
     std::optional<std::filesystem::path> find(const std::string& name, const std::filesystem::path& base = {}) const;
     /// The name of what lies below the directory, from there; empty: the directory itself.
     std::string name_of(const std::filesystem::path& file) const;
+    /// Whether all files that a parameter's value names lie below the directory. Any text could be a name: of some,
+    /// only the module knows.
+    /// @param base  where relative names start
+    bool has_files_of(const nlohmann::ordered_json& value, const std::filesystem::path& base) const;
     /// Files and directories of a directory below, as the page has them: at most kMaxEntries, by name.
     /// @throws Error
     nlohmann::ordered_json list(const std::string& name) const;

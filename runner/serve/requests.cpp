@@ -5,30 +5,23 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <utility>
 
+#include "runner/serve/json_text.h"
 #include "runner/serve/page_files.h"
 #include "zam/session.h"
 
 namespace zam::runner {
 namespace {
 
-using Json = nlohmann::ordered_json;
-using Text = std::shared_ptr<const std::string>;
-
 constexpr int kMaxDepth = 40;  // of JSON in a body
 
-Text text(std::string value) { return std::make_shared<const std::string>(std::move(value)); }
-
-std::string dump(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
-
 Reply refused(int status, const std::string& why) {
-    return {.status = status, .body = why.empty() ? nullptr : text(dump({{"error", why}}))};
+    return {.status = status, .body = why.empty() ? nullptr : shared_text(dump({{"error", why}}))};
 }
 
-Reply as_json(const Json& json) { return {.body = text(dump(json))}; }
+Reply as_json(const Json& json) { return {.body = shared_text(dump(json))}; }
 
 /// Whether two texts are the same, in a time that does not tell where they differ.
 bool same_text(std::string_view a, std::string_view b) {
@@ -113,13 +106,13 @@ using Bench = Workbench&;
 
 Reply get_picture(const Request& request, Bench bench) {
     const auto version = request.query.contains("version") ? asked(request, "version") : "0";
-    const auto picture = bench.picture(asked(request, "output"), number<std::uint64_t>("version", version));
+    const auto picture = bench.published().picture(asked(request, "output"), number<std::uint64_t>("version", version));
     if (!picture) return refused(404, "there is no picture");
     return {.type = "image/png", .body = picture};
 }
 
 Reply get_vector(const Request& request, Bench bench) {
-    const auto drawing = bench.drawing(asked(request, "output"));
+    const auto drawing = bench.published().drawing(asked(request, "output"));
     if (!drawing) return refused(404, "there is no drawing");
     return {.type = "image/svg+xml", .body = drawing};
 }
@@ -127,7 +120,7 @@ Reply get_vector(const Request& request, Bench bench) {
 Reply get_value(const Request& request, Bench bench) {
     const auto x = number<double>("x", asked(request, "x"));
     const auto y = number<double>("y", asked(request, "y"));
-    return as_json(bench.value(asked(request, "output"), x, y));
+    return as_json(bench.published().value(asked(request, "output"), x, y));
 }
 
 Reply get_events(const Request& /*request*/, Bench bench) {
@@ -157,8 +150,8 @@ Reply post_change(const Json& body, Bench bench) {
 
 Reply post_show(const Json& body, Bench bench) {
     constexpr int kMaxSide = 100'000;
-    const Size place{whole(body, "width", 0, kMaxSide), whole(body, "height", 0, kMaxSide)};
-    return changed(bench.show(member<std::string>(body, "output"), place));
+    for (const char* side : {"width", "height"}) whole(body, side, 0, kMaxSide);  // nothing depends on the room yet
+    return changed(bench.show(member<std::string>(body, "output")));
 }
 
 Reply post_save(const Json& body, Bench bench) {
@@ -176,7 +169,7 @@ struct Get {
     Reply (*answer)(const Request&, Bench);
 };
 constexpr Get kGets[] = {
-    {"state", [](const Request&, Bench bench) -> Reply { return {.body = bench.state()}; }},
+    {"state", [](const Request&, Bench bench) -> Reply { return {.body = bench.published().state()}; }},
     {"events", get_events},
     {"picture", get_picture},
     {"vector", get_vector},
@@ -201,7 +194,7 @@ constexpr Post kPosts[] = {
     {"save", post_save},
     {"open", [](const Json& body, Bench bench) { return changed(bench.open(member<std::string>(body, "file"))); }},
     {"step", post_step},
-    {"joystick", [](const Json& body, Bench bench) { return changed(bench.joystick(dump(body))); }},
+    {"joystick", [](const Json& body, Bench bench) { return changed(bench.joystick(body)); }},
     {"rest", [](const Json&, Bench bench) { return changed(bench.rest()); }},
 };
 
@@ -299,7 +292,7 @@ Reply answer(const Gate& gate, const Request& request, Workbench& workbench) {
         if (const auto* post = find(kPosts, name)) return post->answer(parse_body(request.body), workbench);
         const PageFile* file = page_file(name);
         // the file's bytes are the program's own
-        return {.type = type_of(file->name), .body = text(std::string(file->bytes))};
+        return {.type = type_of(file->name), .body = shared_text(std::string(file->bytes))};
     } catch (const Busy& busy) {
         return refused(503, busy.what());
     } catch (const std::bad_alloc&) {

@@ -5,12 +5,11 @@
 #include <cmath>
 #include <string_view>
 
+#include "runner/serve/json_text.h"
 #include "session/network/network.h"
 
 namespace zam::runner {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 bool flag(const Json& entry, const char* name) { return entry.is_object() && entry.value(name, Json()) == true; }
 

@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <utility>
 
@@ -61,17 +60,6 @@ void add_values(Json& json, const Parameter& parameter) {
     for (const auto& choice : parameter.choices) json["choices"].push_back({choice.value, choice.name});
 }
 
-/// Every parameter's value, by "MODULE.PARAM".
-std::map<std::string, Json> values_of(const Json& network) {
-    std::map<std::string, Json> values;
-    for (const auto& [name, module] : network.at("modules").items()) {
-        const Json params = module.value("params", Json::object());
-        const std::string prefix = name + ".";
-        for (const auto& [parameter, value] : params.items()) values[prefix + parameter] = value;
-    }
-    return values;
-}
-
 }  // namespace
 
 Json problem_list(const std::string& lines) {
@@ -119,6 +107,35 @@ Json parameter_json(const Parameter& parameter, const std::string& written) {
     if (value.is_object() && value.contains("ref")) json["ref"] = value["ref"];
     add_values(json, parameter);
     return json;
+}
+
+Json module_json(EditedNetwork& network, const ModuleState& state, const std::vector<Report>& reports) {
+    const Module& definition = *network.modules().at(state.name);
+    Json parameters = Json::array();
+    for (const auto& parameter : definition.parameters) {
+        parameters.push_back(parameter_json(parameter, network.written(state.name + "." + parameter.name)));
+        if (parameter.kind != "transform" || state.state != ModuleState::State::Ran) continue;
+        const auto fitted = network.network().fitted_transform(state.name);
+        if (!fitted.empty()) parameters.back()["now"] = Json::parse(fitted);
+    }
+    const char* const kStates[] = {"waiting", "ran", "failed"};
+    return {{"name", state.name},
+            {"use", definition.name},
+            {"summary", definition.summary},
+            {"state", kStates[static_cast<int>(state.state)]},
+            {"milliseconds", state.milliseconds},
+            {"reports", reports_json(reports)},
+            {"parameters", std::move(parameters)}};
+}
+
+Json output_json(const OutputEntry& entry) {
+    const char* const kKinds[] = {"picture", "vector", "other"};
+    return {{"name", entry.file}, {"kind", kKinds[static_cast<int>(entry.kind)]}, {"module", entry.module()}};
+}
+
+Json steps_json(const std::optional<TimeSteps>& steps) {
+    if (!steps) return {};
+    return {{"count", steps->count}, {"now", steps->now}, {"times", steps->times}};
 }
 
 Json presets_json() {
@@ -177,36 +194,6 @@ std::string graph_svg(const std::string& text, const std::string& otherwise) {
     } catch (const session::RunError&) {
         return otherwise;
     }
-}
-
-Json difference(const Json& network, const Json& other, const std::function<Json(const std::string&)>& default_of) {
-    auto values = values_of(network);
-    for (const auto& event : network.value("events", Json::array())) {
-        const Json set = event.value("set", Json::object());
-        for (const auto& [target, value] : set.items()) values[target] = value;
-    }
-    const auto wanted = values_of(other);
-    Json set = Json::object();
-    for (const auto& [target, value] : wanted) {
-        const auto found = values.find(target);
-        if (found == values.end() || found->second != value) set[target] = value;
-    }
-    for (const auto& [target, value] : values) {
-        const Json taken_back = wanted.contains(target) ? Json() : default_of(target);
-        if (!taken_back.is_null() && value != taken_back) set[target] = taken_back;
-    }
-    return set;
-}
-
-void begin_with(Json& network, const std::string& target) {
-    const auto [module, parameter, rest] = session::split_reference(target);
-    Json& params = network["modules"][std::string(module)]["params"];
-    const auto value = params.find(std::string(parameter));
-    if (value == params.end()) return;
-    Json events = Json::array({{{"set", {{target, *value}}}}});
-    params.erase(value);
-    for (const auto& event : network.value("events", Json::array())) events.push_back(event);
-    network["events"] = std::move(events);
 }
 
 std::int64_t resident_bytes() {

@@ -1,17 +1,18 @@
-// Parts of what pages are told, and of what is saved.
+// Parts of what pages are told.
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "runner/serve/edited_network.h"
+#include "runner/serve/json_text.h"
+#include "runner/serve/shown_output.h"
+#include "runner/serve/time_steps.h"
 #include "zam/session.h"
 
 namespace zam::runner {
-
-using Json = nlohmann::ordered_json;
 
 /// What an error says, a line each, as places and texts.
 Json problem_list(const std::string& lines);
@@ -25,6 +26,14 @@ Json default_of(const Parameter& parameter);
 /// @param written  as network files write it; empty: nothing
 Json parameter_json(const Parameter& parameter, const std::string& written);
 
+/// A module with its parameters and its reports.
+Json module_json(EditedNetwork& network, const ModuleState& state, const std::vector<Report>& reports);
+
+Json output_json(const OutputEntry& entry);
+
+/// Null if there are none.
+Json steps_json(const std::optional<TimeSteps>& steps);
+
 /// Colours of the presets: "#rrggbb" for each of 256 values, by name.
 Json presets_json();
 
@@ -37,13 +46,6 @@ Json count_values(const Field& field);
 /// @param text   of the network
 /// @param otherwise  what is given if it cannot be laid out
 std::string graph_svg(const std::string& text, const std::string& otherwise);
-
-/// What of a network's parameters, after its events that set them, is other than in another network.
-/// @param default_of  of "MODULE.PARAM"; null: there is none
-Json difference(const Json& network, const Json& other, const std::function<Json(const std::string&)>& default_of);
-
-/// Lets a network give a parameter its value by its first event.
-void begin_with(Json& network, const std::string& target);
 
 /// Memory that this process has, in bytes; 0 if the system does not tell.
 std::int64_t resident_bytes();
