@@ -5,9 +5,19 @@
 #include <utility>
 #include <vector>
 
-#include "runner/serve/state_parts.h"
+#include "session/values/color_tables.h"
 
 namespace zam::runner {
+
+Json default_of(const Parameter& parameter) {
+    if (parameter.default_json.empty()) return {};
+    Json value = Json::parse(parameter.default_json, nullptr, false);
+    if (!value.is_discarded()) return value;
+    // of a preset there is the name, of arrays their size
+    const auto names = session::preset_names();
+    const bool preset = std::find(names.begin(), names.end(), parameter.default_json) != names.end();
+    return preset ? Json{{"preset", parameter.default_json}} : Json();
+}
 
 EditedNetwork::EditedNetwork(const Session& session, Network network) : network_(std::move(network)) {
     for (const auto& [name, definition] : network_.modules()) modules_[name] = &session.module(definition);

@@ -12,6 +12,9 @@
 
 namespace zam::runner {
 
+/// A parameter's default as network files write it; null if there is none, or none that can be written.
+Json default_of(const Parameter& parameter);
+
 class EditedNetwork {
 public:
     /// The size of a module's picture as the network has it.
@@ -31,7 +34,7 @@ public:
     /// @param target  "MODULE.PARAM"
     /// @return  null if there is no such parameter
     const Parameter* parameter(const std::string& target) const;
-    /// As network files write it; null if there is none, or none that can be written.
+    /// default_of() the parameter; null if there is no such parameter.
     Json default_value(const std::string& target) const;
 
     /// What a parameter was given, as network files write it; empty if nothing was.

@@ -82,16 +82,6 @@ Json reports_json(const std::vector<Report>& reports) {
     return list;
 }
 
-Json default_of(const Parameter& parameter) {
-    if (parameter.default_json.empty()) return {};
-    Json value = Json::parse(parameter.default_json, nullptr, false);
-    if (!value.is_discarded()) return value;
-    // of a preset there is the name, of arrays their size
-    const auto names = session::preset_names();
-    const bool preset = std::find(names.begin(), names.end(), parameter.default_json) != names.end();
-    return preset ? Json{{"preset", parameter.default_json}} : Json();
-}
-
 Json parameter_json(const Parameter& parameter, const std::string& written) {
     const bool shown = !written.empty() && written.size() <= kMaxValue;
     const char* const kDirections[] = {"in", "out", "inout"};

@@ -19,9 +19,6 @@ Json problem_list(const std::string& lines);
 
 Json reports_json(const std::vector<Report>& reports);
 
-/// A parameter's default as network files write it; null if there is none, or none that can be written.
-Json default_of(const Parameter& parameter);
-
 /// A parameter as its definition has it, with what it is given.
 /// @param written  as network files write it; empty: nothing
 Json parameter_json(const Parameter& parameter, const std::string& written);

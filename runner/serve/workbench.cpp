@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "runner/file_kinds.h"
@@ -46,10 +47,9 @@ Json polling_modules(const EditedNetwork& network) {
 
 }  // namespace
 
-Workbench::Workbench(const std::string& directory, const std::string& file)
-    : folder_(directory), session_(std::make_unique<Session>()) {
+Workbench::Workbench(const std::string& directory, const std::string& file) : folder_(directory) {
     std::filesystem::current_path(folder_.path());
-    opened_.emplace(Opened{.network = {*session_, session_->network()}, .base = folder_.path()});
+    opened_.emplace(Opened{.network = {session_, session_.network()}, .base = folder_.path()});
     try {
         if (!file.empty()) open_now(file);
     } catch (const Error&) {  // it is among the problems
@@ -128,8 +128,8 @@ void Workbench::load(const std::filesystem::path& file) {
     const std::string name = file.filename().string();
     const auto start = session::read_file_start(name);
     if (!start) throw Error("cannot open " + name);
-    if (session::is_network(start->bytes) || !find_file_kind(*start)) return begin(session_->load(name), file);
-    View view = session_->view(name);
+    if (session::is_network(start->bytes) || !find_file_kind(*start)) return begin(session_.load(name), file);
+    View view = session_.view(name);
     begin(std::move(view.network), file);
     for (const auto& note : view.notes) reports_[""].push_back({Report::Severity::Note, "", note});
     opened_->unsaved = true;
@@ -140,10 +140,10 @@ void Workbench::begin(Network network, const std::filesystem::path& file) {
     const Json text = Json::parse(network.text());
     auto outputs = outputs_of(text);
     const std::string shown = first_shown(outputs);
-    opened_.emplace(Opened{.network = {*session_, std::move(network)},
+    opened_.emplace(Opened{.network = {session_, std::move(network)},
                            .base = file.parent_path(),
                            .file = folder_.name_of(file),
-                           .events = text.value("events", Json::array()),
+                           .events = text.value("events", Json::array()).size(),
                            .outputs = std::move(outputs),
                            .shown = shown});
     published_.clear();
@@ -305,11 +305,12 @@ void Workbench::play(Json event) {
 
 std::int64_t Workbench::record(bool on) {
     return worker_.ask([this, on] {
-        if (on) restore_size();
-        if (on)
+        if (on) {
+            restore_size();
             opened_->recording = Recording(network().text());
-        else
+        } else {
             opened_->recording.end();
+        }
         tell_state(true);
         return change_;
     });
@@ -466,7 +467,7 @@ Json Workbench::state_json() {
             {"running", running_module_},
             {"memory", resident_bytes()},
             {"milliseconds", run_milliseconds_},
-            {"events", open.events.size()},
+            {"events", open.events},
             {"outputs", std::move(outputs)},
             {"shown", open.shown},
             {"steps", steps_json(open.steps)},

@@ -6,10 +6,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -76,9 +76,9 @@ private:
     /// What is open, and what was done since. The next file begins with a new one.
     struct Opened {
         EditedNetwork network;
-        std::filesystem::path base;   // directory of the network
-        std::string file = {};        // its name; empty: none
-        Json events = Json::array();  // of the file
+        std::filesystem::path base;  // directory of the network
+        std::string file = {};       // its name; empty: none
+        std::size_t events = 0;      // how many the file has
         std::vector<OutputEntry> outputs = {};
         std::string shown = {};  // output that is drawn
         bool unsaved = false;
@@ -137,8 +137,8 @@ private:
     Worker worker_;
 
     // All else is the worker thread's own.
-    std::unique_ptr<Session> session_;
-    std::optional<Opened> opened_;                        // never without one
+    Session session_;
+    std::optional<Opened> opened_;                        // there always is one
     std::map<std::string, std::vector<Report>> reports_;  // by module; "": of none
     Json problems_ = Json::array();                       // of the file that was opened last
     bool needs_run_ = false;
