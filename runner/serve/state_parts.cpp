@@ -125,7 +125,7 @@ Json output_json(const OutputEntry& entry) {
 
 Json steps_json(const std::optional<TimeSteps>& steps) {
     if (!steps) return {};
-    return {{"count", steps->count}, {"now", steps->now}, {"times", steps->times}};
+    return {{"count", steps->count}, {"now", steps->now}};
 }
 
 Json presets_json() {

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "runner/serve/edited_network.h"
 
@@ -17,7 +16,6 @@ struct TimeSteps {
     /// a field with a data file, and the step is a member of its value.
     bool of_reader = false;
     int count = 0, now = 0;
-    std::vector<double> times = {};  // empty: not known
 
     /// The value of the parameter that shows a step, from 0.
     /// @param written  the value that it has

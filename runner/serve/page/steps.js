@@ -1,6 +1,5 @@
 // The bar of time steps: one to look at, or one after another.
 import {byId} from './dom.js';
-import {short} from './format.js';
 import {latest} from './latest.js';
 
 const kPatience = 5000;  // milliseconds for a picture, which does not come if a module fails
@@ -105,11 +104,9 @@ export class Steps {
         this.#button.setAttribute('aria-label', this.#playing ? 'stop' : 'play');
         this.#button.querySelector('use').setAttribute('href', this.#playing ? '#icon-stop' : '#icon-play');
         if (!this.#steps) return;
-        const {count, times} = this.#steps;
+        const {count} = this.#steps;
         this.#slider.max = count - 1;
         this.#slider.value = this.#now;
-        const time = times[this.#now];
-        byId('step-text').textContent =
-            `${this.#now + 1} of ${count}${time === undefined ? '' : `, t = ${short(time)}`}`;
+        byId('step-text').textContent = `${this.#now + 1} of ${count}`;
     }
 }
