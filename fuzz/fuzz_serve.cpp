@@ -1,7 +1,6 @@
 // Requests to zam serve, one per line: "POST change {...}", "GET value?output=out.png&x=1&y=2". Names that begin with a
 // slash are whole paths, which may lack the token. Every input begins with the same network. What takes long is left
 // alone.
-#include <cctype>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -28,17 +27,6 @@ constexpr const char* kNetwork = R"({
   "write": {"out.png": "render.out", "page.png": {"from": "render.out", "legend": true}, "out.svg": "render.out",
             "view.webp": "view.out", "out.json": "render.out"}
 })";
-
-/// Whether the numbers in a text have at most two digits in a row and no exponents: sizes and steps.
-bool is_small(const std::string& text) {
-    int digits = 0;
-    for (const char c : text) {
-        const bool exponent = digits > 0 && (c == 'e' || c == 'E');
-        digits = std::isdigit(static_cast<unsigned char>(c)) != 0 ? digits + 1 : 0;
-        if (digits > 2 || exponent) return false;
-    }
-    return true;
-}
 
 /// A directory with a network, its data, and a file that is out of reach beside it.
 class Desk {
@@ -95,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static Workbench bench(desk.directory().string(), "");
     static const Gate gate(kToken, {kHost});
     const std::string text = zam::fuzz::text_of(data, size);
-    if (!is_small(text)) return 0;
+    if (!zam::fuzz::has_small_numbers(text)) return 0;
 
     const auto ask = [&](const std::string& line) {
         Reply reply = answer(gate, request_of(line), bench);

@@ -1,7 +1,6 @@
 // Network files with the real modules: built, run, their events played, their outputs written, ended. Left alone are
 // networks that take long, that name files of the machine, or that write outside a scratch directory.
 #include <algorithm>
-#include <cctype>
 
 #include "fuzz/network.h"
 #include "runner/console.h"
@@ -21,18 +20,6 @@ const ModuleLibrary& library() {
         return read;
     }();
     return *loaded;
-}
-
-/// Whether the numbers in a text have at most two digits in a row and no exponents: sizes, steps and units of the
-/// timer.
-bool is_small(const std::string& text) {
-    int digits = 0;
-    for (const char c : text) {
-        const bool exponent = digits > 0 && (c == 'e' || c == 'E');
-        digits = std::isdigit(static_cast<unsigned char>(c)) != 0 ? digits + 1 : 0;
-        if (digits > 2 || exponent) return false;
-    }
-    return true;
 }
 
 bool uses_files(const Definition& definition) {
@@ -62,7 +49,7 @@ bool is_harmless(const Network& network) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const zam::test::ScratchDirectory scratch;
     const std::string text = zam::fuzz::text_of(data, size);
-    if (!is_small(text)) return 0;
+    if (!zam::fuzz::has_small_numbers(text)) return 0;
     const auto network = zam::fuzz::read_network(text, true);
     if (!network || !is_harmless(*network)) return 0;
     {

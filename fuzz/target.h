@@ -1,6 +1,7 @@
 // What targets share: what has to hold, and an instance of a module to work on.
 #pragma once
 
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +18,18 @@ inline void require(bool held) {
 
 inline std::string text_of(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
+}
+
+/// Whether the numbers in a text have at most two digits in a row and no exponents: sizes, steps and units of the
+/// timer. What has larger ones would take long.
+inline bool has_small_numbers(const std::string& text) {
+    int digits = 0;
+    for (const char c : text) {
+        const bool exponent = digits > 0 && (c == 'e' || c == 'E');
+        digits = std::isdigit(static_cast<unsigned char>(c)) != 0 ? digits + 1 : 0;
+        if (digits > 2 || exponent) return false;
+    }
+    return true;
 }
 
 #if defined(_WIN32)
