@@ -30,6 +30,28 @@ constexpr const char* kFooter =
     "written; 2 the command line or the network file is wrong, and nothing was run.\n"
     "ZAM_MODULE_PATH lists directories of plug-ins, whose modules are added to its own.";
 
+/// Numbers with commas between them, each in a range.
+template <class Number, std::size_t N>
+bool parse_numbers(const std::string& text, char separator, std::array<Number, N>& numbers) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (std::size_t i = 0; i < N; ++i) {
+        if (i > 0 && (at == end || *at++ != separator)) return false;
+        const auto [next, error] = std::from_chars(at, end, numbers[i]);
+        if (error != std::errc() || !std::isfinite(static_cast<double>(numbers[i]))) return false;
+        at = next;
+    }
+    return at == end;
+}
+
+/// "2/8": which part of how many.
+bool parse_part(const std::string& text, RunOptions::Part& part) {
+    std::array<int, 2> numbers{};
+    if (!parse_numbers(text, '/', numbers)) return false;
+    part = {numbers[0], numbers[1]};
+    return part.number >= 0 && part.number < part.count;
+}
+
 void add_run(CLI::App& app, RunCommand& command, int& status) {
     auto* run = app.add_subcommand("run", "Run every module of a network, play its events, write its outputs");
     run->add_option("network", command.network, "Network file")->required()->type_name("NETWORK");
@@ -49,23 +71,20 @@ void add_run(CLI::App& app, RunCommand& command, int& status) {
                     "Let the N-th array allocation of the run fail")
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{1}, kMaxAllocations, ""));
+    const auto read_part = [&command](const CLI::results_t& words) {
+        RunOptions::Part part;
+        const bool read = parse_part(words.at(0), part);
+        if (read) command.options.part = part;
+        return read;
+    };
+    run->add_option("--part", read_part, "Play every N-th frame from frame K on, K from 0 to N - 1; see zam join")
+        ->type_name("K/N")
+        ->expected(1);
+    run->add_flag("--resume", command.options.resume,
+                  "Leave out outputs newer than the network and the files it names; changes by --set are not seen");
     run->add_flag("--strict", command.options.strict, "A field that a module does not take is an error");
     run->add_flag("--quiet", command.quiet, "No progress line");
     run->callback([&] { status = run_network(command); });
-}
-
-/// Numbers with commas between them, each in a range.
-template <class Number, std::size_t N>
-bool parse_numbers(const std::string& text, char separator, std::array<Number, N>& numbers) {
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    for (std::size_t i = 0; i < N; ++i) {
-        if (i > 0 && (at == end || *at++ != separator)) return false;
-        const auto [next, error] = std::from_chars(at, end, numbers[i]);
-        if (error != std::errc() || !std::isfinite(static_cast<double>(numbers[i]))) return false;
-        at = next;
-    }
-    return at == end;
 }
 
 /// An option of that many numbers.
@@ -79,6 +98,18 @@ void add_numbers(CLI::App& app, const std::string& name, char separator, std::op
         return true;
     };
     app.add_option(name, read, meaning)->type_name(form)->expected(1);
+}
+
+void add_join(CLI::App& app, JoinCommand& command, int& status) {
+    auto* join = app.add_subcommand("join", "Put animations together from the frames that parts of a run have written");
+    join->add_option("network", command.network, "Network file")->required()->type_name("NETWORK");
+    join->add_option("--set", command.set, "As for run (repeatable)")
+        ->type_name("MODULE.PARAM=VALUE")
+        ->allow_extra_args(false);
+    join->add_option("--output-dir", command.output_directory, "Where relative output names go")->type_name("DIR");
+    join->add_flag("--keep-frames", command.keep_frames, "Leave the files of the frames there");
+    join->add_flag("--quiet", command.quiet, "No list of what was written");
+    join->callback([&] { status = join_network(command); });
 }
 
 void add_view(CLI::App& app, ViewCommand& command, int& status) {
@@ -247,11 +278,13 @@ int run_program(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer(kFooter);
     RunCommand run_command;
+    JoinCommand join_command;
     ViewCommand view_command;
     ServeOptions serve_options;
     OtherOptions other_options;
     int status = kAllWell;
     add_run(app, run_command, status);
+    add_join(app, join_command, status);
     add_view(app, view_command, status);
     add_serve(app, serve_options, status);
     add_others(app, other_options, status);

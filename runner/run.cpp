@@ -71,4 +71,16 @@ int run_network(const RunCommand& command) {
     return status;
 }
 
+int join_network(const JoinCommand& command) {
+    const auto session = open_session();
+    if (!session) return kWrong;
+    auto network = load_network(*session, command.network, command.set);
+    if (!network) return kWrong;
+    Console console(!command.quiet);
+    network->listen(console.callbacks());
+    network->join(command.output_directory, command.keep_frames);
+    console.list_written();
+    return console.failed() ? kFailed : kAllWell;
+}
+
 }  // namespace zam::runner

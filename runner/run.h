@@ -22,6 +22,14 @@ struct RunCommand {
     bool quiet = false;
 };
 
+struct JoinCommand {
+    std::string network;           // file
+    std::vector<std::string> set;  // MODULE.PARAM=VALUE
+    std::string output_directory;  // empty: the current directory
+    bool keep_frames = false;
+    bool quiet = false;
+};
+
 struct ViewCommand {
     std::string file;
     ViewOptions options{.output = {}};
@@ -30,6 +38,8 @@ struct ViewCommand {
 };
 
 int run_network(const RunCommand& command);
+/// Puts the animations of a network together from their frames.
+int join_network(const JoinCommand& command);
 /// Makes a picture of a data file, or a network's first one.
 int view_file(ViewCommand command);
 

@@ -348,14 +348,33 @@ struct Image {
 
 // --- Networks ---
 
+namespace session {
+class FrameChoice;
+}
+
 /// How a network's modules are run.
 struct RunOptions {
+    /// A share of a network's frames: those whose number is `number` modulo `count`.
+    struct Part {
+        int number = 0;  // 0 to count - 1; part 0 also writes what belongs to no frame
+        int count = 1;
+    };
+
     /// A field that a module does not take is an error: the module, and those that refer to it, are not called.
     bool strict = false;
     /// File for the record of calls of modules and of what they report, one JSON object per line; empty: none.
     std::string log = {};
     /// The N-th allocation of an array after the modules are made fails, to see what becomes of a network then; 0: none.
     std::int64_t fail_allocation = 0;
+    /// Plays and writes this share of the frames; `nullopt`: all. Animations become files of their frames, which join()
+    /// puts together.
+    std::optional<Part> part = {};
+    /// Leaves out outputs that are there and newer than what they come from: the network's file and the files that it
+    /// names. What is needed for nothing else does not run.
+    bool resume = false;
+    /// In place of `part`: who hands out frames to several processes. Borrowed, until end(). For programs that are linked
+    /// to the parts behind this library, which have the class.
+    session::FrameChoice* frames = nullptr;
 };
 
 /// A file that a network writes.
@@ -427,6 +446,11 @@ public:
     /// Writes one object. The kind of file follows from the ending of its name.
     /// @param options  as network files write them: `"render.out"` or `{"from": "render.out", "legend": true}`
     Outcome write(const std::string& file, const Json& output);
+    /// Puts the animations of the network's file together from the files of frames that parts of it have written; needs
+    /// no modules. If frames are missing that is an error, and nothing is written.
+    /// @param directory    where relative names of outputs go
+    /// @param keep_frames  leaves the files of the frames there
+    Outcome join(const std::string& directory = {}, bool keep_frames = false);
     /// Ends the modules, as the destructor does, with what they report of it and of the log. The next run makes them anew,
     /// and has everything from the beginning.
     Outcome end();

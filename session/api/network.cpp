@@ -13,6 +13,7 @@
 #include "session/objects/run_error.h"
 #include "session/outputs/json_writer.h"
 #include "session/outputs/outputs.h"
+#include "session/run/join.h"
 
 namespace zam {
 
@@ -75,10 +76,19 @@ bool Network::State::ask(const Progress& progress) {
     return go_on;
 }
 
+void Network::State::begin_run() {
+    run.emplace(network, *session->library, *this, log);
+    if (options.strict) run->be_strict();
+    part.reset();
+    if (options.part) part = std::make_unique<session::EveryNth>(options.part->number, options.part->count);
+    session::FrameChoice* frames = options.frames ? options.frames : part.get();
+    if (frames) run->share_frames(*frames);
+    if (options.resume) run->resume();
+}
+
 void Network::State::build() {
     const bool first = !run;
-    if (first) run.emplace(network, *session->library, *this, log);
-    if (first && options.strict) run->be_strict();
+    if (first) begin_run();
     for (const auto& text : std::exchange(notes, {})) note(text);
     const std::size_t told = reports.size();
     if (std::exchange(checked, network.instances.size()) < network.instances.size() && !run->has_entries()) {
@@ -208,6 +218,20 @@ auto reading(Network::State& state, Read&& read) {
     });
 }
 
+/// @throws Error if what several processes are to write cannot be divided so
+void check_part(const RunOptions& options, const session::Network& network) {
+    const auto& part = options.part;
+    if (part && (part->count < 1 || part->number < 0 || part->number >= part->count))
+        throw Error("parts are numbered from 0 to their count less 1");
+    const auto is_standard_output = [](const auto& output) { return output.file == session::kStandardOutput; };
+    for (const auto& event : network.events) {
+        const auto* frames = std::get_if<session::ForEvent>(&event.what);
+        if (!frames || (!part && !options.frames && !options.resume)) continue;
+        if (std::any_of(frames->outputs.begin(), frames->outputs.end(), is_standard_output))
+            throw Error("the standard output takes no frames in parts, nor of a run that can be resumed");
+    }
+}
+
 session::Output picture_output(Network::State& state, const std::string& reference, const ImageOptions& options) {
     session::Output output = read_output(state, "picture.png", json_text(reference));
     output.legend = options.legend;
@@ -296,6 +320,7 @@ void Network::prepare(const RunOptions& options) {
     const Turn turn(*state_->session);
     if (state_->run) throw Error("how a network is run is said before its modules are made");
     if (options.fail_allocation < 0) throw Error("allocations are counted from 1");
+    check_part(options, state_->network);
     state_->log = {};
     if (!options.log.empty() && !state_->log.open(options.log)) throw Error("cannot write the log " + options.log);
     state_->options = options;
@@ -325,6 +350,10 @@ Outcome Network::write(const std::string& directory) {
 
 Outcome Network::write(const std::string& file, const Json& output) {
     return perform(*state_, [&] { state_->run->write({read_output(*state_, file, output.text)}, {}); });
+}
+
+Outcome Network::join(const std::string& directory, bool keep_frames) {
+    return hearing(*state_, [&] { session::join(state_->network, directory, keep_frames, *state_); });
 }
 
 Outcome Network::end() {

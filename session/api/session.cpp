@@ -138,6 +138,7 @@ Network Session::load(const std::string& file, const std::vector<std::string>& s
     const auto document = guarded([&] { return session::read_network_document(file, problems); });
     read_into(*network.state_, document.get(), file_path(file).parent_path().string(), {.set = set, .write = write},
               problems);
+    if (file != "-") network.state_->network.file = file;
     return network;
 }
 

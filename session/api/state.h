@@ -14,6 +14,7 @@
 #include "session/network/definitions.h"
 #include "session/network/network.h"
 #include "session/objects/run_error.h"
+#include "session/run/frame_choice.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
 #include "session/run/session.h"
@@ -67,6 +68,7 @@ struct Network::State final : session::Listener {
     session::Network network;
     WrittenNetwork written;
     RunOptions options;
+    std::unique_ptr<session::FrameChoice> part;  // of the run, where it has one
     session::CallLog log;
     std::optional<session::Session> run;  // from the first call that needs the host until the network ends
     std::size_t checked = 0;              // instances whose entries the library has
@@ -77,6 +79,8 @@ struct Network::State final : session::Listener {
     std::atomic<bool> cancelled = false;
     std::atomic<bool> dropped = false;
 
+    /// Makes the run, as the options say.
+    void begin_run();
     /// Brings all modules into the host. @throws Reported if the library has not what they need
     void build();
     /// Takes them out of it.

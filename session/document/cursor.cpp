@@ -23,10 +23,12 @@ std::string join(const std::string& path, std::string_view key) {
 
 }  // namespace
 
-std::string input_file(const std::string& directory, const std::string& name) {
-    if (directory.empty() || name.empty() || name.front() == '$' || FILEis_path_absolute(name.c_str()) == 1)
-        return name;
-    return directory.back() == '/' ? directory + name : directory + "/" + name;
+std::string Cursor::input_file(const std::string& name) const {
+    const std::string& directory = environment_->directory;
+    const bool as_it_is =
+        directory.empty() || name.empty() || name.front() == '$' || FILEis_path_absolute(name.c_str()) == 1;
+    const std::string between = !as_it_is && directory.back() != '/' ? "/" : "";
+    return environment_->files.emplace_back(as_it_is ? name : directory + between + name);
 }
 
 Cursor Cursor::at(const Member& member) const { return {*this, member.node, join(path_, member.key)}; }

@@ -19,10 +19,8 @@ struct Environment {
     Problems& problems;
     std::string directory;                   // relative file names start here; empty: the current directory
     std::span<const NumberArray> lent = {};  // arrays at hand, which {"lent": n} stands for; of programs, not of files
+    std::vector<std::string> files = {};     // receives those that the values name
 };
-
-/// The name of an input file: relative names are taken relative to `directory`.
-std::string input_file(const std::string& directory, const std::string& name);
 
 /// One value of a document with its way from the root.
 class Cursor {
@@ -33,6 +31,8 @@ public:
     const Node& node() const { return *node_; }
     Environment& environment() const { return *environment_; }
     const std::string& path() const { return path_; }
+    /// The name of a file that stands here, relative to where relative names start. It is added to the environment's.
+    std::string input_file(const std::string& name) const;
     Place place() const { return document_->place(node_->offset, path_); }
     void problem(std::string_view text) const { environment_->problems.add(place(), text); }
     /// What a user should know of what stands here, though nothing is wrong with it.

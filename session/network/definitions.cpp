@@ -258,7 +258,8 @@ LegendSource read_legend(const Cursor& cursor, const Definition& definition) {
 
 Parameter read_parameter(const Cursor& cursor) {
     constexpr std::string_view kKeys[] = {"name",  "kind",    "type",   "file",    "direction", "default",
-                                          "range", "choices", "origin", "accepts", "legend",    "meaning"};
+                                          "range", "choices", "origin", "accepts", "legend",    "meaning",
+                                          "any_order"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -271,6 +272,7 @@ Parameter read_parameter(const Cursor& cursor) {
     if (range) parameter.range = read_range(*range, parameter.shape.kind);
     if (choices) parameter.choices = read_choices(*choices, parameter.shape.kind);
     if (range && choices) cursor.problem("a parameter has a range or choices");
+    if (const auto place = cursor.find("any_order")) parameter.any_order = place->boolean().value_or(false);
     if (const auto place = cursor.find("origin")) {
         parameter.origin = read_image_origin(*place).value_or(ImageOrigin::upper);
     }

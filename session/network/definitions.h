@@ -64,6 +64,7 @@ struct Parameter {
     std::string meaning;
     std::optional<Range> range;               // of whole and real numbers; `nullopt`: nothing is known
     std::vector<Choice> choices;              // of whole numbers; empty: they are no choices
+    bool any_order = false;                   // what its changes lead to does not depend on what was there before
     ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
     std::optional<LegendSource> legend;       // of the images it holds; `nullopt`: nothing is known of their colours
     std::optional<Accepted> accepted;         // of inputs that are fields; `nullopt`: nothing is known

@@ -8,7 +8,8 @@
 namespace zam::session {
 
 void Dependencies::set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream) {
-    std::erase(upstream, module);
+    to_itself_[module].erase(parameter);
+    if (std::erase(upstream, module) > 0) to_itself_[module].insert(parameter);
     upstream_[module][parameter] = std::move(upstream);
 }
 
@@ -17,6 +18,13 @@ std::vector<std::size_t> Dependencies::upstream(std::size_t module) const {
     for (const auto& [parameter, referred] : upstream_[module]) all.insert(all.end(), referred.begin(), referred.end());
     return all;
 }
+
+std::vector<std::size_t> Dependencies::upstream(std::size_t module, const std::string& parameter) const {
+    const auto found = upstream_[module].find(parameter);
+    return found == upstream_[module].end() ? std::vector<std::size_t>() : found->second;
+}
+
+bool Dependencies::refers_to_itself(std::size_t module) const { return !to_itself_[module].empty(); }
 
 std::vector<std::size_t> Dependencies::order() const {
     const std::size_t count = upstream_.size();

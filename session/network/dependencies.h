@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,17 +11,24 @@ namespace zam::session {
 
 class Dependencies {
 public:
-    explicit Dependencies(std::size_t modules) : upstream_(modules) {}
+    explicit Dependencies(std::size_t modules) : upstream_(modules), to_itself_(modules) {}
 
     /// Makes room for modules that have been added.
-    void grow(std::size_t modules) { upstream_.resize(modules); }
+    void grow(std::size_t modules) {
+        upstream_.resize(modules);
+        to_itself_.resize(modules);
+    }
 
-    /// Replaces the modules that parameter `parameter` of `module` refers to. References of a module to itself do not
-    /// count.
+    /// Replaces the modules that parameter `parameter` of `module` refers to. References of a module to itself are not
+    /// among them.
     void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);
 
     /// The modules that a module refers to.
     std::vector<std::size_t> upstream(std::size_t module) const;
+    /// Those that one of its parameters refers to.
+    std::vector<std::size_t> upstream(std::size_t module, const std::string& parameter) const;
+    /// Whether a parameter of a module refers to the module.
+    bool refers_to_itself(std::size_t module) const;
 
     /// The modules so that each comes after those it refers to, otherwise in the order of their numbers. Modules on a
     /// circle, and those after one, are left out.
@@ -32,6 +40,7 @@ public:
 
 private:
     std::vector<std::map<std::string, std::vector<std::size_t>>> upstream_;  // by module, then parameter
+    std::vector<std::set<std::string>> to_itself_;                               // parameters that refer to their module
 };
 
 }  // namespace zam::session

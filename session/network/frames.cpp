@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <utility>
 
 #include "base/element_types.h"
 
@@ -238,7 +239,10 @@ std::vector<Assignment> assignments_at(const ForEvent& event, int step, Problems
         const auto place = Document::from_option(sweep.place, "");
         const Node node = node_at(sweep, event, step);
         auto value = read_value(Cursor(*place, environment).with(node), sweep.parameter->shape);
-        if (value) assignments.push_back({sweep.module, sweep.parameter, std::move(*value), {sweep.place, 0, 0, {}}});
+        auto files = std::exchange(environment.files, {});
+        if (!value) continue;
+        assignments.push_back(
+            {sweep.module, sweep.parameter, std::move(*value), {sweep.place, 0, 0, {}}, std::move(files)});
     }
     return assignments;
 }

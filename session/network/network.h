@@ -23,6 +23,7 @@ struct Assignment {
     const Parameter* parameter = nullptr;
     Value value;
     Place place;
+    std::vector<std::string> files = {};  // that the value comes from
 };
 
 struct Instance {
@@ -120,6 +121,7 @@ struct Network {
     /// What is said of a name that no instance has.
     std::string no_module(std::string_view name) const;
 
+    std::string file;  // its own; empty: none that has a time
     std::vector<Instance> instances;
     std::vector<Event> events;
     std::vector<Output> outputs;

@@ -174,9 +174,11 @@ std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, s
         node = keep(std::move(*changed));
     }
     written_[{target->module, target->parameter}] = node;
+    auto& files = cursor.environment().files;
+    files.clear();
     auto value = read_value(cursor.with(*node), target->parameter->shape);
     if (!value) return std::nullopt;
-    return Assignment{target->module, target->parameter, std::move(*value), cursor.place()};
+    return Assignment{target->module, target->parameter, std::move(*value), cursor.place(), std::exchange(files, {})};
 }
 
 // --- Events ---

@@ -53,6 +53,10 @@ void forget_part(const std::string& name) {
 
 }  // namespace
 
+std::string output_path(const std::string& directory, const std::string& name) {
+    return FILEis_path_absolute(name.c_str()) == 1 ? name : (file_path(directory) / file_path(name)).string();
+}
+
 void set_standard_output(std::FILE* stream) { standard_output = stream; }
 
 void remove_parts() noexcept {
@@ -66,10 +70,9 @@ OutputFile::OutputFile(const std::string& directory, const std::string& name) {
         stream_ = standard_output ? standard_output : stdout;
         return;
     }
-    path_ = name;
+    path_ = output_path(directory, name);
     std::error_code error;
     if (FILEis_path_absolute(name.c_str()) != 1) {
-        path_ = (file_path(directory) / file_path(name)).string();
         const fs::path folder = file_path(path_).parent_path();
         if (!folder.empty()) fs::create_directories(folder, error);
         if (error) throw RunError("cannot make the directory of " + path_ + ": " + error.message());

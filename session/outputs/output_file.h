@@ -14,6 +14,9 @@ namespace zam::session {
 /// The name of an output that goes to the standard output.
 constexpr std::string_view kStandardOutput = "-";
 
+/// The name of an output's file with its directory. @param directory  empty: the current directory
+std::string output_path(const std::string& directory, const std::string& name);
+
 /// Where such outputs go if not to `stdout`; borrowed. Null: `stdout` again.
 void set_standard_output(std::FILE* stream);
 

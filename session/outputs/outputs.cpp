@@ -88,9 +88,7 @@ void with_picture(const Output& output, OMobj_id object, const Network& network,
 
 void write_picture(const Output& output, const Picture& picture, OutputFile& file) {
     if (output.kind == OutputKind::png) return write_png(picture, file);
-    WebpFrames frames;
-    frames.add(picture, 0);
-    frames.write(1, file);
+    file.write(encode_webp(picture));
 }
 
 std::string bytes_text(const std::string& path) {
@@ -154,7 +152,7 @@ void use_picture(const Output& output, const Network& network, std::vector<std::
 
 void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames,
                std::vector<std::string>& notes) {
-    use_picture(output, network, notes, [&](const Picture& picture) { frames.add(picture, milliseconds); });
+    use_picture(output, network, notes, [&](const Picture& picture) { frames.add(encode_webp(picture), milliseconds); });
 }
 
 std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {

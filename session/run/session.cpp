@@ -16,7 +16,10 @@
 #include "session/network/frames.h"
 #include "session/objects/field_access.h"
 #include "session/objects/run_error.h"
+#include "session/outputs/frame_files.h"
 #include "session/outputs/outputs.h"
+#include "session/run/current_frames.h"
+#include "session/run/frame_memory.h"
 
 namespace zam::session {
 namespace {
@@ -25,6 +28,17 @@ constexpr std::uint32_t kAxisAtRest = 32767;
 constexpr std::uint32_t kHatReleased = 65535;
 constexpr std::array<std::uint32_t, 8> kJoystickAtRest{kAxisAtRest, kAxisAtRest, kAxisAtRest,  kAxisAtRest,
                                                        kAxisAtRest, kAxisAtRest, kHatReleased, 0};
+
+bool has_frames(const Event& event) { return std::holds_alternative<ForEvent>(event.what); }
+
+bool writes_anything(const Network& network) {
+    const auto writes = [](const Event& event) {
+        const auto* write = std::get_if<WriteEvent>(&event.what);
+        const auto* frames = std::get_if<ForEvent>(&event.what);
+        return (write && !write->outputs.empty()) || (frames && !frames->outputs.empty());
+    };
+    return !network.outputs.empty() || std::any_of(network.events.begin(), network.events.end(), writes);
+}
 
 // Those that are in the host now. The first one finds it empty, the last one leaves it so.
 int sessions = 0;
@@ -394,6 +408,7 @@ void Session::run(std::size_t module) {
 
 void Session::run_changed() {
     enter();
+    if (waits_) return;
     run_affected(settled_, Cause::network);
     if (!listener_.goes_on()) throw RunCancelled();
 }
@@ -417,8 +432,10 @@ int Session::stamp_of_links(std::size_t module) const {
 }
 
 /// Runs the modules that a change after the moment `since` reaches, upstream before downstream.
-void Session::run_affected(int since, Cause cause) {
+/// @param only  which of them; null: all
+void Session::run_affected(int since, Cause cause, const std::vector<bool>* only) {
     for (const std::size_t module : dependencies_.order()) {
+        if (only && !(*only)[module]) continue;
         follow_links(module, false);
         const int own = cause == Cause::network ? host::stamp(running_[module].object) : 0;
         const int changed = std::max(own, stamp_of_links(module));
@@ -457,6 +474,8 @@ void Session::wait(std::chrono::milliseconds time) {
 
 void Session::loop(double seconds) {
     enter();
+    if (!writes_rest()) return;
+    begin();
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
     const auto start = Clock::now();
@@ -487,6 +506,7 @@ void Session::joystick(const JoystickEvent& event) {
 struct Session::Play {
     Session& session;
     const std::string& output_directory;
+    bool silent = false;  // nothing is written, and of frames only what the last one needs is played
 
     void operator()(const SetEvent& event) const { session.set(event.assignments); }
     void operator()(const RunEvent& event) const {
@@ -496,10 +516,14 @@ struct Session::Play {
         session.follow_links(event.module, true);
         session.call(event.module, event.entry);
     }
-    void operator()(const WriteEvent& event) const { session.write(event.outputs, output_directory); }
+    void operator()(const WriteEvent& event) const {
+        if (!silent) session.write(event.outputs, output_directory);
+    }
     void operator()(const JoystickEvent& event) const { session.joystick(event); }
     void operator()(const AdvanceEvent& event) const { session.advance(event.units); }
-    void operator()(const ForEvent& event) const { session.play_frames(event, output_directory); }
+    void operator()(const ForEvent& event) const {
+        silent ? session.play_frame(event, 0, event.steps - 1) : session.play_frames(event, output_directory);
+    }
     void operator()(const UnlinkEvent& event) const {
         Running& running = session.running_[event.module];
         running.links.erase(event.parameter);
@@ -509,53 +533,141 @@ struct Session::Play {
     }
 };
 
+void Session::share_frames(FrameChoice& choice) {
+    choice_ = &choice;
+    waits_ = waits_ || !writes_rest();
+}
+
+void Session::resume() {
+    origins_.emplace(network_);
+    waits_ = waits_ || writes_anything(network_);
+}
+
+/// Lets the modules run, and catches up on the events, if they have waited so far.
+void Session::begin() {
+    if (!std::exchange(waits_, false)) return;
+    run_changed();
+    for (std::size_t event = 0; event < played_; ++event) {
+        std::visit(Play{*this, {}, true}, network_.events[event].what);
+    }
+}
+
+/// Whether this process has something to do in the events from this one on, or after them.
+bool Session::plays_from(std::size_t event) const {
+    const auto begin = network_.events.begin() + static_cast<std::ptrdiff_t>(std::min(event, network_.events.size()));
+    return writes_rest() || std::any_of(begin, network_.events.end(), has_frames);
+}
+
 void Session::play_events(const std::string& output_directory) {
-    for (const auto& event : network_.events) play(event, output_directory);
+    enter();
+    if (origins_) origins_.emplace(network_);
+    for (played_ = 0; played_ < network_.events.size() && plays_from(played_); ++played_) {
+        const Event& event = network_.events[played_];
+        const auto* given = std::get_if<SetEvent>(&event.what);
+        if (given && origins_) origins_->give(given->assignments);
+        const bool writes = has_frames(event) || std::holds_alternative<WriteEvent>(event.what);
+        if (writes || !waits_) std::visit(Play{*this, output_directory}, event.what);
+    }
 }
 
 void Session::play(const Event& event, const std::string& output_directory) {
     enter();
+    begin();
     std::visit(Play{*this, output_directory}, event.what);
 }
 
-/// Sets the parameters of one frame after the other, and writes its outputs. Animations are written at the end.
+// --- Frames ---
+
+/// Plays the frames of an event that are for this process, and writes their outputs. Animations are written at the end.
+/// Afterwards the modules are as the last frame leaves them, if anything follows.
 void Session::play_frames(const ForEvent& event, const std::string& directory) {
-    struct Film {
-        const Output* output;
-        std::unique_ptr<WebpFrames> frames = {};  // null: it cannot be written
-    };
-    const auto shown_at = [&](int step) { return static_cast<int>(std::lround(step * 1000.0 / event.fps)); };
+    const auto first = network_.events.begin();
+    const auto number = std::count_if(first, first + static_cast<std::ptrdiff_t>(played_), has_frames);
+    EveryNth every(0, 1);
+    FrameChoice& choice = choice_ ? *choice_ : every;
+    const bool in_memory = !choice_ && !origins_;
+    CurrentFrames current(event, directory, origins_ ? &*origins_ : nullptr);
+    auto films = in_memory ? begin_films(event) : std::vector<Film>();
+    int reached = 0;  // the frames before have been played or passed over
+    while (const auto step = choice.next(static_cast<int>(number), event.steps)) {
+        const auto outputs = current.to_make(*step);
+        if (origins_ && outputs.empty()) continue;
+        begin();
+        play_frame(event, std::exchange(reached, *step + 1), *step);
+        for (const auto& output : outputs) {
+            if (in_memory && is_film(output)) continue;
+            const Output frame = frame_of(output, *step);
+            writing(output, frame.file, [&] { write_one(frame, directory); });
+        }
+        add_frames(films, event, *step);
+    }
+    if (reached < event.steps && !waits_ && plays_from(played_ + 1)) play_frame(event, reached, event.steps - 1);
+    current.end();
+    finish_films(films, event, directory);
+    if (!in_memory && !choice_) join_films(event, current, directory);
+}
+
+/// The parameters of a frame. What cannot be read any more is an error, and left out.
+std::vector<Assignment> Session::frame_values(const ForEvent& event, int step) {
+    Problems problems;
+    auto assignments = assignments_at(event, step, problems);
+    for (const auto& line : problems.lines()) listener_.error(line);
+    return assignments;
+}
+
+/// Sets the parameters of a frame and runs what they affect; before it, in the frames since `from`, the modules that
+/// remember them.
+void Session::play_frame(const ForEvent& event, int from, int step) {
+    const int before = host::now();
+    const auto replayed = modules_to_replay(network_, dependencies_, event);
+    const bool any = std::find(replayed.begin(), replayed.end(), true) != replayed.end();
+    for (; any && from < step; ++from) {
+        give(frame_values(event, from));
+        run_affected(before, Cause::network, &replayed);
+    }
+    give(frame_values(event, step));
+    run_affected(before, Cause::network);
+}
+
+std::vector<Session::Film> Session::begin_films(const ForEvent& event) {
     std::vector<Film> films;
     for (const auto& output : event.outputs) {
-        if (is_numbered(output.file)) continue;
+        if (!is_film(output)) continue;
         films.push_back({&output});
         writing(output, output.file, [&] { films.back().frames = std::make_unique<WebpFrames>(); });
     }
-    for (int step = 0; step < event.steps; ++step) {
-        Problems problems;
-        const auto assignments = assignments_at(event, step, problems);
-        for (const auto& line : problems.lines()) listener_.error(line);
-        set(assignments);
-        for (const auto& output : event.outputs) {
-            if (!is_numbered(output.file)) continue;
-            Output frame = output;
-            frame.file = numbered(output.file, step);
-            writing(output, frame.file, [&] { write_one(frame, directory); });
-        }
-        for (auto& film : films) {
-            const auto add = [&] {
-                std::vector<std::string> notes;
-                add_frame(*film.output, network_, shown_at(step), *film.frames, notes);
-                say_once(notes);
-            };
-            if (film.frames && !writing(*film.output, film.output->file, add)) film.frames = nullptr;
-        }
+    return films;
+}
+
+void Session::add_frames(std::vector<Film>& films, const ForEvent& event, int step) {
+    for (auto& film : films) {
+        const auto add = [&] {
+            std::vector<std::string> notes;
+            add_frame(*film.output, network_, shown_at(event, step), *film.frames, notes);
+            say_once(notes);
+        };
+        if (film.frames && !writing(*film.output, film.output->file, add)) film.frames = nullptr;
     }
+}
+
+void Session::finish_films(std::vector<Film>& films, const ForEvent& event, const std::string& directory) {
     for (const auto& film : films) {
         const auto finish = [&] {
-            listener_.wrote(write_frames(*film.output, directory, shown_at(event.steps), *film.frames));
+            listener_.wrote(write_frames(*film.output, directory, shown_at(event, event.steps), *film.frames));
         };
         if (film.frames) writing(*film.output, film.output->file, finish);
+    }
+}
+
+/// Puts the animations of an event together whose frames are files.
+void Session::join_films(const ForEvent& event, const CurrentFrames& current, const std::string& directory) {
+    for (const auto& output : event.outputs) {
+        if (!is_film(output) || !has_frame_files(output, directory)) continue;
+        const auto join = [&] {
+            if (!current.has_film(output)) listener_.wrote(join_frames(output, event, directory));
+            remove_frames(output, directory);
+        };
+        writing(output, output.file, join);
     }
 }
 
@@ -593,7 +705,10 @@ void Session::say_once(const std::vector<std::string>& notes) {
 
 void Session::write(const std::vector<Output>& outputs, const std::string& directory) {
     enter();
+    if (!writes_rest()) return;
     for (const auto& output : outputs) {
+        if (origins_ && origins_->is_older_than(output, output_path(directory, output.file))) continue;
+        begin();
         writing(output, output.file, [&] { write_one(output, directory); });
     }
 }

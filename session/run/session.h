@@ -17,9 +17,12 @@
 #include "session/network/dependencies.h"
 #include "session/network/network.h"
 #include "session/objects/host_objects.h"
+#include "session/outputs/webp_file.h"
 #include "session/run/call_log.h"
+#include "session/run/frame_choice.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
+#include "session/run/origins.h"
 
 namespace zam::session {
 
@@ -29,6 +32,8 @@ struct Standing {
     State state = State::waiting;
     double milliseconds = 0.0;  // that its latest run took, those of modules before it left out
 };
+
+class CurrentFrames;
 
 class Session {
 public:
@@ -44,6 +49,13 @@ public:
     /// From now on a field that a module does not take is an error: the module, and those that refer to it, are not
     /// called.
     void be_strict() { strict_ = true; }
+
+    /// From now on other processes play this network too, and this one those frames that `choice` gives it. Animations
+    /// become files of their frames. Borrowed; before anything has run.
+    void share_frames(FrameChoice& choice);
+    /// From now on an output that is newer than what it comes from is left out. Nothing runs before the first one that
+    /// is not. Before anything has run.
+    void resume();
 
     /// Whether the libraries have every entry that the network needs; if not, the listener has been told. Loads the
     /// libraries of plug-ins: without this, modules are called that are built in.
@@ -99,6 +111,12 @@ private:
 
     struct Play;  // plays one event
 
+    /// An animation whose frames are kept in memory.
+    struct Film {
+        const Output* output;
+        std::unique_ptr<WebpFrames> frames = {};  // null: it cannot be written
+    };
+
     const ModuleLibrary& library_of(std::size_t module) const;
     std::string load_plugin(const std::string& file);
 
@@ -110,7 +128,10 @@ private:
     void follow_links(std::size_t module, bool report);
     void update(std::size_t module);
     void run(std::size_t module);
-    void run_affected(int since, Cause cause);
+    void run_affected(int since, Cause cause, const std::vector<bool>* only = nullptr);
+    void begin();
+    bool writes_rest() const { return !choice_ || choice_->writes_rest(); }
+    bool plays_from(std::size_t event) const;
     int stamp_of_link(const Link& link) const;
     int stamp_of_links(std::size_t module) const;
     void advance(std::int64_t units);
@@ -125,6 +146,12 @@ private:
     void end_self(std::size_t module);
     void joystick(const JoystickEvent& event);
     void play_frames(const ForEvent& event, const std::string& directory);
+    void play_frame(const ForEvent& event, int from, int step);
+    std::vector<Assignment> frame_values(const ForEvent& event, int step);
+    std::vector<Film> begin_films(const ForEvent& event);
+    void add_frames(std::vector<Film>& films, const ForEvent& event, int step);
+    void finish_films(std::vector<Film>& films, const ForEvent& event, const std::string& directory);
+    void join_films(const ForEvent& event, const CurrentFrames& current, const std::string& directory);
     void write_one(const Output& output, const std::string& directory);
     void say_once(const std::vector<std::string>& notes);
     template <class Body>
@@ -153,6 +180,10 @@ private:
     int settled_ = 0;                    // moment after which no change has been seen to
     bool ending_ = false;                // what ends modules is not cancelled
     bool strict_ = false;
+    FrameChoice* choice_ = nullptr;   // null: every frame, and the rest
+    std::optional<Origins> origins_;  // where what is current is left out
+    bool waits_ = false;              // nothing has run: no output needs it so far
+    std::size_t played_ = 0;          // events, whether or not they waited
     std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
 };
 

@@ -220,7 +220,7 @@ std::optional<NumberArray> read_file_stretch(const Cursor& cursor, std::optional
     const auto count = count_place ? count_place->integer(0, kMaxInteger) : 0;
     if (!name || !raw_type || !offset || !count) return std::nullopt;
 
-    const std::string file = input_file(cursor.environment().directory, *name);
+    const std::string file = cursor.input_file(*name);
     const auto length = file_length(name_place, file);
     if (!length) return std::nullopt;
     const std::size_t problems = cursor.environment().problems.count();
@@ -282,7 +282,7 @@ std::optional<int> read_type_of_values(const Cursor& cursor) {
     const auto name = cursor.find("values_file") ? cursor.find("values_file")->text() : std::nullopt;
     if (!name || cursor.find("type") || cursor.find("offset")) return read_type(cursor, DTYPE_FLOAT);
     try {
-        const auto npy = open_npy_values(input_file(cursor.environment().directory, *name));
+        const auto npy = open_npy_values(cursor.input_file(*name));
         return npy ? npy->type : int{DTYPE_FLOAT};
     } catch (const DataError&) {
         return DTYPE_FLOAT;  // silent: whoever reads the values reports it

@@ -96,7 +96,7 @@ bool read_variables(const Cursor& cursor, std::vector<std::string>& to) {
 FieldPointer read_field_file(const Cursor& place) {
     const auto name = place.text();
     if (!name) return nullptr;
-    const std::string file = input_file(place.environment().directory, *name);
+    const std::string file = place.input_file(*name);
     const FileHandle stream(FILEfopen(file.c_str(), "rb"));
     if (!stream) {
         place.problem("cannot open the file " + file);
@@ -136,7 +136,7 @@ FieldPointer read_data_file(const Cursor& cursor) {
     const auto convert_place = cursor.find("convert");
     const auto conversion = convert_place ? read_conversion(*convert_place) : Conversion{};
     if (!conversion) return nullptr;
-    request.file = input_file(cursor.environment().directory, *name);
+    request.file = cursor.input_file(*name);
     try {
         if (is_field_dump(data_file_start(request.file))) {
             const FieldPointer field = read_dump(cursor);
@@ -367,7 +367,7 @@ std::optional<Value> read_text(const Cursor& cursor, bool file_name) {
         cursor.problem("texts hold no zero characters");
         return std::nullopt;
     }
-    if (text && file_name) text = file_name_for_modules(input_file(cursor.environment().directory, *text));
+    if (text && file_name) text = file_name_for_modules(cursor.input_file(*text));
     return as_value(std::move(text));
 }
 
