@@ -45,11 +45,11 @@ bool parse_numbers(const std::string& text, char separator, std::array<Number, N
 }
 
 /// "2/8": which part of how many.
-bool parse_part(const std::string& text, RunOptions::Part& part) {
+RunOptions::Part parse_part(const std::string& text) {
     std::array<int, 2> numbers{};
-    if (!parse_numbers(text, '/', numbers)) return false;
-    part = {numbers[0], numbers[1]};
-    return part.number >= 0 && part.number < part.count;
+    const bool read = parse_numbers(text, '/', numbers);
+    if (read && numbers[0] >= 0 && numbers[0] < numbers[1]) return {numbers[0], numbers[1]};
+    throw CLI::ValidationError("--part", "K/N is expected, with K from 0 to N - 1, as in 0/4; not " + text);
 }
 
 void add_run(CLI::App& app, RunCommand& command, int& status) {
@@ -72,10 +72,8 @@ void add_run(CLI::App& app, RunCommand& command, int& status) {
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{1}, kMaxAllocations, ""));
     const auto read_part = [&command](const CLI::results_t& words) {
-        RunOptions::Part part;
-        const bool read = parse_part(words.at(0), part);
-        if (read) command.options.part = part;
-        return read;
+        command.options.part = parse_part(words.at(0));
+        return true;
     };
     run->add_option("--part", read_part, "Play every N-th frame from frame K on, K from 0 to N - 1; see zam join")
         ->type_name("K/N")

@@ -1,7 +1,8 @@
 # Completion of zam for fish.
-set -l commands run view serve check graph modules info schema help
+set -l commands run join view serve check graph modules info schema help
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -f
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a run -d "Run a network"
+complete -c zam -n "not __fish_seen_subcommand_from $commands" -a join -d "Put animations together"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a check -d "Check a network file"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a view -d "Make a picture of a data file"
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a serve -d "Work on a network in the browser"
@@ -12,13 +13,16 @@ complete -c zam -n "not __fish_seen_subcommand_from $commands" -a schema -d "Pri
 complete -c zam -n "not __fish_seen_subcommand_from $commands" -a help -d "Say how zam is used"
 complete -c zam -s h -l help -d "Show help"
 complete -c zam -s V -l version -d "Show the version"
-complete -c zam -n "__fish_seen_subcommand_from run" -l set -x -d "MODULE.PARAM=VALUE"
+complete -c zam -n "__fish_seen_subcommand_from run join" -l set -x -d "MODULE.PARAM=VALUE"
 complete -c zam -n "__fish_seen_subcommand_from run" -l write -x -d "FILE=REF"
 complete -c zam -n "__fish_seen_subcommand_from run" -l log -r -d "Record the calls"
-complete -c zam -n "__fish_seen_subcommand_from run" -l output-dir -xa "(__fish_complete_directories)" -d "Where outputs go"
+complete -c zam -n "__fish_seen_subcommand_from run join" -l output-dir -xa "(__fish_complete_directories)" -d "Where outputs go"
 complete -c zam -n "__fish_seen_subcommand_from run" -l loop -x -d "Seconds"
 complete -c zam -n "__fish_seen_subcommand_from run" -l fail-allocation -x -d "Number of the allocation"
-complete -c zam -n "__fish_seen_subcommand_from run" -l quiet -d "No progress line"
+complete -c zam -n "__fish_seen_subcommand_from run" -l part -x -d "Every N-th frame: K/N"
+complete -c zam -n "__fish_seen_subcommand_from run" -l resume -d "Leave out what is there"
+complete -c zam -n "__fish_seen_subcommand_from join" -l keep-frames -d "Leave the frames there"
+complete -c zam -n "__fish_seen_subcommand_from run join" -l quiet -d "No progress line"
 complete -c zam -n "__fish_seen_subcommand_from run check" -l strict -d "Mismatches are errors"
 complete -c zam -n "__fish_seen_subcommand_from view" -l variable -x -d "Array or component"
 complete -c zam -n "__fish_seen_subcommand_from view" -l component -x -d "Number of it"

@@ -135,6 +135,7 @@ bool Session::has_entries() {
 
 void Session::build() {
     enter();
+    if (waits_) return;
     const std::size_t first = running_.size();
     running_.resize(network_.instances.size());
     dependencies_.grow(running_.size());
@@ -178,6 +179,7 @@ void Session::give(const Assignment& assignment) {
 
 void Session::take_back(std::size_t module, const Parameter& parameter) {
     enter();
+    if (waits_) return;
     Running& running = running_[module];
     const std::string& name = parameter.name;
     auto& links = running.links[name];
@@ -446,6 +448,7 @@ void Session::run_affected(int since, Cause cause, const std::vector<bool>* only
 
 void Session::give(const std::vector<Assignment>& assignments) {
     enter();
+    if (waits_) return;  // modules are made with what the network gives them then
     OMbegin_op();
     for (const auto& assignment : assignments) give(assignment);
     OMend_op();
@@ -543,9 +546,10 @@ void Session::resume() {
     waits_ = waits_ || writes_anything(network_);
 }
 
-/// Lets the modules run, and catches up on the events, if they have waited so far.
+/// Makes the modules and lets them run, and catches up on the events, if they have waited so far.
 void Session::begin() {
     if (!std::exchange(waits_, false)) return;
+    build();
     run_changed();
     for (std::size_t event = 0; event < played_; ++event) {
         std::visit(Play{*this, {}, true}, network_.events[event].what);

@@ -53,8 +53,8 @@ public:
     /// From now on other processes play this network too, and this one those frames that `choice` gives it. Animations
     /// become files of their frames. Borrowed; before anything has run.
     void share_frames(FrameChoice& choice);
-    /// From now on an output that is newer than what it comes from is left out. Nothing runs before the first one that
-    /// is not. Before anything has run.
+    /// From now on an output that is newer than what it comes from is left out. Before the first one that is not, the
+    /// modules are neither made nor run. Before anything has run.
     void resume();
 
     /// Whether the libraries have every entry that the network needs; if not, the listener has been told. Loads the
@@ -182,7 +182,7 @@ private:
     bool strict_ = false;
     FrameChoice* choice_ = nullptr;   // null: every frame, and the rest
     std::optional<Origins> origins_;  // where what is current is left out
-    bool waits_ = false;              // nothing has run: no output needs it so far
+    bool waits_ = false;              // the modules are not made: no output needs them so far
     std::size_t played_ = 0;          // events, whether or not they waited
     std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
 };
