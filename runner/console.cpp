@@ -44,6 +44,13 @@ void close_descriptor(int descriptor) { close(descriptor); }
 constexpr int kStandardOutput = 1;
 constexpr int kStandardError = 2;
 
+Voice* speaker = nullptr;  // null: standard error
+
+void say(const std::string& lines) {
+    if (speaker) return speaker->say(lines);
+    std::fwrite(lines.data(), 1, lines.size(), stderr);
+}
+
 /// Flushes what modules printed, so that it comes before what is said about them.
 void flush_standard_output() {
     std::cout.flush();
@@ -136,9 +143,10 @@ void print_fact(std::string_view what, const std::string& text) {
     std::printf("%-11.*s %s\n", static_cast<int>(what.size()), what.data(), text.c_str());
 }
 
+void speak_through(Voice* voice) { speaker = voice; }
+
 void print_error(std::string_view text) {
-    std::fprintf(stderr, "zam: %serror:%s %.*s\n", color_of("error"), color_of(""), static_cast<int>(text.size()),
-                 text.data());
+    say(std::string("zam: ") + color_of("error") + "error:" + color_of("") + " " + std::string(text) + "\n");
 }
 
 const char* color_of(std::string_view severity) {
@@ -151,12 +159,10 @@ const char* color_of(std::string_view severity) {
     return severity == "note" ? "\033[36m" : "\033[0m";
 }
 
-void print_problems(const std::string& text) {
-    std::fprintf(stderr, "%s%s\n%s", color_of("error"), text.c_str(), color_of(""));
-}
+void print_problems(const std::string& text) { say(color_of("error") + text + "\n" + color_of("")); }
 
 Console::Console(bool progress, std::string file)
-    : progress_(progress && standard_error_is_terminal()), file_(std::move(file)) {}
+    : progress_(progress && (speaker || standard_error_is_terminal())), file_(std::move(file)) {}
 
 void Console::print(std::string_view module, std::string_view severity, std::string_view text) {
     const std::string about = file_.empty() ? std::string(module) : one_line(file_);
@@ -167,7 +173,7 @@ void Console::print(std::string_view module, std::string_view severity, std::str
     line.append(file_.empty() ? std::string(text) : one_line(text)).append("\n");
     clear_progress();
     flush_standard_output();
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    say(line);
 }
 
 void Console::print(const Report& report) {
@@ -223,12 +229,13 @@ void Console::wrote(std::string_view output) {
 void Console::list_written() {
     const std::size_t shown = std::min(written_.size(), kMaxWritten);
     flush_standard_output();
-    for (std::size_t i = 0; i < shown; ++i) std::fprintf(stderr, "wrote %s\n", written_[i].c_str());
-    if (shown < written_.size()) std::fprintf(stderr, "wrote %zu more\n", written_.size() - shown);
+    for (std::size_t i = 0; i < shown; ++i) say("wrote " + written_[i] + "\n");
+    if (shown < written_.size()) say("wrote " + std::to_string(written_.size() - shown) + " more\n");
     written_.clear();
 }
 
 void Console::show_progress(std::string_view module, int percent, std::string_view status) {
+    if (speaker) speaker->tick();
     if (!progress_) return;
     const auto elapsed = std::chrono::steady_clock::now() - start_;
     if (elapsed < kQuietTime) return;
@@ -238,6 +245,7 @@ void Console::show_progress(std::string_view module, int percent, std::string_vi
     const std::string line = std::string(module) + ": " + std::to_string(percent) + " %, " +
                              std::to_string(std::chrono::duration_cast<std::chrono::seconds>(elapsed).count()) + " s" +
                              (text.empty() ? "" : ", " + text);
+    if (speaker) return speaker->progress(line);
     if (line == line_) return;  // modules call far more often than a person can see
     line_ = line;
     std::fprintf(stderr, "\r\033[K%s", line.c_str());

@@ -16,9 +16,24 @@ struct Report;
 
 namespace zam::runner {
 
+/// Who speaks for the program where it is one of several that work together.
+class Voice {
+public:
+    virtual ~Voice() = default;
+    /// One or more whole lines, which standard error would get.
+    virtual void say(std::string_view lines) = 0;
+    /// What a progress line would show.
+    virtual void progress(std::string_view text) = 0;
+    /// Called often while modules run.
+    virtual void tick() = 0;
+};
+
+/// From now on the program speaks through a voice; borrowed. Null: on standard error.
+void speak_through(Voice* voice);
+
 class Console : public session::Listener {
 public:
-    /// @param progress  whether a progress line is wanted; it appears on terminals only
+    /// @param progress  whether a progress line is wanted; it appears on terminals only, or is a voice's
     /// @param file      what all is about: named in the place of modules, and each text is brought into one line, as
     ///                  bytes of the file may stand in it. Empty: texts stand as they are
     explicit Console(bool progress, std::string file = {});

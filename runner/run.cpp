@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "session/run/ranks_in_use.h"
+
 namespace zam::runner {
 namespace {
 
@@ -10,6 +12,18 @@ namespace {
 bool uses_standard_output(const Network& network) {
     const auto outputs = network.outputs();
     return std::any_of(outputs.begin(), outputs.end(), [](const Output& output) { return output.file == "-"; });
+}
+
+/// Lets the console hear of a network, and says how it is run. False after an error.
+bool prepare(Network& network, const RunOptions& options, Console& console) {
+    network.listen(console.callbacks());
+    try {
+        network.prepare(options);
+    } catch (const Error& error) {
+        console.error(error.what());
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -53,18 +67,11 @@ int run(Network& network, const Console& console, const std::string& output_dire
 
 int run_network(const RunCommand& command) {
     const auto session = open_session();
-    if (!session) return kWrong;
     std::optional<StandardOutputForFiles> for_files;  // until the modules have ended
-    auto network = load_network(*session, command.network, command.set, command.write);
-    if (!network) return kWrong;
+    auto network = session ? load_network(*session, command.network, command.set, command.write) : std::nullopt;
     Console console(!command.quiet);
-    network->listen(console.callbacks());
-    try {
-        network->prepare(command.options);
-    } catch (const Error& error) {
-        console.error(error.what());
-        return kWrong;
-    }
+    const bool ready = network && prepare(*network, command.options, console);
+    if (session::at_any_rank(!ready)) return kWrong;
     if (uses_standard_output(*network)) for_files.emplace();
     const int status = run(*network, console, command.output_directory, command.loop_seconds);
     if (status != kWrong) console.list_written();
