@@ -22,10 +22,10 @@ public:
     /// At least 1.
     virtual int count() const = 0;
 
-    /// Takes the next number of a list, which no other rank gets: 0, 1, 2 and on. Not joint.
-    /// @param list  from 0 to kLists - 1; lists are independent
-    static constexpr int kLists = 1024;
-    virtual std::int64_t take(int list) = 0;
+    /// Joint: a list of numbers begins, in place of the one before.
+    virtual void begin_list() = 0;
+    /// Takes the next number of the list, which no other rank gets: 0, 1, 2 and on. Not joint.
+    virtual std::int64_t take() = 0;
 
     /// Joint: replaces each value by the largest one that any rank has there.
     virtual void maximum(std::span<double> values) = 0;

@@ -43,12 +43,10 @@ MpiRanks::MpiRanks() {
     name_waiting_rank(rank_);
     const BoundedWait wait;
     MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, rank_, MPI_INFO_NULL, &machine_);
-    const MPI_Aint bytes = rank_ == 0 ? kLists * MPI_Aint{sizeof(std::int64_t)} : 0;
-    std::int64_t* numbers = nullptr;
-    MPI_Win_allocate(bytes, sizeof(std::int64_t), MPI_INFO_NULL, MPI_COMM_WORLD, static_cast<void*>(&numbers), &lists_);
-    if (rank_ == 0) std::fill_n(numbers, kLists, 0);
-    MPI_Barrier(MPI_COMM_WORLD);
-    MPI_Win_lock_all(MPI_MODE_NOCHECK, lists_);
+    constexpr MPI_Aint kSize = sizeof(std::int64_t);
+    void* next = nullptr;
+    MPI_Win_allocate(rank_ == 0 ? kSize : 0, kSize, MPI_INFO_NULL, MPI_COMM_WORLD, static_cast<void*>(&next), &next_);
+    MPI_Win_lock_all(MPI_MODE_NOCHECK, next_);
     MPI_Type_contiguous(sizeof(Pixel), MPI_BYTE, &pixel_);
     MPI_Type_commit(&pixel_);
     constexpr int kInOrder = 0;  // not commutative
@@ -59,18 +57,30 @@ MpiRanks::~MpiRanks() {
     const BoundedWait wait;
     MPI_Op_free(&nearest_);
     MPI_Type_free(&pixel_);
-    MPI_Win_unlock_all(lists_);
-    MPI_Win_free(&lists_);
+    MPI_Win_unlock_all(next_);
+    MPI_Win_free(&next_);
     for (auto& shared : shared_) MPI_Win_free(&shared.window);
     MPI_Comm_free(&machine_);
 }
 
-std::int64_t MpiRanks::take(int list) {
+void MpiRanks::begin_list() {
+    const BoundedWait wait;
+    MPI_Barrier(MPI_COMM_WORLD);  // nobody takes of the list before
+    if (rank_ == 0) {
+        const std::int64_t first = 0;
+        std::int64_t before = 0;
+        MPI_Fetch_and_op(&first, &before, MPI_INT64_T, 0, 0, MPI_REPLACE, next_);
+        MPI_Win_flush(0, next_);
+    }
+    MPI_Barrier(MPI_COMM_WORLD);
+}
+
+std::int64_t MpiRanks::take() {
     const BoundedWait wait;
     const std::int64_t one = 1;
     std::int64_t number = 0;
-    MPI_Fetch_and_op(&one, &number, MPI_INT64_T, 0, list, MPI_SUM, lists_);
-    MPI_Win_flush(0, lists_);
+    MPI_Fetch_and_op(&one, &number, MPI_INT64_T, 0, 0, MPI_SUM, next_);
+    MPI_Win_flush(0, next_);
     return number;
 }
 

@@ -19,7 +19,8 @@ public:
 
     int rank() const override { return rank_; }
     int count() const override { return count_; }
-    std::int64_t take(int list) override;
+    void begin_list() override;
+    std::int64_t take() override;
     void maximum(std::span<double> values) override;
     void merge_nearest(std::span<std::uint8_t> colors, std::span<float> depths) override;
     void gather(std::span<const std::byte> part, std::span<std::byte> whole, std::size_t element) override;
@@ -36,7 +37,7 @@ private:
 
     int rank_ = 0, count_ = 1;
     MPI_Comm machine_ = MPI_COMM_NULL;  // the ranks of this one's machine
-    MPI_Win lists_ = MPI_WIN_NULL;      // of rank 0: the next number of each list
+    MPI_Win next_ = MPI_WIN_NULL;       // of rank 0: the next number of the list
     MPI_Datatype pixel_ = MPI_DATATYPE_NULL;
     MPI_Op nearest_ = MPI_OP_NULL;
     std::vector<Shared> shared_;  // the same ones in the same order at all ranks of the machine

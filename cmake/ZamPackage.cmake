@@ -46,6 +46,14 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and CMake package of zam: for programs with networks, hosts and plug-ins.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libzam${soversion} ${same_version}")
 
+if(TARGET zam-mpi)
+  set(CPACK_DEBIAN_MPI_PACKAGE_NAME zam-mpi)
+  set(CPACK_COMPONENT_MPI_DESCRIPTION "The program zam on several machines at once, over MPI.")
+  set(CPACK_DEBIAN_MPI_PACKAGE_DEPENDS "zam ${same_version}")
+  set(CPACK_DEBIAN_MPI_PACKAGE_RECOMMENDS "openmpi-bin")  # mpirun
+  install(FILES LICENSE DESTINATION share/doc/zam-mpi RENAME copyright COMPONENT mpi)
+endif()
+
 if(TARGET zam_python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zam)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
