@@ -479,7 +479,8 @@ void Definitions::add_host_entries(Problems& problems) {
 
 void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems,
                       Origin origin) {
-    constexpr std::string_view kKeys[] = {"module", "entry", "summary", "entries", "parameters", "library", "abi"};
+    constexpr std::string_view kKeys[] = {"module",     "entry",   "summary", "joint", "entries",
+                                          "parameters", "library", "abi"};
     constexpr std::string_view kClassKeys[] = {"module",  "class",      "summary", "update",
                                                "methods", "parameters", "library", "abi"};
     const std::size_t problems_before = problems.count();
@@ -493,6 +494,8 @@ void Definitions::add(const Document& document, std::unique_ptr<Definition> defi
     definition->module = required_text(cursor, "module");
     definition->entry = required_text(cursor, definition->is_class ? "class" : "entry");
     definition->summary = required_text(cursor, "summary");
+    const auto joint = cursor.find("joint");
+    definition->joint = joint && joint->boolean().value_or(false);
     read_parameters(cursor, *definition);
     definition->is_class ? read_class(cursor, *definition) : read_entries(cursor, *definition);
     if (by_entry(definition->entry)) cursor.problem("another file defines " + definition->entry);

@@ -92,6 +92,7 @@ struct Definition {
     std::string delete_entry;                  // empty: none
     std::vector<std::string> further_entries;  // others that a network may call
     bool is_class = false;
+    bool joint = false;  // where ranks share a network, all of them call the update at the same time
     std::vector<Method> methods;  // of a class; `inst` runs when an instance is made, `deinst` when it goes
     std::string update_method;    // of a class, what an update calls
     std::vector<Parameter> parameters;
