@@ -30,8 +30,8 @@ public:
     /// Joint: replaces each value by the largest one that any rank has there.
     virtual void maximum(std::span<double> values) = 0;
 
-    /// Joint: merges the images of all ranks into that of rank 0, pixel by pixel: the nearer one, of equal depths that of
-    /// the lower rank. What the other ranks have afterwards is nobody's.
+    /// Joint: merges the images of all ranks into that of rank 0, pixel by pixel: the nearer one, of equal depths that
+    /// of the lower rank. What the other ranks have afterwards is nobody's.
     /// @param colors  4 bytes per pixel
     /// @param depths  one per pixel, larger is nearer
     virtual void merge_nearest(std::span<std::uint8_t> colors, std::span<float> depths) = 0;

@@ -76,6 +76,13 @@ bool is_part(const Object& object) {
 
 bool is_object_name(std::string_view name) { return !name.empty() && name.find_first_of(".[]") == name.npos; }
 
+bool is_numbered_name(std::string_view name) {
+    const auto bracket = std::min(name.find('['), name.size());
+    const std::string_view number = name.substr(bracket);
+    return number.size() > 2 && number.find_first_not_of("0123456789", 1) == number.size() - 1 &&
+           number.back() == ']' && is_object_name(name.substr(0, bracket));
+}
+
 OMobj_name Names::token(std::string_view text) {
     const auto found = tokens_.find(text);
     if (found != tokens_.end()) return found->second;
@@ -119,6 +126,12 @@ Object* Store::child(OMobj_id parent, OMobj_name name) const {
     return found != object->children.end() ? *found : nullptr;
 }
 
+Object* Store::named_child(const Object& parent, std::string_view name) const {
+    const auto found = std::find_if(parent.children.begin(), parent.children.end(),
+                                    [&](const Object* child) { return names.text(child->name) == name; });
+    return found != parent.children.end() ? *found : nullptr;
+}
+
 Object* Store::walk(OMobj_id from, std::string_view path) const {
     Object* at = find(from);
     bool named = false;  // whether a name or an index has been read since the last dot
@@ -140,12 +153,13 @@ Object* Store::walk(OMobj_id from, std::string_view path) const {
             named = false;
             if (path.empty() || path.front() == '[') return nullptr;
         } else {
-            const std::string_view name = path.substr(0, path.find_first_of(".["));
-            Object* parent = resolve(at->id);
+            const Object* parent = resolve(at->id);
+            // of several that are made alike, names end in brackets
+            std::string_view name = path.substr(0, path.find('.'));
+            Object* child = parent ? named_child(*parent, name) : nullptr;
+            if (!child) name = path.substr(0, path.find_first_of(".["));
             if (!parent || name.empty()) return nullptr;
-            const auto found = std::find_if(parent->children.begin(), parent->children.end(),
-                                            [&](const Object* child) { return names.text(child->name) == name; });
-            at = found != parent->children.end() ? *found : nullptr;
+            at = child ? child : named_child(*parent, name);
             path.remove_prefix(name.size());
             named = true;
         }

@@ -72,6 +72,8 @@ bool is_part(const Object& object);
 
 /// Whether a name can stand in a path: not empty, without dots and brackets.
 bool is_object_name(std::string_view name);
+/// "name[12]": the name of one of several objects that are made alike.
+bool is_numbered_name(std::string_view name);
 
 /// Texts and their tokens.
 class Names {
@@ -102,6 +104,8 @@ public:
     Object* child(OMobj_id parent, OMobj_name name) const;
     /// "a.b[2].c" from an object.
     Object* walk(OMobj_id from, std::string_view path) const;
+
+    Object* named_child(const Object& parent, std::string_view name) const;
 
     /// Makes an object. Fields get their sub-objects. With `listed` it is among the children of `parent`.
     Object& add(Object* parent, OMobj_name name, Value value, bool listed = true);

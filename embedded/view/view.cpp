@@ -1,5 +1,8 @@
 // host_view: draws a list of fields into an image with depth.
 // Reads objects, colors, datamaps, width, height, xform, fptr, background. Writes out.
+//
+// Ranks that draw jointly meet twice, or three times if all is well: once they know what they draw and how large it is,
+// once they have drawn, and to merge the images. A rank that cannot go on says so where they meet, and all of them end.
 #include "embedded/view/view.h"
 
 #include <algorithm>
@@ -38,6 +41,7 @@ struct Params {
     Frame frame{512, 512, 0.0};
     std::optional<Affine> xform;  // `nullopt`: everything in view
     std::array<std::uint8_t, 3> background{};
+    Share drawn{};  // of the objects, those that are drawn here
 };
 
 /// The object that a parameter leads to; null if there is none or it has no value.
@@ -52,6 +56,8 @@ int read_int(OMobj_id instance, const char* name, int otherwise) {
     OMget_name_int_val(instance, OMstr_to_name(name), &otherwise);
     return otherwise;
 }
+
+Ranks* ranks = nullptr;  // those that draw jointly
 
 /// Elements of an array of objects, references followed.
 std::vector<Object*> elements(Object& list) {
@@ -137,22 +143,44 @@ std::string read_params(OMobj_id instance, Params& params) {
     std::string error = read_frame(instance, params);
     if (error.empty()) error = read_objects(instance, params.objects);
     if (error.empty()) error = read_xform(instance, params);
+    const auto count = static_cast<std::int64_t>(params.objects.size());
+    params.drawn = ranks ? share_of(count, ranks->rank(), ranks->count()) : Share{0, count};
     return error;
 }
 
 // --- The view ---
 
-/// Moves the middle of everything to the middle of the view, and scales it so that all of it is seen. What perspective
-/// enlarges before the plane z = 0 is taken into account.
-Fit everything(const Params& params) {
+/// Around the nodes of all objects that are drawn here.
+PointBox box_of(const Params& params) {
     PointBox box;
-    for (Object* object : params.objects) {
-        const auto nodes = Nodes::of(*object);
+    for (std::int64_t i = params.drawn.first; i < params.drawn.last; ++i) {
+        const auto nodes = Nodes::of(*params.objects[static_cast<std::size_t>(i)]);
         if (!nodes) continue;
         const PointBox of_object = nodes->box();
         box.extend(of_object.low);
         box.extend(of_object.high);
     }
+    return box;
+}
+
+/// The boxes of the views that were drawn jointly, by their instances.
+std::vector<std::pair<OMobj_id, PointBox>> joint_boxes;
+
+auto joint_box(OMobj_id instance) {
+    return std::find_if(joint_boxes.begin(), joint_boxes.end(), [&](const auto& one) {
+        return one.first.word[0] == instance.word[0] && one.first.word[1] == instance.word[1];
+    });
+}
+
+void keep_joint_box(OMobj_id instance, const PointBox& box) {
+    if (const auto kept = joint_box(instance); kept != joint_boxes.end()) joint_boxes.erase(kept);
+    if (ranks) joint_boxes.emplace_back(instance, box);
+}
+
+/// Moves the middle of everything to the middle of the view, and scales it so that all of it is seen. What perspective
+/// enlarges before the plane z = 0 is taken into account.
+/// @param box  of everything
+Fit fit_of(const Frame& frame, const PointBox& box) {
     Fit fit;
     if (box.is_empty()) return fit;
     Point half;
@@ -161,10 +189,10 @@ Fit everything(const Params& params) {
         half[k] = 0.5 * (box.high[k] - box.low[k]);
         middle[k] = 0.5 * box.high[k] + 0.5 * box.low[k];
     }
-    const double side = std::min(params.frame.width, params.frame.height);
-    const double room_x = 0.5 * kFill * params.frame.width / side;
-    const double room_y = 0.5 * kFill * params.frame.height / side;
-    const double fptr = params.frame.fptr;
+    const double side = std::min(frame.width, frame.height);
+    const double room_x = 0.5 * kFill * frame.width / side;
+    const double room_y = 0.5 * kFill * frame.height / side;
+    const double fptr = frame.fptr;
     // a point at the near side is seen at x s / (1 - fptr z s)
     const double needed = std::max(
         {half[0] / room_x + fptr * half[2], half[1] / room_y + fptr * half[2], half[2], fptr * half[2] / kFill});
@@ -173,9 +201,13 @@ Fit everything(const Params& params) {
     return fit;
 }
 
-Affine to_view(const Params& params) {
-    if (params.xform) return *params.xform;
-    const Fit fit = everything(params);
+/// How everything is brought into view, in a view that is not being drawn.
+Fit everything(OMobj_id instance, const Params& params) {
+    const auto joint = joint_box(instance);
+    return fit_of(params.frame, joint != joint_boxes.end() ? joint->second : box_of(params));
+}
+
+Affine affine_of(const Fit& fit) {
     Affine affine;
     for (std::size_t k = 0; k < 3; ++k) {
         affine.rows[k][k] = fit.scale;
@@ -245,11 +277,11 @@ struct Image {
 };
 
 /// Draws one object after another; false, with a report, if one cannot be drawn.
-bool draw(const Params& params, Canvas& canvas) {
-    const Affine xform = to_view(params);
-    const std::size_t count = params.objects.size();
-    for (std::size_t i = 0; i < count; ++i) {
-        OMstatus_check(static_cast<int>(i * 100 / count), nullptr, nullptr);
+bool draw(const Params& params, const Affine& xform, Canvas& canvas) {
+    const auto [first, last] = params.drawn;
+    for (std::int64_t at = first; at < last; ++at) {
+        const auto i = static_cast<std::size_t>(at);
+        OMstatus_check(static_cast<int>((at - first) * 100 / (last - first)), nullptr, nullptr);
         Look look;
         if (i < params.colors.size()) look.color = params.colors[i];
         if (i < params.datamaps.size()) look.datamap = params.datamaps[i];
@@ -263,26 +295,86 @@ bool draw(const Params& params, Canvas& canvas) {
     return true;
 }
 
-int update(OMobj_id instance) {
+/// Joint: a box around the boxes of all ranks; `nullopt` if one of them cannot go on.
+std::optional<PointBox> box_of_ranks(const PointBox& box, bool goes_on) {
+    if (!ranks) return goes_on ? std::optional(box) : std::nullopt;
+    const auto& [low, high] = box;
+    std::array<double, 7> largest{-low[0], -low[1], -low[2], high[0], high[1], high[2], goes_on ? 0.0 : 1.0};
+    ranks->maximum(largest);
+    PointBox all;
+    for (std::size_t k = 0; k < 3; ++k) all.low[k] = -largest[k], all.high[k] = largest[3 + k];
+    return largest[6] == 0.0 ? std::optional(all) : std::nullopt;
+}
+
+/// Joint: whether all ranks go on.
+bool all_go_on(bool here) {
+    double stops = here ? 0.0 : 1.0;
+    if (ranks) ranks->maximum({&stops, 1});
+    return stops == 0.0;
+}
+
+/// A picture in the making.
+struct Drawing {
     Params params;
-    const std::string error = read_params(instance, params);
-    if (!error.empty()) return fail(error);
-    constexpr const char* kNoImage = "the image's arrays are not allocated";
-    if (!Image::fits(params.frame)) return fail(kNoImage);
-    Image image(params.frame);
-    if (!image) return fail(kNoImage);
-    Canvas canvas(params.frame, image.pixels.data(), image.depths.data());
-    canvas.clear(params.background);
-    if (!draw(params, canvas)) return 0;
-    const Object* out = parameter(instance, "out");
-    if (!out || !image.write(out->id, params.frame)) return fail("out cannot be written");
-    return 1;
+    std::optional<Image> image;
+    PointBox box;  // of what is drawn here; empty if it is not needed
+
+    std::string prepare(OMobj_id instance) {
+        std::string error = read_params(instance, params);
+        if (!error.empty()) return error;
+        if (Image::fits(params.frame)) image.emplace(params.frame);
+        if (!image || !*image) return "the image's arrays are not allocated";
+        if (!params.xform) box = box_of(params);
+        return {};
+    }
+    bool draw(const PointBox& everything) {
+        Canvas canvas(params.frame, image->pixels.data(), image->depths.data());
+        canvas.clear(params.background);
+        return view::draw(params, params.xform ? *params.xform : affine_of(fit_of(params.frame, everything)), canvas);
+    }
+    void merge() const {
+        const auto pixels =
+            static_cast<std::size_t>(params.frame.width) * static_cast<std::size_t>(params.frame.height);
+        if (ranks) ranks->merge_nearest({image->pixels.data(), 4 * pixels}, {image->depths.data(), pixels});
+    }
+    int write(OMobj_id instance) {
+        if (ranks && ranks->rank() > 0) return 1;
+        const Object* out = parameter(instance, "out");
+        if (!out || !image->write(out->id, params.frame)) return fail("out cannot be written");
+        return 1;
+    }
+};
+
+/// Does what this rank does between two meetings; false, with a report, if it cannot be done.
+template <class Body>
+bool done(Body&& body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        fail("memory is exhausted");
+        return false;
+    }
+}
+
+int update(OMobj_id instance) {
+    Drawing drawing;
+    const bool prepared = done([&] {
+        const std::string error = drawing.prepare(instance);
+        if (!error.empty()) fail(error);
+        return error.empty();
+    });
+    const auto box = box_of_ranks(drawing.box, prepared);
+    if (!box) return 0;
+    keep_joint_box(instance, *box);
+    if (!all_go_on(done([&] { return drawing.draw(*box); }))) return 0;
+    drawing.merge();
+    return drawing.write(instance);
 }
 
 /// As the view's plane, from -0.5 to 0.5 along its shorter side, lies in the scene.
-std::optional<PlaneSides> plane_of(const Params& params) {
+std::optional<PlaneSides> plane_of(OMobj_id instance, const Params& params) {
     if (params.frame.fptr != 0.0) return std::nullopt;
-    const Affine xform = to_view(params);
+    const Affine xform = params.xform ? *params.xform : affine_of(everything(instance, params));
     const auto& rows = xform.rows;
     constexpr double kNoTurn = 1e-6;  // what rounding leaves of a turn by 360 degrees
     const double across = kNoTurn * std::min(std::fabs(rows[0][0]), std::fabs(rows[1][1]));
@@ -302,14 +394,17 @@ std::optional<PlaneSides> plane_of(const Params& params) {
 
 }  // namespace
 
+void use_ranks(Ranks* all) { ranks = all; }
+
 std::optional<PlaneSides> plane_sides(OMobj_id instance) {
     Params params;
-    return read_params(instance, params).empty() ? plane_of(params) : std::nullopt;
+    return read_params(instance, params).empty() ? plane_of(instance, params) : std::nullopt;
 }
 
 std::optional<Fit> fit(OMobj_id instance) {
     Params params;
-    return read_params(instance, params).empty() && !params.xform ? std::optional(everything(params)) : std::nullopt;
+    return read_params(instance, params).empty() && !params.xform ? std::optional(everything(instance, params))
+                                                                  : std::nullopt;
 }
 
 }  // namespace zam::host::view

@@ -257,9 +257,8 @@ LegendSource read_legend(const Cursor& cursor, const Definition& definition) {
 }
 
 Parameter read_parameter(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"name",  "kind",    "type",   "file",    "direction", "default",
-                                          "range", "choices", "origin", "accepts", "legend",    "meaning",
-                                          "any_order"};
+    constexpr std::string_view kKeys[] = {"name",    "kind",   "type",    "file",   "direction", "default", "range",
+                                          "choices", "origin", "accepts", "legend", "meaning",   "shared",  "any_order"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
@@ -279,6 +278,10 @@ Parameter read_parameter(const Cursor& cursor) {
     if (const auto place = cursor.find("accepts")) {
         parameter.accepted = read_accepted(*place);
         if (parameter.shape.kind != Kind::field) place->problem("only what fields are taken is said");
+    }
+    if (const auto place = cursor.find("shared")) {
+        parameter.shared = place->boolean().value_or(false);
+        if (parameter.shape.kind != Kind::fields) place->problem("only lists of fields are shared out");
     }
     if (const auto place = cursor.find("default")) {
         parameter.default_value = read_value(*place, parameter.shape);
@@ -479,8 +482,8 @@ void Definitions::add_host_entries(Problems& problems) {
 
 void Definitions::add(const Document& document, std::unique_ptr<Definition> definition, Problems& problems,
                       Origin origin) {
-    constexpr std::string_view kKeys[] = {"module",     "entry",   "summary", "joint", "entries",
-                                          "parameters", "library", "abi"};
+    constexpr std::string_view kKeys[] = {"module",  "entry",      "summary", "joint",
+                                          "entries", "parameters", "library", "abi"};
     constexpr std::string_view kClassKeys[] = {"module",  "class",      "summary", "update",
                                                "methods", "parameters", "library", "abi"};
     const std::size_t problems_before = problems.count();

@@ -68,6 +68,7 @@ struct Parameter {
     ImageOrigin origin = ImageOrigin::upper;  // of the images it holds
     std::optional<LegendSource> legend;       // of the images it holds; `nullopt`: nothing is known of their colours
     std::optional<Accepted> accepted;         // of inputs that are fields; `nullopt`: nothing is known
+    bool shared = false;                      // of a joint module: each rank needs its share of the list's fields
 
     /// Whether instances have the object when their network says nothing of it.
     bool exists_unless_told() const { return default_value.has_value() || direction != Direction::in; }
@@ -92,7 +93,7 @@ struct Definition {
     std::string delete_entry;                  // empty: none
     std::vector<std::string> further_entries;  // others that a network may call
     bool is_class = false;
-    bool joint = false;  // where ranks share a network, all of them call the update at the same time
+    bool joint = false;           // where ranks share a network, all of them call the update at the same time
     std::vector<Method> methods;  // of a class; `inst` runs when an instance is made, `deinst` when it goes
     std::string update_method;    // of a class, what an update calls
     std::vector<Parameter> parameters;

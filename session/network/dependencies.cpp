@@ -13,13 +13,15 @@ void Dependencies::set(std::size_t module, const std::string& parameter, std::ve
     upstream_[module][parameter] = std::move(upstream);
 }
 
-std::vector<std::size_t> Dependencies::upstream(std::size_t module) const {
+std::vector<std::size_t> Dependencies::upstream(std::size_t module, std::string_view except) const {
     std::vector<std::size_t> all;
-    for (const auto& [parameter, referred] : upstream_[module]) all.insert(all.end(), referred.begin(), referred.end());
+    for (const auto& [parameter, referred] : upstream_[module]) {
+        if (parameter != except) all.insert(all.end(), referred.begin(), referred.end());
+    }
     return all;
 }
 
-std::vector<std::size_t> Dependencies::upstream(std::size_t module, const std::string& parameter) const {
+std::vector<std::size_t> Dependencies::upstream_of(std::size_t module, const std::string& parameter) const {
     const auto found = upstream_[module].find(parameter);
     return found == upstream_[module].end() ? std::vector<std::size_t>() : found->second;
 }

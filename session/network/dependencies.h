@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zam::session {
@@ -24,9 +25,10 @@ public:
     void set(std::size_t module, const std::string& parameter, std::vector<std::size_t> upstream);
 
     /// The modules that a module refers to.
-    std::vector<std::size_t> upstream(std::size_t module) const;
+    /// @param except  a parameter whose references do not count
+    std::vector<std::size_t> upstream(std::size_t module, std::string_view except = {}) const;
     /// Those that one of its parameters refers to.
-    std::vector<std::size_t> upstream(std::size_t module, const std::string& parameter) const;
+    std::vector<std::size_t> upstream_of(std::size_t module, const std::string& parameter) const;
     /// Whether a parameter of a module refers to the module.
     bool refers_to_itself(std::size_t module) const;
 

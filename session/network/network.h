@@ -125,6 +125,7 @@ struct Network {
     std::vector<Instance> instances;
     std::vector<Event> events;
     std::vector<Output> outputs;
+    bool distributed = false;  // frames too are the work of all ranks together, each with its share of the objects
 
 private:
     std::map<std::string, std::size_t, std::less<>> numbers_;  // of instances by name

@@ -42,7 +42,7 @@ private:
 
     void by_references(std::size_t module) {
         for (const auto& parameter : network_.instances[module].definition->parameters) {
-            const auto upstream = dependencies_.upstream(module, parameter.name);
+            const auto upstream = dependencies_.upstream_of(module, parameter.name);
             if (std::any_of(upstream.begin(), upstream.end(), [&](std::size_t other) { return reached_[other]; }))
                 by_parameter(module, parameter, false);
         }

@@ -106,4 +106,9 @@ SimulateJoystick ModuleLibrary::simulate_joystick() const {
     return reinterpret_cast<SimulateJoystick>(find_symbol(handle_, "zam_simulate_joystick"));
 }
 
+void ModuleLibrary::use_ranks(Ranks* ranks) const {
+    const auto use = reinterpret_cast<void (*)(Ranks*)>(find_symbol(handle_, "zam_use_ranks"));
+    if (use) use(ranks);
+}
+
 }  // namespace zam::session

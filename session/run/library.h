@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/ranks.h"
 #include "contract/types.h"
 #include "session/network/definitions.h"
 
@@ -58,6 +59,8 @@ public:
 
     /// Null if the library has no joysticks.
     SimulateJoystick simulate_joystick() const;
+    /// Lends the library's joint modules the ranks that call them, or null. Nothing happens if it has none.
+    void use_ranks(Ranks* ranks) const;
 
 private:
     explicit ModuleLibrary(void* handle) : handle_(handle) {}

@@ -12,6 +12,7 @@
 
 #include "contract/om.h"
 #include "embedded/host.h"
+#include "embedded/view/view.h"
 #include "session/network/acceptance.h"
 #include "session/network/frames.h"
 #include "session/objects/field_access.h"
@@ -20,6 +21,7 @@
 #include "session/outputs/outputs.h"
 #include "session/run/current_frames.h"
 #include "session/run/frame_memory.h"
+#include "session/run/ranks_in_use.h"
 
 namespace zam::session {
 namespace {
@@ -39,6 +41,23 @@ bool writes_anything(const Network& network) {
     };
     return !network.outputs.empty() || std::any_of(network.events.begin(), network.events.end(), writes);
 }
+/// While it lives, joint modules are run together with other ranks.
+class RanksLent {
+public:
+    /// @param library  borrowed
+    RanksLent(const ModuleLibrary& library, Ranks* ranks) : library_(library) { lend(ranks); }
+    ~RanksLent() { lend(nullptr); }
+    RanksLent(const RanksLent&) = delete;
+    RanksLent& operator=(const RanksLent&) = delete;
+
+private:
+    void lend(Ranks* ranks) {
+        host::view::use_ranks(ranks);
+        library_.use_ranks(ranks);
+    }
+
+    const ModuleLibrary& library_;
+};
 
 // Those that are in the host now. The first one finds it empty, the last one leaves it so.
 int sessions = 0;
@@ -47,7 +66,12 @@ OMobj_id empty_root{};
 }  // namespace
 
 Session::Session(const Network& network, const ModuleLibrary& library, Listener& listener, CallLog& log)
-    : network_(network), library_(library), listener_(listener), log_(log), dependencies_(0) {
+    : network_(network),
+      library_(library),
+      listener_(listener),
+      log_(log),
+      dependencies_(0),
+      division_(network, ranks_in_use()) {
     joysticks_.fill(kJoystickAtRest);
     if (sessions++ == 0) {
         host::reset();
@@ -140,6 +164,10 @@ void Session::build() {
     running_.resize(network_.instances.size());
     dependencies_.grow(running_.size());
     for (std::size_t module = first; module < running_.size(); ++module) {
+        for (const auto& assignment : instance(module).given) note_dependencies(assignment);
+    }
+    division_.divide(dependencies_);
+    for (std::size_t module = first; module < running_.size(); ++module) {
         running_[module].object = host::create(host::root(), instance(module).name, host::Kind::group);
         make_parameters(module);
     }
@@ -158,17 +186,29 @@ void Session::make_parameters(std::size_t module) {
     }
 }
 
+void Session::note_dependencies(const Assignment& assignment) {
+    dependencies_.set(assignment.module, assignment.parameter->name, referred_modules(network_, assignment.value));
+    division_.give(assignment);
+}
+
 /// Gives a parameter a value in place of what it was. A failure is reported and leaves the parameter without a value.
+/// If other ranks run the module, the value is only kept: making it may take much memory.
 void Session::give(const Assignment& assignment) {
     Running& running = running_[assignment.module];
     const std::string& name = assignment.parameter->name;
+    if (!division_.runs_here(assignment.module)) {
+        running.postponed.insert_or_assign(name, assignment);
+        return;
+    }
+    running.postponed.erase(name);
     auto& links = running.links[name];
     links.clear();
     running.newly_set.insert(name);
     running.unmade.erase(name);
-    dependencies_.set(assignment.module, name, referred_modules(network_, assignment.value));
+    const auto share = division_.share_of_value(assignment);
     try {
-        make_object(running.object, name, assignment.value, links);
+        make_object(running.object, name, share ? *share : assignment.value, links);
+        std::erase_if(links, [](const Link& link) { return link.reference.target.empty(); });
     } catch (const RunError& error) {
         host::create(running.object, name, host::Kind::unset);
         running.unmade.insert(name);
@@ -186,7 +226,9 @@ void Session::take_back(std::size_t module, const Parameter& parameter) {
     links.clear();
     running.newly_set.insert(name);
     running.unmade.erase(name);
+    running.postponed.erase(name);
     dependencies_.set(module, name, {});
+    division_.forget(module, name);
     const OMobj_id object = host::find(running.object, name);
     if (!parameter.exists_unless_told() && OMvalid_obj(object) == 1) host::destroy(object);
     make_default(running.object, parameter, links);
@@ -200,6 +242,43 @@ void Session::follow_links(std::size_t module, bool report) {
             const std::string problem = follow(link);
             if (report && !problem.empty()) module_error(module, problem);
         }
+    }
+}
+
+// --- Several ranks ---
+
+/// Divides the modules among the ranks anew. Those that are new here get what they have missed, and are run.
+void Session::divide() {
+    if (!division_.at_work()) return;
+    std::vector<bool> before(running_.size());
+    for (std::size_t module = 0; module < running_.size(); ++module) before[module] = division_.runs_here(module);
+    division_.divide(dependencies_);
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        if (before[module] || !division_.runs_here(module)) continue;
+        for (const auto& [name, assignment] : std::exchange(running_[module].postponed, {})) give(assignment);
+        host::touch(running_[module].object);
+    }
+}
+
+/// Whether outputs are written by this rank.
+bool Session::writes_here() const {
+    const Ranks* const ranks = ranks_in_use();
+    return !ranks || ranks->rank() == 0;
+}
+
+/// Joint: lets all ranks know of the modules that have failed at any of them.
+void Session::learn_failures() {
+    std::vector<double> states(running_.size(), 0.0);  // 1: has failed, 2: was refused
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        if (division_.runs_here(module))
+            states[module] = running_[module].refused ? 2.0 : has_failed(module) ? 1.0 : 0.0;
+    }
+    ranks_in_use()->maximum(states);
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        Running& running = running_[module];
+        if (!division_.runs_here(module)) running.failed = std::nullopt;
+        if (states[module] > 0.0 && !running.failed) running.failed = module;
+        running.refused = states[module] > 1.0;
     }
 }
 
@@ -286,11 +365,15 @@ bool Session::takes_inputs(std::size_t module) {
 /// Prepares a run of a module; false if it is not to be called.
 bool Session::begin_run(std::size_t module) {
     Running& running = running_[module];
+    const bool joint = division_.is_joint(module);
     running.failed = std::nullopt;
+    running.refused = false;
     follow_links(module, true);
+    if (joint) learn_failures();
     const auto upstream = failed_upstream(module);
     running.refused = strict_ && upstream && running_[*upstream].refused;
     if (!running.refused && !upstream && !takes_inputs(module)) running.refused = strict_;
+    if (joint) running.refused = at_any_rank(running.refused);
     if (running.refused) fail(module);
     return !running.refused;
 }
@@ -338,10 +421,15 @@ void Session::call(std::size_t module, const std::string& entry) {
     }
 }
 
-/// Calls a module's update once.
+/// Calls a module's update once: a joint one together with the other ranks.
 void Session::update(std::size_t module) {
     const Definition& definition = *instance(module).definition;
-    if (begin_run(module)) call(module, definition.is_class ? definition.update_method : definition.entry);
+    const bool joint = division_.is_joint(module);
+    if (begin_run(module)) {
+        const RanksLent lent(library_of(module), joint ? ranks_in_use() : nullptr);
+        call(module, definition.is_class ? definition.update_method : definition.entry);
+    }
+    if (joint && at_any_rank(has_failed(module))) fail(module);
     running_[module].sequence = host::now();
     running_[module].newly_set.clear();
 }
@@ -438,10 +526,12 @@ int Session::stamp_of_links(std::size_t module) const {
 void Session::run_affected(int since, Cause cause, const std::vector<bool>* only) {
     for (const std::size_t module : dependencies_.order()) {
         if (only && !(*only)[module]) continue;
+        if (!division_.runs_here(module)) continue;
         follow_links(module, false);
         const int own = cause == Cause::network ? host::stamp(running_[module].object) : 0;
         const int changed = std::max(own, stamp_of_links(module));
-        if (changed > std::max(since, running_[module].sequence)) run(module);
+        const bool affected = changed > std::max(since, running_[module].sequence);
+        if (division_.is_joint(module) ? at_any_rank(affected) : affected) run(module);
     }
     settled_ = host::now();
 }
@@ -450,6 +540,8 @@ void Session::give(const std::vector<Assignment>& assignments) {
     enter();
     if (waits_) return;  // modules are made with what the network gives them then
     OMbegin_op();
+    for (const auto& assignment : assignments) note_dependencies(assignment);
+    divide();
     for (const auto& assignment : assignments) give(assignment);
     OMend_op();
 }
@@ -484,8 +576,9 @@ void Session::loop(double seconds) {
     const auto start = Clock::now();
     const auto total = std::chrono::duration_cast<Milliseconds>(std::chrono::duration<double>(seconds)).count();
     for (std::int64_t done = 0; done < total;) {
-        const auto passed = std::chrono::duration_cast<Milliseconds>(Clock::now() - start).count();
-        const std::int64_t now = std::min<std::int64_t>(passed, total);
+        auto passed = static_cast<double>(std::chrono::duration_cast<Milliseconds>(Clock::now() - start).count());
+        if (division_.at_work()) ranks_in_use()->maximum({&passed, 1});  // joint modules are run at the same times
+        const std::int64_t now = std::min(static_cast<std::int64_t>(passed), static_cast<std::int64_t>(total));
         if (now > done) advance(now - done);
         done = now;
         const std::int64_t left = total - done;
@@ -513,9 +606,12 @@ struct Session::Play {
 
     void operator()(const SetEvent& event) const { session.set(event.assignments); }
     void operator()(const RunEvent& event) const {
-        for (const std::size_t module : event.modules) session.update(module);
+        for (const std::size_t module : event.modules) {
+            if (session.division_.runs_here(module)) session.update(module);
+        }
     }
     void operator()(const CallEvent& event) const {
+        if (!session.division_.runs_here(event.module)) return;
         session.follow_links(event.module, true);
         session.call(event.module, event.entry);
     }
@@ -530,7 +626,10 @@ struct Session::Play {
     void operator()(const UnlinkEvent& event) const {
         Running& running = session.running_[event.module];
         running.links.erase(event.parameter);
+        running.postponed.erase(event.parameter);
         session.dependencies_.set(event.module, event.parameter, {});
+        session.division_.forget(event.module, event.parameter);
+        session.divide();
         const OMobj_id object = host::find(running.object, event.parameter);
         if (OMvalid_obj(object) == 1) host::destroy(object);
     }
@@ -680,6 +779,7 @@ void Session::join_films(const ForEvent& event, const CurrentFrames& current, co
 /// @param file  the output's name, or that of the frame
 template <class Body>
 bool Session::writing(const Output& output, const std::string& file, Body&& body) {
+    if (division_.at_work() && !writes_here()) return false;
     const auto failed = failed_for(output);
     const bool refused = failed && running_[*failed].refused;
     try {
@@ -713,7 +813,7 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
     for (const auto& output : outputs) {
         if (origins_ && origins_->is_older_than(output, output_path(directory, output.file))) continue;
         begin();
-        writing(output, output.file, [&] { write_one(output, directory); });
+        if (writes_here()) writing(output, output.file, [&] { write_one(output, directory); });
     }
 }
 
@@ -743,7 +843,8 @@ void Session::end() {
         try {
             end_self(module);
             const std::string& entry = instance(module).definition->delete_entry;
-            if (!entry.empty()) call(module, entry);
+            const bool was_here = division_.runs_here(module) || running_[module].sequence > 0;
+            if (!entry.empty() && was_here) call(module, entry);
         } catch (...) {
             if (!thrown) thrown = std::current_exception();
         }

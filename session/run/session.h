@@ -20,6 +20,7 @@
 #include "session/outputs/webp_file.h"
 #include "session/run/call_log.h"
 #include "session/run/frame_choice.h"
+#include "session/run/division.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
 #include "session/run/origins.h"
@@ -103,6 +104,7 @@ private:
         int sequence = 0;                                // moment at which its latest update ended; 0 before the first
         std::map<std::string, std::vector<Link>> links;  // by parameter
         std::set<std::string, std::less<>> newly_set;    // parameters set since the latest update
+        std::map<std::string, Assignment> postponed;     // parameters that are not made, as other ranks run the module
         std::set<std::string, std::less<>> unmade;       // parameters whose values could not be made
         std::optional<std::size_t> failed;               // at its latest run: the module whose failure led to its own
         bool refused = false;                            // was not called for what a field is, or after such a module
@@ -124,6 +126,10 @@ private:
     enum class Cause { network, module };
 
     void give(const Assignment& assignment);
+    void note_dependencies(const Assignment& assignment);
+    void divide();
+    bool writes_here() const;
+    void learn_failures();
     void make_parameters(std::size_t module);
     void follow_links(std::size_t module, bool report);
     void update(std::size_t module);
@@ -172,6 +178,7 @@ private:
     Listener& listener_;
     CallLog& log_;
     Dependencies dependencies_;
+    Division division_;
     std::vector<Running> running_;
     std::array<std::array<std::uint32_t, 8>, 2> joysticks_;
     std::set<int> plugged_;              // simulated joysticks
