@@ -34,6 +34,19 @@ void Network::drop_last() {
     instances.pop_back();
 }
 
+std::vector<std::size_t> Network::remove(const std::vector<bool>& removed) {
+    std::vector<std::size_t> numbers;
+    numbers_.clear();
+    std::vector<Instance> all = std::exchange(instances, {});
+    for (std::size_t before = 0; before < all.size(); ++before) {
+        numbers.push_back(instances.size());
+        if (before < removed.size() && removed[before]) continue;
+        for (auto& assignment : all[before].given) assignment.module = instances.size();
+        add(std::move(all[before]));
+    }
+    return numbers;
+}
+
 std::optional<Assignment> Network::give(Assignment assignment) {
     auto& given = instances[assignment.module].given;
     const auto found = std::find_if(given.begin(), given.end(),

@@ -80,6 +80,7 @@ struct UnlinkEvent {
 };
 
 constexpr int kMaxFrames = 100'000;
+constexpr std::size_t kMaxModules = 10'000;
 
 /// The values that a parameter, or a member of its value, goes through.
 struct Track {
@@ -114,6 +115,9 @@ struct Network {
     void add(Instance instance);
     /// Takes the latest instance away.
     void drop_last();
+    /// Takes instances away, by their numbers; events and outputs name none of them.
+    /// @return by the numbers before: those that the others have now
+    std::vector<std::size_t> remove(const std::vector<bool>& removed);
     /// Gives a parameter a value in place of what it was given.
     /// @return what it was given
     std::optional<Assignment> give(Assignment assignment);

@@ -12,6 +12,7 @@
 #include "base/file_path.h"
 #include "session/document/suggestion.h"
 #include "session/network/frames.h"
+#include "session/network/multiple_objects.h"
 #include "session/network/network_check.h"
 
 namespace zam::session {
@@ -20,7 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kMaxTimerUnits = 86'400'000;  // a day of milliseconds
-constexpr std::size_t kMaxModules = 10'000;
 constexpr std::size_t kMaxKept = std::size_t{1} << 24;  // values in changed members: each change keeps a copy
 constexpr std::size_t kMaxWork = std::size_t{1} << 30;  // values that frames copy
 
@@ -29,7 +29,10 @@ public:
     NetworkReader(Network& network, const Definitions& definitions) : network_(network), definitions_(definitions) {}
 
     void read_modules(const Cursor& cursor);
-    /// Events and outputs. @pre  the modules are read, and changed by the options
+    /// Makes the modules of objects that stand for several. @pre  the modules are read, and changed by the options
+    /// @param named  parts of documents that may name modules
+    void copy_modules(std::span<const Node* const> named);
+    /// Events and outputs. @pre  the modules are made
     void read_rest(const Cursor& cursor);
     /// A value for "MODULE.PARAM", or for a member of one: "MODULE.PARAM.MEMBER". What the cursor is at is borrowed as
     /// long as the reader lives.
@@ -60,6 +63,9 @@ private:
     std::optional<Target> read_target(const Cursor& cursor, std::string_view target);
     const Node* written(const Target& target) const;
     const Node* keep(Node node);
+    std::optional<const Node*> single_objects(const Cursor& cursor, const Target& target);
+    void written_as(std::size_t before, std::size_t module);
+    void remove(const std::vector<bool>& removed);
 
     Network& network_;
     const Definitions& definitions_;
@@ -67,6 +73,8 @@ private:
     std::map<std::pair<std::size_t, const Parameter*>, const Node*> written_;
     std::deque<Node> made_;  // those that were changed
     std::size_t kept_ = 0;   // values in them
+    bool modules_made_ = false;
+    std::vector<MultipleObject> multiples_;
 };
 
 void NetworkReader::read_modules(const Cursor& cursor) {
@@ -173,12 +181,67 @@ std::optional<Assignment> NetworkReader::read_assignment(const Cursor& cursor, s
         }
         node = keep(std::move(*changed));
     }
+    const auto single = single_objects(cursor.with(*node), *target);
+    if (!single) return std::nullopt;
+    node = *single;
     written_[{target->module, target->parameter}] = node;
     auto& files = cursor.environment().files;
     files.clear();
     auto value = read_value(cursor.with(*node), target->parameter->shape);
     if (!value) return std::nullopt;
     return Assignment{target->module, target->parameter, std::move(*value), cursor.place(), std::exchange(files, {})};
+}
+
+// --- Objects that stand for several ---
+
+/// A value in which every object stands for itself; those that stand for several are kept for copy_modules(). `nullopt`
+/// after a problem.
+std::optional<const Node*> NetworkReader::single_objects(const Cursor& cursor, const Target& target) {
+    if (target.parameter->shape.kind != Kind::fields) return &cursor.node();
+    std::erase_if(multiples_, [&](const MultipleObject& one) {
+        return one.module == target.module && one.parameter == target.parameter;
+    });
+    const auto found = multiple_objects(cursor, target.module, target.parameter);
+    if (found.empty()) return &cursor.node();
+    constexpr std::string_view kKeys[] = {"for", "ref", "convert", "distribute"};
+    for (const auto& one : found) {
+        one.cursor.expect_keys(kKeys);
+        const auto distribute = one.cursor.find("distribute");
+        if (distribute && distribute->boolean().value_or(false)) network_.distributed = true;
+        if (!one.cursor.find("ref")) one.cursor.problem("\"ref\" is missing: what the objects are");
+        if (modules_made_) one.cursor.problem("only the modules of a network have objects with a \"for\"");
+        if (modules_made_ || !one.cursor.find("ref")) return std::nullopt;
+    }
+    multiples_.insert(multiples_.end(), found.begin(), found.end());
+    return keep(with_single_references(cursor.node()));
+}
+
+/// Lets changes of a copy's members begin with what was written for the module.
+void NetworkReader::written_as(std::size_t before, std::size_t module) {
+    const auto* definition = network_.instances[before].definition;
+    if (!definition) return;  // the module's own problem
+    for (const auto& parameter : definition->parameters) {
+        if (const Node* node = written({before, &parameter, {}})) written_[{module, &parameter}] = node;
+    }
+}
+
+void NetworkReader::remove(const std::vector<bool>& removed) {
+    const auto numbers = network_.remove(removed);
+    for (const auto& [key, node] : std::exchange(written_, {})) {
+        const bool gone = key.first < removed.size() && removed[key.first];
+        if (!gone) written_[{numbers[key.first], key.second}] = node;
+    }
+}
+
+void NetworkReader::copy_modules(std::span<const Node* const> named) {
+    modules_made_ = true;
+    if (multiples_.empty()) return;
+    std::vector<bool> kept(network_.instances.size(), false);
+    for (const Node* node : named) mark_named(*node, network_, kept);
+    const ReaderOfCopies reader{[this](const Cursor& cursor, std::string_view to) { return read_assignment(cursor, to); },
+                                [this](Node node) { return keep(std::move(node)); },
+                                [this](std::size_t before, std::size_t module) { written_as(before, module); }};
+    remove(session::copy_modules(network_, std::exchange(multiples_, {}), kept, reader));
 }
 
 // --- Events ---
@@ -532,6 +595,22 @@ void apply_write(Network& network, NetworkReader& reader, const std::string& opt
     network.outputs.push_back(std::move(*output));
 }
 
+/// Makes the modules of objects that stand for several, after all has been said of modules.
+void copy_modules(NetworkReader& reader, const Document& document, const NetworkOptions& options) {
+    Documents written;
+    std::vector<const Node*> named;
+    const auto* parts = std::get_if<Object>(&document.root().value);
+    for (std::size_t i = 0; parts && i < parts->size(); ++i) {
+        if ((*parts)[i].key != "modules") named.push_back(&(*parts)[i].node);
+    }
+    for (const auto& option : options.write) {
+        const auto from = option.substr(std::min(option.find('='), option.size() - 1) + 1);
+        written.push_back(Document::from_option("--write", from));
+        named.push_back(&written.back()->root());
+    }
+    reader.copy_modules(named);
+}
+
 }  // namespace
 
 Network read_network(const Document& document, const Definitions& definitions, const NetworkOptions& options,
@@ -541,6 +620,7 @@ Network read_network(const Document& document, const Definitions& definitions, c
     NetworkReader reader(network, definitions);
     reader.read_modules(Cursor(document, environment));
     for (const auto& option : options.set) apply_set(network, reader, option, environment, documents);
+    copy_modules(reader, document, options);
     reader.read_rest(Cursor(document, environment));
     for (const auto& option : options.write) apply_write(network, reader, option, environment);
     return network;
