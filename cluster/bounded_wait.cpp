@@ -39,8 +39,8 @@ unsigned wait_limit() {
 void name_waiting_rank(int rank) {
     const int size =
         std::snprintf(message.data(), message.size(),
-                      "zam: rank %d: error: has waited %u s for other ranks and gives up (ZAM_RANKS_WAIT=SECONDS)\n", rank,
-                      wait_limit());
+                      "zam: rank %d: error: has waited %u s for other ranks and gives up (ZAM_RANKS_WAIT=SECONDS)\n",
+                      rank, wait_limit());
     message_size = static_cast<std::size_t>(size);
     std::signal(SIGALRM, give_up);
 }

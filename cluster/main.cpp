@@ -1,5 +1,5 @@
-// zam-mpi: what zam does, as one of the processes that mpirun starts. They share the work of `run`; the other commands are
-// rank 0's alone.
+// zam-mpi: what zam does, as one of the processes that mpirun starts. They share the work of `run`; the other commands
+// are rank 0's alone.
 #include <mpi.h>
 
 #include <string_view>

@@ -89,8 +89,10 @@ void Messages::hear_waiting() {
         MPI_Get_count(&status, MPI_CHAR, &size);
         std::string text(static_cast<std::size_t>(size), ' ');
         MPI_Recv(text.data(), size, MPI_CHAR, status.MPI_SOURCE, status.MPI_TAG, channel_, MPI_STATUS_IGNORE);
-        if (status.MPI_TAG == kLines) print(status.MPI_SOURCE, text);
-        else progress_[status.MPI_SOURCE] = std::move(text);
+        if (status.MPI_TAG == kLines)
+            print(status.MPI_SOURCE, text);
+        else
+            progress_[status.MPI_SOURCE] = std::move(text);
     }
 }
 

@@ -13,9 +13,9 @@
 
 namespace zam::cluster {
 
-/// Lines of text that every rank says and rank 0 prints on its standard error, with the rank that said them. What several
-/// ranks say alike is printed once. Progress is printed from time to time. Made and ended by every rank, between MPI_Init and
-/// MPI_Finalize.
+/// Lines of text that every rank says and rank 0 prints on its standard error, with the rank that said them. What
+/// several ranks say alike is printed once. Progress is printed from time to time. Made and ended by every rank,
+/// between MPI_Init and MPI_Finalize.
 class Messages final : public runner::Voice {
 public:
     Messages();
@@ -45,7 +45,7 @@ private:
 
     int rank_ = 0, count_ = 1;
     MPI_Comm channel_ = MPI_COMM_NULL;
-    std::list<Sent> sent_;  // until the other side has it
+    std::list<Sent> sent_;                          // until the other side has it
     double next_tick_ = 0.0, next_progress_ = 0.0;  // times
     std::map<int, std::string> progress_;           // at rank 0: what each rank does
     std::vector<std::map<std::string, int>> said_;  // at rank 0: how often, by each rank

@@ -148,8 +148,8 @@ std::shared_ptr<const std::byte> MpiRanks::hold_once(std::size_t bytes,
     std::byte* memory = nullptr;
     MPI_Comm_set_errhandler(machine_, MPI_ERRORS_RETURN);
     const auto size = static_cast<MPI_Aint>(number == 0 ? bytes : 0);
-    const bool made = MPI_Win_allocate_shared(size, 1, MPI_INFO_NULL, machine_, static_cast<void*>(&memory), &window) ==
-                      MPI_SUCCESS;
+    const bool made =
+        MPI_Win_allocate_shared(size, 1, MPI_INFO_NULL, machine_, static_cast<void*>(&memory), &window) == MPI_SUCCESS;
     if (!all_well(machine_, made)) return nullptr;
     MPI_Aint first_size = 0;
     int unit = 0;

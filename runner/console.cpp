@@ -223,14 +223,14 @@ void Console::warning(std::string_view text) { print("", "warning: ", text); }
 
 void Console::wrote(std::string_view output) {
     const bool known = std::find(written_.begin(), written_.end(), output) != written_.end();
-    if (progress_ && !output.empty() && !known) written_.emplace_back(output);
+    if (progress_ && !speaker && !output.empty() && !known) written_.emplace_back(output);
 }
 
 void Console::list_written() {
     const std::size_t shown = std::min(written_.size(), kMaxWritten);
     flush_standard_output();
-    for (std::size_t i = 0; i < shown; ++i) say("wrote " + written_[i] + "\n");
-    if (shown < written_.size()) say("wrote " + std::to_string(written_.size() - shown) + " more\n");
+    for (std::size_t i = 0; i < shown; ++i) std::fprintf(stderr, "wrote %s\n", written_[i].c_str());
+    if (shown < written_.size()) std::fprintf(stderr, "wrote %zu more\n", written_.size() - shown);
     written_.clear();
 }
 

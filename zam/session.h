@@ -348,10 +348,6 @@ struct Image {
 
 // --- Networks ---
 
-namespace session {
-class FrameChoice;
-}
-
 /// How a network's modules are run.
 struct RunOptions {
     /// A share of a network's frames: those whose number is `number` modulo `count`.
@@ -372,9 +368,6 @@ struct RunOptions {
     /// Leaves out outputs that are there and newer than what they come from: the network's file and the files that it
     /// names. What is needed for nothing else does not run.
     bool resume = false;
-    /// In place of `part`: who hands out frames to several processes. Borrowed, until end(). For programs that are linked
-    /// to the parts behind this library, which have the class.
-    session::FrameChoice* frames = nullptr;
 };
 
 /// A file that a network writes.

@@ -13,7 +13,9 @@
 #include "session/objects/run_error.h"
 #include "session/outputs/json_writer.h"
 #include "session/outputs/outputs.h"
+#include "session/run/division.h"
 #include "session/run/join.h"
+#include "session/run/ranks_in_use.h"
 
 namespace zam {
 
@@ -79,9 +81,12 @@ bool Network::State::ask(const Progress& progress) {
 void Network::State::begin_run() {
     run.emplace(network, *session->library, *this, log);
     if (options.strict) run->be_strict();
-    part.reset();
-    if (options.part) part = std::make_unique<session::EveryNth>(options.part->number, options.part->count);
-    session::FrameChoice* frames = options.frames ? options.frames : part.get();
+    frames.reset();
+    Ranks* const ranks = session::ranks_in_use();
+    if (options.part)
+        frames = std::make_unique<session::EveryNth>(options.part->number, options.part->count);
+    else if (ranks && session::hands_out_frames(network))
+        frames = std::make_unique<session::TakenFrames>(*ranks);
     if (frames) run->share_frames(*frames);
     if (options.resume) run->resume();
 }
@@ -221,12 +226,13 @@ auto reading(Network::State& state, Read&& read) {
 /// @throws Error if what several processes are to write cannot be divided so
 void check_part(const RunOptions& options, const session::Network& network) {
     const auto& part = options.part;
+    if (part && session::ranks_in_use()) throw Error("ranks take frames one by one, not in parts");
     if (part && (part->count < 1 || part->number < 0 || part->number >= part->count))
         throw Error("parts are numbered from 0 to their count less 1");
     const auto is_standard_output = [](const auto& output) { return output.file == session::kStandardOutput; };
     for (const auto& event : network.events) {
         const auto* frames = std::get_if<session::ForEvent>(&event.what);
-        if (!frames || (!part && !options.frames && !options.resume)) continue;
+        if (!frames || (!part && !session::ranks_in_use() && !options.resume)) continue;
         if (std::any_of(frames->outputs.begin(), frames->outputs.end(), is_standard_output))
             throw Error("the standard output takes no frames in parts, nor of a run that can be resumed");
     }

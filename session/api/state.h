@@ -68,7 +68,7 @@ struct Network::State final : session::Listener {
     session::Network network;
     WrittenNetwork written;
     RunOptions options;
-    std::unique_ptr<session::FrameChoice> part;  // of the run, where it has one
+    std::unique_ptr<session::FrameChoice> frames;  // that are played here, if not all
     session::CallLog log;
     std::optional<session::Session> run;  // from the first call that needs the host until the network ends
     std::size_t checked = 0;              // instances whose entries the library has

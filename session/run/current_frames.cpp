@@ -8,12 +8,12 @@
 
 namespace zam::session {
 
-CurrentFrames::CurrentFrames(const ForEvent& event, const std::string& directory,
-                             Origins* origins)
+CurrentFrames::CurrentFrames(const ForEvent& event, const std::string& directory, Origins* origins)
     : event_(event), directory_(directory), origins_(origins) {
     if (!origins) return;
     const auto& sweeps = event.sweeps;
-    remembers_ = std::any_of(sweeps.begin(), sweeps.end(), [&](const auto& s) { return origins->is_remembered(s.module); });
+    remembers_ =
+        std::any_of(sweeps.begin(), sweeps.end(), [&](const auto& s) { return origins->is_remembered(s.module); });
     films_ = find_films(*origins);
     next_ = 0;
 }

@@ -6,14 +6,6 @@
 namespace zam::session {
 namespace {
 
-/// Whether a network's frames are handed out, each to one rank.
-bool hands_out_frames(const Network& network) {
-    return !network.distributed && std::any_of(network.events.begin(), network.events.end(), [](const Event& event) {
-        const auto* frames = std::get_if<ForEvent>(&event.what);
-        return frames && frames->steps > 1;
-    });
-}
-
 /// All modules that lead to some, and these themselves.
 /// @param before  gives the modules that lead to one immediately
 template <class Before>
@@ -34,6 +26,13 @@ std::vector<bool> closure(std::size_t modules, std::vector<std::size_t> waiting,
 Value elsewhere() { return {Reference{}}; }
 
 }  // namespace
+
+bool hands_out_frames(const Network& network) {
+    return !network.distributed && std::any_of(network.events.begin(), network.events.end(), [](const Event& event) {
+        const auto* frames = std::get_if<ForEvent>(&event.what);
+        return frames && frames->steps > 1;
+    });
+}
 
 Division::Division(const Network& network, const Ranks* ranks)
     : network_(network), ranks_(ranks), at_work_(ranks && ranks->count() > 1 && !hands_out_frames(network)) {

@@ -14,6 +14,9 @@
 
 namespace zam::session {
 
+/// Whether several processes share a network by its frames, each of which is one process' work.
+bool hands_out_frames(const Network& network);
+
 /// The work of a network on several ranks, as one of them sees it. Joint modules are run by all ranks, in step; of a
 /// list that they share out, a rank runs what makes its share. Rank 0 also runs whatever no joint module needs. Where
 /// each frame is one rank's work, and where there is one process, everything is run here and nothing jointly.

@@ -3,6 +3,8 @@
 
 #include <optional>
 
+#include "base/ranks.h"
+
 namespace zam::session {
 
 /// Which frames of a network's `for` events this process plays, where several share them.
@@ -14,6 +16,13 @@ public:
     virtual std::optional<int> next(int event, int steps) = 0;
     /// Whether this process also writes what belongs to no frame, and so plays the rest.
     virtual bool writes_rest() const = 0;
+    /// Ends an event, of which next() has given all frames; where other processes can be heard of, when they have
+    /// played theirs too.
+    /// @param failed  the first frame that has failed here; `nullopt`: none
+    /// @return the first one that has failed anywhere, where this process is to tell of it
+    virtual std::optional<int> end(std::optional<int> failed) = 0;
+    /// Whether animations are put together here when an event has ended.
+    virtual bool joins_frames() const = 0;
 };
 
 /// Every frame whose number is `part` modulo `parts`. Part 0 plays the rest.
@@ -23,11 +32,29 @@ public:
 
     std::optional<int> next(int event, int steps) override;
     bool writes_rest() const override { return part_ == 0; }
+    std::optional<int> end(std::optional<int> /*failed*/) override { return std::nullopt; }
+    bool joins_frames() const override { return false; }
 
 private:
     int part_, parts_;
-    int event_ = -1;     // of the latest frame
+    int event_ = -1;  // of the latest frame
     long long next_ = 0;
+};
+
+/// Frames that ranks take one by one, as soon as they are free. Beginning and end of an event are joint.
+class TakenFrames final : public FrameChoice {
+public:
+    /// @param ranks  borrowed
+    explicit TakenFrames(Ranks& ranks) : ranks_(ranks) {}
+
+    std::optional<int> next(int event, int steps) override;
+    bool writes_rest() const override { return ranks_.rank() == 0; }
+    std::optional<int> end(std::optional<int> failed) override;
+    bool joins_frames() const override { return writes_rest(); }
+
+private:
+    Ranks& ranks_;
+    int event_ = -1;  // of the latest frame
 };
 
 }  // namespace zam::session

@@ -22,7 +22,8 @@ bool keeps_something(const Definition& definition);
 /// Of all these only the ones that the event reaches count, and not those which it reaches only by parameters that a
 /// definition marks with `"any_order"`: what comes of them is the same whatever they were before.
 ///
-/// @return for each module whether it remembers, or one that refers to it does; so these have to run in every frame up to
+/// @return for each module whether it remembers, or one that refers to it does; so these have to run in every frame up
+/// to
 ///         the one that is wanted. None: any frame can be played alone
 std::vector<bool> modules_to_replay(const Network& network, const Dependencies& dependencies, const ForEvent& event);
 

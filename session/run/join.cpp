@@ -42,8 +42,7 @@ void join(const Network& network, const std::string& directory, bool keep_frames
     if (!all) return;
     for (const auto& [file, film] : films) {
         try {
-            if (!is_joined(*film.output, directory))
-                listener.wrote(join_frames(*film.output, *film.event, directory));
+            if (!is_joined(*film.output, directory)) listener.wrote(join_frames(*film.output, *film.event, directory));
             if (!keep_frames) remove_frames(*film.output, directory);
         } catch (const RunError& error) {
             listener.error(file + ": " + error.what());

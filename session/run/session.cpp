@@ -159,7 +159,7 @@ bool Session::has_entries() {
 
 void Session::build() {
     enter();
-    if (waits_) return;
+    if (is_unmade()) return;
     const std::size_t first = running_.size();
     running_.resize(network_.instances.size());
     dependencies_.grow(running_.size());
@@ -266,6 +266,13 @@ bool Session::writes_here() const {
     return !ranks || ranks->rank() == 0;
 }
 
+/// Whether the modules are still to be made. Ranks make them in any case, at the same time: arrays that they share are
+/// read then.
+bool Session::is_unmade() const { return waits_ && !ranks_in_use(); }
+
+/// Where ranks run modules together: what rank 0 has found.
+bool Session::by_rank_0(bool found) const { return division_.at_work() ? at_any_rank(found && writes_here()) : found; }
+
 /// Joint: lets all ranks know of the modules that have failed at any of them.
 void Session::learn_failures() {
     std::vector<double> states(running_.size(), 0.0);  // 1: has failed, 2: was refused
@@ -286,6 +293,13 @@ void Session::learn_failures() {
 
 bool Session::has_failed(std::size_t module) const {
     return running_[module].failed || !running_[module].unmade.empty();
+}
+
+bool Session::any_failed() const {
+    for (std::size_t module = 0; module < running_.size(); ++module) {
+        if (has_failed(module)) return true;
+    }
+    return false;
 }
 
 /// Keeps in mind that a module has failed; false if it did after one that it refers to.
@@ -538,7 +552,7 @@ void Session::run_affected(int since, Cause cause, const std::vector<bool>* only
 
 void Session::give(const std::vector<Assignment>& assignments) {
     enter();
-    if (waits_) return;  // modules are made with what the network gives them then
+    if (is_unmade()) return;  // modules are made with what the network gives them then
     OMbegin_op();
     for (const auto& assignment : assignments) note_dependencies(assignment);
     divide();
@@ -686,28 +700,40 @@ void Session::play(const Event& event, const std::string& output_directory) {
 void Session::play_frames(const ForEvent& event, const std::string& directory) {
     const auto first = network_.events.begin();
     const auto number = std::count_if(first, first + static_cast<std::ptrdiff_t>(played_), has_frames);
-    EveryNth every(0, 1);
-    FrameChoice& choice = choice_ ? *choice_ : every;
+    EveryNth all(0, 1);
+    FrameChoice& choice = choice_ ? *choice_ : all;
     const bool in_memory = !choice_ && !origins_;
     CurrentFrames current(event, directory, origins_ ? &*origins_ : nullptr);
     auto films = in_memory ? begin_films(event) : std::vector<Film>();
-    int reached = 0;  // the frames before have been played or passed over
+    int reached = 0;            // the frames before have been played or passed over
+    std::optional<int> failed;  // the first frame that has
     while (const auto step = choice.next(static_cast<int>(number), event.steps)) {
         const auto outputs = current.to_make(*step);
-        if (origins_ && outputs.empty()) continue;
+        if (by_rank_0(origins_ && outputs.empty())) continue;
         begin();
         play_frame(event, std::exchange(reached, *step + 1), *step);
-        for (const auto& output : outputs) {
-            if (in_memory && is_film(output)) continue;
-            const Output frame = frame_of(output, *step);
-            writing(output, frame.file, [&] { write_one(frame, directory); });
-        }
+        const bool written = write_frame(outputs, *step, in_memory, directory);
         add_frames(films, event, *step);
+        if (!failed && (!written || any_failed())) failed = step;
     }
+    if (const auto first = choice.end(failed))
+        listener_.error("frame " + std::to_string(*first) + " failed, the first one that did");
     if (reached < event.steps && !waits_ && plays_from(played_ + 1)) play_frame(event, reached, event.steps - 1);
     current.end();
     finish_films(films, event, directory);
-    if (!in_memory && !choice_) join_films(event, current, directory);
+    if (!in_memory && (!choice_ || choice_->joins_frames())) join_films(event, current, directory);
+}
+
+/// Writes outputs of a frame; false after an error.
+/// @param in_memory  animations are not written frame by frame
+bool Session::write_frame(const std::vector<Output>& outputs, int step, bool in_memory, const std::string& directory) {
+    bool written = true;
+    for (const auto& output : outputs) {
+        if (in_memory && is_film(output)) continue;
+        const Output frame = frame_of(output, step);
+        written = writing(output, frame.file, [&] { write_one(frame, directory); }) && written;
+    }
+    return written;
 }
 
 /// The parameters of a frame. What cannot be read any more is an error, and left out.
@@ -811,7 +837,8 @@ void Session::write(const std::vector<Output>& outputs, const std::string& direc
     enter();
     if (!writes_rest()) return;
     for (const auto& output : outputs) {
-        if (origins_ && origins_->is_older_than(output, output_path(directory, output.file))) continue;
+        const bool current = origins_ && origins_->is_older_than(output, output_path(directory, output.file));
+        if (by_rank_0(current)) continue;
         begin();
         if (writes_here()) writing(output, output.file, [&] { write_one(output, directory); });
     }

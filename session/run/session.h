@@ -19,8 +19,8 @@
 #include "session/objects/host_objects.h"
 #include "session/outputs/webp_file.h"
 #include "session/run/call_log.h"
-#include "session/run/frame_choice.h"
 #include "session/run/division.h"
+#include "session/run/frame_choice.h"
 #include "session/run/library.h"
 #include "session/run/listener.h"
 #include "session/run/origins.h"
@@ -129,6 +129,8 @@ private:
     void note_dependencies(const Assignment& assignment);
     void divide();
     bool writes_here() const;
+    bool is_unmade() const;
+    bool by_rank_0(bool found) const;
     void learn_failures();
     void make_parameters(std::size_t module);
     void follow_links(std::size_t module, bool report);
@@ -153,6 +155,7 @@ private:
     void joystick(const JoystickEvent& event);
     void play_frames(const ForEvent& event, const std::string& directory);
     void play_frame(const ForEvent& event, int from, int step);
+    bool write_frame(const std::vector<Output>& outputs, int step, bool in_memory, const std::string& directory);
     std::vector<Assignment> frame_values(const ForEvent& event, int step);
     std::vector<Film> begin_films(const ForEvent& event);
     void add_frames(std::vector<Film>& films, const ForEvent& event, int step);
@@ -163,6 +166,7 @@ private:
     template <class Body>
     bool writing(const Output& output, const std::string& file, Body&& body);
     bool has_failed(std::size_t module) const;
+    bool any_failed() const;
     std::optional<std::size_t> first_failed(std::size_t module) const;
     bool fail(std::size_t module);
     std::optional<std::size_t> failed_upstream(std::size_t module) const;
@@ -191,7 +195,7 @@ private:
     std::optional<Origins> origins_;  // where what is current is left out
     bool waits_ = false;              // the modules are not made: no output needs them so far
     std::size_t played_ = 0;          // events, whether or not they waited
-    std::set<std::string> said_;  // of notes their connections, of outputs that are not written their names
+    std::set<std::string> said_;      // of notes their connections, of outputs that are not written their names
 };
 
 }  // namespace zam::session
