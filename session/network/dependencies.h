@@ -42,7 +42,7 @@ public:
 
 private:
     std::vector<std::map<std::string, std::vector<std::size_t>>> upstream_;  // by module, then parameter
-    std::vector<std::set<std::string>> to_itself_;                               // parameters that refer to their module
+    std::vector<std::set<std::string>> to_itself_;                           // parameters that refer to their module
 };
 
 }  // namespace zam::session

@@ -97,9 +97,9 @@ bool is_joined(const Output& output, const std::string& directory) {
     const auto time = fs::last_write_time(file_path(output_path(directory, output.file)), error);
     const auto frames = frames_there(output, directory);
     return !error && std::all_of(frames.begin(), frames.end(), [&](const auto& frame) {
-               const auto time_of_frame = fs::last_write_time(frame, error);
-               return error || time_of_frame < time;
-           });
+        const auto time_of_frame = fs::last_write_time(frame, error);
+        return error || time_of_frame < time;
+    });
 }
 
 std::string missing_frames(const Output& output, const ForEvent& event, const std::string& directory) {

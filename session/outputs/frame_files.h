@@ -1,5 +1,5 @@
-// Frames of an animation as files of their own, beside it: NAME.webp.frames/00007.webp. They are put together when all of
-// them are there, whoever wrote them.
+// Frames of an animation as files of their own, beside it: NAME.webp.frames/00007.webp. They are put together when all
+// of them are there, whoever wrote them.
 #pragma once
 
 #include <string>

@@ -152,7 +152,8 @@ void use_picture(const Output& output, const Network& network, std::vector<std::
 
 void add_frame(const Output& output, const Network& network, int milliseconds, WebpFrames& frames,
                std::vector<std::string>& notes) {
-    use_picture(output, network, notes, [&](const Picture& picture) { frames.add(encode_webp(picture), milliseconds); });
+    use_picture(output, network, notes,
+                [&](const Picture& picture) { frames.add(encode_webp(picture), milliseconds); });
 }
 
 std::string write_frames(const Output& output, const std::string& directory, int milliseconds, WebpFrames& frames) {

@@ -8,8 +8,9 @@ namespace zam::session {
 
 std::optional<int> EveryNth::next(int event, int steps) {
     if (std::exchange(event_, event) != event) next_ = part_;
-    if (next_ >= steps) return std::nullopt;
-    return static_cast<int>(std::exchange(next_, next_ + parts_));
+    if (next_ < steps) return static_cast<int>(std::exchange(next_, next_ + parts_));
+    event_ = -1;  // it may be played once more
+    return std::nullopt;
 }
 
 std::optional<int> TakenFrames::next(int event, int steps) {

@@ -1,6 +1,7 @@
 // Which frames a process plays, where several share them.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 #include "base/ranks.h"
@@ -38,7 +39,7 @@ public:
 private:
     int part_, parts_;
     int event_ = -1;  // of the latest frame
-    long long next_ = 0;
+    std::int64_t next_ = 0;
 };
 
 /// Frames that ranks take one by one, as soon as they are free. Beginning and end of an event are joint.

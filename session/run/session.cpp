@@ -698,8 +698,7 @@ void Session::play(const Event& event, const std::string& output_directory) {
 /// Plays the frames of an event that are for this process, and writes their outputs. Animations are written at the end.
 /// Afterwards the modules are as the last frame leaves them, if anything follows.
 void Session::play_frames(const ForEvent& event, const std::string& directory) {
-    const auto first = network_.events.begin();
-    const auto number = std::count_if(first, first + static_cast<std::ptrdiff_t>(played_), has_frames);
+    const int number = frame_events_played();
     EveryNth all(0, 1);
     FrameChoice& choice = choice_ ? *choice_ : all;
     const bool in_memory = !choice_ && !origins_;
@@ -707,12 +706,12 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
     auto films = in_memory ? begin_films(event) : std::vector<Film>();
     int reached = 0;            // the frames before have been played or passed over
     std::optional<int> failed;  // the first frame that has
-    while (const auto step = choice.next(static_cast<int>(number), event.steps)) {
+    while (const auto step = choice.next(number, event.steps)) {
         const auto outputs = current.to_make(*step);
         if (by_rank_0(origins_ && outputs.empty())) continue;
         begin();
         play_frame(event, std::exchange(reached, *step + 1), *step);
-        const bool written = write_frame(outputs, *step, in_memory, directory);
+        const bool written = write_frame_files(outputs, *step, in_memory, directory);
         add_frames(films, event, *step);
         if (!failed && (!written || any_failed())) failed = step;
     }
@@ -724,12 +723,18 @@ void Session::play_frames(const ForEvent& event, const std::string& directory) {
     if (!in_memory && (!choice_ || choice_->joins_frames())) join_films(event, current, directory);
 }
 
-/// Writes outputs of a frame; false after an error.
-/// @param in_memory  animations are not written frame by frame
-bool Session::write_frame(const std::vector<Output>& outputs, int step, bool in_memory, const std::string& directory) {
+/// Number of the events of frames before the one that is played.
+int Session::frame_events_played() const {
+    const auto first = network_.events.begin();
+    return static_cast<int>(std::count_if(first, first + static_cast<std::ptrdiff_t>(played_), has_frames));
+}
+
+/// False after an error. @param without_films  leaves animations out
+bool Session::write_frame_files(const std::vector<Output>& outputs, int step, bool without_films,
+                                const std::string& directory) {
     bool written = true;
     for (const auto& output : outputs) {
-        if (in_memory && is_film(output)) continue;
+        if (without_films && is_film(output)) continue;
         const Output frame = frame_of(output, step);
         written = writing(output, frame.file, [&] { write_one(frame, directory); }) && written;
     }
@@ -807,7 +812,8 @@ template <class Body>
 bool Session::writing(const Output& output, const std::string& file, Body&& body) {
     if (division_.at_work() && !writes_here()) return false;
     const auto failed = failed_for(output);
-    const bool refused = failed && running_[*failed].refused;
+    // what a failed module left would be taken for current by the next run that is resumed
+    const bool refused = failed && (running_[*failed].refused || origins_);
     try {
         if (!refused) body();
         if (!refused) return true;

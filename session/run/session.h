@@ -155,7 +155,9 @@ private:
     void joystick(const JoystickEvent& event);
     void play_frames(const ForEvent& event, const std::string& directory);
     void play_frame(const ForEvent& event, int from, int step);
-    bool write_frame(const std::vector<Output>& outputs, int step, bool in_memory, const std::string& directory);
+    bool write_frame_files(const std::vector<Output>& outputs, int step, bool without_films,
+                           const std::string& directory);
+    int frame_events_played() const;
     std::vector<Assignment> frame_values(const ForEvent& event, int step);
     std::vector<Film> begin_films(const ForEvent& event);
     void add_frames(std::vector<Film>& films, const ForEvent& event, int step);
