@@ -25,6 +25,11 @@ std::pair<std::string, std::string> sides_of(const std::string& option) {
     return {option.substr(0, equals), option.substr(equals + 1)};
 }
 
+/// Whether a target is of a module that an object with a "for" made: names that stand in files have no brackets.
+bool is_of_copy(const std::string& target) {
+    return session::split_reference(target).module.find('[') != std::string_view::npos;
+}
+
 }  // namespace
 
 WrittenNetwork::WrittenNetwork(std::string text, const session::NetworkOptions& changes) : text_(std::move(text)) {
@@ -50,6 +55,10 @@ void WrittenNetwork::forget(const std::string& target) {
 }
 
 void WrittenNetwork::set(const std::string& target, std::string value, bool of_program) {
+    if (is_of_copy(target)) {
+        of_copies_.insert(target);
+        return;
+    }
     of_program_.erase(target);
     if (of_program) {
         of_program_.insert(target);
@@ -62,6 +71,10 @@ void WrittenNetwork::set(const std::string& target, std::string value, bool of_p
 }
 
 void WrittenNetwork::take_back(const std::string& target) {
+    if (is_of_copy(target)) {
+        of_copies_.insert(target);
+        return;
+    }
     of_program_.erase(target);
     forget(target);
     changes_.push_back({Change::What::take_back, target, {}});
@@ -102,12 +115,15 @@ void WrittenNetwork::refuse(const std::string& target) {
 
 std::string WrittenNetwork::text() {
     if (!of_program_.empty()) refuse(*of_program_.begin());
+    if (!of_copies_.empty())
+        throw Error(*of_copies_.begin() + " was changed, and no file gives one copy alone another value");
     apply_changes();
     return session::network_text(document_) + "\n";
 }
 
 std::string WrittenNetwork::value(const std::string& target) {
     if (of_program_.contains(target)) refuse(target);
+    if (is_of_copy(target)) return {};
     apply_changes();
     const auto [module, parameter, rest] = session::split_reference(target);
     const auto& instance = document_["modules"][std::string(module)];

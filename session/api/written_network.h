@@ -27,9 +27,10 @@ public:
     /// Takes back what a parameter was given.
     void take_back(const std::string& target);
 
-    /// @throws Error  if a value has arrays of the program's
+    /// @throws Error  if a value has arrays of the program's, or is that of a copy that an object with a "for" made
     std::string text();
-    /// What a parameter is given; empty if nothing is. @throws Error as above
+    /// What a parameter is given; empty if nothing is, or if its module is such a copy.
+    /// @throws Error  if the value has arrays of the program's
     std::string value(const std::string& target);
 
 private:
@@ -49,6 +50,7 @@ private:
     std::vector<Change> changes_;       // not applied yet
     session::Json document_;            // null until somebody asks
     std::set<std::string> of_program_;  // parameters with values that no file has
+    std::set<std::string> of_copies_;   // parameters of copies that were given other values
 };
 
 }  // namespace zam

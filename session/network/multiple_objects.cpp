@@ -94,8 +94,7 @@ std::vector<Cursor> list_values(const Cursor& list, const ReaderOfCopies& reader
     } else if (list.array_size() == 0) {
         list.expected("an array of values, one per object,");
     } else if (const auto* numbers = list.get<Numbers>()) {
-        for (const auto& number : *numbers)
-            values.push_back(list.with(*reader.keep({list.node().offset, number})));
+        for (const auto& number : *numbers) values.push_back(list.with(*reader.keep({list.node().offset, number})));
     } else {
         for (std::size_t i = 0; i < list.array_size(); ++i) values.push_back(list.at(i));
     }
@@ -152,7 +151,7 @@ private:
     const ReaderOfCopies& reader_;
     std::size_t first_copy_ = network_.instances.size();
     std::vector<bool> copied_ = std::vector<bool>(first_copy_, false);
-    std::map<std::size_t, std::size_t> next_;             // by module: the number of its next copy
+    std::map<std::size_t, std::size_t> next_;              // by module: the number of its next copy
     std::map<std::string, std::string, std::less<>> now_;  // names of the latest copies by those of the modules
 };
 
@@ -246,10 +245,11 @@ void Copies::copy(std::size_t module, std::size_t number) {
 
 ValueList Copies::make(const MultipleObject& multiple, const Value& element) {
     const auto references = references_in(element);
-    const auto last = references.empty() ? std::nullopt
-                                         : network_.find(split_reference(references.front()->target).module);
+    const auto last =
+        references.empty() ? std::nullopt : network_.find(split_reference(references.front()->target).module);
     const auto varied = read_varied(multiple.cursor, network_, reader_);
-    if (!last || varied.empty()) return {};  // the reference is the network check's to see
+    if (!last) return {element};  // the check of the network says what is wrong with the reference
+    if (varied.empty()) return {};
     const auto modules = modules_to_copy(multiple, *last, varied);
     const std::size_t times = varied.front().values.size();
     const bool copyable = std::all_of(modules.begin(), modules.end(), [&](auto m) { return m < first_copy_; });

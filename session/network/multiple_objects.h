@@ -35,8 +35,8 @@ struct ReaderOfCopies {
     std::function<void(std::size_t, std::size_t)> written_as;
 };
 
-/// Copies the modules that make the objects, once for each value that they go through: reader[0], surface[0], reader[1] and
-/// so on, and lets the lists refer to the copies.
+/// Copies the modules that make the objects, once for each value that they go through: reader[0], surface[0], reader[1]
+/// and so on, and lets the lists refer to the copies.
 /// @param kept  modules that stay even if only copies of them are needed
 /// @return by the modules' numbers before, whether copies have taken their place: they are not needed any more
 std::vector<bool> copy_modules(Network& network, const std::vector<MultipleObject>& multiples,

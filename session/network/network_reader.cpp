@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kMaxTimerUnits = 86'400'000;  // a day of milliseconds
+constexpr std::int64_t kMaxTimerUnits = 86'400'000;     // a day of milliseconds
 constexpr std::size_t kMaxKept = std::size_t{1} << 24;  // values in changed members: each change keeps a copy
 constexpr std::size_t kMaxWork = std::size_t{1} << 30;  // values that frames copy
 
@@ -238,9 +238,10 @@ void NetworkReader::copy_modules(std::span<const Node* const> named) {
     if (multiples_.empty()) return;
     std::vector<bool> kept(network_.instances.size(), false);
     for (const Node* node : named) mark_named(*node, network_, kept);
-    const ReaderOfCopies reader{[this](const Cursor& cursor, std::string_view to) { return read_assignment(cursor, to); },
-                                [this](Node node) { return keep(std::move(node)); },
-                                [this](std::size_t before, std::size_t module) { written_as(before, module); }};
+    const ReaderOfCopies reader{
+        [this](const Cursor& cursor, std::string_view to) { return read_assignment(cursor, to); },
+        [this](Node node) { return keep(std::move(node)); },
+        [this](std::size_t before, std::size_t module) { written_as(before, module); }};
     remove(session::copy_modules(network_, std::exchange(multiples_, {}), kept, reader));
 }
 

@@ -75,7 +75,7 @@ void Division::give(const Assignment& assignment) {
     const auto kind = assignment.parameter->shape.kind;
     const bool list = kind == Kind::fields || kind == Kind::datamaps;
     if (list && network_.instances[assignment.module].definition->joint)
-        given_.insert_or_assign({assignment.module, assignment.parameter->name}, assignment.value);
+        given_.insert_or_assign({assignment.module, assignment.parameter->name}, assignment);
     for (const auto* reference :
          references_in(assignment.value)) {  // another module may look at a list that is shared out
         const auto [module, name, rest] = split_reference(reference->target);
@@ -89,7 +89,7 @@ void Division::forget(std::size_t module, const std::string& parameter) { given_
 
 const ValueList* Division::list_given(std::size_t module, const std::string& parameter) const {
     const auto found = given_.find({module, parameter});
-    return found == given_.end() ? nullptr : std::get_if<ValueList>(&found->second.form);
+    return found == given_.end() ? nullptr : std::get_if<ValueList>(&found->second.value.form);
 }
 
 /// The list that the ranks share out; null if the module has none.
@@ -124,7 +124,7 @@ bool Division::is_for_legend(std::size_t module, const ValueList& list, std::siz
     const auto image = std::find_if(parameters.begin(), parameters.end(), [](const auto& one) { return one.legend; });
     if (!with_legends_ || image == parameters.end()) return false;
     const auto colors = given_.find({module, image->legend->colors});
-    if (colors != given_.end() && std::holds_alternative<Reference>(colors->second.form)) return true;
+    if (colors != given_.end() && std::holds_alternative<Reference>(colors->second.value.form)) return true;
     if (const ValueList* maps = list_given(module, image->legend->colors)) {
         const auto end = maps->begin() + static_cast<std::ptrdiff_t>(std::min(maps->size(), list.size()));
         const auto first = std::find_if(maps->begin(), end,
@@ -139,21 +139,30 @@ bool Division::is_for_legend(std::size_t module, const ValueList& list, std::siz
     return made && made->legend;
 }
 
-bool Division::needs_element(std::size_t module, std::size_t element) const {
-    const ValueList& list = *shared_list(module);
+bool Division::needs_element(std::size_t module, const ValueList& list, std::size_t element) const {
     const auto [first, last] = share_of(static_cast<std::int64_t>(list.size()), ranks_->rank(), ranks_->count());
     const auto at = static_cast<std::int64_t>(element);
     if (at >= first && at < last) return true;
     return ranks_->rank() == 0 && (whole_.contains(module) || is_for_legend(module, list, element));
 }
 
+/// By the elements of a joint module's list, whether this rank needs them; empty if it shares out none.
+std::vector<bool> Division::needed_elements(std::size_t module) const {
+    const ValueList* list = shared_list(module);
+    std::vector<bool> needed(list ? list->size() : 0);
+    for (std::size_t element = 0; element < needed.size(); ++element)
+        needed[element] = needs_element(module, *list, element);
+    return needed;
+}
+
 /// The modules that one needs immediately, at this rank.
 std::vector<std::size_t> Division::upstream_here(std::size_t module, const Dependencies& dependencies) const {
-    const ValueList* list = joint_[module] ? shared_list(module) : nullptr;
+    const auto needed = elements_.find(module);
+    const ValueList* list = needed != elements_.end() ? shared_list(module) : nullptr;
     if (!list) return dependencies.upstream(module);
     auto upstream = dependencies.upstream(module, shared_parameter(module)->name);
     for (std::size_t element = 0; element < list->size(); ++element) {
-        if (!needs_element(module, element)) continue;
+        if (!needed->second[element]) continue;
         const auto referred = referred_modules(network_, (*list)[element]);
         upstream.insert(upstream.end(), referred.begin(), referred.end());
     }
@@ -181,20 +190,33 @@ std::vector<std::size_t> Division::first_needed(const Dependencies& dependencies
     return modules;
 }
 
-void Division::divide(const Dependencies& dependencies) {
-    if (!at_work_) return;
+std::vector<Assignment> Division::divide(const Dependencies& dependencies) {
+    if (!at_work_) return {};
     find_joint(dependencies);
+    const auto before = std::exchange(elements_, {});
+    std::vector<Assignment> changed;
+    for (std::size_t module = 0; module < joint_.size(); ++module) {
+        if (!shared_list(module)) continue;
+        if (joint_[module]) elements_[module] = needed_elements(module);
+        const auto had = before.find(module);
+        const auto needs = elements_.find(module);
+        const bool same = had != before.end() && needs != elements_.end()
+                              ? had->second == needs->second
+                              : had == before.end() && needs == elements_.end();
+        if (!same) changed.push_back(given_.at({module, shared_parameter(module)->name}));
+    }
     here_ = closure(network_.instances.size(), first_needed(dependencies),
                     [&](std::size_t module) { return upstream_here(module, dependencies); });
+    return changed;
 }
 
 std::optional<Value> Division::share_of_value(const Assignment& assignment) const {
-    const Parameter* shared = is_joint(assignment.module) ? shared_parameter(assignment.module) : nullptr;
-    if (assignment.parameter != shared || !shared) return std::nullopt;
+    const auto needed = elements_.find(assignment.module);
+    if (needed == elements_.end() || assignment.parameter != shared_parameter(assignment.module)) return std::nullopt;
     const ValueList& list = *shared_list(assignment.module);
     ValueList share;
     for (std::size_t element = 0; element < list.size(); ++element)
-        share.push_back(needs_element(assignment.module, element) ? list[element] : elsewhere());
+        share.push_back(needed->second[element] ? list[element] : elsewhere());
     return Value{std::move(share)};
 }
 

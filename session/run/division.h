@@ -36,14 +36,15 @@ public:
     /// Forgets what a parameter was given.
     void forget(std::size_t module, const std::string& parameter);
     /// Divides the modules anew, after changes.
-    void divide(const Dependencies& dependencies);
+    /// @return lists that are shared out of which this rank needs other elements than before
+    std::vector<Assignment> divide(const Dependencies& dependencies);
 
     /// What this rank gives a parameter of a list that is shared out: references to nothing in the place of what other
     /// ranks draw. `nullopt`: all of the value.
     std::optional<Value> share_of_value(const Assignment& assignment) const;
 
 private:
-    using Given = std::map<std::pair<std::size_t, std::string>, Value>;  // by module and parameter
+    using Given = std::map<std::pair<std::size_t, std::string>, Assignment>;  // by module and parameter
 
     const Parameter* shared_parameter(std::size_t module) const;
     const ValueList* list_given(std::size_t module, const std::string& parameter) const;
@@ -51,7 +52,8 @@ private:
     void find_outputs();
     void find_output(const Output& output);
     void find_joint(const Dependencies& dependencies);
-    bool needs_element(std::size_t module, std::size_t element) const;
+    bool needs_element(std::size_t module, const ValueList& list, std::size_t element) const;
+    std::vector<bool> needed_elements(std::size_t module) const;
     bool is_for_legend(std::size_t module, const ValueList& list, std::size_t element) const;
     std::vector<std::size_t> upstream_here(std::size_t module, const Dependencies& dependencies) const;
     std::vector<std::size_t> first_needed(const Dependencies& dependencies) const;
@@ -64,6 +66,7 @@ private:
     std::set<std::size_t> whole_;  // joint modules of which rank 0 needs the whole list
     bool with_legends_ = false;    // some outputs say what colours mean
     std::vector<bool> joint_, here_;
+    std::map<std::size_t, std::vector<bool>> elements_;  // by joint module: those of its list that are needed here
 };
 
 }  // namespace zam::session

@@ -252,7 +252,8 @@ void Session::divide() {
     if (!division_.at_work()) return;
     std::vector<bool> before(running_.size());
     for (std::size_t module = 0; module < running_.size(); ++module) before[module] = division_.runs_here(module);
-    division_.divide(dependencies_);
+    const auto lists = division_.divide(dependencies_);
+    for (const auto& list : lists) give(list);
     for (std::size_t module = 0; module < running_.size(); ++module) {
         if (before[module] || !division_.runs_here(module)) continue;
         for (const auto& [name, assignment] : std::exchange(running_[module].postponed, {})) give(assignment);
