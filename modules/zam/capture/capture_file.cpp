@@ -78,13 +78,13 @@ bool CaptureFile::is_whole() const {
     return platform::length(file_.get()) >= kSizeTextBytes + size_.pixels() * (kColorBytes + kDepthBytes);
 }
 
-bool CaptureFile::read(std::int64_t first, std::span<std::uint8_t> colors, std::span<float> depths) const {
-    const std::int64_t colors_at = kSizeTextBytes + first * kColorBytes;
-    const std::int64_t depths_at = kSizeTextBytes + size_.pixels() * kColorBytes + first * kDepthBytes;
-    return platform::seek(file_.get(), colors_at, SEEK_SET) == 0 &&
-           read_exactly(file_.get(), colors.data(), colors.size_bytes()) &&
-           platform::seek(file_.get(), depths_at, SEEK_SET) == 0 &&
-           read_exactly(file_.get(), depths.data(), depths.size_bytes());
+bool CaptureFile::read_colors(std::int64_t first, std::span<std::uint8_t> colors) const {
+    return platform::read_at(file_.get(), kSizeTextBytes + first * kColorBytes, colors.data(), colors.size_bytes());
+}
+
+bool CaptureFile::read_depths(std::int64_t first, std::span<float> depths) const {
+    const std::int64_t depths_begin = kSizeTextBytes + size_.pixels() * kColorBytes;
+    return platform::read_at(file_.get(), depths_begin + first * kDepthBytes, depths.data(), depths.size_bytes());
 }
 
 }  // namespace zam

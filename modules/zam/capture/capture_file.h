@@ -48,12 +48,11 @@ public:
     /// Whether the file is as long as its size requires. Allocate nothing before this is known.
     bool is_whole() const;
 
-    /// Reads pixels, beginning with `first`.
-    /// @param colors  four bytes per pixel
-    /// @param depths  one per pixel
+    /// Reads pixels, beginning with `first`: four bytes of each, or its depth.
     /// @pre  all lie within the image
     /// @return false if the file has become shorter or cannot be read
-    bool read(std::int64_t first, std::span<std::uint8_t> colors, std::span<float> depths) const;
+    bool read_colors(std::int64_t first, std::span<std::uint8_t> colors) const;
+    bool read_depths(std::int64_t first, std::span<float> depths) const;
 
 private:
     CaptureFile(FileHandle file, ImageSize size) : file_(std::move(file)), size_(size) {}

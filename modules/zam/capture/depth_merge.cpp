@@ -36,6 +36,21 @@ HWY_INLINE void merge_lanes(std::uint8_t* colors, float* depths, const std::uint
 }
 #endif
 
+bool any_nearer(const float* merged, const float* captured, std::size_t pixels) {
+    std::size_t pixel = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::ScalableTag<float> lanes;
+    for (; pixel + hn::Lanes(lanes) <= pixels; pixel += hn::Lanes(lanes)) {
+        const auto nearer = hn::Gt(hn::LoadU(lanes, captured + pixel), hn::LoadU(lanes, merged + pixel));
+        if (!hn::AllFalse(lanes, nearer)) return true;
+    }
+#endif
+    for (; pixel < pixels; ++pixel) {
+        if (captured[pixel] > merged[pixel]) return true;
+    }
+    return false;
+}
+
 void merge(std::uint8_t* colors, float* depths, const std::uint8_t* captured_colors, const float* captured_depths,
            std::size_t pixels) {
     std::size_t pixel = 0;
@@ -59,6 +74,7 @@ HWY_AFTER_NAMESPACE();
 namespace zam {
 namespace {
 
+ZAM_EXPORT(any_nearer);
 ZAM_EXPORT(merge);
 
 }  // namespace
@@ -79,6 +95,10 @@ void clear_pixels(MergedPixels merged, Background background) {
         std::memcpy(&merged.colors[at], &word, sizeof word);
     // as good as a depth of 0, and one comparison less per pixel
     std::fill(merged.depths.begin(), merged.depths.end(), kEmptyDepth);
+}
+
+bool any_nearer(std::span<const float> merged, std::span<const float> captured) {
+    return ZAM_DISPATCH(any_nearer)(merged.data(), captured.data(), merged.size());
 }
 
 void merge_pixels(MergedPixels merged, CapturedPixels captured) {

@@ -32,6 +32,10 @@ Background background_bytes(std::span<const float> values);
 /// Covers the pixels with the background, as empty ones.
 void clear_pixels(MergedPixels merged, Background background);
 
+/// Whether any captured depth is strictly greater.
+/// @pre  both runs have the same length
+bool any_nearer(std::span<const float> merged, std::span<const float> captured);
+
 /// Takes red, green, blue and depth of every captured pixel whose depth is strictly greater. The opacity byte stays.
 /// NaNs are never greater.
 /// @pre  both runs have the same length and do not overlap
