@@ -44,8 +44,6 @@ constexpr zam::ErrorReporter report{.label = kLabel, .text_arguments = 1, .flags
 // A block of the merged image stays in the processor's cache while the captures of a group pass over it.
 constexpr std::int64_t kBlockPixels = std::int64_t{1} << 14;
 constexpr int kGroup = 8;
-// Colours are read for runs of so many pixels: a page of a file.
-constexpr std::size_t kRunPixels = 1024;
 
 enum SaveMode { kFromDisk = 0, kFromMemory = 1 };
 
@@ -70,6 +68,8 @@ public:
 
     class Capture {
     public:
+        static constexpr std::size_t kRunPixels = 1024;  // those of a page
+
         explicit Capture(zam::CaptureFile file) : file_(std::move(file)) {}
 
         ImageSize size() const { return file_.size(); }
@@ -106,6 +106,8 @@ public:
     explicit FieldsInMemory(OMobj_id instance) : instance_(instance) {}
 
     struct Capture {
+        static constexpr std::size_t kRunPixels = kBlockPixels;  // nothing is gained by leaving out less
+
         ImageSize image_size;
         HostArray<std::uint8_t> color_values;
         HostArray<float> depth_values;
@@ -179,18 +181,20 @@ zam::MergedPixels part_of(zam::MergedPixels all, std::size_t first, std::size_t 
     return {all.colors.subspan(first * zam::kColorBytes, count * zam::kColorBytes), all.depths.subspan(first, count)};
 }
 
-/// The first run of pixels from `first` on in which a capture is nearer somewhere, with those that follow at once.
+/// Pixels first to last - 1.
 struct Run {
-    std::size_t first, last;  // the last one not included; equal: there is none
+    std::size_t first, last;
 };
-Run next_nearer(zam::MergedPixels merged, std::span<const float> depths, std::size_t first) {
+
+/// The next pieces, all of them of so many pixels, in each of which a capture is nearer somewhere; empty at the end.
+Run next_nearer(zam::MergedPixels merged, std::span<const float> depths, std::size_t first, std::size_t piece) {
     const auto is_nearer = [&](std::size_t at) {
-        const std::size_t count = std::min(kRunPixels, depths.size() - at);
+        const std::size_t count = std::min(piece, depths.size() - at);
         return zam::any_nearer(merged.depths.subspan(at, count), depths.subspan(at, count));
     };
-    while (first < depths.size() && !is_nearer(first)) first += kRunPixels;
+    while (first < depths.size() && !is_nearer(first)) first += piece;
     std::size_t last = first;
-    while (last < depths.size() && (last == first || is_nearer(last))) last += kRunPixels;
+    while (last < depths.size() && (last == first || is_nearer(last))) last += piece;
     return {std::min(first, depths.size()), std::min(last, depths.size())};
 }
 
@@ -201,7 +205,7 @@ template <class Capture>
 bool merge_block(const Capture& capture, std::int64_t first, zam::MergedPixels merged, BlockValues& values) {
     const auto depths = capture.depths(first, merged.depths.size(), values);
     if (depths.empty()) return false;
-    for (Run run{}; (run = next_nearer(merged, depths, run.last)).first < run.last;) {
+    for (Run run{}; (run = next_nearer(merged, depths, run.last, Capture::kRunPixels)).first < run.last;) {
         const std::size_t count = run.last - run.first;
         const auto colors = capture.colors(first + static_cast<std::int64_t>(run.first), count, values);
         if (colors.empty()) return false;

@@ -3,8 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
+#include <memory>
 
 #include "base/lanes_target.h"
+#include "base/ranks.h"
+#include "modules/support/ranks.h"
 #include "modules/zam/MergeImages.h"
 #include "modules/zam/capture/depth_merge.h"
 #include "tests/capture/capture_fixture.h"
@@ -15,6 +19,49 @@ namespace {
 using Bytes = std::vector<float>;  // as values() gives them
 
 const Texts kCannotMerge{"Can not merge image in Zbuffer brending.\n"};
+
+/// Ranks that call a module one after the other, the first rank last: it then knows what the others have given.
+class RanksInTurn final : public Ranks {
+public:
+    explicit RanksInTurn(int count) : count_(count), parts_(static_cast<std::size_t>(count)) {}
+
+    template <class Call>
+    void each(Call call) {
+        zam_use_ranks(this);
+        for (rank_ = count_ - 1; rank_ >= 0; --rank_, call_ = 0) call(rank_);
+        zam_use_ranks(nullptr);
+    }
+    int rank() const override { return rank_; }
+    int count() const override { return count_; }
+    std::int64_t take(int /*list*/) override { return 0; }
+    void maximum(std::span<double> values) override {
+        auto& largest = largest_[call_++];
+        largest.resize(values.size(), -std::numeric_limits<double>::infinity());
+        for (std::size_t i = 0; i < values.size(); ++i) values[i] = largest[i] = std::max(largest[i], values[i]);
+    }
+    void merge_nearest(std::span<std::uint8_t> /*colors*/, std::span<float> /*depths*/) override {}
+    void gather(std::span<const std::byte> part, std::span<std::byte> whole, std::size_t element) override {
+        parts_[static_cast<std::size_t>(rank_)].assign(part.begin(), part.end());
+        std::size_t at = 0;
+        for (int rank = 0; rank < count_ && rank_ == 0; ++rank) {
+            const auto& rows = parts_[static_cast<std::size_t>(rank)];
+            const Share share = share_of(static_cast<std::int64_t>(whole.size() / element), rank, count_);
+            ASSERT_EQ(rows.size(), element * static_cast<std::size_t>(share.last - share.first));
+            std::copy(rows.begin(), rows.end(), whole.begin() + static_cast<std::ptrdiff_t>(at));
+            at += rows.size();
+        }
+    }
+    std::shared_ptr<const std::byte> hold_once(std::size_t /*bytes*/,
+                                               const std::function<void(std::span<std::byte>)>& /*fill*/) override {
+        return nullptr;
+    }
+
+private:
+    int count_, rank_ = 0;
+    std::size_t call_ = 0;  // of maximum(), by this rank
+    std::map<std::size_t, std::vector<double>> largest_;
+    std::vector<std::vector<std::byte>> parts_;
+};
 
 class Merge : public CaptureTest {
 protected:
@@ -128,6 +175,16 @@ TEST_F(Merge, GoesThroughBlocksAndGroups) {
         update();
         EXPECT_TRUE(merged() == expected) << mode;
         expect_image(out(), kWidth, kHeight);
+        for (const int count : {1, 2, 3, 7, 230}) {  // also more ranks than rows
+            take_away("out_fld");
+            host::create(instance, "out_fld", host::Kind::field);
+            RanksInTurn(count).each([&](int rank) {
+                set_int("end_flag", 0);
+                update();
+                EXPECT_EQ(get("end_flag"), rank == 0 ? 1 : 0) << rank;
+            });
+            EXPECT_TRUE(merged() == expected) << mode << " " << count;
+        }
     }
     // another size into the same output
     give(1, 1, 1, {one_color({1, 2, 3, 4}, {1})});
@@ -215,6 +272,19 @@ TEST_F(Merge, RefusesFilesThatAreNoCaptures) {
     }
     scratch.write(image_name(1), file_bytes("0000200003", image));
     expect_failure("the same number of pixels in another shape");
+
+    const std::string other_shape = file_bytes("0000200003", image);
+    for (const std::string& bytes : {good.substr(0, 9), good.substr(0, good.size() - 1), other_shape}) {
+        for (const int spoiled : {0, 1, 2}) {  // one rank has other files than the rest: all give up
+            RanksInTurn(3).each([&](int rank) {
+                for (const int index : {0, 1}) scratch.write(image_name(index), rank == spoiled ? bytes : good);
+                take_reports();
+                rank == 0 ? expect_failure("ranks") : update();
+            });
+        }
+    }
+    scratch.write(image_name(0), good);
+    scratch.write(image_name(1), good);
 
     // numbers are read as far as they go, and what follows the depths does not count
     for (const char* text : {"    3    2", "+0003 2   ", "3xyz.2e3  "}) {
