@@ -267,7 +267,8 @@ std::optional<Merged> merge_captures(OMobj_id instance, const Params& params, Pa
         if (params.mode == kFromDisk)
             return merge(FilesOnDisk(params.directory), params.files, params.background, part);
         if (params.mode == kFromMemory)
-            return merge(FieldsInMemory(instance), zam::Parameters(instance).integer("num", 0), params.background, part);
+            return merge(FieldsInMemory(instance), zam::Parameters(instance).integer("num", 0), params.background,
+                         part);
     } catch (const std::exception&) {  // no memory
     }
     return std::nullopt;

@@ -21,6 +21,7 @@
 #include "session/outputs/outputs.h"
 #include "session/run/current_frames.h"
 #include "session/run/frame_memory.h"
+#include "session/run/held_arrays.h"
 #include "session/run/ranks_in_use.h"
 
 namespace zam::session {
@@ -167,19 +168,48 @@ void Session::build() {
         for (const auto& assignment : instance(module).given) note_dependencies(assignment);
     }
     division_.divide(dependencies_);
+    const auto held = hold_arrays(first);
     for (std::size_t module = first; module < running_.size(); ++module) {
         running_[module].object = host::create(host::root(), instance(module).name, host::Kind::group);
-        make_parameters(module);
+        make_parameters(module, held);
     }
     for (std::size_t module = first; module < running_.size(); ++module) follow_links(module, false);
 }
 
-void Session::make_parameters(std::size_t module) {
+/// Joint where there are ranks: the parameters of new modules that all ranks run, with large arrays in memory that the
+/// ranks of a machine share.
+std::vector<Assignment> Session::hold_arrays(std::size_t first_module) {
+    Ranks* const ranks = ranks_in_use();
+    std::vector<Assignment> held;
+    if (!ranks || ranks->count() == 1 || first_module == running_.size()) return held;
+    std::vector<double> elsewhere;  // 1: a rank does not run it
+    for (std::size_t module = 0; module < running_.size(); ++module)
+        elsewhere.push_back(division_.runs_here(module) ? 0.0 : 1.0);
+    ranks->maximum(elsewhere);
+    for (std::size_t module = first_module; module < running_.size(); ++module) {
+        if (elsewhere[module] > 0.0) continue;
+        for (const auto& assignment : instance(module).given) {
+            if (!division_.share_of_value(assignment)) held.push_back(assignment);
+        }
+    }
+    for (const auto& [number, bytes] : hold_arrays_once(held, *ranks)) {
+        Assignment& assignment = held[number];
+        module_error(assignment.module, assignment.parameter->name + ": the ranks' files are not alike; here " +
+                                            std::to_string(bytes) + " bytes of large arrays");
+        assignment.value = {Absent{}};
+    }
+    return held;
+}
+
+/// @param held  parameters whose values are taken in place of those that the network gives
+void Session::make_parameters(std::size_t module, const std::vector<Assignment>& held) {
+    const auto& given = instance(module).given;
     for (const auto& parameter : instance(module).definition->parameters) {
-        const auto& given = instance(module).given;
-        const auto found = std::find_if(given.begin(), given.end(), [&](auto& a) { return a.parameter == &parameter; });
+        const auto of_it = [&](const Assignment& a) { return a.module == module && a.parameter == &parameter; };
+        const auto found = std::find_if(given.begin(), given.end(), of_it);
+        const auto taken = std::find_if(held.begin(), held.end(), of_it);
         if (found != given.end()) {
-            give(*found);
+            give(taken != held.end() ? *taken : *found);
         } else {
             make_default(running_[module].object, parameter, running_[module].links[parameter.name]);
         }

@@ -132,7 +132,8 @@ private:
     bool is_unmade() const;
     bool by_rank_0(bool found) const;
     void learn_failures();
-    void make_parameters(std::size_t module);
+    std::vector<Assignment> hold_arrays(std::size_t first_module);
+    void make_parameters(std::size_t module, const std::vector<Assignment>& held);
     void follow_links(std::size_t module, bool report);
     void update(std::size_t module);
     void run(std::size_t module);
