@@ -33,7 +33,8 @@ public:
     }
     int rank() const override { return rank_; }
     int count() const override { return count_; }
-    std::int64_t take(int /*list*/) override { return 0; }
+    void begin_list() override {}
+    std::int64_t take() override { return 0; }
     void maximum(std::span<double> values) override {
         auto& largest = largest_[call_++];
         largest.resize(values.size(), -std::numeric_limits<double>::infinity());
