@@ -8,6 +8,7 @@ import os
 import subprocess
 import sys
 import tempfile
+from array import array
 from pathlib import Path
 
 zam, zam_mpi, mpiexec = (os.path.abspath(path) for path in sys.argv[1:4])
@@ -62,9 +63,25 @@ def scene(objects, colors, events=(), modules=None, write=None, **params):
             "write": write or {"view.png": "view.out", "depth.json": "view.out"}}
 
 
+def merge(mode, count, **params):
+    common = {"saveMode": mode, "currCount": count, "num": count, "backCol": [0, 0, 1]}
+    return {"use": "MergeImages", "params": {**common, **params}}
+
+
+def merge_files(count):
+    return {"modules": {"merge": merge(0, count, currDir="captures")}, "write": {"merged.png": "merge.out_fld"}}
+
+
+def merge_views(**modules):
+    return scene(*COINCIDING, modules=modules, write={"merged.png": "merge.out_fld"})
+
+
 COINCIDING = ["a", "b", "c", "d", "e", "f"], [GREY, RED, GREEN, BLUE]
 READER = {"use": "DVLDread_field_update", "params": {"filename": "0.fld"}}
 FILES = {"for": {"reader.filename": {"numbered": "%d.fld", "count": 5}}, "ref": "reader.out", "distribute": True}
+CAPTURE = {"use": "ZBufCapture", "params": {"saveMode": 0, "tmpDir": ".", "in": [{"ref": "view.out"}]}}
+VOLUME = {"field": {"dims": [128, 128, 128], "nspace": 3, "grid_type": "uniform", "points": [-1, -1, -1, 1, 1, 1],
+                    "node_data": [{"type": "byte", "values": {"values_file": "volume.raw", "type": "byte"}}]}}
 HEAT = {"range": [0, 4], "preset": "heat"}
 SCENES = {
     "fitted": scene(*COINCIDING),
@@ -82,6 +99,13 @@ SCENES = {
     "inputs_named_by_outputs": scene(*COINCIDING, write={"view.json": "view", "e.vtu": "e.out", "objects.json": "view.objects"}),
     "views_of_views": scene(["a", "b", {"ref": "inner.out"}], [], modules={
         "inner": {"use": "host_view", "params": {"objects": [{"ref": "c.out"}, {"ref": "d.out"}], "width": 40, "height": 30}}}),
+    "captures_in_files": merge_files(9),
+    "captures_in_memory": merge_views(merge=merge(1, 1, rc=[{"ref": "view.out"}])),
+    "captures_of_each_rank": merge_views(
+        capture=CAPTURE, merge=merge(0, {"ref": "capture.currCount"}, num=0, currDir={"ref": "capture.currDir"})),
+    "volume_of_all_ranks": {
+        "modules": {"render": {"use": "tracer", "params": {"in": VOLUME, "width": 40, "height": 30, "xform": TURNED}}},
+        "events": [{"for": {"render.xform.rotate": [[0, 0, 0], [0, 90, 0]]}, "steps": 5, "write": {"%d.png": "render.out"}}]},
     "events": scene(*COINCIDING, events=[
         {"set": {"e.radius": 2}}, {"write": {"1.png": "view.out"}},
         {"set": {"view.objects": [{"ref": name + ".out"} for name in "fecba"], "d.radius": 3}}, {"write": {"2.png": "view.out"}},
@@ -90,6 +114,7 @@ SCENES = {
         {"run": ["d", "view"]}]),
 }
 FAULTS = {
+    "capture_missing": (merge_files(10), ["merge: error: Can not merge image"]),
     "module_fails": (scene(*COINCIDING, modules={"c": cone(1, 0, div=1)}), ["c: error: div must be at least 3!"]),
     "object_is_none": (scene(["a", "b", "c", {"ref": "d.length"}], []), ["objects[3] is not a field"]),
     "no_image": (scene(*COINCIDING, width=0), ["width and height have to be from 1"]),
@@ -98,21 +123,26 @@ FAULTS = {
 }
 
 
-def write_bricks():
-    """Plane grids with one value per node, side by side."""
+def write_files():
+    """Plane grids with one value per node, side by side; a volume; captures."""
     for i in range(5):
         values = "\n".join(str(i * 0.5 + node % 3) for node in range(12))
         Path(f"{i}.txt").write_text(values + "\n")
         Path(f"{i}.fld").write_text(
             f"# AVS field file\nndim = 2\ndim1 = 4\ndim2 = 3\nnspace = 2\nveclen = 1\ndata = float\nfield = uniform\n"
             f"min_ext = {2 * i} 0\nmax_ext = {2 * i + 2} 2\nvariable 1 file={i}.txt filetype=ascii skip=0\n")
+    Path("volume.raw").write_bytes(bytes(node * node // 300 % 256 for node in range(128**3)))  # more than is left alone
+    Path("captures").mkdir()
+    for i in range(9):
+        depths = array("f", ((7 * pixel + 3 * i) % 10 / 10 for pixel in range(40 * 30)))
+        Path(f"captures/pceimg{i:05}.img").write_bytes(b"0004000030" + bytes([255, i, 10 * i, 90]) * len(depths) + depths)
     Path("broken.fld").write_text("# AVS field file\nndim = 2\n")
 
 
 def check_scenes():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        write_bricks()
+        write_files()
         cases = {**{name: (network, ()) for name, network in SCENES.items()}, **FAULTS}
         for name, (network, said) in cases.items():
             file = os.path.join(folder, name + ".json")
