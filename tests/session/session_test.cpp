@@ -373,6 +373,20 @@ TEST_F(SessionTest, CallsWaitForNetworksThatEndOnOtherThreads) {
     dropper.join();
 }
 
+TEST_F(SessionTest, TextHasObjectsThatStandForSeveral) {
+    Network network = session->parse(
+        R"({"modules": {"cone": {"use": "cone", "params": {"div": 3, "offset": 0, "length": 1}}, "view": {"use": "host_view",
+        "params": {"objects": [{"for": {"cone.radius": [1, 2]}, "ref": "cone.out"}]}}}})");
+    const std::string as_read = network.text();
+    EXPECT_NE(as_read.find("\"for\""), std::string::npos);
+    network.set("view.width", 20);
+    EXPECT_NE(network.text(), as_read);
+    network.set("cone[1].radius", 3);
+    EXPECT_TRUE(network.run());
+    EXPECT_EQ(network.written("cone[0].radius"), "");
+    EXPECT_NE(thrown([&] { network.text(); }).find("cone[1].radius was changed"), std::string::npos);
+}
+
 TEST_F(SessionTest, TextHasAllChanges) {
     Network first = session->parse(R"({
         "modules": {"render": {"use": "tracer", "params": {"width": 40, "height": 30,  // a comment
