@@ -36,7 +36,8 @@ OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_
     Object* above = store.resolve(parent);
     auto value = make_value(kind, element_kind);
     const bool fits = above && (above->get<Group>() || above->part<Field>());
-    if (!fits || !value || !(is_object_name(name) || is_numbered_name(name))) return OMnull_obj();
+    const bool named = is_object_name(name) || (above && store.is_root(*above) && is_numbered_name(name));
+    if (!fits || !value || !named) return OMnull_obj();
     const OMobj_name token = store.names.token(name);
     if (Object* old = store.child(above->id, token)) {
         store.replace(*old, std::move(*value));

@@ -28,6 +28,10 @@ TEST_F(Objects, PathsLeadWhereTheySay) {
          {"group.list[2]", "group.list[-1]", "group.list[1", "group.list[99999999999999999999999]", "group.list[1]x",
           "group.inner[0]", "group..inner", "group.", ".group", "", "nobody"})
         EXPECT_EQ(found(nothing), 0U) << nothing;
+    const OMobj_id copy = create(root(), "copy[10]", Kind::group), within = create(copy, "x", Kind::real);
+    EXPECT_EQ(find(root(), "copy[10].x").word[0], within.word[0]);
+    for (const char* bad : {"copy[]", "copy[1", "copy[1]x", "copy[a]", "[1]", "copy[1][2]"})
+        EXPECT_EQ(OMvalid_obj(create(root(), bad, Kind::group)), 0) << bad;
     for (const char* bad : {"", "a.b", "a[0]"}) EXPECT_EQ(OMvalid_obj(create(module, bad, Kind::group)), 0) << bad;
 }
 
