@@ -49,8 +49,8 @@ ZAM_HOST_CXX_API OMobj_id add_root();
 ZAM_HOST_CXX_API void set_root(OMobj_id root);
 
 /// Makes an object below `parent`; an object of that name there is replaced in place (its handle stays valid, so
-/// references to it go on working). Names hold no dots or brackets, but below a root "name[12]" is one of several objects
-/// that are made alike. `element_kind` is for Kind::objects.
+/// references to it go on working). Names hold no dots or brackets, but below a root "name[12]" is one of several
+/// objects that are made alike. `element_kind` is for Kind::objects.
 ZAM_HOST_CXX_API OMobj_id create(OMobj_id parent, std::string_view name, Kind kind, Kind element_kind = Kind::field);
 
 /// Makes an object anew in place: without contents, of a kind that create() makes. Its handle stays valid. False if the
