@@ -51,6 +51,8 @@ install(FILES ${schema} DESTINATION share/zam)
 
 # All that is installed, without tests and benchmarks.
 add_custom_target(zam_all DEPENDS zam zam_schema)
-if(TARGET zam_session)
-  add_dependencies(zam_all zam_session)
-endif()
+foreach(target zam_session zam-mpi)
+  if(TARGET ${target})
+    add_dependencies(zam_all ${target})
+  endif()
+endforeach()

@@ -257,8 +257,9 @@ LegendSource read_legend(const Cursor& cursor, const Definition& definition) {
 }
 
 Parameter read_parameter(const Cursor& cursor) {
-    constexpr std::string_view kKeys[] = {"name",    "kind",   "type",    "file",   "direction", "default", "range",
-                                          "choices", "origin", "accepts", "legend", "meaning",   "shared",  "any_order"};
+    constexpr std::string_view kKeys[] = {"name",    "kind",    "type",    "file",     "direction",
+                                          "default", "range",   "choices", "origin",   "accepts",
+                                          "legend",  "meaning", "shared",  "any_order"};
     cursor.expect_keys(kKeys);
     Parameter parameter;
     parameter.name = required_text(cursor, "name");
