@@ -20,6 +20,7 @@ std::optional<int> TakenFrames::next(int event, int steps) {
 }
 
 std::optional<int> TakenFrames::end(std::optional<int> failed) {
+    event_ = -1;  // it may be played once more
     double first = failed ? -*failed : -std::numeric_limits<double>::infinity();
     ranks_.maximum({&first, 1});
     return std::isfinite(first) && writes_rest() ? std::optional(static_cast<int>(-first)) : std::nullopt;

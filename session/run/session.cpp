@@ -249,7 +249,7 @@ void Session::give(const Assignment& assignment) {
 
 void Session::take_back(std::size_t module, const Parameter& parameter) {
     enter();
-    if (waits_) return;
+    if (is_unmade()) return;
     Running& running = running_[module];
     const std::string& name = parameter.name;
     auto& links = running.links[name];
