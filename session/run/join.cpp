@@ -36,7 +36,7 @@ void join(const Network& network, const std::string& directory, bool keep_frames
     for (const auto& [file, film] : films) {
         if (is_joined(*film.output, directory)) continue;
         const std::string missing = missing_frames(*film.output, *film.event, directory);
-        if (!missing.empty()) listener.error(file + ": " + missing);
+        if (!missing.empty()) listener.error(std::string(file).append(": ").append(missing));
         all = all && missing.empty();
     }
     if (!all) return;
