@@ -50,6 +50,14 @@ public:
                                                        const std::function<void(std::span<std::byte>)>& fill) = 0;
 };
 
+/// Joint where there are ranks: whether something holds at any of them.
+/// @param ranks  null: this process is alone
+inline bool at_any_rank(Ranks* ranks, bool here) {
+    double flag = here ? 1.0 : 0.0;
+    if (ranks) ranks->maximum({&flag, 1});
+    return flag > 0.0;
+}
+
 /// Elements first to last - 1 of a list.
 struct Share {
     std::int64_t first, last;

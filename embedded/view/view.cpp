@@ -307,11 +307,7 @@ std::optional<PointBox> box_of_ranks(const PointBox& box, bool goes_on) {
 }
 
 /// Joint: whether all ranks go on.
-bool all_go_on(bool here) {
-    double stops = here ? 0.0 : 1.0;
-    if (ranks) ranks->maximum({&stops, 1});
-    return stops == 0.0;
-}
+bool all_go_on(bool here) { return !at_any_rank(ranks, !here); }
 
 /// A picture in the making.
 struct Drawing {

@@ -293,9 +293,8 @@ bool gather_rows(zam::Ranks& ranks, const std::optional<Merged>& merged) {
 
 /// Joint: the ranks if all of them have captures in files, null otherwise.
 zam::Ranks* sharing_ranks(zam::Ranks* ranks, const std::optional<Params>& params) {
-    double alone = params && params->mode == kFromDisk ? 0.0 : 1.0;
-    if (ranks) ranks->maximum({&alone, 1});
-    return alone > 0 ? nullptr : ranks;
+    const bool has_files = params && params->mode == kFromDisk;
+    return zam::at_any_rank(ranks, !has_files) ? nullptr : ranks;
 }
 
 // --- The output ---

@@ -26,6 +26,10 @@ std::vector<std::size_t> Dependencies::upstream_of(std::size_t module, const std
     return found == upstream_[module].end() ? std::vector<std::size_t>() : found->second;
 }
 
+std::vector<bool> Dependencies::with_all_upstream(std::vector<std::size_t> modules) const {
+    return closure(upstream_.size(), std::move(modules), [&](std::size_t module) { return upstream(module); });
+}
+
 bool Dependencies::refers_to_itself(std::size_t module) const { return !to_itself_[module].empty(); }
 
 std::vector<std::size_t> Dependencies::order() const {

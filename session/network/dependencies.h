@@ -10,6 +10,23 @@
 
 namespace zam::session {
 
+/// Some modules and all that can be reached from them.
+/// @param count  of all modules
+/// @param next   gives the modules that are one step away from one
+template <class Next>
+std::vector<bool> closure(std::size_t count, std::vector<std::size_t> modules, Next next) {
+    std::vector<bool> found(count, false);
+    while (!modules.empty()) {
+        const std::size_t module = modules.back();
+        modules.pop_back();
+        if (found[module]) continue;
+        found[module] = true;
+        const auto& more = next(module);
+        modules.insert(modules.end(), more.begin(), more.end());
+    }
+    return found;
+}
+
 class Dependencies {
 public:
     explicit Dependencies(std::size_t modules) : upstream_(modules), to_itself_(modules) {}
@@ -29,6 +46,8 @@ public:
     std::vector<std::size_t> upstream(std::size_t module, std::string_view except = {}) const;
     /// Those that one of its parameters refers to.
     std::vector<std::size_t> upstream_of(std::size_t module, const std::string& parameter) const;
+    /// Some modules and all that they refer to, directly or not.
+    std::vector<bool> with_all_upstream(std::vector<std::size_t> modules) const;
     /// Whether a parameter of a module refers to the module.
     bool refers_to_itself(std::size_t module) const;
 

@@ -165,16 +165,7 @@ std::vector<std::size_t> Copies::upstream(std::size_t module) const {
 }
 
 std::vector<bool> Copies::leading_to(std::vector<std::size_t> modules) const {
-    std::vector<bool> found(network_.instances.size(), false);
-    while (!modules.empty()) {
-        const std::size_t next = modules.back();
-        modules.pop_back();
-        if (found[next]) continue;
-        found[next] = true;
-        const auto before = upstream(next);
-        modules.insert(modules.end(), before.begin(), before.end());
-    }
-    return found;
+    return closure(network_.instances.size(), std::move(modules), [&](std::size_t module) { return upstream(module); });
 }
 
 /// The modules on the ways from those that vary to the one that makes the object; empty after a problem.
@@ -186,21 +177,15 @@ std::vector<std::size_t> Copies::modules_to_copy(const MultipleObject& multiple,
         if (!before[module]) continue;
         for (const std::size_t other : upstream(module)) downstream[other].push_back(module);
     }
-    std::vector<bool> reached(before.size(), false);
-    std::vector<std::size_t> waiting;
+    std::vector<std::size_t> first;
     for (const auto& one : varied) {
-        waiting.push_back(*network_.find(one.module));
-        if (before[waiting.back()]) continue;
+        first.push_back(*network_.find(one.module));
+        if (before[first.back()]) continue;
         multiple.cursor.problem(one.module + one.rest + " makes no difference to " + network_.instances[last].name);
         return {};
     }
-    while (!waiting.empty()) {
-        const std::size_t next = waiting.back();
-        waiting.pop_back();
-        if (reached[next]) continue;
-        reached[next] = true;
-        waiting.insert(waiting.end(), downstream[next].begin(), downstream[next].end());
-    }
+    const auto reached =
+        closure(before.size(), std::move(first), [&](std::size_t module) { return downstream[module]; });
     std::vector<std::size_t> modules;
     for (std::size_t module = 0; module < reached.size(); ++module) {
         if (reached[module]) modules.push_back(module);

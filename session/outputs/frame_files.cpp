@@ -24,8 +24,7 @@ constexpr std::size_t kMaxListed = 8;  // ranges of missing frames
 std::string frames_directory(const std::string& film) { return film + ".frames"; }
 
 std::string frame_file(const std::string& film, int step) {
-    const std::string number = std::to_string(step);
-    return frames_directory(film) + "/" + std::string(kDigits - number.size(), '0') + number + ".webp";
+    return frames_directory(film) + "/" + numbered("%05d.webp", step);
 }
 
 /// Whether a file is a frame, or one that was not written to its end.

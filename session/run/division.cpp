@@ -6,22 +6,6 @@
 namespace zam::session {
 namespace {
 
-/// All modules that lead to some, and these themselves.
-/// @param before  gives the modules that lead to one immediately
-template <class Before>
-std::vector<bool> closure(std::size_t modules, std::vector<std::size_t> waiting, Before before) {
-    std::vector<bool> found(modules, false);
-    while (!waiting.empty()) {
-        const std::size_t next = waiting.back();
-        waiting.pop_back();
-        if (found[next]) continue;
-        found[next] = true;
-        const std::vector<std::size_t> more = before(next);
-        waiting.insert(waiting.end(), more.begin(), more.end());
-    }
-    return found;
-}
-
 /// What stands for an element that other ranks have.
 Value elsewhere() { return {Reference{}}; }
 
@@ -114,7 +98,7 @@ void Division::find_joint(const Dependencies& dependencies) {
         const auto upstream = dependencies.upstream(module);
         before.insert(before.end(), upstream.begin(), upstream.end());
     }
-    const auto led_on = closure(count, before, [&](std::size_t module) { return dependencies.upstream(module); });
+    const auto led_on = dependencies.with_all_upstream(std::move(before));
     for (std::size_t module = 0; module < count; ++module) joint_[module] = joint_[module] && !led_on[module];
 }
 

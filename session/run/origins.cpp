@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "base/file_path.h"
 #include "session/outputs/output_file.h"
@@ -56,23 +57,18 @@ bool Origins::is_older_than(const Output& output, const std::string& path) {
 }
 
 Origins::Time Origins::latest(const Output& output) {
-    std::vector<std::size_t> waiting;
+    std::vector<std::size_t> shown;
     for (const auto& reference : {std::optional(output.from), output.under, output.points}) {
         const auto module = reference ? network_.find(split_reference(reference->target).module) : std::nullopt;
-        if (module) waiting.push_back(*module);
+        if (module) shown.push_back(*module);
     }
+    const auto comes_from = dependencies_.with_all_upstream(std::move(shown));
     Time latest = network_.file.empty() ? Time::min() : time_of(network_.file);
-    std::vector<bool> seen(files_.size());
-    while (!waiting.empty()) {
-        const std::size_t module = waiting.back();
-        waiting.pop_back();
-        if (seen[module]) continue;
-        seen[module] = true;
+    for (std::size_t module = 0; module < files_.size(); ++module) {
+        if (!comes_from[module]) continue;
         for (const auto& [parameter, files] : files_[module]) {
             for (const auto& file : files) latest = std::max(latest, time_of(file));
         }
-        const auto upstream = dependencies_.upstream(module);
-        waiting.insert(waiting.end(), upstream.begin(), upstream.end());
     }
     return latest;
 }

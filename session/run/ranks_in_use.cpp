@@ -10,10 +10,6 @@ Ranks* in_use = nullptr;
 void use_ranks(Ranks* ranks) { in_use = ranks; }
 Ranks* ranks_in_use() { return in_use; }
 
-bool at_any_rank(bool here) {
-    double flag = here ? 1.0 : 0.0;
-    if (in_use) in_use->maximum({&flag, 1});
-    return flag > 0.0;
-}
+bool at_any_rank(bool here) { return zam::at_any_rank(in_use, here); }
 
 }  // namespace zam::session

@@ -42,6 +42,7 @@ bool writes_anything(const Network& network) {
     };
     return !network.outputs.empty() || std::any_of(network.events.begin(), network.events.end(), writes);
 }
+
 /// While it lives, joint modules are run together with other ranks.
 class RanksLent {
 public:
@@ -342,18 +343,10 @@ bool Session::fail(std::size_t module) {
 
 /// The first of the modules that this one refers to, directly or not, that has failed.
 std::optional<std::size_t> Session::failed_upstream(std::size_t module) const {
-    std::vector<bool> upstream(running_.size());
     bool any = false;
     for (std::size_t other = 0; other < running_.size() && !any; ++other) any = other != module && has_failed(other);
     if (!any) return std::nullopt;
-    for (std::vector<std::size_t> waiting = dependencies_.upstream(module); !waiting.empty();) {
-        const std::size_t next = waiting.back();
-        waiting.pop_back();
-        if (upstream[next]) continue;
-        upstream[next] = true;
-        const auto before = dependencies_.upstream(next);
-        waiting.insert(waiting.end(), before.begin(), before.end());
-    }
+    const auto upstream = dependencies_.with_all_upstream(dependencies_.upstream(module));
     for (const std::size_t other : dependencies_.order()) {
         if (upstream[other] && has_failed(other)) return other;
     }
@@ -784,7 +777,8 @@ std::vector<Assignment> Session::frame_values(const ForEvent& event, int step) {
 /// remember them.
 void Session::play_frame(const ForEvent& event, int from, int step) {
     const int before = host::now();
-    const auto replayed = modules_to_replay(network_, dependencies_, event);
+    std::vector<bool> replayed;  // not looked for where no frame was passed over
+    if (from < step) replayed = modules_to_replay(network_, dependencies_, event);
     const bool any = std::find(replayed.begin(), replayed.end(), true) != replayed.end();
     for (; any && from < step; ++from) {
         give(frame_values(event, from));
